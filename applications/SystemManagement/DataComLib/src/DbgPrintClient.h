@@ -1,0 +1,73 @@
+#pragma once
+
+// The process-wide debug print client: it writes each log line with one write() to the FIFO
+// "/tmp/sockDbg", which a collector reads. Lines that cannot be written are lost; a worker is never
+// stalled and the process never dies for the sake of a line, also when the collector leaves.
+//
+// Code that logs uses DBG_LOG (DbgLine.h). Any thread may call everything here.
+
+#include <atomic>
+#include <ctime>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <string>
+
+enum DbgSeverity : int { SEV_INFO = 0, SEV_WARN, SEV_ERROR, SEV_FATAL, SEV_SYS };
+
+/// The threshold: a line of severity s is produced only while gDbgLevel <= s. 0 logs everything,
+/// 5 nothing; there is no range check.
+extern std::atomic<int> gDbgLevel;
+
+/// The labels of the severities, five characters each.
+extern const std::string gSeverityString[5];
+
+class DbgPrintClient
+{
+public:
+    /// The one instance, made by the first call. That call opens the FIFO and so waits for a
+    /// collector when the FIFO exists and nobody reads it; without a FIFO it returns at once.
+    static DbgPrintClient* getInstance();
+
+    /// Writes the line's header: severity label, local time, task name and pid. Leaves errno as
+    /// it was, so that the values that follow in the line may still name it.
+    std::ostringstream* fillInOss(int severity, std::ostringstream* oss);
+
+    /// Writes the stream's whole text to the FIFO.
+    void doReport(std::ostringstream* oss);
+
+    /// Names the thread for its lines. The first name given stays, and a thread must be named
+    /// before its first line.
+    void setTaskName(int threadId, const std::string& name);
+
+    /// False when the FIFO could not be opened: nobody can ever read a line of this process.
+    bool isOpen() const { return mPipe >= 0; }
+
+    DbgPrintClient(const DbgPrintClient&) = delete;
+    DbgPrintClient& operator=(const DbgPrintClient&) = delete;
+
+private:
+    DbgPrintClient();
+
+    std::string dateText(std::time_t second);
+    std::string taskName(int threadId);
+
+    static std::atomic<DbgPrintClient*> instance;
+
+    int mPipe = 0; // set once by the constructor
+
+    std::mutex mMutex; // guards everything below
+    std::map<int, std::string> mTaskNames;
+    std::string mDateText; // the date of mDateSecond, formatted in the zone of mDateZone
+    std::time_t mDateSecond = -1;
+    unsigned mDateZone = 0;
+};
+
+std::ostringstream* fillInOss(int severity, std::ostringstream* oss);
+void debugReport(std::ostringstream* oss);
+
+/// `threadId` is pthread_self() taken as an int, see currentTaskId().
+void setTaskName(int threadId, const std::string& name);
+
+/// The identifier under which the calling thread is known to setTaskName().
+int currentTaskId();

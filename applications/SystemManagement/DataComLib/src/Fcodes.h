@@ -1,0 +1,47 @@
+#pragma once
+
+// Result and function codes of the whole suite, and the doctrine that goes with them:
+//
+//  - A code is the bit FC_OK (0x10000) plus at most one failure bit. Results of several steps are
+//    joined with `|`, starting from FC_OK, so that every failure survives: 0x10003 says that both
+//    header and body were wrong.
+//  - "Succeeded" means *equals* FC_OK. Never test a single bit, never compare with 0.
+//  - An operation writes its outputs only when it succeeds, unless its comment says otherwise.
+//  - Nothing throws across a public operation. Exceptions of the JSON library are caught inside the
+//    store (DataSets), exceptions of the standard library are not expected and not caught.
+//  - A result is ignored on purpose only where start-up must go on without it; the line says so.
+//  - A caller that only wants words for an operator asks fcodeText().
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+enum Fcodes : std::uint32_t {
+    FC_OK = 0x10000,
+    FC_HEADER_ERROR = 0x10001,
+    FC_BODY_ERROR = 0x10002,
+    FC_ACCESS_DENIED = 0x10004,
+    FC_NO_SUCH_NAME = 0x10008,
+    FC_WRONG_TYPE = 0x10010,
+    FC_BAD_VALUE = 0x10020,
+    FC_COMM_ERROR = 0x10040,
+    FC_UNSUPPORTED = 0x10080,
+    FC_UNAVAILABLE = 0x10100,
+    FC_DATA_STREAM = 0x10200,
+    FC_LOS = 0x10400,
+};
+
+constexpr Fcodes operator|(Fcodes left, Fcodes right)
+{
+    return static_cast<Fcodes>(static_cast<std::uint32_t>(left) |
+                               static_cast<std::uint32_t>(right));
+}
+
+constexpr Fcodes& operator|=(Fcodes& left, Fcodes right) { return left = left | right; }
+
+/// The text of each single code; exactly the twelve rows of the enumeration.
+extern const std::map<Fcodes, std::string> gFcodeString;
+
+/// Words for any code, joined ones included: "OK", "No Such Name", "Bad Value, Unavailable".
+/// Bits that have no text are shown in hexadecimal.
+std::string fcodeText(Fcodes code);

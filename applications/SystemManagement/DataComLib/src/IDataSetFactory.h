@@ -1,0 +1,14 @@
+#pragma once
+
+// Makes the store of a data holder.
+
+class IDataSets;
+
+class IDataSetFactory
+{
+public:
+    virtual ~IDataSetFactory() = default;
+
+    /// A new, empty store; the caller owns it.
+    virtual IDataSets* createDataSets() = 0;
+};

@@ -1,0 +1,25 @@
+#pragma once
+
+// A command: it asks the peer's data holder to do something. A plain record with parameters; copy
+// it freely, share it with a lock of your own.
+
+#include "Fcodes.h"
+#include "MessageParams.h"
+
+#include <string>
+
+class MessageCommand : public MessageParams
+{
+public:
+    std::string ID = "NULL"; ///< The command's name, such as "SUBSCRIBE" or "Add Row".
+
+    std::string getId() const { return ID; }
+    void setId(const std::string& id) { ID = id; }
+
+    /// Reads the element, or a text in which no other "...ID" attribute stands before it. FC_OK, or
+    /// FC_BODY_ERROR when ID is missing; parameters are added to those already here.
+    Fcodes initFromString(const std::string& text);
+
+    /// Replaces `out` with the element text, and returns `out`.
+    std::string& toString(std::string& out) const;
+};

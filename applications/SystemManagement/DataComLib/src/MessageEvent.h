@@ -1,0 +1,29 @@
+#pragma once
+
+// An event: it tells subscribers that something happened. A plain record with parameters; copy it
+// freely, share it with a lock of your own.
+
+#include "Fcodes.h"
+#include "MessageParams.h"
+
+#include <string>
+
+class MessageEvent : public MessageParams
+{
+public:
+    std::string Description;
+    Fcodes Fcode = FC_OK; ///< Travels in the message header, not in the element.
+    std::string ID = "NULL";
+    std::string Severity = "None";
+    std::string Source = "Source";
+    std::string Status = "None";
+    std::string Time = "2011-01-06  12:06:11";
+
+    /// Reads the element, or a text in which no other "...ID" attribute stands before it. FC_OK, or
+    /// FC_BODY_ERROR when ID is missing. Other missing attributes keep their values; parameters are
+    /// added to those already here.
+    Fcodes initFromString(const std::string& text);
+
+    /// Replaces `out` with the element text, and returns `out`.
+    std::string& toString(std::string& out) const;
+};

@@ -1,0 +1,57 @@
+#pragma once
+
+// The named text parameters that events and commands carry, with the element text they share. Base
+// of MessageEvent and MessageCommand, not a payload of its own. Not locked.
+
+#include "MessageText.h"
+
+#include <map>
+#include <string>
+
+class MessageParams
+{
+public:
+    using ParamMap = std::map<std::string, std::string>;
+
+    /// Adds the parameter, or overwrites the value of the one that has that name. Neither text may
+    /// hold a double quote: the format has no escaping.
+    void addParam(const std::string& name, const std::string& value) { mParams[name] = value; }
+
+    /// False when there is no such parameter; `value` is then untouched.
+    bool getParam(const std::string& name, std::string& value) const;
+
+    void removeParam(const std::string& name) { mParams.erase(name); }
+    void clearParams() { mParams.clear(); }
+    void cleanUpRelations() { clearParams(); }
+
+    /// The parameters in byte-wise name order.
+    ParamMap::const_iterator getParamsBegin() const { return mParams.begin(); }
+    ParamMap::const_iterator getParamsEnd() const { return mParams.end(); }
+
+protected:
+    ~MessageParams() = default;
+
+    void appendParams(std::string& out, std::string_view indent) const;
+
+    /// Adds every complete "Parameter" element of the text to those already here. An incomplete
+    /// one is skipped, and `report` is told which of its attributes, "Name" or "Value", is missing.
+    template <typename Report>
+    void readParams(const std::string& text, Report report)
+    {
+        SegmentWalk elements(text, "Parameter");
+        std::string_view element;
+        while (elements.next(element)) {
+            std::string_view name;
+            std::string_view value;
+            if (findPropertyValue(element, 0, "Name", name) == std::string::npos)
+                report("Name");
+            else if (findPropertyValue(element, 0, "Value", value) == std::string::npos)
+                report("Value");
+            else
+                addParam(std::string(name), std::string(value));
+        }
+    }
+
+private:
+    ParamMap mParams;
+};

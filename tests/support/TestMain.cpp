@@ -1,0 +1,40 @@
+// Entry of every test binary: it moves into a private world before anything else, so that tests use
+// the suite's fixed paths and never meet the machine or each other.
+
+#include <cstdio>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <string_view>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+bool onlyLists(int argc, char** argv)
+{
+    for (int i = 1; i < argc; ++i)
+        if (std::string_view(argv[i]).starts_with("--gtest_list_tests"))
+            return true;
+    return false;
+}
+
+void enterWorld(int argc, char** argv)
+{
+    std::vector<char*> command{const_cast<char*>(SYSMGT_WORLD_SCRIPT)};
+    command.insert(command.end(), argv, argv + argc);
+    command.push_back(nullptr);
+    execv(command[0], command.data());
+    std::perror(SYSMGT_WORLD_SCRIPT);
+    std::exit(1);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (std::getenv("SYSMGT_WORLD") == nullptr && !onlyLists(argc, argv))
+        enterWorld(argc, argv);
+
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
