@@ -1,0 +1,242 @@
+#pragma once
+
+// Base of an application's main object. It owns the dataset store, contains the communicator, and
+// runs a worker thread that takes commands and events off a queue, one at a time and in the order
+// in which they came, and hands them to the application's doExecute() and doHandle().
+//
+// An application derives, supplies doHandle(), overrides doExecute() and where it needs to
+// execute(), acceptChanges() and deleteRow(), calls init() and then starts the communicator. The
+// object must live as long as the process: its threads are never stopped.
+//
+// Threads: after init() every operation may be called from any thread; what a group says of its
+// thread is said of overrides. lock()/unlock() guard the application's own data; the holder itself
+// never takes that lock, so `std::lock_guard guard(*this)` around calls of the holder is safe.
+
+#include "DataCommunicator.h"
+#include "IDataHolder.h"
+
+#include <deque>
+#include <mutex>
+#include <pthread.h>
+#include <semaphore.h>
+#include <string>
+#include <vector>
+
+class IDataSets;
+
+class DataHolder : public IDataHolder
+{
+public:
+    DataHolder() = default;
+    ~DataHolder() override;
+
+    DataHolder(const DataHolder&) = delete;
+    DataHolder& operator=(const DataHolder&) = delete;
+
+    /// Creates the store and starts the worker, which logs under `name`. Failures are logged and
+    /// start-up goes on; without a store no operation of the store may be called.
+    void init(const std::string& name) override;
+
+    /// Makes the store of init(): a new one that the holder owns, or null.
+    virtual IDataSets* createDataSets();
+
+    int lock();
+    int unlock();
+
+    /// Queue a command or an event for the worker; always FC_OK, at once. The result of a queued
+    /// command is dropped and `result` is not written. The queue owns the event.
+    Fcodes execute(const std::string& command, std::string& result) override;
+    Fcodes handle(MessageEvent* event) override;
+
+    /// Carries out a queued command on the worker's thread: "Accept Changes", "Rollback Changes";
+    /// FC_NO_SUCH_NAME for any other.
+    Fcodes doExecute(const std::string& command, std::string& result) override;
+
+    /// Makes the holder's pending changes permanent, or forgets them. The holder itself has none
+    /// beside those of its store, which an application commits with commit(): FC_OK.
+    Fcodes acceptChanges() override;
+    Fcodes rollbackChanges() override;
+
+    /// Rows of a table, on the responder's thread when a peer asks. This holder keeps no tables,
+    /// and every table is unknown to it: 0, and FC_NO_SUCH_NAME from deleteRow().
+    int newRow(const std::string& table, int rowId) override;
+    int appendNewRow(const std::string& table) override;
+    int getFirstRowIndex(const std::string& table) override;
+    int getNextRowIndex(const std::string& table, int rowId) override;
+    Fcodes deleteRow(const std::string& table, int rowId) override;
+
+    /// Messages to peers, on the calling thread, see DataCommunicator. `target` is the path of the
+    /// peer's receive socket, `timeout` is in seconds.
+    Fcodes requestCommand(const std::string& target, const std::string& command,
+                          std::string& result, int timeout, int tries);
+    Fcodes requestEvent(const std::string& target, const MessageEvent& event, int timeout,
+                        int tries);
+    void notify(MessageEvent& event);
+    DataCommunicator& getDataCommunicator() const { return mCommunicator; }
+
+    /// Reads one value of a peer's dataset: up to 3 tries of 10 seconds. `value` is untouched on
+    /// failure. The instance is a key; the empty key is a component's single instance.
+    Fcodes requestGetTextParam(const std::string& target, const std::string& dataset,
+                               const std::string& component, const std::string& property,
+                               std::string& value, const std::string& key);
+    Fcodes requestGetIntParam(const std::string& target, const std::string& dataset,
+                              const std::string& component, const std::string& property, int& value,
+                              const std::string& key);
+
+    /// The store of this holder, under the names and with the results of IDataSets.
+    /// Whole datasets:
+    virtual Fcodes loadDataSet(const std::string& path);
+    virtual Fcodes loadDataSet(const std::string& dataset, const std::string& path);
+    virtual Fcodes storeDataSet(const std::string& dataset, const std::string& path);
+    virtual Fcodes deleteDataSet(const std::string& dataset);
+    virtual Fcodes updateDataSet(const std::string& src, const std::string& ref, bool keepAbsent,
+                                 bool mergeProperties, bool replaceInstances);
+    Fcodes findDataSetWithComponent(std::string& dataset, const std::string& component) override;
+
+    /// Instances.
+    virtual Fcodes addInstance(const std::string& dataset, const std::string& component,
+                               const std::string& key);
+    virtual Fcodes appendInstance(const std::string& dataset, const std::string& component,
+                                  int& index);
+    virtual Fcodes removeInstance(const std::string& dataset, const std::string& component,
+                                  int index);
+    virtual Fcodes removeInstance(const std::string& dataset, const std::string& component,
+                                  const std::string& key);
+    virtual Fcodes clearComponent(const std::string& dataset, const std::string& component);
+    virtual bool hasInstance(const std::string& dataset, const std::string& component,
+                             const std::string& key);
+    virtual bool hasInstance(const std::string& dataset, const std::string& component, int index);
+
+    /// Lists and searches.
+    Fcodes getProperties(const std::string& dataset, const std::string& component,
+                         std::vector<std::string>& names) override;
+    Fcodes getInstances(const std::string& dataset, const std::string& component,
+                        std::vector<std::string>& names) override;
+    virtual std::vector<std::string> getInstancesByParameter(const std::string& dataset,
+                                                             const std::string& component,
+                                                             const std::string& property,
+                                                             const std::string& condition,
+                                                             const std::string& operand);
+    virtual std::vector<std::string>
+    getInstancesByParameter(const std::string& dataset, const std::string& component,
+                            const std::string& property, const std::string& condition, int operand);
+    virtual std::vector<std::string> getInstancesByKey(const std::string& dataset,
+                                                       const std::string& component,
+                                                       const std::string& condition,
+                                                       const std::string& operand);
+    virtual Fcodes getComponentPropertyDefault(const std::string& dataset,
+                                               const std::string& component,
+                                               const std::string& property,
+                                               std::string& defaultValue);
+
+    /// Committed values.
+    virtual Fcodes getIntParam(const std::string& dataset, const std::string& component,
+                               const std::string& property, int& value, int index);
+    virtual Fcodes getIntParam(const std::string& dataset, const std::string& component,
+                               const std::string& property, int& value, const std::string& key);
+    virtual Fcodes getTextParam(const std::string& dataset, const std::string& component,
+                                const std::string& property, std::string& value, int index);
+    Fcodes getTextParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, std::string& value,
+                        const std::string& key) override;
+    virtual Fcodes getBoolParam(const std::string& dataset, const std::string& component,
+                                const std::string& property, bool& value, int index);
+    virtual Fcodes getBoolParam(const std::string& dataset, const std::string& component,
+                                const std::string& property, bool& value, const std::string& key);
+
+    /// The pending value, or the committed one where nothing is pending.
+    virtual Fcodes getNewIntParam(const std::string& dataset, const std::string& component,
+                                  const std::string& property, int& value, int index);
+    virtual Fcodes getNewIntParam(const std::string& dataset, const std::string& component,
+                                  const std::string& property, int& value, const std::string& key);
+    virtual Fcodes getNewTextParam(const std::string& dataset, const std::string& component,
+                                   const std::string& property, std::string& value, int index);
+    virtual Fcodes getNewTextParam(const std::string& dataset, const std::string& component,
+                                   const std::string& property, std::string& value,
+                                   const std::string& key);
+    virtual Fcodes getNewBoolParam(const std::string& dataset, const std::string& component,
+                                   const std::string& property, bool& value, int index);
+    virtual Fcodes getNewBoolParam(const std::string& dataset, const std::string& component,
+                                   const std::string& property, bool& value,
+                                   const std::string& key);
+
+    /// Pending writes.
+    virtual Fcodes setIntParam(const std::string& dataset, const std::string& component,
+                               const std::string& property, int value, int index);
+    virtual Fcodes setIntParam(const std::string& dataset, const std::string& component,
+                               const std::string& property, int value, const std::string& key);
+    virtual Fcodes setTextParam(const std::string& dataset, const std::string& component,
+                                const std::string& property, const std::string& value, int index);
+    Fcodes setTextParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, const std::string& value,
+                        const std::string& key) override;
+    virtual Fcodes setBoolParam(const std::string& dataset, const std::string& component,
+                                const std::string& property, bool value, int index);
+    virtual Fcodes setBoolParam(const std::string& dataset, const std::string& component,
+                                const std::string& property, bool value, const std::string& key);
+
+    /// Committed writes.
+    virtual Fcodes initIntParam(const std::string& dataset, const std::string& component,
+                                const std::string& property, int value, int index);
+    virtual Fcodes initIntParam(const std::string& dataset, const std::string& component,
+                                const std::string& property, int value, const std::string& key);
+    virtual Fcodes initTextParam(const std::string& dataset, const std::string& component,
+                                 const std::string& property, const std::string& value, int index);
+    virtual Fcodes initTextParam(const std::string& dataset, const std::string& component,
+                                 const std::string& property, const std::string& value,
+                                 const std::string& key);
+    virtual Fcodes initBoolParam(const std::string& dataset, const std::string& component,
+                                 const std::string& property, bool value, int index);
+    virtual Fcodes initBoolParam(const std::string& dataset, const std::string& component,
+                                 const std::string& property, bool value, const std::string& key);
+
+    /// Working copies, and whether there are any.
+    virtual void touchDataSet(const std::string& dataset);
+    virtual void untouchDataSet(const std::string& dataset);
+    virtual void touchComponent(const std::string& dataset, const std::string& component);
+    virtual void untouchComponent(const std::string& dataset, const std::string& component);
+    virtual bool isChanged();
+    virtual bool isChangedDataSet(const std::string& dataset);
+    virtual bool isChangedComponent(const std::string& dataset, const std::string& component);
+    virtual bool isChangedInstance(const std::string& dataset, const std::string& component,
+                                   const std::string& key);
+    virtual bool isChangedInstance(const std::string& dataset, const std::string& component,
+                                   int index);
+    virtual bool isChangedProperty(const std::string& dataset, const std::string& component,
+                                   const std::string& property, const std::string& key);
+    virtual bool isChangedProperty(const std::string& dataset, const std::string& component,
+                                   const std::string& property, int index);
+
+    /// The end of a change.
+    virtual Fcodes commit();
+    virtual Fcodes commitComponent(const std::string& dataset, const std::string& component);
+    virtual Fcodes rollback();
+    virtual Fcodes rollbackComponent(const std::string& dataset, const std::string& component);
+
+    /// The worker: work() is the thread's entry, doWork() never returns.
+    static void* work(void* holder);
+    void doWork();
+
+protected:
+    /// One entry of the queue; it owns `data`. The worker refuses a type that it does not know.
+    struct event_type {
+        int type = 0;         // kCommand or kEvent
+        int size = 0;         // length of the command's text, or size of the event record
+        void* data = nullptr; // a std::string, or a MessageEvent
+    };
+
+    /// Queues the entry and wakes the worker; the result of sem_post().
+    int push(event_type entry);
+
+private:
+    bool pop(event_type& entry);
+    void serve(const event_type& entry);
+
+    mutable DataCommunicator mCommunicator;
+    IDataSets* mStore = nullptr; // set once by init()
+    sem_t mQueued{};             // counts the entries of mQueue
+    std::string mName;
+    std::mutex mQueueMutex; // guards mQueue
+    std::deque<event_type> mQueue;
+    std::recursive_mutex mMutex; // the application's, behind lock()/unlock()
+};
