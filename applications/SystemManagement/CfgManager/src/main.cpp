@@ -1,1 +1,90 @@
-int main() { return 0; }
+// Process entry of the daemon: options, pid file and start file for the supervising system, then
+// the manager's own threads do all the work.
+
+#include "ConfigurationManager.h"
+#include "DbgPrintClient.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <tuple>
+#include <unistd.h>
+
+namespace
+{
+
+struct Options {
+    bool detach = false;
+    std::string pidFile;
+    std::string startFile;
+};
+
+Options parse(int argc, char** argv)
+{
+    Options options;
+    for (int option; (option = getopt(argc, argv, "v:dp:s:")) != -1;) {
+        switch (option) {
+        case 'v':
+            gDbgLevel = std::atoi(optarg);
+            break;
+        case 'd':
+            options.detach = true;
+            break;
+        case 'p':
+            options.pidFile = optarg;
+            break;
+        case 's':
+            options.startFile = optarg;
+            break;
+        default:
+            std::fprintf(stderr, "Usage: %s [-v verboseLevel] [-d] [-p pidfile] [-s startfile]\n",
+                         argv[0]);
+            std::exit(1);
+        }
+    }
+    return options;
+}
+
+/// Supervisors that ask for a pid file create its directory; a missing one is not reported.
+void writePidFile(const std::string& path)
+{
+    if (std::FILE* file = std::fopen(path.c_str(), "w")) {
+        std::fprintf(file, "%u\n", static_cast<unsigned>(getpid()));
+        std::fclose(file);
+    }
+}
+
+void writeStartFile(const std::string& path)
+{
+    std::FILE* file;
+    do
+        file = std::fopen(path.c_str(), "w");
+    while (file == nullptr && errno == EINTR);
+    if (file == nullptr) {
+        std::perror(path.c_str());
+        return;
+    }
+    std::fprintf(file, "%u:%u:%u\n", 0U, static_cast<unsigned>(getpid()), 0U);
+    std::fclose(file);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const Options options = parse(argc, argv);
+
+    ConfigurationManager manager;
+    if (options.detach)
+        std::ignore = daemon(1, 1); // one that cannot detach serves in the foreground
+    if (!options.pidFile.empty())
+        writePidFile(options.pidFile);
+    if (!options.startFile.empty())
+        writeStartFile(options.startFile);
+
+    manager.init();
+    while (pause() == -1 && errno == EINTR) {
+    }
+    return 0;
+}

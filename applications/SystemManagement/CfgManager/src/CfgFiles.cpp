@@ -1,0 +1,118 @@
+#include "CfgFiles.h"
+
+#include "CfgPaths.h"
+#include "DurableFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/stat.h>
+#include <tuple>
+
+namespace
+{
+
+bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
+
+std::string escaped(std::string_view text, std::string_view special)
+{
+    std::string out;
+    for (const char c : text) {
+        if (special.find(c) != std::string_view::npos)
+            out += '\\';
+        out += c;
+    }
+    return out;
+}
+
+/// What the shell acts on between double quotes, and outside of any.
+std::string inQuotes(std::string_view path) { return '"' + escaped(path, "\\\"$`") + '"'; }
+std::string bare(std::string_view path) { return escaped(path, " \t\n|&;<>()$`\\\"'*?[{"); }
+
+std::string moveCommand(const std::string& source, const std::string& target)
+{
+    // mv would take a source that begins with a dash for an option.
+    const char* const options = source.starts_with('-') ? "mv -f -- " : "mv -f ";
+    return options + inQuotes(source) + ' ' + target;
+}
+
+bool exists(const std::string& path)
+{
+    struct stat info;
+    return lstat(path.c_str(), &info) == 0;
+}
+
+bool isSameFile(const std::string& left, const std::string& right)
+{
+    struct stat leftInfo;
+    struct stat rightInfo;
+    return lstat(left.c_str(), &leftInfo) == 0 && lstat(right.c_str(), &rightInfo) == 0 &&
+           leftInfo.st_dev == rightInfo.st_dev && leftInfo.st_ino == rightInfo.st_ino;
+}
+
+} // namespace
+
+bool isConfigurationName(std::string_view name)
+{
+    if (name == "." || name == ".." || name.size() > NAME_MAX)
+        return false;
+    if (name.find('/') != std::string_view::npos || std::ranges::any_of(name, isControl))
+        return false;
+    if (name.find_first_not_of(" \t") == std::string_view::npos)
+        return false;
+    const std::string path = configurationPath(name);
+    return path != kStoredCatalogue && path != kLegacyCatalogue && !isShortLivedName(name);
+}
+
+std::string configurationPath(std::string_view name)
+{
+    return std::string(kCfgDir).append("/").append(name);
+}
+
+bool isConfigurationPath(std::string_view path)
+{
+    const std::string directory = configurationPath("");
+    return path.starts_with(directory) && isConfigurationName(path.substr(directory.size()));
+}
+
+bool removeConfigurationFile(const std::string& path)
+{
+    if (!isConfigurationPath(path)) {
+        errno = EPERM;
+        return false;
+    }
+    return std::remove(path.c_str()) == 0;
+}
+
+bool findRegularFile(const std::string& path, std::time_t& modified)
+{
+    struct stat info;
+    if (stat(path.c_str(), &info) == -1 || !S_ISREG(info.st_mode))
+        return false;
+    modified = info.st_mtime;
+    return true;
+}
+
+bool FileMove::run(std::time_t& modified) const
+{
+    const bool present = exists(from);
+    std::ignore = std::system(command.c_str()); // the files tell whether it worked
+    if (!findRegularFile(to, modified))
+        return false;
+    // An older file at the target is not the one that was to come.
+    return present && (!exists(from) || isSameFile(from, to));
+}
+
+FileMove importMove(const std::string& source, const std::string& name)
+{
+    const std::string target = configurationPath(name);
+    return {source, target, moveCommand(source, bare(target))};
+}
+
+FileMove renameMove(const std::string& file, const std::string& newName)
+{
+    const std::string target = configurationPath(newName);
+    return {file, target, moveCommand(file, inQuotes(target))};
+}

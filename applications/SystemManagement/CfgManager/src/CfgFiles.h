@@ -1,0 +1,40 @@
+#pragma once
+
+// The rules for configuration files: what may be a configuration's name, which files the daemon may
+// delete, and how it moves one. Pure but for the look at the file system; nothing is logged here.
+
+#include <ctime>
+#include <string>
+#include <string_view>
+
+/// True when `name` can be a configuration's name, and so the name of its file: not empty, not
+/// only blanks, no "/", no control characters, short enough for a file, and none of the names that
+/// the directory keeps for other things (".", "..", the catalogue files, a store in progress).
+bool isConfigurationName(std::string_view name);
+
+/// The path of the file of the configuration `name`.
+std::string configurationPath(std::string_view name);
+
+/// True when `path` names the file of a configuration, directly in the configuration directory.
+bool isConfigurationPath(std::string_view path);
+
+/// Deletes the file of a configuration; false, with errno, when that fails. A path that is not that
+/// of a configuration is refused with EPERM, whatever the catalogue says.
+bool removeConfigurationFile(const std::string& path);
+
+/// True when a regular file, or a link to one, stands at `path`; `modified` is its time.
+bool findRegularFile(const std::string& path, std::time_t& modified);
+
+/// Where a file goes, and the shell command that brings it there. Ordinary paths stand in the
+/// command as they are; in others every character that the shell would act on is escaped.
+struct FileMove {
+    std::string from;
+    std::string to;
+    std::string command;
+
+    /// Runs the command. True when the file has arrived, or was there already; `modified` is
+    /// then its time.
+    bool run(std::time_t& modified) const;
+};
+FileMove importMove(const std::string& source, const std::string& name);
+FileMove renameMove(const std::string& file, const std::string& newName);

@@ -1,0 +1,154 @@
+#include "DbgPrintClient.h"
+
+#include "DbgLine.h"
+#include "LocalTime.h"
+#include "LogCapture.h"
+
+#include <cerrno>
+#include <csignal>
+#include <gmock/gmock.h>
+#include <regex>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+constexpr char kUnit[] = "SomeUnit";
+
+std::string taskOf(const std::string& line)
+{
+    std::smatch match;
+    std::regex_search(line, match, std::regex(R"(\.\d{3} ([^(]*)\()"));
+    return match.size() > 1 ? match[1].str() : "";
+}
+
+TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
+{
+    LogCapture log;
+    setTaskName(currentTaskId(), "tMain");
+    errno = EACCES;
+    DBG_LOG(SEV_ERROR) << "init: Couldn't make dir="
+                       << "/data/cfg"
+                       << " errno=" << errno;
+    DBG_LOG(SEV_WARN) << "code=" << Hex{0x10020} << " then " << 16;
+
+    const std::string pid = std::to_string(getpid());
+    const std::string date = "[0-9][0-9]/[0-9][0-9]/[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\."
+                             "[0-9][0-9][0-9] tMain\\(" +
+                             pid + "\\)SomeUnit:[0-9]+:";
+    EXPECT_THAT(log.text(),
+                MatchesRegex("ERROR" + date + "init: Couldn't make dir=/data/cfg errno=13\n" +
+                             "WARN " + date + "code=10020 then 16\n"));
+    EXPECT_EQ(EACCES, errno);
+}
+
+TEST(DbgPrintClientTest, LevelIsAThresholdAndAClosedSiteEvaluatesNothing)
+{
+    LogCapture log;
+    int evaluated = 0;
+    const auto logAll = [&evaluated] {
+        DBG_LOG(SEV_INFO) << "i" << ++evaluated;
+        DBG_LOG(SEV_WARN) << "w" << ++evaluated;
+        DBG_LOG(SEV_ERROR) << "e" << ++evaluated;
+        DBG_LOG(SEV_FATAL) << "f" << ++evaluated;
+        DBG_LOG(SEV_SYS) << "s" << ++evaluated;
+    };
+    const int expected[][2] = {{-7, 5}, {0, 5}, {1, 4}, {3, 2}, {4, 1}, {5, 0}, {99, 0}};
+    for (const auto& [level, lines] : expected) {
+        log.clear();
+        evaluated = 0;
+        gDbgLevel = level;
+        logAll();
+        EXPECT_EQ(static_cast<std::size_t>(lines), log.entries().size()) << level;
+        EXPECT_EQ(lines, evaluated) << level;
+    }
+}
+
+TEST(DbgPrintClientTest, FirstNameOfAThreadStaysAndALineBeforeItLeavesItUnnamed)
+{
+    LogCapture log;
+    std::thread([] {
+        setTaskName(currentTaskId(), "tFirst");
+        setTaskName(currentTaskId(), "tSecond");
+        DBG_LOG(SEV_INFO) << "named";
+    }).join();
+    EXPECT_EQ("tFirst", taskOf(log.text()));
+
+    log.clear();
+    DBG_LOG(SEV_INFO) << "too early";
+    setTaskName(currentTaskId(), "tLate");
+    DBG_LOG(SEV_INFO) << "still unnamed";
+    EXPECT_THAT(log.text(), testing::Not(HasSubstr("tLate")));
+    EXPECT_EQ("tUnknwn", taskOf(log.text()));
+}
+
+TEST(DbgPrintClientTest, LinesFollowTheZoneFromTheVeryNextLine)
+{
+    LogCapture log;
+    const auto hourOfNextLine = [&log] {
+        log.clear();
+        DBG_LOG(SEV_INFO) << "hour";
+        return std::stoi(log.text().substr(14, 2));
+    };
+    setTimeZone("UTC0");
+    const int before = hourOfNextLine();
+    setTimeZone("XYZ-5");
+    const int ahead = (hourOfNextLine() - before + 24) % 24;
+    EXPECT_TRUE(ahead == 5 || ahead == 6) << ahead; // the hour may turn between the two lines
+    EXPECT_EQ("05-Mar-24  14:07:09", toLocalTimeText(1709629629));
+}
+
+TEST(DbgPrintClientTest, ReaderThatLeavesCostsLinesAndReturnsToNewOnes)
+{
+    struct sigaction before {
+    };
+    sigaction(SIGPIPE, nullptr, &before);
+    {
+        LogCapture first;
+        DBG_LOG(SEV_INFO) << "read";
+    }
+    DBG_LOG(SEV_INFO) << "lost"; // would raise SIGPIPE
+    LogCapture second;
+    DBG_LOG(SEV_INFO) << "read again";
+    EXPECT_THAT(second.entries(), ElementsAre("INFO SomeUnit:read again"));
+
+    struct sigaction after {
+    };
+    sigaction(SIGPIPE, nullptr, &after);
+    sigset_t pending;
+    sigpending(&pending);
+    EXPECT_EQ(before.sa_handler, after.sa_handler);
+    EXPECT_FALSE(sigismember(&pending, SIGPIPE));
+}
+
+TEST(DbgPrintClientTest, FullPipeLosesLinesWithoutWaiting)
+{
+    LogCapture log;
+    const std::string longText(60000, 'x');
+    for (int i = 0; i < 100; ++i)
+        DBG_LOG(SEV_INFO) << longText; // far more than the pipe holds, and nobody reads
+    EXPECT_LT(log.text().size(), 100 * longText.size());
+    log.clear();
+    DBG_LOG(SEV_INFO) << "after";
+    EXPECT_THAT(log.entries(), ElementsAre("INFO SomeUnit:after"));
+}
+
+TEST(DbgPrintClientTest, MissingFifoIsReportedOnceAndClosesEveryLine)
+{
+    testing::internal::CaptureStdout();
+    setTaskName(currentTaskId(), "tMain");
+    int evaluated = 0;
+    DBG_LOG(SEV_FATAL) << ++evaluated;
+    EXPECT_EQ("DbgPrintClient: Couldn't open a fifo /tmp/sockDbg errno=2\n",
+              testing::internal::GetCapturedStdout());
+    EXPECT_EQ(0, evaluated);
+}
+
+} // namespace
