@@ -37,6 +37,7 @@ TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
     DBG_LOG(SEV_ERROR) << "init: Couldn't make dir="
                        << "/data/cfg"
                        << " errno=" << errno;
+    EXPECT_EQ(EACCES, errno);
     DBG_LOG(SEV_WARN) << "code=" << Hex{0x10020} << " then " << 16;
 
     const std::string pid = std::to_string(getpid());
@@ -46,7 +47,6 @@ TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
     EXPECT_THAT(log.text(),
                 MatchesRegex("ERROR" + date + "init: Couldn't make dir=/data/cfg errno=13\n" +
                              "WARN " + date + "code=10020 then 16\n"));
-    EXPECT_EQ(EACCES, errno);
 }
 
 TEST(DbgPrintClientTest, LevelIsAThresholdAndAClosedSiteEvaluatesNothing)

@@ -60,8 +60,10 @@ DbgPrintClient* DbgPrintClient::getInstance()
 
     static std::mutex creation;
     const std::lock_guard guard(creation);
+    const int savedErrno = errno;
     if (instance.load(std::memory_order_relaxed) == nullptr)
         instance.store(new DbgPrintClient, std::memory_order_release);
+    errno = savedErrno;
     return instance.load(std::memory_order_relaxed);
 }
 
