@@ -4,6 +4,7 @@
 
 #include <array>
 #include <fcntl.h>
+#include <poll.h>
 #include <regex>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -33,6 +34,19 @@ std::string LogCapture::text()
     for (ssize_t got; (got = read(mFifo, chunk.data(), chunk.size())) > 0;)
         mText.append(chunk.data(), static_cast<std::size_t>(got));
     return mText;
+}
+
+bool LogCapture::waitFor(const std::string& wanted, std::chrono::milliseconds limit)
+{
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    pollfd waiting{mFifo, POLLIN, 0};
+    while (text().find(wanted) == std::string::npos) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) == 0)
+            return false;
+    }
+    return true;
 }
 
 std::vector<std::string> LogCapture::entries()

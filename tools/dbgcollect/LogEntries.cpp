@@ -1,0 +1,61 @@
+#include "LogEntries.h"
+
+#include <algorithm>
+#include <array>
+
+namespace
+{
+
+constexpr std::array<std::string_view, 5> kLabels = {"INFO ", "WARN ", "ERROR", "FATAL", "SYS  "};
+constexpr std::string_view kDate = "dd/dd/dd dd:dd:dd.ddd "; // d stands for any digit
+constexpr std::size_t kHeaderSize = 5 + kDate.size();
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+} // namespace
+
+int headerSeverity(std::string_view line)
+{
+    const auto label = std::find(kLabels.begin(), kLabels.end(), line.substr(0, 5));
+    if (label == kLabels.end() || line.size() < kHeaderSize)
+        return -1;
+    const std::string_view date = line.substr(5, kDate.size());
+    const bool matches =
+        std::equal(date.begin(), date.end(), kDate.begin(),
+                   [](char c, char wanted) { return wanted == 'd' ? isDigit(c) : c == wanted; });
+    return matches ? static_cast<int>(label - kLabels.begin()) : -1;
+}
+
+bool LogEntries::next(LogEntry& entry)
+{
+    for (std::size_t end; (end = mPending.find('\n', mSearched)) != std::string::npos;) {
+        const std::string_view rest = std::string_view(mPending).substr(end + 1);
+        if (rest.size() < kHeaderSize)
+            return false; // a header may be under way
+        if (headerSeverity(rest) != -1) {
+            take(end + 1, entry);
+            return true;
+        }
+        mSearched = end + 1;
+    }
+    return false;
+}
+
+bool LogEntries::last(LogEntry& entry)
+{
+    if (mPending.empty() || mPending.back() != '\n')
+        return false;
+    take(mPending.size(), entry);
+    return true;
+}
+
+void LogEntries::take(std::size_t length, LogEntry& entry)
+{
+    const int severity = headerSeverity(mPending);
+    if (severity != -1)
+        mSeverity = severity;
+    entry.severity = mSeverity;
+    entry.text = mPending.substr(0, length);
+    mPending.erase(0, length);
+    mSearched = 0;
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+// Cuts the bytes of the debug FIFO into entries. An entry begins with a header line (severity label
+// and date) and goes on over the lines of its message, which may be many: whole messages are
+// logged. One thread.
+
+#include <string>
+#include <string_view>
+
+struct LogEntry {
+    int severity = 0; ///< 0 "INFO " to 4 "SYS  "
+    std::string text; ///< all its lines, each with its line end
+};
+
+class LogEntries
+{
+public:
+    void append(std::string_view bytes) { mPending.append(bytes); }
+
+    /// Takes the next entry that is known to be whole because another header follows it.
+    bool next(LogEntry& entry);
+
+    /// Takes what is left when the writers pause: the last entry, once its line end has come.
+    bool last(LogEntry& entry);
+
+private:
+    void take(std::size_t length, LogEntry& entry);
+
+    std::string mPending;
+    std::size_t mSearched = 0; // no further header begins before this byte
+    int mSeverity = 0;         // of the entry under way; lines without a header belong to it
+};
+
+/// The severity whose header the line begins with, or -1 for a line of a longer message.
+int headerSeverity(std::string_view line);
