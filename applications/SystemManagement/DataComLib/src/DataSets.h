@@ -1,0 +1,238 @@
+#pragma once
+
+// The JSON store: named datasets as documents of components, instances and typed properties. The
+// committed documents live in one tree, working copies of what is being changed in a second one of
+// the same shape; commit() copies values from the second to the first. Only storeDataSet() writes a
+// file.
+//
+// Owned by the application's data holder. Any thread may call; every operation holds the store's
+// recursive lock for its whole run, except that storeDataSet() writes its file outside it. To make
+// several calls one step, bracket them: `const std::lock_guard guard(store);`.
+//
+// Documents come from files, so any shape may stand anywhere in them; nothing throws for that. What
+// the operations share is explained in IDataSets.h.
+
+#include "IDataSets.h"
+#include "InstanceRef.h"
+
+#include <cstdint>
+#include <json/value.h>
+#include <map>
+#include <mutex>
+#include <pthread.h>
+
+class InstanceFilter;
+
+class DataSets : public IDataSets
+{
+public:
+    DataSets();
+    ~DataSets() override;
+
+    DataSets(const DataSets&) = delete;
+    DataSets& operator=(const DataSets&) = delete;
+
+    void lock();
+    void unlock();
+
+    /// Whole datasets and components. loadDataSet(path) takes the name from the document itself.
+    Fcodes loadDataSet(const std::string& path) override;
+    Fcodes loadDataSet(const std::string& dataset, const std::string& path) override;
+    Fcodes storeDataSet(const std::string& dataset, const std::string& path) override;
+    Fcodes addDataSet(const std::string& dataset) override;
+    Fcodes deleteDataSet(const std::string& dataset) override;
+    Fcodes updateDataSet(const std::string& src, const std::string& ref, bool keepAbsent,
+                         bool mergeProperties, bool replaceInstances) override;
+    Fcodes findDataSetWithComponent(std::string& dataset, const std::string& component) override;
+    Fcodes addComponent(const std::string& dataset, const std::string& component) override;
+    Fcodes deleteComponent(const std::string& dataset, const std::string& component) override;
+    Fcodes loadComponent(const std::string& dataset, const std::string& component,
+                         const std::string& text) override;
+    Fcodes getComponentSize(const std::string& dataset, const std::string& component,
+                            int& size) override;
+
+    /// Instances. They come and go in the committed tree at once.
+    Fcodes addInstance(const std::string& dataset, const std::string& component,
+                       const std::string& key) override;
+    Fcodes appendInstance(const std::string& dataset, const std::string& component,
+                          int& index) override;
+    Fcodes removeInstance(const std::string& dataset, const std::string& component,
+                          int index) override;
+    Fcodes removeInstance(const std::string& dataset, const std::string& component,
+                          const std::string& key) override;
+    Fcodes clearComponent(const std::string& dataset, const std::string& component) override;
+    bool hasInstance(const std::string& dataset, const std::string& component,
+                     const std::string& key) override;
+    bool hasInstance(const std::string& dataset, const std::string& component, int index) override;
+
+    /// Lists and searches. getProperties replaces the list, getInstances appends to it.
+    Fcodes getProperties(const std::string& dataset, const std::string& component,
+                         std::vector<std::string>& names) override;
+    Fcodes getInstances(const std::string& dataset, const std::string& component,
+                        std::vector<std::string>& names) override;
+    std::vector<std::string> getInstancesByParameter(const std::string& dataset,
+                                                     const std::string& component,
+                                                     const std::string& property,
+                                                     const std::string& condition,
+                                                     const std::string& operand) override;
+    std::vector<std::string> getInstancesByParameter(const std::string& dataset,
+                                                     const std::string& component,
+                                                     const std::string& property,
+                                                     const std::string& condition,
+                                                     int operand) override;
+    std::vector<std::string> getInstancesByKey(const std::string& dataset,
+                                               const std::string& component,
+                                               const std::string& condition,
+                                               const std::string& operand) override;
+    Fcodes getComponentProperty(const std::string& dataset, const std::string& component,
+                                const std::string& property, std::string& access, std::string& type,
+                                std::string& defaultValue, std::list<std::string>& values) override;
+    Fcodes getComponentPropertyDefault(const std::string& dataset, const std::string& component,
+                                       const std::string& property,
+                                       std::string& defaultValue) override;
+
+    /// Committed values.
+    Fcodes getIntParam(const std::string& dataset, const std::string& component,
+                       const std::string& property, int& value, int index) override;
+    Fcodes getIntParam(const std::string& dataset, const std::string& component,
+                       const std::string& property, int& value, const std::string& key) override;
+    Fcodes getTextParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, std::string& value, int index) override;
+    Fcodes getTextParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, std::string& value,
+                        const std::string& key) override;
+    Fcodes getBoolParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, bool& value, int index) override;
+    Fcodes getBoolParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, bool& value, const std::string& key) override;
+
+    /// The pending value, or the committed one where nothing is pending.
+    Fcodes getNewIntParam(const std::string& dataset, const std::string& component,
+                          const std::string& property, int& value, int index) override;
+    Fcodes getNewIntParam(const std::string& dataset, const std::string& component,
+                          const std::string& property, int& value, const std::string& key) override;
+    Fcodes getNewTextParam(const std::string& dataset, const std::string& component,
+                           const std::string& property, std::string& value, int index) override;
+    Fcodes getNewTextParam(const std::string& dataset, const std::string& component,
+                           const std::string& property, std::string& value,
+                           const std::string& key) override;
+    Fcodes getNewBoolParam(const std::string& dataset, const std::string& component,
+                           const std::string& property, bool& value, int index) override;
+    Fcodes getNewBoolParam(const std::string& dataset, const std::string& component,
+                           const std::string& property, bool& value,
+                           const std::string& key) override;
+
+    /// Pending writes: they wait for commit() or rollback().
+    Fcodes setIntParam(const std::string& dataset, const std::string& component,
+                       const std::string& property, int value, int index) override;
+    Fcodes setIntParam(const std::string& dataset, const std::string& component,
+                       const std::string& property, int value, const std::string& key) override;
+    Fcodes setTextParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, const std::string& value, int index) override;
+    Fcodes setTextParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, const std::string& value,
+                        const std::string& key) override;
+    Fcodes setBoolParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, bool value, int index) override;
+    Fcodes setBoolParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, bool value, const std::string& key) override;
+
+    /// Committed writes: they take effect at once and drop what is pending for the property.
+    Fcodes initIntParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, int value, int index) override;
+    Fcodes initIntParam(const std::string& dataset, const std::string& component,
+                        const std::string& property, int value, const std::string& key) override;
+    Fcodes initTextParam(const std::string& dataset, const std::string& component,
+                         const std::string& property, const std::string& value, int index) override;
+    Fcodes initTextParam(const std::string& dataset, const std::string& component,
+                         const std::string& property, const std::string& value,
+                         const std::string& key) override;
+    Fcodes initBoolParam(const std::string& dataset, const std::string& component,
+                         const std::string& property, bool value, int index) override;
+    Fcodes initBoolParam(const std::string& dataset, const std::string& component,
+                         const std::string& property, bool value, const std::string& key) override;
+
+    /// Working copies. Touching replaces what is pending with a full copy of the committed data.
+    void touchDataSet(const std::string& dataset) override;
+    void untouchDataSet(const std::string& dataset) override;
+    void touchComponent(const std::string& dataset, const std::string& component) override;
+    void untouchComponent(const std::string& dataset, const std::string& component) override;
+
+    /// "Changed" is what stands in the tree of pending changes, whether or not a value differs.
+    bool isChanged() override;
+    bool isChangedDataSet(const std::string& dataset) override;
+    bool isChangedComponent(const std::string& dataset, const std::string& component) override;
+    bool isChangedInstance(const std::string& dataset, const std::string& component,
+                           const std::string& key) override;
+    bool isChangedInstance(const std::string& dataset, const std::string& component,
+                           int index) override;
+    bool isChangedProperty(const std::string& dataset, const std::string& component,
+                           const std::string& property, const std::string& key) override;
+    bool isChangedProperty(const std::string& dataset, const std::string& component,
+                           const std::string& property, int index) override;
+
+    /// Ends a change. Always FC_OK.
+    Fcodes commit() override;
+    Fcodes commitComponent(const std::string& dataset, const std::string& component) override;
+    Fcodes rollback() override;
+    Fcodes rollbackComponent(const std::string& dataset, const std::string& component) override;
+    void untouchProperty(const std::string& dataset, const std::string& component,
+                         const std::string& property, const std::string& key) override;
+    void untouchProperty(const std::string& dataset, const std::string& component,
+                         const std::string& property, int index) override;
+
+    /// Hooks called just before a JSON request reads; a derived store brings its data up to date
+    /// in them. Results are ignored.
+    Fcodes onGetDataset(const std::string& dataset) override;
+    Fcodes onGetComponent(const std::string& dataset, const std::string& component) override;
+    Fcodes onGetComponentEntry(const std::string& dataset, const std::string& component,
+                               const std::string& key) override;
+    Fcodes onGetComponentEntry(const std::string& dataset, const std::string& component,
+                               int index) override;
+    Fcodes onGetComponentValue(const std::string& dataset, const std::string& component,
+                               const std::string& property, const std::string& key) override;
+    Fcodes onGetComponentValue(const std::string& dataset, const std::string& component,
+                               const std::string& property, int index) override;
+
+private:
+    /// How a writer differs from the others.
+    struct WriteOperation {
+        const char* prefix;           // of its log lines, up to the dataset
+        bool committed = false;       // writes the committed tree and drops what is pending
+        bool namesIndex = false;      // its "No such name." line tells the index
+        bool notesConversion = false; // tells what a text was converted to
+    };
+
+    Fcodes parseDocument(std::istream& file, const std::string& path, Json::Value& root);
+    void keepDocument(const std::string& dataset, Json::Value& document);
+
+    template <typename Value>
+    Fcodes convert(const char* prefix, const ParamRef& at, const Json::Value& held, Value& value);
+    template <typename Value>
+    Fcodes readParam(const char* prefix, const ParamRef& at, Value& value);
+    template <typename Value, typename ReadCommitted>
+    Fcodes readNewParam(const char* prefix, const ParamRef& at, Value& value,
+                        ReadCommitted readCommitted);
+    template <typename Value>
+    Fcodes writeParam(const WriteOperation& operation, const ParamRef& at, const Value& value);
+    Fcodes writeCommitted(const ParamRef& at, Json::Value& held, Json::Value& value);
+    Fcodes writePending(const WriteOperation& operation, const ParamRef& at, Json::Value& value);
+
+    std::vector<std::string> findInstances(const std::string& dataset, const std::string& component,
+                                           const std::string& property,
+                                           const InstanceFilter& filter);
+    void commitWorkingCopy(const std::string& dataset, const std::string& component,
+                           const Json::Value& copy);
+    void commitInstance(const std::string& dataset, const std::string& component,
+                        const InstanceRef& instance, const Json::Value& copy);
+
+    Json::Value mDataSets;     // committed documents, by dataset name
+    Json::Value mChanges;      // working copies, of the same shape
+    pthread_mutex_t mMutex;    // recursive; guards both trees and mCopies
+    std::uint64_t mCopies = 0; // numbers the copies that are made to be stored
+
+    // Serialises the writing of files. Who holds it never takes mMutex, because a caller may hold
+    // mMutex around storeDataSet().
+    std::mutex mFileMutex;
+    std::map<std::string, std::uint64_t> mStored; // by path: the copy that its file holds
+};

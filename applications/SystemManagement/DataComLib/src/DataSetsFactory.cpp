@@ -1,0 +1,5 @@
+#include "DataSetsFactory.h"
+
+#include "DataSets.h"
+
+IDataSets* DataSetsFactory::createDataSets() { return new DataSets; }

@@ -1,0 +1,303 @@
+// Typed access to single properties: the part of DataSets behind the two dozen get, getNew, set and
+// init operations.
+
+#include "DataSets.h"
+#include "DbgLine.h"
+#include "PropertyRule.h"
+
+#include <json/writer.h>
+
+namespace
+{
+
+constexpr char kUnit[] = "applications/SystemManagement/DataComLib/src/DataSets";
+
+constexpr Json::ValueType jsonTypeOf(int) { return Json::intValue; }
+constexpr Json::ValueType jsonTypeOf(bool) { return Json::booleanValue; }
+Json::ValueType jsonTypeOf(const std::string&) { return Json::stringValue; }
+
+} // namespace
+
+template <typename Value>
+Fcodes DataSets::convert(const char* prefix, const ParamRef& at, const Json::Value& held,
+                         Value& value)
+{
+    if (!held.isConvertibleTo(jsonTypeOf(value))) {
+        DBG_LOG(SEV_ERROR) << prefix << at.dataset << " comp=" << at.component
+                           << " param=" << at.property << " ind=" << at.instance << " wrong type.";
+        return FC_WRONG_TYPE;
+    }
+    value = held.as<Value>();
+    return FC_OK;
+}
+
+template <typename Value>
+Fcodes DataSets::readParam(const char* prefix, const ParamRef& at, Value& value)
+{
+    const std::lock_guard guard(*this);
+    const Json::Value* held = at.find(mDataSets);
+    if (held == nullptr) {
+        DBG_LOG(SEV_WARN) << prefix << at.dataset << " comp=" << at.component
+                          << " param=" << at.property << " ind=" << at.instance << " No such name.";
+        return FC_NO_SUCH_NAME;
+    }
+    return convert(prefix, at, *held, value);
+}
+
+template <typename Value, typename ReadCommitted>
+Fcodes DataSets::readNewParam(const char* prefix, const ParamRef& at, Value& value,
+                              ReadCommitted readCommitted)
+{
+    const std::lock_guard guard(*this);
+    const Json::Value* pending = at.find(mChanges);
+    return pending == nullptr ? readCommitted() : convert(prefix, at, *pending, value);
+}
+
+template <typename Value>
+Fcodes DataSets::writeParam(const WriteOperation& operation, const ParamRef& at, const Value& value)
+{
+    const std::lock_guard guard(*this);
+    Json::Value* component = findComponent(mDataSets, at.dataset, at.component);
+    Json::Value* held = member(at.instance.find(component), at.property);
+    if (held == nullptr) {
+        // Kept on purpose: peers count on only some of the writers naming the instance here.
+        if (operation.namesIndex)
+            DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
+                               << " param=" << at.property << " val=" << value
+                               << " ind=" << at.instance << " No such name.";
+        else
+            DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
+                               << " param=" << at.property << " val=" << value << " No such name.";
+        return FC_NO_SUCH_NAME;
+    }
+
+    const PropertyRule rule(member(member(component, "properties"), at.property));
+    Json::Value admitted;
+    const Fcodes verdict = rule.admit(value, *held, admitted);
+    if (verdict == FC_BAD_VALUE)
+        DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
+                           << " param=" << at.property << " val=" << value << " absent in enum";
+    else if (verdict != FC_OK)
+        DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
+                           << " param=" << at.property << " val=" << value
+                           << " wrong expected type:" << rule.type();
+    if (verdict != FC_OK)
+        return verdict;
+
+    if (operation.notesConversion && admitted.isInt())
+        DBG_LOG(SEV_WARN) << operation.prefix << at.dataset << " comp=" << at.component
+                          << " param=" << at.property << " val=" << value
+                          << " set as int=" << admitted.asInt();
+    else if (operation.notesConversion && admitted.isBool())
+        DBG_LOG(SEV_WARN) << operation.prefix << at.dataset << " comp=" << at.component
+                          << " param=" << at.property << " val=" << value
+                          << " set as bool=" << admitted.asBool();
+    return operation.committed ? writeCommitted(at, *held, admitted)
+                               : writePending(operation, at, admitted);
+}
+
+Fcodes DataSets::writeCommitted(const ParamRef& at, Json::Value& held, Json::Value& value)
+{
+    held = std::move(value);
+    if (at.instance.byIndex())
+        untouchProperty(at.dataset, at.component, at.property, at.instance.index());
+    else
+        untouchProperty(at.dataset, at.component, at.property, at.instance.key());
+    return FC_OK;
+}
+
+Fcodes DataSets::writePending(const WriteOperation& operation, const ParamRef& at,
+                              Json::Value& value)
+{
+    Json::Value* pending = at.open(mChanges);
+    if (pending == nullptr) {
+        DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
+                           << " param=" << at.property << " ind=" << at.instance
+                           << " doesn't fit the working copy";
+        return FC_WRONG_TYPE;
+    }
+    *pending = std::move(value);
+    return FC_OK;
+}
+
+Fcodes DataSets::getIntParam(const std::string& dataset, const std::string& component,
+                             const std::string& property, int& value, int index)
+{
+    return readParam("getIntParam: dataset=", {dataset, component, property, InstanceRef(index)},
+                     value);
+}
+
+Fcodes DataSets::getIntParam(const std::string& dataset, const std::string& component,
+                             const std::string& property, int& value, const std::string& key)
+{
+    return readParam("getIntParam: dataset=", {dataset, component, property, InstanceRef(key)},
+                     value);
+}
+
+Fcodes DataSets::getTextParam(const std::string& dataset, const std::string& component,
+                              const std::string& property, std::string& value, int index)
+{
+    return readParam("getTextParam: dataset=", {dataset, component, property, InstanceRef(index)},
+                     value);
+}
+
+Fcodes DataSets::getTextParam(const std::string& dataset, const std::string& component,
+                              const std::string& property, std::string& value,
+                              const std::string& key)
+{
+    return readParam("getTextParam: dataset=", {dataset, component, property, InstanceRef(key)},
+                     value);
+}
+
+Fcodes DataSets::getBoolParam(const std::string& dataset, const std::string& component,
+                              const std::string& property, bool& value, int index)
+{
+    return readParam("getBoolParam: dataset=", {dataset, component, property, InstanceRef(index)},
+                     value);
+}
+
+Fcodes DataSets::getBoolParam(const std::string& dataset, const std::string& component,
+                              const std::string& property, bool& value, const std::string& key)
+{
+    return readParam("getBoolParam: dataset=", {dataset, component, property, InstanceRef(key)},
+                     value);
+}
+
+Fcodes DataSets::getNewIntParam(const std::string& dataset, const std::string& component,
+                                const std::string& property, int& value, int index)
+{
+    return readNewParam(
+        "getNewIntParam: dataset=", {dataset, component, property, InstanceRef(index)}, value,
+        [&] { return getIntParam(dataset, component, property, value, index); });
+}
+
+Fcodes DataSets::getNewIntParam(const std::string& dataset, const std::string& component,
+                                const std::string& property, int& value, const std::string& key)
+{
+    return readNewParam(
+        "getNewIntParam: dataset=", {dataset, component, property, InstanceRef(key)}, value,
+        [&] { return getIntParam(dataset, component, property, value, key); });
+}
+
+Fcodes DataSets::getNewTextParam(const std::string& dataset, const std::string& component,
+                                 const std::string& property, std::string& value, int index)
+{
+    return readNewParam(
+        "getNewTextParam: dataset=", {dataset, component, property, InstanceRef(index)}, value,
+        [&] { return getTextParam(dataset, component, property, value, index); });
+}
+
+Fcodes DataSets::getNewTextParam(const std::string& dataset, const std::string& component,
+                                 const std::string& property, std::string& value,
+                                 const std::string& key)
+{
+    return readNewParam(
+        "getNewTextParam: dataset=", {dataset, component, property, InstanceRef(key)}, value,
+        [&] { return getTextParam(dataset, component, property, value, key); });
+}
+
+Fcodes DataSets::getNewBoolParam(const std::string& dataset, const std::string& component,
+                                 const std::string& property, bool& value, int index)
+{
+    return readNewParam(
+        "getNewBoolParam: dataset=", {dataset, component, property, InstanceRef(index)}, value,
+        [&] { return getBoolParam(dataset, component, property, value, index); });
+}
+
+Fcodes DataSets::getNewBoolParam(const std::string& dataset, const std::string& component,
+                                 const std::string& property, bool& value, const std::string& key)
+{
+    return readNewParam(
+        "getNewBoolParam: dataset=", {dataset, component, property, InstanceRef(key)}, value,
+        [&] { return getBoolParam(dataset, component, property, value, key); });
+}
+
+Fcodes DataSets::setIntParam(const std::string& dataset, const std::string& component,
+                             const std::string& property, int value, int index)
+{
+    return writeParam({.prefix = "setIntParam: dataset="},
+                      {dataset, component, property, InstanceRef(index)}, value);
+}
+
+Fcodes DataSets::setIntParam(const std::string& dataset, const std::string& component,
+                             const std::string& property, int value, const std::string& key)
+{
+    return writeParam({.prefix = "setIntParam: dataset="},
+                      {dataset, component, property, InstanceRef(key)}, value);
+}
+
+Fcodes DataSets::setTextParam(const std::string& dataset, const std::string& component,
+                              const std::string& property, const std::string& value, int index)
+{
+    return writeParam({.prefix = "setTextParam: dataset=", .namesIndex = true},
+                      {dataset, component, property, InstanceRef(index)}, value);
+}
+
+Fcodes DataSets::setTextParam(const std::string& dataset, const std::string& component,
+                              const std::string& property, const std::string& value,
+                              const std::string& key)
+{
+    return writeParam({.prefix = "setTextParam: dataset="},
+                      {dataset, component, property, InstanceRef(key)}, value);
+}
+
+Fcodes DataSets::setBoolParam(const std::string& dataset, const std::string& component,
+                              const std::string& property, bool value, int index)
+{
+    return writeParam({.prefix = "setBoolParam: dataset="},
+                      {dataset, component, property, InstanceRef(index)}, value);
+}
+
+Fcodes DataSets::setBoolParam(const std::string& dataset, const std::string& component,
+                              const std::string& property, bool value, const std::string& key)
+{
+    return writeParam({.prefix = "setBoolParam: dataset="},
+                      {dataset, component, property, InstanceRef(key)}, value);
+}
+
+Fcodes DataSets::initIntParam(const std::string& dataset, const std::string& component,
+                              const std::string& property, int value, int index)
+{
+    return writeParam({.prefix = "initIntParam: dataset=", .committed = true},
+                      {dataset, component, property, InstanceRef(index)}, value);
+}
+
+Fcodes DataSets::initIntParam(const std::string& dataset, const std::string& component,
+                              const std::string& property, int value, const std::string& key)
+{
+    return writeParam({.prefix = "initIntParam: dataset=", .committed = true},
+                      {dataset, component, property, InstanceRef(key)}, value);
+}
+
+Fcodes DataSets::initTextParam(const std::string& dataset, const std::string& component,
+                               const std::string& property, const std::string& value, int index)
+{
+    return writeParam({.prefix = "initTextParam: dataset=",
+                       .committed = true,
+                       .namesIndex = true,
+                       .notesConversion = true},
+                      {dataset, component, property, InstanceRef(index)}, value);
+}
+
+Fcodes DataSets::initTextParam(const std::string& dataset, const std::string& component,
+                               const std::string& property, const std::string& value,
+                               const std::string& key)
+{
+    return writeParam(
+        {.prefix = "initTextParam: dataset=", .committed = true, .notesConversion = true},
+        {dataset, component, property, InstanceRef(key)}, value);
+}
+
+Fcodes DataSets::initBoolParam(const std::string& dataset, const std::string& component,
+                               const std::string& property, bool value, int index)
+{
+    return writeParam({.prefix = "initBoolParam: dataset=", .committed = true},
+                      {dataset, component, property, InstanceRef(index)}, value);
+}
+
+Fcodes DataSets::initBoolParam(const std::string& dataset, const std::string& component,
+                               const std::string& property, bool value, const std::string& key)
+{
+    return writeParam({.prefix = "initBoolParam: dataset=", .committed = true},
+                      {dataset, component, property, InstanceRef(key)}, value);
+}

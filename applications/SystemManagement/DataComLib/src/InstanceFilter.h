@@ -1,0 +1,33 @@
+#pragma once
+
+// A condition by which instances are searched, for example "(Text) Starts with" and its operand. It
+// exists in a text form and an integer form, and the operand's type says which; unknown conditions
+// select nothing. Takes no lock, never logs, never throws.
+
+#include <json/value.h>
+#include <string>
+
+class InstanceFilter
+{
+public:
+    InstanceFilter(const std::string& condition, const std::string& operand);
+    InstanceFilter(const std::string& condition, int operand);
+
+    /// Judges a property value; null says that the candidate lacks the property.
+    bool selects(const Json::Value* value) const;
+
+    /// Judges the key of a candidate, which is always there.
+    bool selectsText(const std::string& text) const;
+
+private:
+    using TextTest = bool (*)(const std::string& value, const std::string& operand);
+    using NumberTest = bool (*)(int value, int operand);
+
+    struct Condition;
+    static const Condition* find(const std::string& name);
+
+    const Condition* mCondition; // null: an unknown one
+    bool mNumeric;
+    std::string mText;
+    int mNumber = 0;
+};

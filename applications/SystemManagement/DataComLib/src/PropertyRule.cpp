@@ -1,0 +1,96 @@
+#include "PropertyRule.h"
+
+#include "JsonMember.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+namespace
+{
+
+constexpr Json::ValueType jsonTypeOf(int) { return Json::intValue; }
+Json::ValueType jsonTypeOf(const std::string&) { return Json::stringValue; }
+
+/// Base 0: "0x1F" and "017" are hexadecimal and octal, text that is no number is 0, and what
+/// follows a number is ignored. Values out of range are cut to the range.
+int toInt(const std::string& text)
+{
+    const long value = std::strtol(text.c_str(), nullptr, 0);
+    return static_cast<int>(
+        std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+} // namespace
+
+Fcodes PropertyRule::admit(int value, const Json::Value& held, Json::Value& stored) const
+{
+    if (isType("integer") && held.isInt()) {
+        stored = value;
+        return FC_OK;
+    }
+    if (!isType("enum"))
+        return FC_WRONG_TYPE;
+    if (!isEnumerated(value))
+        return FC_BAD_VALUE;
+    stored = value;
+    return FC_OK;
+}
+
+Fcodes PropertyRule::admit(bool value, const Json::Value& held, Json::Value& stored) const
+{
+    if (!isType("boolean") || !held.isBool())
+        return FC_WRONG_TYPE;
+    stored = value;
+    return FC_OK;
+}
+
+Fcodes PropertyRule::admit(const std::string& value, const Json::Value& held,
+                           Json::Value& stored) const
+{
+    if (isType("string") && held.isString()) {
+        stored = value;
+    } else if (isType("enum")) {
+        if (!isEnumerated(value))
+            return FC_BAD_VALUE;
+        stored = value;
+    } else if (isType("integer") && held.isInt()) {
+        stored = toInt(value);
+    } else if (isType("boolean") && held.isBool()) {
+        stored = value == "true";
+    } else {
+        return FC_WRONG_TYPE;
+    }
+    return FC_OK;
+}
+
+const Json::Value& PropertyRule::type() const
+{
+    const Json::Value* type = member(mDefinition, "type");
+    return type == nullptr ? Json::Value::nullSingleton() : *type;
+}
+
+Json::Value PropertyRule::defaultValue() const
+{
+    const Json::Value* value = member(mDefinition, "default");
+    return value == nullptr ? Json::Value("0") : *value;
+}
+
+bool PropertyRule::isType(std::string_view name) const
+{
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    return type().isString() && type().getString(&begin, &end) &&
+           std::string_view(begin, static_cast<std::size_t>(end - begin)) == name;
+}
+
+template <typename Value>
+bool PropertyRule::isEnumerated(const Value& value) const
+{
+    const Json::Value* values = member(mDefinition, "values");
+    if (values == nullptr || !values->isArray())
+        return false;
+    return std::any_of(values->begin(), values->end(), [&value](const Json::Value& element) {
+        return element.isConvertibleTo(jsonTypeOf(value)) && element.as<Value>() == value;
+    });
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+// What a property's definition allows: which values it takes, what they are stored as, and what a
+// new instance starts with. Made on the spot from the definition in a component's "properties",
+// which must stay in place meanwhile. Takes no lock, never logs, never throws.
+
+#include "Fcodes.h"
+
+#include <json/value.h>
+#include <string>
+#include <string_view>
+
+class PropertyRule
+{
+public:
+    /// `definition` may be null or of any shape; then no value is allowed.
+    explicit PropertyRule(const Json::Value* definition) : mDefinition(definition) {}
+
+    /// Checks a new value against the definition and the value `held` now, and gives the form in
+    /// which it is stored. FC_OK; FC_BAD_VALUE when an enumeration lacks it; FC_WRONG_TYPE when
+    /// the definition's type, or that of the value held, does not take it.
+    Fcodes admit(int value, const Json::Value& held, Json::Value& stored) const;
+    Fcodes admit(bool value, const Json::Value& held, Json::Value& stored) const;
+    Fcodes admit(const std::string& value, const Json::Value& held, Json::Value& stored) const;
+
+    /// The definition's "type" as it stands in the document; null when it has none.
+    const Json::Value& type() const;
+
+    /// What a new instance holds: the definition's "default", or the text "0" without one.
+    Json::Value defaultValue() const;
+
+private:
+    bool isType(std::string_view name) const;
+    template <typename Value>
+    bool isEnumerated(const Value& value) const;
+
+    const Json::Value* mDefinition;
+};
