@@ -20,6 +20,7 @@
 #include <list>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 class IDataHolder;
 class MessageEvent;
@@ -107,21 +108,21 @@ public:
     static void timeToString(std::time_t time, std::string& out);
 
 private:
-    struct Question;
-
-    void work();
     void openSendSocket();
     void openReceiveSocket();
     void setTimeouts(DatagramSocket& socket);
 
-    void serve(MessageHeader& header, const std::string& body, const SocketAddress& sender);
-    void answer(const MessageHeader& header, const std::string& body, const SocketAddress& sender);
+    void work();
+    void serveNext();
+    void serveRequest(const MessageHeader& header, const std::string& body,
+                      const SocketAddress& sender);
     void refuse(Fcodes reason, const MessageHeader& header, const std::string& body,
                 const std::string& responseBody, const SocketAddress& sender);
-    Fcodes carryOut(const std::string& command, std::string& result);
-    Fcodes subscribeObserver(const std::string& command);
+    Fcodes runCommand(const std::string& body, std::string& result);
 
     Fcodes receiveMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender);
+    Fcodes takeMsg(std::string_view text, MessageHeader& header, std::string& body,
+                   const SocketAddress& sender);
     Fcodes sendText(int socket, const std::string& text, const SocketAddress& receiver,
                     int retryDelay, int tries);
     Fcodes sendEventText(const std::string& observerPath, const std::string& text, int timeout,
@@ -130,8 +131,11 @@ private:
     Fcodes awaitResponse(const std::string& responderPath, const MessageHeader& requestHeader,
                          MessageHeader& responseHeader, std::string& responseBody, int timeout,
                          int tries);
-    void fileForOwner(int ownId, const MessageHeader& header, const std::string& body,
-                      const std::string& sender, const std::string& responderPath);
+    Fcodes lookOnceMore(Fcodes failure, const std::string& responderPath,
+                        const MessageHeader& requestHeader, MessageHeader& responseHeader,
+                        std::string& responseBody);
+    void fileForOwner(int ownId, const MessageHeader& header, FiledResponse response);
+    static void logStored(const ResponseHistory::Sizes& sizes);
 
     std::string mSockName = "sockName";
     DatagramSocket mReceiveSocket;

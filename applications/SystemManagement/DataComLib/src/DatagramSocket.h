@@ -17,6 +17,11 @@
 class SocketAddress
 {
 public:
+    SocketAddress() = default;
+
+    /// A sender's address as the kernel told it; the length may lie beyond what was stored.
+    SocketAddress(const sockaddr_un& raw, socklen_t length);
+
     /// Becomes the address of a path. False, with errno ENAMETOOLONG and nothing changed, when the
     /// path does not fit: it is never cut.
     bool assign(const std::string& path);
@@ -24,15 +29,13 @@ public:
     /// The path as text; empty for a sender without an address or in the abstract name space.
     std::string path() const;
 
-private:
-    friend ssize_t receiveDatagram(int socket, char* buffer, std::size_t size,
-                                   SocketAddress& sender);
-    friend bool sendDatagram(int socket, std::string_view text, const SocketAddress& receiver,
-                             bool mayWait);
-    friend class DatagramSocket;
+    /// The bytes themselves: an answer goes to exactly the address that came.
+    const sockaddr* raw() const { return reinterpret_cast<const sockaddr*>(&mRaw); }
+    socklen_t length() const { return mLength; }
 
+private:
     sockaddr_un mRaw{};
-    socklen_t mLength = 0; // raw length: an answer goes to exactly the bytes that came
+    socklen_t mLength = 0;
 };
 
 class DatagramSocket

@@ -1,0 +1,231 @@
+#include "DataCommunicator.h"
+
+#include "DbgLine.h"
+#include "MessageFrame.h"
+#include "MessageText.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+namespace
+{
+
+constexpr char kUnit[] = "DataCommunicator";
+constexpr std::size_t npos = std::string::npos;
+
+constexpr std::size_t kMaxMessage = 70000; // a datagram must be shorter than this
+constexpr int kSocketTimeout = 1;          // seconds that one transfer may block
+constexpr int kNoWaiting = -1;
+constexpr int kDefaultRetryDelay = 10;
+
+/// The receive buffer of this thread. What is received is copied out before anything else runs: a
+/// command may itself ask a peer and so receive on the same thread.
+char* receiveBuffer()
+{
+    thread_local const auto buffer = std::make_unique_for_overwrite<char[]>(kMaxMessage);
+    return buffer.get();
+}
+
+[[noreturn]] void endProcess()
+{
+    // Kept on purpose: peers count on status 0 also when the sockets could not be made; whoever
+    // supervises the process would otherwise restart it for ever.
+    std::exit(0);
+}
+
+} // namespace
+
+void DataCommunicator::init(IDataHolder* dataHolder, const std::string& sockName,
+                            const std::string& sendSockName, const std::string& taskName)
+{
+    mDataHolder = dataHolder;
+    mSockName = sockName;
+    mSendSockName = sendSockName;
+    mTaskName = taskName;
+    openSendSocket();
+    openReceiveSocket();
+    mSendLimit = mReceiveSocket.sendLimit();
+}
+
+void DataCommunicator::openSendSocket()
+{
+    if (!mSendSocket.open()) {
+        DBG_LOG(SEV_FATAL) << "init: Send Socket create failed";
+        endProcess();
+    }
+    setTimeouts(mSendSocket);
+    if (!mSendSocket.bind(mSendSockName)) {
+        DBG_LOG(SEV_FATAL) << "init: Socket bind failed to " << mSendSockName << " errno=" << errno;
+        endProcess();
+    }
+    chmod(mSendSockName.c_str(), 0777);
+}
+
+void DataCommunicator::openReceiveSocket()
+{
+    if (!mReceiveSocket.open()) {
+        DBG_LOG(SEV_FATAL) << "init: Socket create failed";
+        endProcess();
+    }
+    if (!mReceiveSocket.bind(mSockName)) {
+        DBG_LOG(SEV_FATAL) << "init: Socket bind failed to " << mSockName << " errno=" << errno;
+        endProcess();
+    }
+    setTimeouts(mReceiveSocket);
+    chmod(mSockName.c_str(), 0777);
+}
+
+void DataCommunicator::setTimeouts(DatagramSocket& socket)
+{
+    if (!socket.setTimeout(SO_RCVTIMEO, kSocketTimeout))
+        DBG_LOG(SEV_ERROR) << "init: setsockopt SO_RCVTIMEO failed";
+    if (!socket.setTimeout(SO_SNDTIMEO, kSocketTimeout))
+        DBG_LOG(SEV_ERROR) << "init: setsockopt SO_SNDTIMEO failed";
+}
+
+Fcodes DataCommunicator::readMsg(int socket, MessageHeader& header, std::string& body,
+                                 SocketAddress& sender, int timeout)
+{
+    switch (waitReadable(socket, timeout)) {
+    case WaitResult::kReadable:
+        return receiveMsg(socket, header, body, sender);
+    case WaitResult::kTimeOut:
+        DBG_LOG(SEV_ERROR) << "readMsg: Time out " << timeout << " sec. for sock=" << socket;
+        return FC_COMM_ERROR;
+    case WaitResult::kFailed:
+        break;
+    }
+    DBG_LOG(SEV_ERROR) << "readMsg: select failed errno=" << errno;
+    return FC_COMM_ERROR;
+}
+
+Fcodes DataCommunicator::receiveMsg(int socket, MessageHeader& header, std::string& body,
+                                    SocketAddress& sender)
+{
+    char* const buffer = receiveBuffer();
+    const ssize_t count = receiveDatagram(socket, buffer, kMaxMessage, sender);
+    DBG_LOG(SEV_INFO) << "readMsg: recvfrom sock=" << sender.path()
+                      << " senderlen=" << sender.length() << " readSize=" << count;
+    if (count >= static_cast<ssize_t>(kMaxMessage)) {
+        DBG_LOG(SEV_ERROR) << "readMsg: MAX header size=" << kMaxMessage
+                           << " from sock=" << sender.path() << " errno=" << errno;
+        return FC_COMM_ERROR;
+    }
+    if (count <= 0) {
+        DBG_LOG(SEV_ERROR) << "readMsg: read error from sock=" << sender.path()
+                           << " errno=" << errno;
+        return FC_COMM_ERROR;
+    }
+    // Text ends at its first NUL.
+    const std::string_view text(buffer, strnlen(buffer, static_cast<std::size_t>(count)));
+    return takeMsg(text, header, body, sender);
+}
+
+Fcodes DataCommunicator::takeMsg(std::string_view text, MessageHeader& header, std::string& body,
+                                 const SocketAddress& sender)
+{
+    std::string_view element;
+    const std::size_t headerEnd = findSegment(text, 0, "HEADER", element);
+    if (headerEnd == npos) {
+        DBG_LOG(SEV_ERROR) << "readMsg: Not found tags HEADER in:\n"
+                           << text << " from sock=" << sender.path();
+        return FC_HEADER_ERROR;
+    }
+    DBG_LOG(SEV_INFO) << "readMsg: Msg Header:\n" << element;
+    const Fcodes read = header.initFromString(std::string(element));
+    if (read != FC_OK) {
+        DBG_LOG(SEV_ERROR) << "readMsg: Header init failed from:\n"
+                           << element << " from sock=" << sender.path();
+        return read;
+    }
+    if (header.Size < 1)
+        return FC_OK;
+    if (findSegment(text, headerEnd, "BODY", element) == npos) {
+        DBG_LOG(SEV_ERROR) << "readMsg: Not found tags BODY in:\n"
+                           << text << " from sock=" << sender.path();
+        return FC_BODY_ERROR;
+    }
+    body = element;
+    DBG_LOG(SEV_INFO) << "readMsg: Msg Body:\n" << body;
+    return FC_OK;
+}
+
+Fcodes DataCommunicator::sendMessage(int socket, const MessageHeader& header,
+                                     const std::string& body, const SocketAddress& receiver,
+                                     int retryDelay, int tries)
+{
+    return sendText(socket, messageText(header, body), receiver, retryDelay, tries);
+}
+
+Fcodes DataCommunicator::sendText(int socket, const std::string& text,
+                                  const SocketAddress& receiver, int retryDelay, int tries)
+{
+    for (; tries > 0; --tries) {
+        DBG_LOG(SEV_INFO) << "sendMessage: Sending msg via sockfd=" << socket
+                          << " to sock=" << receiver.path() << " :\n"
+                          << text;
+        if (sendDatagram(socket, text, receiver, retryDelay != kNoWaiting))
+            return FC_OK;
+        if (errno != EAGAIN) {
+            DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
+                               << " errno=" << errno << " Stop sending.";
+            return FC_COMM_ERROR;
+        }
+        DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
+                           << " errno=" << errno << " tries left=" << tries;
+        if (retryDelay != kNoWaiting)
+            std::this_thread::sleep_for(
+                std::chrono::seconds(retryDelay == 0 ? kDefaultRetryDelay : retryDelay));
+    }
+    return FC_COMM_ERROR;
+}
+
+Fcodes DataCommunicator::readline(int socket, std::string& line, int timeout)
+{
+    for (char byte = 0; byte != '\n'; line.push_back(byte)) {
+        const WaitResult waited = waitReadable(socket, timeout);
+        if (waited == WaitResult::kFailed)
+            DBG_LOG(SEV_ERROR) << "readLine: select failed for sock=" << socket;
+        else if (waited == WaitResult::kTimeOut)
+            DBG_LOG(SEV_ERROR) << "readLine: Time out " << timeout << " sec. for sock=" << socket;
+        else if (read(socket, &byte, 1) == 1)
+            continue;
+        else
+            DBG_LOG(SEV_ERROR) << "readLine: read error from sock=" << socket;
+        DBG_LOG(SEV_ERROR) << "readLine: Till now read:" << line;
+        return FC_COMM_ERROR;
+    }
+    return FC_OK;
+}
+
+void DataCommunicator::storeResponse(int id, const std::string& headerText, const std::string& body,
+                                     const std::string& sender)
+{
+    logStored(mHistory.store(id, {headerText, body, sender}));
+}
+
+void DataCommunicator::logStored(const ResponseHistory::Sizes& sizes)
+{
+    DBG_LOG(SEV_SYS) << "**** storeResponse: stored=" << sizes.queue
+                     << " messages (hdrs=" << sizes.entries << ",bds=" << sizes.entries
+                     << ",snds=" << sizes.entries << ")";
+}
+
+bool DataCommunicator::getResponse(int id, std::string& headerText, std::string& body,
+                                   std::string& sender) const
+{
+    FiledResponse filed;
+    if (!mHistory.find(id, filed))
+        return false;
+    headerText = std::move(filed.header);
+    body = std::move(filed.body);
+    sender = std::move(filed.sender);
+    return true;
+}

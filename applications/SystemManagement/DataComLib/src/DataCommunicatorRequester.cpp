@@ -1,0 +1,190 @@
+// The requester's side of the communicator: what this process asks of peers and tells them.
+
+#include "DataCommunicator.h"
+
+#include "DbgLine.h"
+#include "LocalTime.h"
+#include "MessageEvent.h"
+#include "MessageFrame.h"
+
+#include <atomic>
+#include <cstdint>
+#include <utility>
+
+namespace
+{
+
+constexpr char kUnit[] = "DataCommunicator";
+constexpr int kNoWaiting = -1;
+constexpr int kSubscribeTimeout = 10;
+constexpr int kSubscribeTries = 3;
+
+/// Numbers the requests of the whole process.
+std::atomic<std::uint32_t> nextRequestId{1};
+
+void takeFiled(const FiledResponse& filed, MessageHeader& header, std::string& body)
+{
+    header = MessageHeader();
+    header.initFromString(filed.header);
+    if (header.Size > 0 || !filed.body.empty())
+        body = filed.body;
+}
+
+} // namespace
+
+Fcodes DataCommunicator::sendRequest(const std::string& responderPath, MessageHeader& requestHeader,
+                                     const std::string& body, MessageHeader& responseHeader,
+                                     std::string& responseBody, int timeout, int tries)
+{
+    SocketAddress responder;
+    const bool hasAddress = responder.assign(responderPath);
+    Fcodes result = FC_COMM_ERROR;
+    for (; result != FC_OK && tries > 0; --tries) {
+        requestHeader.ID = static_cast<int>(nextRequestId.fetch_add(1, std::memory_order_relaxed));
+        const Fcodes sent = hasAddress ? sendMessage(mSendSocket.descriptor(), requestHeader, body,
+                                                     responder, timeout, tries)
+                                       : FC_COMM_ERROR;
+        if (sent != FC_OK) {
+            DBG_LOG(SEV_ERROR) << "sendRequest: Error in sending to sock:" << responderPath
+                               << " fcode=" << Hex{sent};
+            return sent;
+        }
+        result = awaitResponse(responderPath, requestHeader, responseHeader, responseBody, timeout,
+                               tries);
+    }
+    return result;
+}
+
+Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
+                                       const MessageHeader& requestHeader,
+                                       MessageHeader& responseHeader, std::string& responseBody,
+                                       int timeout, int tries)
+{
+    const std::lock_guard guard(mMutex);
+    FiledResponse filed;
+    while (!mHistory.findAnswer(requestHeader.ID, filed)) {
+        MessageHeader header;
+        std::string body;
+        SocketAddress from;
+        const Fcodes read = readMsg(mSendSocket.descriptor(), header, body, from, timeout);
+        if (read != FC_OK)
+            return lookOnceMore(read, responderPath, requestHeader, responseHeader, responseBody);
+
+        const std::string sender = from.path();
+        if (sender == responderPath && header.ID == requestHeader.ID) {
+            responseHeader = header;
+            if (header.Size > 0)
+                responseBody = std::move(body);
+            return FC_OK;
+        }
+        DBG_LOG(SEV_ERROR) << "sendRequest: Responder=" << sender << "!=" << responderPath
+                           << " or respID=" << header.ID << "!=" << requestHeader.ID
+                           << " retries left=" << tries;
+        fileForOwner(requestHeader.ID, header, {headerText(header), std::move(body), sender});
+    }
+    DBG_LOG(SEV_SYS) << "sendRequest: **** found in history *** id=" << requestHeader.ID
+                     << " sender=" << filed.sender << " resp=" << filed.body;
+    takeFiled(filed, responseHeader, responseBody);
+    return FC_OK;
+}
+
+Fcodes DataCommunicator::lookOnceMore(Fcodes failure, const std::string& responderPath,
+                                      const MessageHeader& requestHeader,
+                                      MessageHeader& responseHeader, std::string& responseBody)
+{
+    FiledResponse filed;
+    if (mHistory.findAnswer(requestHeader.ID, filed)) {
+        DBG_LOG(SEV_ERROR) << "sendRequest: **** found in history after read=err *** id="
+                           << requestHeader.ID << " sender=" << filed.sender
+                           << " resp=" << filed.body;
+        takeFiled(filed, responseHeader, responseBody);
+        return FC_OK;
+    }
+    DBG_LOG(SEV_ERROR) << "sendRequest: Error in readMsg from sock:" << responderPath
+                       << " fcode=" << failure;
+    responseHeader.Type = requestHeader.Type;
+    responseHeader.ID = requestHeader.ID;
+    responseHeader.Size = 0;
+    responseHeader.Fcode = failure;
+    return failure;
+}
+
+void DataCommunicator::fileForOwner(int ownId, const MessageHeader& header, FiledResponse response)
+{
+    DBG_LOG(SEV_SYS) << "sendRequest: **** stored in history *** id=" << header.ID
+                     << " sender=" << response.sender << " resp=" << response.body;
+    // Under the reader's own identifier it can only come from another path: it must neither be
+    // handed back to the reader nor stand in the way of the responder's own answer.
+    logStored(header.ID == ownId ? mHistory.storeForeign(header.ID, std::move(response))
+                                 : mHistory.store(header.ID, std::move(response)));
+}
+
+Fcodes DataCommunicator::requestCommand(const std::string& responderPath,
+                                        const std::string& commandText, std::string& responseBody,
+                                        int timeout, int tries)
+{
+    const std::string body = commandBody(commandText);
+    MessageHeader request = requestHeaderFor("COMMAND", body);
+    MessageHeader response;
+    const Fcodes sent =
+        sendRequest(responderPath, request, body, response, responseBody, timeout, tries);
+    if (sent != FC_OK) {
+        DBG_LOG(SEV_ERROR) << "requestCommand: Failed to sendRequest:\n"
+                           << headerText(request) << body;
+        DBG_LOG(SEV_ERROR) << "requestCommand: FCODE=" << Hex{sent};
+        return sent;
+    }
+    if (response.ID == request.ID && response.Type == "ACK")
+        return response.Fcode;
+    DBG_LOG(SEV_ERROR) << "requestCommand: Request Header was:\n" << headerText(request);
+    DBG_LOG(SEV_ERROR) << "requestCommand: Response Header mismatch:\n" << headerText(response);
+    return FC_HEADER_ERROR;
+}
+
+Fcodes DataCommunicator::requestSubscribe(const std::string& responderPath)
+{
+    std::string response;
+    return requestCommand(responderPath, subscribeCommand(mSockName), response, kSubscribeTimeout,
+                          kSubscribeTries);
+}
+
+Fcodes DataCommunicator::requestEvent(const std::string& observerPath, const MessageEvent& event,
+                                      int timeout, int tries)
+{
+    return sendEventText(observerPath, eventMessage(event), timeout, tries);
+}
+
+Fcodes DataCommunicator::sendEventText(const std::string& observerPath, const std::string& text,
+                                       int timeout, int tries)
+{
+    SocketAddress observer;
+    Fcodes sent = FC_COMM_ERROR;
+    if (observer.assign(observerPath))
+        sent = sendText(mReceiveSocket.descriptor(), text, observer, timeout, tries);
+    if (sent != FC_OK) {
+        DBG_LOG(SEV_ERROR) << "requestEvent: Failed to sendMessage:\n" << text;
+        DBG_LOG(SEV_ERROR) << "requestEvent: FCODE=" << sent;
+    }
+    return sent;
+}
+
+void DataCommunicator::notify(MessageEvent& event)
+{
+    timeToString(std::time(nullptr), event.Time);
+
+    std::list<std::string> observers;
+    {
+        const std::lock_guard guard(mSubscribersMutex);
+        observers = mSubscribers;
+    }
+    const std::string text = eventMessage(event);
+    for (const std::string& observer : observers) {
+        DBG_LOG(SEV_INFO) << "notify: event=" << event.ID << " to observer=" << observer;
+        sendEventText(observer, text, kNoWaiting, 1);
+    }
+}
+
+void DataCommunicator::timeToString(std::time_t time, std::string& out)
+{
+    out = toLocalTimeText(time);
+}

@@ -1,0 +1,312 @@
+// The responder's side of the communicator: what arrives on the receive socket, and its observers.
+
+#include "DataCommunicator.h"
+
+#include "DataRequests.h"
+#include "DbgLine.h"
+#include "IDataHolder.h"
+#include "MessageCommand.h"
+#include "MessageEvent.h"
+#include "MessageFrame.h"
+#include "MessageText.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <sys/prctl.h>
+#include <system_error>
+#include <thread>
+
+namespace
+{
+
+constexpr char kUnit[] = "DataCommunicator";
+constexpr std::size_t npos = std::string::npos;
+
+constexpr int kResponderWait = 10;
+constexpr int kAnswerRetryDelay = 10;
+constexpr int kAnswerTries = 3;
+constexpr int kPrintEverything = 0;
+constexpr int kPrintNothing = 5;
+
+/// Answers to requests of this process; everything else but "EVENT" is a request.
+constexpr std::array<std::string_view, 4> kAnswerTypes = {"ACK", "NACK", "RESPONSE", "NO_REPLY"};
+
+bool isAnswer(const std::string& type)
+{
+    return std::ranges::find(kAnswerTypes, type) != kAnswerTypes.end();
+}
+
+// Commands of the communicator itself. Their results carry no text.
+
+Fcodes subscribeObserver(DataCommunicator& communicator, const std::string& command)
+{
+    std::string parameter;
+    if (getSegment(command, 0, "Parameter", parameter) == npos) {
+        DBG_LOG(SEV_ERROR) << "treatCommandMsg: Not found tags Parameter in:\n" << command;
+        return FC_BODY_ERROR;
+    }
+    std::string name;
+    std::string value;
+    getPropertyValue(parameter, 0, "Name", name);
+    if (getPropertyValue(parameter, 0, "Value", value) == npos || name != "SockName") {
+        DBG_LOG(SEV_ERROR) << "treatCommandMsg: Not found tags Name=SockName or Value in:\n"
+                           << parameter;
+        return FC_BODY_ERROR;
+    }
+    communicator.subscribe(value);
+    return FC_OK;
+}
+
+/// Calls `onRow` where the command names a row, else `onTable`. The row that the holder answers is
+/// not passed back.
+template <typename OnRow, typename OnTable>
+Fcodes withTable(const std::string& text, OnRow onRow, OnTable onTable)
+{
+    MessageCommand command;
+    std::string table;
+    std::string row;
+    if (command.initFromString(text) != FC_OK || !command.getParam("Table", table))
+        return FC_BODY_ERROR;
+    if (command.getParam("Row", row))
+        onRow(table, textToInt(row));
+    else
+        onTable(table);
+    return FC_OK;
+}
+
+Fcodes addRow(DataCommunicator& communicator, const std::string& command)
+{
+    IDataHolder& holder = *communicator.getDataHolder();
+    return withTable(
+        command, [&](const std::string& table, int row) { holder.newRow(table, row); },
+        [&](const std::string& table) { holder.appendNewRow(table); });
+}
+
+Fcodes getNextRow(DataCommunicator& communicator, const std::string& command)
+{
+    IDataHolder& holder = *communicator.getDataHolder();
+    return withTable(
+        command, [&](const std::string& table, int row) { holder.getNextRowIndex(table, row); },
+        [&](const std::string& table) { holder.getFirstRowIndex(table); });
+}
+
+Fcodes stopDbgPrint(DataCommunicator&, const std::string&)
+{
+    gDbgLevel = kPrintNothing;
+    return FC_OK;
+}
+
+Fcodes startDbgPrint(DataCommunicator&, const std::string&)
+{
+    gDbgLevel = kPrintEverything;
+    return FC_OK;
+}
+
+struct CommandRow {
+    std::string_view id;
+    Fcodes (*run)(DataCommunicator& communicator, const std::string& command);
+};
+
+/// Every other command is the holder's.
+constexpr std::array<CommandRow, 5> kCommands = {{
+    {"SUBSCRIBE", subscribeObserver},
+    {"Add Row", addRow},
+    {"Get Next Row", getNextRow},
+    {"StopDbgPrint", stopDbgPrint},
+    {"StartDbgPrint", startDbgPrint},
+}};
+
+} // namespace
+
+void DataCommunicator::start()
+{
+    try {
+        std::thread(&DataCommunicator::work, this).detach();
+    } catch (const std::system_error& error) {
+        DBG_LOG(SEV_ERROR) << "start: responder thread create failed errno="
+                           << error.code().value();
+    }
+}
+
+void DataCommunicator::work() { doWork(); }
+
+void DataCommunicator::doWork()
+{
+    setTaskName(currentTaskId(), mTaskName);
+    prctl(PR_SET_NAME, "DataCommunicator"); // the kernel keeps the first 15 characters
+    for (;;) {
+        switch (waitReadable(mReceiveSocket.descriptor(), kResponderWait)) {
+        case WaitResult::kReadable:
+            serveNext();
+            break;
+        case WaitResult::kTimeOut:
+            break;
+        case WaitResult::kFailed:
+            DBG_LOG(SEV_ERROR) << "doWork: select failed before recv msg or event errno=" << errno;
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            break;
+        }
+    }
+}
+
+void DataCommunicator::serveNext()
+{
+    MessageHeader header;
+    std::string body;
+    SocketAddress sender;
+    const Fcodes read = receiveMsg(mReceiveSocket.descriptor(), header, body, sender);
+    if (read != FC_OK) {
+        DBG_LOG(SEV_ERROR) << "doWork: readMsg failed from sock=" << sender.path()
+                           << " fcode=" << Hex{read};
+        DBG_LOG(SEV_ERROR) << "doWork: msg header:\n" << headerText(header);
+        DBG_LOG(SEV_ERROR) << "doWork: msg body:\n" << body;
+    } else if (header.Type == "EVENT") {
+        DBG_LOG(SEV_INFO) << "doWork: Event arrived: msg header:\n" << headerText(header);
+        DBG_LOG(SEV_INFO) << "doWork: msg body:\n" << body;
+        treatEventMsg(header, body);
+    } else if (isAnswer(header.Type)) {
+        storeResponse(header.ID, headerText(header), body, sender.path());
+        DBG_LOG(SEV_SYS) << "doWork: **** stored in history *** id=" << header.ID
+                         << " sender=" << sender.path() << " msg=" << body;
+    } else {
+        serveRequest(header, body, sender);
+    }
+}
+
+void DataCommunicator::serveRequest(const MessageHeader& header, const std::string& body,
+                                    const SocketAddress& sender)
+{
+    MessageHeader responseHeader;
+    std::string responseBody;
+    const Fcodes result = treatMsg(header, body, responseHeader, responseBody);
+    if (result != FC_OK) {
+        refuse(result, header, body, responseBody, sender);
+        return;
+    }
+    const Fcodes sent = sendMessage(mReceiveSocket.descriptor(), responseHeader, responseBody,
+                                    sender, kAnswerRetryDelay, kAnswerTries);
+    if (sent != FC_OK)
+        DBG_LOG(SEV_ERROR) << "doWork: sending resp failed to sock=" << sender.path()
+                           << " id=" << header.ID << " req=" << body << " resp=" << responseBody
+                           << " fcode=" << sent;
+}
+
+void DataCommunicator::refuse(Fcodes reason, const MessageHeader& header, const std::string& body,
+                              const std::string& responseBody, const SocketAddress& sender)
+{
+    DBG_LOG(SEV_ERROR) << "doWork: treatMsg failed from sock=" << sender.path()
+                       << " id=" << header.ID << " req=" << body << " fcode=" << reason;
+    MessageHeader refusal;
+    refusal.ID = header.ID;
+    refusal.Type = "NACK";
+    refusal.Fcode = reason;
+    const Fcodes sent = sendMessage(mReceiveSocket.descriptor(), refusal, {}, sender,
+                                    kAnswerRetryDelay, kAnswerTries);
+    if (sent != FC_OK)
+        DBG_LOG(SEV_ERROR) << "doWork: response failed to sock=" << sender.path()
+                           << " fcode=" << sent;
+    DBG_LOG(SEV_ERROR) << "doWork: response header:\n" << headerText(refusal);
+    DBG_LOG(SEV_ERROR) << "doWork: response body:\n" << responseBody;
+}
+
+Fcodes DataCommunicator::treatMsg(const MessageHeader& header, const std::string& body,
+                                  MessageHeader& responseHeader, std::string& responseBody)
+{
+    if (header.Type == "GET")
+        return treatDataMsg(header, body, responseHeader, responseBody);
+    if (header.Type == "SET") {
+        const Fcodes result = treatDataMsg(header, body, responseHeader, responseBody);
+        if (result != FC_OK)
+            mDataHolder.load()->rollbackChanges();
+        return result;
+    }
+    if (header.Type == "COMMAND") {
+        // The answer is an "ACK" also when the command failed; it carries the command's result.
+        treatCommandMsg(header, body, responseHeader, responseBody);
+        return FC_OK;
+    }
+    responseHeader.Type = header.Type;
+    responseHeader.ID = header.ID;
+    responseHeader.Fcode = FC_HEADER_ERROR;
+    responseHeader.Size = 0;
+    return FC_HEADER_ERROR;
+}
+
+Fcodes DataCommunicator::treatDataMsg(const MessageHeader& header, const std::string& body,
+                                      MessageHeader& responseHeader, std::string& responseBody)
+{
+    return treatDataRequest(*mDataHolder, header, body, responseHeader, responseBody, mSendLimit);
+}
+
+Fcodes DataCommunicator::treatCommandMsg(const MessageHeader& header, const std::string& body,
+                                         MessageHeader& responseHeader, std::string& responseBody)
+{
+    const Fcodes result = runCommand(body, responseBody);
+    responseHeader.ID = header.ID;
+    responseHeader.Type = "ACK";
+    responseHeader.Fcode = result;
+    // Kept on purpose: peers count on Size before the BODY tags are added, 13 bytes short.
+    responseHeader.Size = static_cast<int>(responseBody.size());
+    if (!responseBody.empty())
+        responseBody.insert(0, "<BODY>").append("</BODY>");
+    return result;
+}
+
+Fcodes DataCommunicator::runCommand(const std::string& body, std::string& result)
+{
+    std::string inner;
+    if (getSegment(body, 0, "BODY", inner) == npos) {
+        DBG_LOG(SEV_ERROR) << "treatCommandMsg: Not Found BODY tags in msg:\n" << body;
+        return FC_BODY_ERROR;
+    }
+    std::string command;
+    if (getSegment(inner, 0, "Command", command) == npos) {
+        DBG_LOG(SEV_ERROR) << "treatCommandMsg: Not Found Command tags in msg:\n" << inner;
+        return FC_BODY_ERROR;
+    }
+    std::string id;
+    if (getPropertyValue(command, 0, "ID", id) == npos) {
+        DBG_LOG(SEV_ERROR) << "treatCommandMsg: Not found tags ID in:\n" << command;
+        return FC_BODY_ERROR;
+    }
+    for (const CommandRow& row : kCommands)
+        if (id == row.id)
+            return row.run(*this, command);
+    return mDataHolder.load()->execute(command, result) | FC_OK;
+}
+
+Fcodes DataCommunicator::treatEventMsg(const MessageHeader& header, const std::string& body)
+{
+    std::string inner;
+    if (getSegment(body, 0, "BODY", inner) == npos) {
+        DBG_LOG(SEV_ERROR) << "treatEventMsg: Not Found BODY tags in msg:\n" << body;
+        return FC_BODY_ERROR;
+    }
+    if (header.Type != "EVENT")
+        return FC_OK;
+
+    std::string element;
+    if (getSegment(inner, 0, "Event", element) == npos) {
+        DBG_LOG(SEV_ERROR) << "treatEventMsg: Not Found Event tags in msg:\n" << inner;
+        return FC_BODY_ERROR;
+    }
+    auto event = std::make_unique<MessageEvent>();
+    const Fcodes read = event->initFromString(element);
+    if (read != FC_OK) {
+        DBG_LOG(SEV_ERROR) << "treatEventMsg: event initFromString error fcode=" << Hex{read};
+        return read;
+    }
+    event->Fcode = header.Fcode;
+    return mDataHolder.load()->handle(event.release()) | FC_OK;
+}
+
+void DataCommunicator::subscribe(const std::string& sockName)
+{
+    DBG_LOG(SEV_INFO) << "subscribe: subscribing observer sockName=" << sockName;
+    const std::lock_guard guard(mSubscribersMutex);
+    mSubscribers.remove(sockName);
+    mSubscribers.push_back(sockName);
+}
