@@ -1,0 +1,15 @@
+#pragma once
+
+// Figures of single operations, taken with Google Benchmark; its repetitions are interleaved.
+
+#include <benchmark/benchmark.h>
+#include <functional>
+#include <map>
+#include <string>
+
+class Session;
+
+/// Runs the operations; the median time of one iteration of each, in seconds.
+std::map<std::string, double>
+microFigures(const Session& session,
+             const std::map<std::string, std::function<void(benchmark::State&)>>& operations);
