@@ -1,0 +1,104 @@
+#include "ScriptedPeer.h"
+
+#include "ChildProcess.h"
+#include "MessageText.h"
+
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace
+{
+
+constexpr std::size_t kRoom = 300000;
+
+} // namespace
+
+ScriptedPeer::ScriptedPeer(const std::string& path)
+{
+    EXPECT_TRUE(mSocket.open());
+    EXPECT_TRUE(path.empty() || mSocket.bind(path)) << path << " errno=" << errno;
+}
+
+ScriptedPeer::~ScriptedPeer() { join(); }
+
+void ScriptedPeer::play(std::function<void()> script)
+{
+    join();
+    mScript = std::thread(std::move(script));
+}
+
+void ScriptedPeer::join()
+{
+    if (mScript.joinable())
+        mScript.join();
+}
+
+ScriptedPeer::Message ScriptedPeer::receive()
+{
+    Message message;
+    if (waitReadable(mSocket.descriptor(), static_cast<int>(kLimit.count())) !=
+        WaitResult::kReadable) {
+        ADD_FAILURE() << "no datagram came";
+        return message;
+    }
+    const auto buffer = std::make_unique_for_overwrite<char[]>(kRoom);
+    const ssize_t count = receiveDatagram(mSocket.descriptor(), buffer.get(), kRoom, mSender);
+    EXPECT_GT(count, 0) << "errno=" << errno;
+    message.text.assign(buffer.get(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+
+    std::string header;
+    const std::size_t end = getSegment(message.text, 0, "HEADER", header);
+    EXPECT_EQ(FC_OK, message.header.initFromString(header)) << message.text;
+    if (end != std::string::npos)
+        message.body = message.text.substr(end + 1); // behind the header's line end
+    mLast = message.header;
+    return message;
+}
+
+bool ScriptedPeer::nothingCame() const
+{
+    return waitReadable(mSocket.descriptor(), -1) == WaitResult::kTimeOut;
+}
+
+void ScriptedPeer::send(const std::string& path, const std::string& text)
+{
+    SocketAddress receiver;
+    ASSERT_TRUE(receiver.assign(path));
+    EXPECT_TRUE(sendDatagram(mSocket.descriptor(), text, receiver, true))
+        << path << " errno=" << errno;
+}
+
+void ScriptedPeer::reply(const std::string& text)
+{
+    EXPECT_TRUE(sendDatagram(mSocket.descriptor(), text, mSender, true)) << "errno=" << errno;
+}
+
+std::string ScriptedPeer::answerText(int id, const std::string& type, Fcodes fcode,
+                                     const std::string& body)
+{
+    MessageHeader header;
+    header.ID = id;
+    header.Type = type;
+    header.Fcode = fcode;
+    header.Size = static_cast<int>(body.size());
+    std::string text;
+    return header.toString(text) + body;
+}
+
+void ScriptedPeer::answer(const std::string& type, Fcodes fcode, const std::string& body)
+{
+    reply(answerText(mLast.ID, type, fcode, body));
+}
+
+int ScriptedPeer::fill(const std::string& path)
+{
+    DatagramSocket sender;
+    SocketAddress receiver;
+    EXPECT_TRUE(sender.open() && receiver.assign(path));
+    int sent = 0;
+    while (sendDatagram(sender.descriptor(), "x", receiver, false))
+        ++sent;
+    EXPECT_EQ(EAGAIN, errno) << path;
+    return sent;
+}

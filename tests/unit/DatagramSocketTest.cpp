@@ -1,0 +1,124 @@
+#include "DatagramSocket.h"
+#include "ScriptedPeer.h"
+
+#include <array>
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace
+{
+
+std::string pathOf(std::size_t length) { return "/tmp/" + std::string(length - 5, 'p'); }
+
+std::string receiveText(const DatagramSocket& socket, SocketAddress& sender)
+{
+    std::array<char, 64> buffer;
+    const ssize_t count =
+        receiveDatagram(socket.descriptor(), buffer.data(), buffer.size(), sender);
+    return std::string(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+}
+
+TEST(DatagramSocketTest, APathThatFillsAnAddressWorksAndALongerOneIsRefused)
+{
+    ScriptedPeer longest(pathOf(108));
+    ScriptedPeer peer("/tmp/peer");
+    longest.send("/tmp/peer", "<HEADER ID=\"1\" Type=\"x\" Size=\"0\" >\n</HEADER>\n");
+    peer.receive();
+    peer.answer("ACK"); // the kernel reports such an address as longer than it is
+    EXPECT_EQ("ACK", longest.receive().header.Type);
+
+    SocketAddress address;
+    ASSERT_TRUE(address.assign("/tmp/before"));
+    EXPECT_FALSE(address.assign(pathOf(109)));
+    EXPECT_EQ(ENAMETOOLONG, errno);
+    EXPECT_EQ("/tmp/before", address.path());
+    EXPECT_EQ(13u, address.length());
+
+    DatagramSocket socket;
+    ASSERT_TRUE(socket.open());
+    EXPECT_FALSE(socket.bind(pathOf(109)));
+    EXPECT_EQ(ENAMETOOLONG, errno);
+}
+
+TEST(DatagramSocketTest, BindTakesThePathOverFromItsEarlierOwner)
+{
+    ScriptedPeer earlier("/tmp/owned");
+    ScriptedPeer later("/tmp/owned");
+    ScriptedPeer().send("/tmp/owned", ScriptedPeer::answerText(1, "ACK", FC_OK, ""));
+    later.receive();
+    EXPECT_TRUE(earlier.nothingCame());
+}
+
+TEST(DatagramSocketTest, ATimeoutOfMinusOneDoesNotWaitAndZeroWaitsWithoutLimit)
+{
+    DatagramSocket socket;
+    ASSERT_TRUE(socket.open() && socket.bind("/tmp/waiting"));
+    EXPECT_EQ(WaitResult::kTimeOut, waitReadable(socket.descriptor(), -1));
+
+    ScriptedPeer peer;
+    peer.play([&] { peer.send("/tmp/waiting", "x"); });
+    EXPECT_EQ(WaitResult::kReadable, waitReadable(socket.descriptor(), 0));
+
+    EXPECT_EQ(WaitResult::kFailed, waitReadable(socket.descriptor(), -2));
+    EXPECT_EQ(EINVAL, errno);
+    for (const int noSocket : {-1, 987}) {
+        EXPECT_EQ(WaitResult::kFailed, waitReadable(noSocket, 0));
+        EXPECT_EQ(EBADF, errno);
+    }
+}
+
+TEST(DatagramSocketTest, WaitsOnDescriptorsBeyondTheReachOfSelect)
+{
+    rlimit limit{};
+    ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &limit));
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur <= 2000)
+        GTEST_SKIP() << "no such descriptors here";
+
+    DatagramSocket socket;
+    ASSERT_TRUE(socket.open() && socket.bind("/tmp/high"));
+    ASSERT_EQ(2000, dup2(socket.descriptor(), 2000));
+    EXPECT_EQ(WaitResult::kTimeOut, waitReadable(2000, -1));
+    ScriptedPeer().send("/tmp/high", "x");
+    EXPECT_EQ(WaitResult::kReadable, waitReadable(2000, 0));
+    close(2000);
+}
+
+TEST(DatagramSocketTest, AFullReceiverIsReportedAtOnceWhenTheSenderMayNotWait)
+{
+    DatagramSocket socket;
+    ScriptedPeer full("/tmp/full");
+    ASSERT_TRUE(socket.open());
+    ASSERT_GT(ScriptedPeer::fill("/tmp/full"), 0);
+
+    SocketAddress receiver;
+    ASSERT_TRUE(receiver.assign("/tmp/full"));
+    EXPECT_FALSE(sendDatagram(socket.descriptor(), "x", receiver, false));
+    EXPECT_EQ(EAGAIN, errno);
+}
+
+TEST(DatagramSocketTest, SendersOutsideTheFileSystemHaveNoPath)
+{
+    DatagramSocket socket;
+    ASSERT_TRUE(socket.open() && socket.bind("/tmp/named"));
+    SocketAddress sender;
+
+    ScriptedPeer().send("/tmp/named", "unnamed");
+    EXPECT_EQ("unnamed", receiveText(socket, sender));
+    EXPECT_EQ("", sender.path());
+    EXPECT_FALSE(sendDatagram(socket.descriptor(), "answer", sender, true));
+    EXPECT_EQ(ENOTCONN, errno);
+
+    ScriptedPeer abstract(std::string("\0sysmgt", 7));
+    abstract.send("/tmp/named", "abstract");
+    EXPECT_EQ("abstract", receiveText(socket, sender));
+    EXPECT_EQ("", sender.path());
+    EXPECT_TRUE(sendDatagram(socket.descriptor(), ScriptedPeer::answerText(1, "ACK", FC_OK, ""),
+                             sender, true));
+    EXPECT_EQ("ACK", abstract.receive().header.Type);
+}
+
+} // namespace

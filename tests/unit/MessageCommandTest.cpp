@@ -1,0 +1,48 @@
+#include "MessageCommand.h"
+#include "LogCapture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+
+TEST(MessageCommandTest, ACommandPrintsItsParametersWithOneTab)
+{
+    MessageCommand command;
+    command.setId("SUBSCRIBE");
+    command.addParam("SockName", "/tmp/s");
+    std::string text = "replaced";
+    EXPECT_EQ("<Command ID=\"SUBSCRIBE\" >\n\t<Parameter Name=\"SockName\" Value=\"/tmp/s\" />\n"
+              "</Command>\n",
+              command.toString(text));
+
+    MessageCommand read;
+    EXPECT_EQ("NULL", read.getId());
+    ASSERT_EQ(FC_OK, read.initFromString(text));
+    EXPECT_EQ("SUBSCRIBE", read.getId());
+    std::string again;
+    EXPECT_EQ(text, read.toString(again));
+}
+
+TEST(MessageCommandTest, WithoutAnIdNothingIsRead)
+{
+    LogCapture log;
+    const std::string noId = "<Command ><Parameter Name=\"a\" Value=\"1\" /></Command>";
+    const std::string noName = "<Command ID=\"c\" ><Parameter Value=\"1\" /><Parameter "
+                               "Name=\"b\" /></Command>";
+    MessageCommand command;
+    EXPECT_EQ(FC_BODY_ERROR, command.initFromString(noId));
+    EXPECT_EQ(FC_OK, command.initFromString(noName));
+    EXPECT_EQ(command.getParamsEnd(), command.getParamsBegin());
+    EXPECT_THAT(
+        log.entries(),
+        ElementsAre(
+            "ERROR MessageCommand:initFromString: Not Found ID in command\n" + noId,
+            "ERROR MessageCommand:initFromString: Not found tag=Name in command:\n" + noName,
+            "ERROR MessageCommand:initFromString: Not found tag=Value in command:\n" + noName));
+}
+
+} // namespace

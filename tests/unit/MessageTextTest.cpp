@@ -1,0 +1,141 @@
+#include "MessageText.h"
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <limits>
+#include <vector>
+
+namespace
+{
+
+constexpr std::size_t npos = std::string::npos;
+
+struct Finding {
+    std::string text;
+    std::string wanted; // tag or attribute
+    std::string found;  // "-" when nothing is
+    std::size_t from = 0;
+};
+
+TEST(MessageTextTest, SegmentsAreFoundByTheRulesOfTheFormat)
+{
+    const Finding cases[] = {
+        {"<Row><A/></Row><Row ID=\"1\" ></Row>", "Row", "<Row ID=\"1\" ></Row>"},
+        {"<Row>a</Row>", "Row", "<Row>a</Row>"},
+        {"x<Item Name=\"a\" Value=\"b\" />y", "Item", "<Item Name=\"a\" Value=\"b\" />"},
+        {"<Item />", "Item", "<Item />"},
+        {"<Item/>", "Item", "-"},
+        {"<Items></Items>", "Item", "-"},
+        {"<Row ID=\"1\" >no end", "Row", "-"},
+        {"<Row ID=\"1\"", "Row", "-"},
+        // The first end tag closes, nested or not.
+        {"<Row><Row></Row></Row>", "Row", "<Row><Row></Row>"},
+        // A ">" in a value ends the start tag; a "/" before it makes it self-closing.
+        {"<Item Name=\"/>\" Value=\"b\" />", "Item", "<Item Name=\"/>"},
+        // What has attributes is preferred, also when it is not an element at all.
+        {"<Row>a</Row><Row ", "Row", "-"},
+        {"<Row>a</Row><Row>b</Row>", "Row", "<Row>b</Row>", 1},
+        {"<Row>a</Row>", "Row", "-", 100},
+        {"", "Row", "-"},
+    };
+    for (const auto& [text, tag, expected, from] : cases) {
+        std::string out = "-";
+        const std::size_t end = getSegment(text, from, tag, out);
+        EXPECT_EQ(expected, out) << text;
+        EXPECT_EQ(expected == "-" ? npos : text.rfind(expected) + expected.size(), end) << text;
+    }
+}
+
+TEST(MessageTextTest, PropertyValuesAreFoundWithoutWordBoundaryOrEscaping)
+{
+    const Finding cases[] = {
+        {"<Row RowID=\"7\" ID=\"3\" >", "ID", "7"},
+        {"<Row ID=\"\" >", "ID", ""},
+        {"ID=\"a\\\"b\"", "ID", "a\\"},
+        {"ID=\"1\" ID=\"2\"", "ID", "2", 1},
+        {"ID='1'", "ID", "-"},
+        {"ID =\"1\"", "ID", "-"},
+        {"ID=\"1", "ID", "-"},
+        {"ID=\"1\"", "ID", "-", 100},
+    };
+    for (const auto& [text, name, expected, from] : cases) {
+        std::string out = "-";
+        const std::size_t end = getPropertyValue(text, from, name, out);
+        EXPECT_EQ(expected, out) << text;
+        EXPECT_EQ(expected == "-", end == npos) << text;
+        if (end != npos) {
+            EXPECT_EQ('"', text[end]) << text;
+        }
+    }
+}
+
+TEST(MessageTextTest, TokensEndAtTheirDelimiterAndAnyBlankStandsForAll)
+{
+    std::string out;
+    EXPECT_EQ(4u, getToken("a bc\nd\te", 0, "\t", " ", out));
+    EXPECT_EQ("bc", out);
+    EXPECT_EQ(4u, getToken("<<ab>>", 0, "<<", ">>", out));
+    EXPECT_EQ("ab", out);
+    EXPECT_EQ(npos, getToken("<<ab", 0, "<<", ">>", out));
+    EXPECT_EQ(npos, getToken("ab>>", 0, "<<", ">>", out));
+    EXPECT_EQ(npos, getToken("a b", 9, " ", " ", out));
+    EXPECT_EQ("ab", out);
+}
+
+TEST(MessageTextTest, AWalkTakesTheSegmentsThatRepeatedSearchesFind)
+{
+    const std::string texts[] = {
+        "<R>1</R><R a>2</R><R>3</R><R b/><R>4</R>",
+        "<R a><R>1</R><R>2</R>",
+        "<R a/><R b/><R>3</R><R>",
+        "</R><R></R>",
+    };
+    for (const std::string& text : texts) {
+        SegmentWalk walk(text, "R");
+        std::string_view walked;
+        std::string searched;
+        std::size_t position = 0;
+        while (walk.next(walked)) {
+            position = getSegment(text, position, "R", searched);
+            EXPECT_EQ(searched, walked) << text;
+            EXPECT_EQ(position, walk.position()) << text;
+        }
+        EXPECT_EQ(npos, getSegment(text, position, "R", searched)) << text;
+    }
+}
+
+TEST(MessageTextTest, AWalkCostsWhatTheTextsLengthCosts)
+{
+    std::string rows;
+    while (rows.size() < 69'000)
+        rows += "<Row></Row>";
+    const auto begin = std::chrono::steady_clock::now();
+    int count = 0;
+    for (int round = 0; round < 20; ++round) {
+        SegmentWalk walk(rows, "Row");
+        for (std::string_view row; walk.next(row);)
+            ++count;
+    }
+    // Looking for "<Row " to the text's end at each step is 10 GB of text in 20 rounds.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+    EXPECT_EQ(20 * 6273, count);
+}
+
+TEST(MessageTextTest, NumbersAreReadUpToTheirFirstOtherCharacterAndCutToTheRange)
+{
+    constexpr int max = std::numeric_limits<int>::max();
+    constexpr int min = std::numeric_limits<int>::min();
+    const std::pair<std::string, int> cases[] = {
+        {"12", 12},
+        {" -7x", -7},
+        {"", 0},
+        {"x1", 0},
+        {"99999999999", max},
+        {"-99999999999", min},
+        {"99999999999999999999999", max},
+    };
+    for (const auto& [text, number] : cases)
+        EXPECT_EQ(number, textToInt(text)) << text;
+}
+
+} // namespace

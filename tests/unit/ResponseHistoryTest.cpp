@@ -1,0 +1,93 @@
+#include "ResponseHistory.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+class ResponseHistoryTest : public testing::Test
+{
+protected:
+    void store(int id, const std::string& body) { mSizes = mHistory.store(id, {"", body, ""}); }
+    void storeForeign(int id, const std::string& body)
+    {
+        mSizes = mHistory.storeForeign(id, {"", body, ""});
+    }
+
+    /// What is filed, and what of it is an answer; "-" for nothing.
+    std::string filed(int id)
+    {
+        FiledResponse response;
+        return mHistory.find(id, response) ? response.body : "-";
+    }
+    std::string answer(int id)
+    {
+        FiledResponse response;
+        return mHistory.findAnswer(id, response) ? response.body : "-";
+    }
+
+    ResponseHistory mHistory;
+    ResponseHistory::Sizes mSizes{};
+};
+
+TEST_F(ResponseHistoryTest, TheEleventhAnswerEvictsTheFirst)
+{
+    for (int id = 1; id <= 11; ++id)
+        store(id, std::to_string(id));
+    EXPECT_EQ("-", filed(1));
+    for (int id = 2; id <= 11; ++id)
+        EXPECT_EQ(std::to_string(id), filed(id));
+    EXPECT_EQ(10u, mSizes.queue);
+    EXPECT_EQ(10u, mSizes.entries);
+}
+
+TEST_F(ResponseHistoryTest, AnAnswerFiledAgainGoesInTheTurnOfItsFirstFiling)
+{
+    store(1, "old");
+    for (int id = 2; id <= 9; ++id)
+        store(id, "x");
+    store(1, "new");
+    EXPECT_EQ("new", filed(1));
+    EXPECT_EQ(10u, mSizes.queue);
+    EXPECT_EQ(9u, mSizes.entries);
+
+    store(10, "x");
+    EXPECT_EQ("-", filed(1));
+    EXPECT_EQ("x", filed(2));
+}
+
+TEST_F(ResponseHistoryTest, AForeignAnswerIsFiledButIsNobodysAnswer)
+{
+    storeForeign(1, "lie");
+    EXPECT_EQ("lie", filed(1));
+    EXPECT_EQ("-", answer(1));
+
+    store(1, "truth");
+    EXPECT_EQ("truth", answer(1));
+    storeForeign(1, "another lie");
+    EXPECT_EQ("truth", answer(1));
+    EXPECT_EQ("truth", filed(1));
+}
+
+TEST_F(ResponseHistoryTest, ThreadsFileAndLookAtTheSameTime)
+{
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([this, thread] {
+            FiledResponse response;
+            for (int id = thread; id < 4000; id += 4) {
+                mHistory.store(id, {"", std::to_string(id), ""});
+                if (mHistory.findAnswer(id, response)) {
+                    EXPECT_EQ(std::to_string(id), response.body);
+                }
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    store(9999, "last");
+    EXPECT_EQ(10u, mSizes.entries);
+}
+
+} // namespace
