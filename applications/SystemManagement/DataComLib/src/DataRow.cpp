@@ -1,0 +1,178 @@
+#include "DataRow.h"
+
+#include "DataObject.h"
+#include "DataTable.h"
+#include "DbgLine.h"
+#include "MessageText.h"
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr char kUnit[] = "DataRow";
+constexpr std::size_t npos = std::string::npos;
+
+} // namespace
+
+DataRow::~DataRow()
+{
+    leave();
+    clearDataItem();
+}
+
+Fcodes DataRow::acceptChanges()
+{
+    Fcodes result = FC_OK;
+    for (DataItem* item : mItemList)
+        result |= item->acceptChanges();
+    mState = STATE_CLEAN;
+    return result;
+}
+
+Fcodes DataRow::touch()
+{
+    Fcodes result = FC_OK;
+    for (DataItem* item : mItemList)
+        result |= item->touch();
+    mState = STATE_CLEAN;
+    addState(STATE_MODIFIED);
+    return result;
+}
+
+Fcodes DataRow::untouch()
+{
+    Fcodes result = FC_OK;
+    for (DataItem* item : mItemList)
+        result |= item->untouch();
+    mState = STATE_CLEAN;
+    return result;
+}
+
+std::string& DataRow::toString(std::string& out) const
+{
+    out.assign("\t\t\t<Row ID=\"").append(mKey.empty() ? std::to_string(mId) : mKey);
+    out.append("\" >\n");
+    std::string element;
+    for (const DataItem* item : mItemList)
+        out.append(item->toString(element));
+    return out.append("\t\t\t</Row>\n");
+}
+
+Fcodes DataRow::initFromString(const std::string& text)
+{
+    std::string id;
+    const std::size_t idEnd = getPropertyValue(text, 0, "ID", id);
+    if (idEnd == npos) {
+        DBG_LOG(SEV_ERROR) << "initFromString: Not Found tags ID in:\n" << text;
+        // Kept on purpose: peers count on a row without an ID being no error.
+        return FC_OK;
+    }
+    mId = textToInt(id);
+
+    Fcodes result = FC_OK;
+    SegmentWalk items(text, "Item", idEnd);
+    std::string_view segment;
+    while (items.next(segment))
+        result |= readItem(std::string(segment));
+    return result;
+}
+
+Fcodes DataRow::readItem(const std::string& segment)
+{
+    std::string name;
+    std::string value;
+    if (getPropertyValue(segment, 0, "Name", name) == npos ||
+        getPropertyValue(segment, 0, "Value", value) == npos)
+        return FC_OK;
+
+    DataItem* item = getDataItem(name);
+    if (item == nullptr) {
+        DBG_LOG(SEV_ERROR) << "initFromString: No item in row with ID=" << name;
+        return FC_NO_SUCH_NAME;
+    }
+    return item->initValue(value);
+}
+
+Fcodes DataRow::rollbackChanges()
+{
+    Fcodes result = FC_OK;
+    for (DataItem* item : mItemList)
+        result |= item->rollbackChanges();
+    mState = STATE_CLEAN;
+    return result;
+}
+
+void DataRow::addState(unsigned bits)
+{
+    mState |= bits;
+    if (mState == STATE_CLEAN)
+        return;
+    if (mTable != nullptr)
+        mTable->setState(STATE_MODIFIED);
+    if (mObject != nullptr)
+        mObject->setState(STATE_MODIFIED);
+}
+
+DataItem* DataRow::getDataItem(const std::string& name) const
+{
+    const auto found = mItems.find(name);
+    return found == mItems.end() ? nullptr : found->second.get();
+}
+
+void DataRow::addDataItem(const std::string& name, DataItem* item)
+{
+    if (item == nullptr)
+        return;
+    item->_setRow(nullptr);
+    _addDataItem(name, item);
+    item->__setRow(this);
+}
+
+std::unique_ptr<DataItem> DataRow::removeDataItem(const std::string& name)
+{
+    return removeDataItem(getDataItem(name));
+}
+
+std::unique_ptr<DataItem> DataRow::removeDataItem(DataItem* item)
+{
+    if (item == nullptr || item->getRow() != this)
+        return nullptr;
+    item->_setRow(nullptr);
+    return std::unique_ptr<DataItem>(item);
+}
+
+void DataRow::clearDataItem()
+{
+    for (DataItem* item : mItemList)
+        item->_clearRow();
+    mItemList.clear();
+    mItems.clear();
+}
+
+void DataRow::_addDataItem(const std::string& name, DataItem* item)
+{
+    const auto old = removeDataItem(name); // to the end: `name` may be its column's
+    mItems[name].reset(item);
+    mItemList.push_back(item);
+}
+
+void DataRow::_removeDataItem(DataItem* item)
+{
+    const auto held = std::find_if(mItems.begin(), mItems.end(), [item](const auto& entry) {
+        return entry.second.get() == item;
+    });
+    if (held == mItems.end())
+        return;
+    held->second.release();
+    mItems.erase(held);
+    std::erase(mItemList, item);
+}
+
+void DataRow::leave()
+{
+    if (mTable != nullptr)
+        mTable->releaseRow(*this);
+    if (mObject != nullptr)
+        mObject->releaseRow(*this);
+}

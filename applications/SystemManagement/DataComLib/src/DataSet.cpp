@@ -1,0 +1,326 @@
+#include "DataSet.h"
+
+#include "DataTable.h"
+#include "DbgLine.h"
+#include "DurableFile.h"
+#include "MessageText.h"
+#include "TableCell.h"
+
+#include <array>
+#include <fstream>
+#include <mutex>
+
+namespace
+{
+
+constexpr char kUnit[] = "DataSet";
+constexpr std::size_t npos = std::string::npos;
+
+/// All there is to read; a directory, say, reads as empty.
+std::string readAll(std::istream& file)
+{
+    std::string text;
+    std::array<char, 65536> chunk;
+    do {
+        file.read(chunk.data(), chunk.size());
+        text.append(chunk.data(), static_cast<std::size_t>(file.gcount()));
+    } while (file.good());
+    return text;
+}
+
+} // namespace
+
+DataSet::DataSet(const std::string& id) : mId(id) {}
+
+DataSet::~DataSet() { clearTable(); }
+
+// The cycle
+
+Fcodes DataSet::acceptChanges()
+{
+    // Cleared first: a change that another thread makes meanwhile must leave its mark.
+    mState = STATE_CLEAN;
+    Fcodes result = FC_OK;
+    for (const auto& [name, entry] : mTables)
+        result |= entry.table->acceptChanges();
+    return result;
+}
+
+Fcodes DataSet::rollbackChanges()
+{
+    DBG_LOG(SEV_INFO) << "rollbackChanges: executing...";
+    mState = STATE_CLEAN;
+    Fcodes result = FC_OK;
+    for (const auto& [name, entry] : mTables)
+        result |= entry.table->rollbackChanges();
+    return result;
+}
+
+Fcodes DataSet::touch()
+{
+    Fcodes result = FC_OK;
+    for (const auto& [name, entry] : mTables)
+        result |= entry.table->touch();
+    mState = STATE_MODIFIED;
+    return result;
+}
+
+Fcodes DataSet::untouch()
+{
+    Fcodes result = FC_OK;
+    for (const auto& [name, entry] : mTables)
+        result |= entry.table->untouch();
+    mState = STATE_CLEAN;
+    return result;
+}
+
+Fcodes DataSet::touch(const std::string& table)
+{
+    if (DataTable* found = getTable(table)) {
+        found->touch();
+        mState = STATE_MODIFIED;
+    }
+    return FC_OK;
+}
+
+Fcodes DataSet::untouch(const std::string& table)
+{
+    if (DataTable* found = getTable(table)) {
+        found->untouch();
+        mState = STATE_CLEAN;
+    }
+    return FC_OK;
+}
+
+// Text and file
+
+std::string& DataSet::toString(std::string& out) const
+{
+    out.assign("<DataSet ID=\"").append(mId);
+    out.append("\" Version=\"").append(mVersion).append("\">\n");
+    std::string element;
+    for (const auto& [name, entry] : mTables)
+        out.append(entry.table->toString(element));
+    return out.append("</DataSet>\n");
+}
+
+Fcodes DataSet::initFromString(const std::string& text)
+{
+    if (getPropertyValue(text, 0, "ID", mId) == npos) {
+        DBG_LOG(SEV_ERROR) << "initFromString: Not found ID in:" << text;
+        return FC_BODY_ERROR;
+    }
+    if (getPropertyValue(text, 0, "Version", mVersion) == npos)
+        mVersion = "0";
+
+    Fcodes result = FC_OK;
+    SegmentWalk tables(text, "Table");
+    std::string_view segment;
+    while (tables.next(segment)) {
+        auto table = std::make_unique<DataTable>();
+        const Fcodes read = table->initFromString(std::string(segment));
+        if (read == FC_OK)
+            addTableList(table.release());
+        else
+            DBG_LOG(SEV_ERROR) << "initFromString: Error in initializing table fcode=" << Hex{read};
+        result |= read;
+    }
+    return result;
+}
+
+Fcodes DataSet::load(const std::string& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream.good()) {
+        DBG_LOG(SEV_ERROR) << "load: file stream !good";
+        return FC_NO_SUCH_NAME;
+    }
+    const std::string text = readAll(stream);
+    if (text.empty()) {
+        DBG_LOG(SEV_ERROR) << "load: file stream size==0 file=" << file;
+        return FC_UNAVAILABLE;
+    }
+    stream.close();
+
+    cleanUpRelations();
+    Fcodes result = initFromString(text);
+    if (result == FC_OK) {
+        result |= acceptChanges();
+        if (result != FC_OK)
+            DBG_LOG(SEV_ERROR) << "load: After acceptChanges() fcode=" << Hex{result};
+    }
+    return result;
+}
+
+Fcodes DataSet::store(const std::string& file) const
+{
+    // Taken behind the tables' locks, and only for the write: a caller may hold such a lock.
+    static std::mutex oneWriter;
+    std::string text;
+    toString(text);
+    const std::lock_guard guard(oneWriter);
+    if (const int error = writeDurably(file, [&](std::ostream& out) { out << text; }))
+        DBG_LOG(SEV_ERROR) << "store: Couldn't write file=" << file << " errno=" << error;
+    // Kept on purpose: peers count on no write error in the result.
+    DBG_LOG(SEV_INFO) << "store: stored in file=" << file;
+    return FC_OK;
+}
+
+// Tables
+
+DataTable* DataSet::getTable(const std::string& name) const
+{
+    const auto found = mTables.find(name);
+    return found == mTables.end() ? nullptr : found->second.table.get();
+}
+
+void DataSet::addTable(const std::string& name, DataTable* table)
+{
+    if (table == nullptr)
+        return;
+    table->leave();
+    removeTable(name);
+    const auto listed = mTableList.insert(mTableList.end(), table);
+    mTables[name] = {std::unique_ptr<DataTable>(table), listed};
+    table->belongTo(this);
+}
+
+std::unique_ptr<DataTable> DataSet::removeTable(const std::string& name)
+{
+    const auto place = mTables.find(name);
+    return place == mTables.end() ? nullptr : takeTable(place);
+}
+
+std::unique_ptr<DataTable> DataSet::removeTable(const DataTable* table)
+{
+    for (auto place = mTables.begin(); place != mTables.end(); ++place)
+        if (place->second.table.get() == table)
+            return takeTable(place);
+    return nullptr;
+}
+
+void DataSet::clearTable()
+{
+    while (!mTables.empty())
+        takeTable(mTables.begin());
+}
+
+void DataSet::addTableList(DataTable* table)
+{
+    if (table != nullptr)
+        addTable(table->getId(), table);
+}
+
+std::unique_ptr<DataTable> DataSet::removeTableList(const DataTable* table)
+{
+    return removeTable(table);
+}
+
+void DataSet::releaseTable(DataTable& table) { removeTable(&table).release(); }
+
+std::unique_ptr<DataTable> DataSet::takeTable(TableMap::iterator place)
+{
+    auto table = std::move(place->second.table);
+    table->belongTo(nullptr);
+    mTableList.erase(place->second.listed);
+    mTables.erase(place);
+    return table;
+}
+
+// Cells and rows
+
+Fcodes DataSet::getIntParam(const std::string& table, int rowId, const std::string& item,
+                            int* value) const
+{
+    const auto read = [value](const DataItem& cell) { *value = cell.getIntVal(); };
+    switch (workOnCell(getTable(table), rowId, item, read)) {
+    case CellPart::TABLE:
+        DBG_LOG(SEV_ERROR) << "getIntParam: No such table=" << table;
+        return FC_NO_SUCH_NAME;
+    case CellPart::ROW:
+        DBG_LOG(SEV_ERROR) << "getIntParam: No such rowId=" << rowId << " in table=" << table;
+        return FC_NO_SUCH_NAME;
+    case CellPart::ITEM:
+        DBG_LOG(SEV_ERROR) << "getIntParam: No such item=" << item << " in rowId=" << rowId
+                           << " in table=" << table;
+        return FC_NO_SUCH_NAME;
+    case CellPart::NONE:
+        break;
+    }
+    return FC_OK;
+}
+
+Fcodes DataSet::getStringParam(const std::string& table, int rowId, const std::string& item,
+                               std::string* value) const
+{
+    const auto read = [value](const DataItem& cell) { *value = cell.getStrVal(); };
+    switch (workOnCell(getTable(table), rowId, item, read)) {
+    case CellPart::TABLE:
+        DBG_LOG(SEV_ERROR) << "getStringParam: No such table=" << table;
+        return FC_NO_SUCH_NAME;
+    case CellPart::ROW:
+        DBG_LOG(SEV_ERROR) << "getStringParam: No such rowId=" << rowId << " in table=" << table;
+        return FC_NO_SUCH_NAME;
+    case CellPart::ITEM:
+        DBG_LOG(SEV_ERROR) << "getStringParam: No such item=" << item << " in rowId=" << rowId
+                           << " in table=" << table;
+        return FC_NO_SUCH_NAME;
+    case CellPart::NONE:
+        break;
+    }
+    return FC_OK;
+}
+
+int DataSet::getFirstRowIndex(const std::string& table) const
+{
+    const DataTable* found = getTable(table);
+    return found == nullptr ? 0 : found->getFirstRowIndex();
+}
+
+int DataSet::getNextRowIndex(const std::string& table, int rowId) const
+{
+    const DataTable* found = getTable(table);
+    return found == nullptr ? 0 : found->getNextRowIndex(rowId);
+}
+
+// Merging
+
+Fcodes DataSet::update(const DataSet& reference, bool keepTables, bool addTables, bool keepColumns,
+                       bool mergeColumns, bool copyRows, bool reuse)
+{
+    Fcodes result = FC_OK;
+    for (const auto& [name, entry] : reference.mTables) {
+        if (DataTable* mine = getTable(name))
+            mine->update(*entry.table, keepColumns, mergeColumns, copyRows, reuse);
+        else if (addTables)
+            result |= addCopy(name, *entry.table);
+    }
+    if (!keepTables)
+        dropTablesAbsentFrom(reference);
+    return result;
+}
+
+Fcodes DataSet::addCopy(const std::string& name, DataTable& table)
+{
+    std::string text;
+    auto copy = std::make_unique<DataTable>();
+    const Fcodes result = copy->initFromString(table.toString(text));
+    if (result != FC_OK) {
+        DBG_LOG(SEV_ERROR) << "update: Error in initializing table fcode=" << Hex{result};
+        return result;
+    }
+    addTable(name, copy.release());
+    setState(STATE_MODIFIED);
+    return result;
+}
+
+void DataSet::dropTablesAbsentFrom(const DataSet& reference)
+{
+    for (auto next = mTables.begin(); next != mTables.end();) {
+        const auto place = next++;
+        if (reference.getTable(place->first) != nullptr)
+            continue;
+        takeTable(place);
+        setState(STATE_MODIFIED);
+    }
+}
