@@ -1,0 +1,88 @@
+#include "DeviceManager.h"
+
+#include "DbgLine.h"
+#include "IDataSets.h"
+#include "LocalTime.h"
+#include "MessageCommand.h"
+#include "MessageEvent.h"
+
+namespace
+{
+
+constexpr char kUnit[] = "DeviceManager";
+
+constexpr char kDataSet[] = "DeviceDataSet";
+constexpr char kComponent[] = "DateTimeTable";
+constexpr char kZone[] = "TZ";
+constexpr char kNoKey[] = ""; // the component has a single instance
+
+constexpr char kDateTimeTable[] = R"({
+    "properties" : {
+        "TZ" : {
+            "type" : "string", "access" : "RW", "default" : "UTC",
+            "description" : "The device's time zone, as a value of the environment variable TZ."
+        }
+    }
+})";
+
+} // namespace
+
+void DeviceManager::start(const std::string& socket, const std::string& sendSocket)
+{
+    setTaskName(currentTaskId(), "tDevInit");
+    init("tDev"); // makes the store and the worker
+    initTextParam(kDataSet, kComponent, kZone, mFirstZone, kNoKey);
+    setTimeZone(mFirstZone);
+
+    getDataCommunicator().init(this, socket, sendSocket, "tDevCom");
+    getDataCommunicator().start();
+    DBG_LOG(SEV_INFO) << "start: serving " << socket << " TZ=" << mFirstZone;
+}
+
+IDataSets* DeviceManager::createDataSets()
+{
+    IDataSets* store = DataHolder::createDataSets();
+    store->loadComponent(kDataSet, kComponent, kDateTimeTable);
+    store->addInstance(kDataSet, kComponent, kNoKey); // every property at its default
+    return store;
+}
+
+Fcodes DeviceManager::execute(const std::string& command, std::string& result)
+{
+    MessageCommand message;
+    if (message.initFromString(command) != FC_OK)
+        return FC_BODY_ERROR;
+    DBG_LOG(SEV_INFO) << "execute: command=" << message.ID;
+    if (message.ID == "SET_TIME_ZONE")
+        return setZone(command);
+    return DataHolder::execute(command, result); // the commands that every holder knows
+}
+
+Fcodes DeviceManager::setZone(const std::string& command)
+{
+    MessageCommand message;
+    std::string zone;
+    if (message.initFromString(command) != FC_OK || !message.getParam(kZone, zone))
+        return FC_BODY_ERROR;
+    if (zone.empty())
+        return FC_BAD_VALUE;
+
+    const Fcodes written = initTextParam(kDataSet, kComponent, kZone, zone, kNoKey);
+    if (written == FC_OK) {
+        setTimeZone(zone);
+        announceZone(zone);
+    }
+    return written;
+}
+
+void DeviceManager::announceZone(const std::string& zone)
+{
+    MessageEvent event;
+    event.ID = "Date&Time Updated";
+    event.Source = "DevManager";
+    event.Severity = "Info";
+    event.Description = "The time zone has changed";
+    event.addParam(kZone, zone);
+    notify(event); // to every subscriber
+    DBG_LOG(SEV_INFO) << "announceZone: TZ=" << zone;
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+// A device manager: it holds the device's time zone, tells it to whoever asks, and announces a
+// change to its subscribers. The smallest useful application on DataComLib: one dataset, one
+// command, one event.
+//
+// Made once by main() and never destroyed before the process ends. start() runs on the main thread;
+// execute() on the communicator's thread, one command at a time.
+
+#include "DataHolder.h"
+
+#include <string>
+
+class DeviceManager : public DataHolder
+{
+public:
+    explicit DeviceManager(std::string zone) : mFirstZone(std::move(zone)) {}
+
+    /// Serves the two sockets from here on.
+    void start(const std::string& socket, const std::string& sendSocket);
+
+    /// The store, with the device's dataset in it.
+    IDataSets* createDataSets() override;
+
+    /// "SET_TIME_ZONE" with the parameter "TZ".
+    Fcodes execute(const std::string& command, std::string& result) override;
+
+    /// Nobody sends events to this manager.
+    Fcodes doHandle(MessageEvent* /*event*/) override { return FC_OK; }
+
+private:
+    Fcodes setZone(const std::string& command);
+    void announceZone(const std::string& zone);
+
+    std::string mFirstZone;
+};

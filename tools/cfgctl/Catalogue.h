@@ -1,0 +1,47 @@
+#pragma once
+
+// The catalogue as the client sees it: rows read from the manager with data requests. One answer is
+// one message, so a long catalogue comes in batches.
+
+#include "CfgClient.h"
+#include "Fcodes.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+/// A row: its key, and its properties by name.
+struct Configuration {
+    std::string name;
+    std::map<std::string, std::string> properties;
+
+    /// "?" for what did not come.
+    std::string text(const std::string& property) const;
+};
+
+class Catalogue
+{
+public:
+    Catalogue(CfgClient& client, int timeout) : mClient(client), mTimeout(timeout) {}
+
+    /// All rows with the named properties, in the catalogue's order. Here and below the answer's
+    /// code is the manager's.
+    Answer readAll(const std::vector<std::string>& properties, std::vector<Configuration>& rows);
+
+    /// One row with all its properties.
+    Answer read(const std::string& name, Configuration& configuration);
+
+    /// The configuration that is started at boot; "" for none.
+    Answer readAutoStart(std::string& name);
+
+private:
+    Answer readNames(std::vector<std::string>& names);
+    Answer readRows(const std::vector<std::string>& names, std::size_t first, std::size_t count,
+                    const std::vector<std::string>& properties, std::vector<Configuration>& rows);
+
+    CfgClient& mClient;
+    int mTimeout;
+};
+
+/// The rows of a GET's answer. Values may hold anything but a double quote.
+std::vector<Configuration> parseRows(const std::string& body);

@@ -1,0 +1,99 @@
+#include "CfgClient.h"
+
+#include "CfgPaths.h"
+#include "MessageCommand.h"
+#include "MessageEvent.h"
+#include "MessageHeader.h"
+#include "MessageText.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <sys/stat.h>
+
+namespace
+{
+
+constexpr std::size_t kMessageLimit = 70000; // of a whole message, and that is already too long
+constexpr std::size_t kHeaderRoom = 100;
+
+} // namespace
+
+CfgClient::CfgClient()
+    : mSockets([this](const std::string& receive, const std::string& send) {
+          mCommunicator.init(nullptr, receive, send, "tCfgctl");
+          if (!mEvents.open() || !mEvents.bind(receive))
+              throw std::runtime_error("cannot make the socket " + receive);
+          chmod(receive.c_str(), 0777); // the manager may run as another user
+      })
+{
+}
+
+Answer CfgClient::sendCommand(const MessageCommand& command, int timeout)
+{
+    for (auto param = command.getParamsBegin(); param != command.getParamsEnd(); ++param)
+        requireCarriable(param->second);
+    std::string text;
+    return ask("COMMAND", "ACK", "<BODY>\n\t" + command.toString(text) + "\n</BODY>\n", timeout);
+}
+
+Answer CfgClient::getData(const std::string& body, int timeout)
+{
+    return ask("GET", "RESPONSE", body, timeout);
+}
+
+Answer CfgClient::subscribe(int timeout)
+{
+    MessageCommand command;
+    command.setId("SUBSCRIBE");
+    command.addParam("SockName", mSockets.receivePath());
+    return sendCommand(command, timeout);
+}
+
+bool CfgClient::nextEvent(MessageEvent& event, int timeout)
+{
+    MessageHeader header;
+    std::string body;
+    SocketAddress sender;
+    if (mCommunicator.readMsg(mEvents.descriptor(), header, body, sender, timeout) != FC_OK ||
+        header.Type != "EVENT")
+        return false;
+    std::string element;
+    if (getSegment(body, 0, "Event", element) == std::string::npos)
+        return false;
+    event = MessageEvent();
+    if (event.initFromString(element) != FC_OK)
+        return false;
+    event.Fcode = header.Fcode;
+    return true;
+}
+
+Answer CfgClient::ask(const char* type, const char* answerType, const std::string& body,
+                      int timeout)
+{
+    if (body.size() + kHeaderRoom >= kMessageLimit)
+        throw std::invalid_argument("too long for one message");
+
+    MessageHeader request;
+    request.Type = type;
+    request.Size = static_cast<int>(body.size());
+    MessageHeader response;
+    Answer answer;
+    if (mCommunicator.sendRequest(kCfgSocket, request, body, response, answer.body, timeout, 1) !=
+        FC_OK)
+        return answer;
+    answer.came = true;
+    answer.code = response.Fcode;
+    if (response.Type != answerType && answer.code == FC_OK)
+        answer.code = FC_HEADER_ERROR;
+    return answer;
+}
+
+void requireCarriable(const std::string& value)
+{
+    const auto breaksMessages = [](unsigned char c) {
+        return c < ' ' || c == 0x7f || c == '"' || c == '<' || c == '>';
+    };
+    if (std::any_of(value.begin(), value.end(), breaksMessages))
+        throw std::invalid_argument(
+            "names and texts cannot hold double quotes, angle brackets or control characters");
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+// What the user can ask for, one function a subcommand. Each prints its own result, or why there is
+// none, and returns the exit status. One thread.
+
+#include "Catalogue.h"
+#include "CfgClient.h"
+
+#include <optional>
+#include <string>
+
+enum ExitStatus : int { kDone = 0, kRefused = 1, kUsage = 2, kNoAnswer = 3 };
+
+class Commands
+{
+public:
+    /// `timeout` in seconds; nothing stands for what each command may take at most.
+    explicit Commands(std::optional<int> timeout) : mTimeout(timeout) {}
+
+    ExitStatus list();
+    ExitStatus show(const std::string& name);
+
+    ExitStatus save(const std::string& name, const std::string& description, bool autoStart);
+    ExitStatus start(const std::string& name);
+    ExitStatus autoStart(const std::string& name); ///< "" for none
+    ExitStatus import(const std::string& file, const std::string& description, bool autoStart);
+    ExitStatus rename(const std::string& oldName, const std::string& newName,
+                      const std::optional<std::string>& description);
+    ExitStatus remove(const std::string& name);
+    ExitStatus debug(bool on);
+
+    /// Ends after `count` events, or after `seconds`; 0 is without limit.
+    ExitStatus watch(int count, int seconds);
+
+private:
+    ExitStatus send(const std::string& what, const MessageCommand& command, int usualTimeout);
+    ExitStatus report(const std::string& what, const Answer& answer, int timeout) const;
+    int timeout(int usual) const { return mTimeout.value_or(usual); }
+
+    std::optional<int> mTimeout;
+    CfgClient mClient;
+};
