@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <gtest/gtest.h>
-#include <memory>
 
 namespace
 {
@@ -34,19 +33,24 @@ void ScriptedPeer::join()
         mScript.join();
 }
 
-ScriptedPeer::Message ScriptedPeer::receive()
+std::string ScriptedPeer::receiveText()
 {
-    Message message;
     if (waitReadable(mSocket.descriptor(), static_cast<int>(kLimit.count())) !=
         WaitResult::kReadable) {
         ADD_FAILURE() << "no datagram came";
-        return message;
+        return {};
     }
-    const auto buffer = std::make_unique_for_overwrite<char[]>(kRoom);
-    const ssize_t count = receiveDatagram(mSocket.descriptor(), buffer.get(), kRoom, mSender);
-    EXPECT_GT(count, 0) << "errno=" << errno;
-    message.text.assign(buffer.get(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    std::string text(kRoom, '\0');
+    const ssize_t count = receiveDatagram(mSocket.descriptor(), text.data(), kRoom, mSender);
+    EXPECT_GE(count, 0) << "errno=" << errno;
+    text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    return text;
+}
 
+ScriptedPeer::Message ScriptedPeer::receive()
+{
+    Message message;
+    message.text = receiveText();
     std::string header;
     const std::size_t end = getSegment(message.text, 0, "HEADER", header);
     EXPECT_EQ(FC_OK, message.header.initFromString(header)) << message.text;

@@ -30,6 +30,7 @@ public:
 
     /// The next datagram; the test fails when none comes within the limit.
     Message receive();
+    std::string receiveText(); ///< Of any form.
     bool nothingCame() const;
 
     void send(const std::string& path, const std::string& text);

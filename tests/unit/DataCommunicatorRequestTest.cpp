@@ -1,0 +1,375 @@
+#include "CommunicatorFixture.h"
+#include "MessageEvent.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <gmock/gmock.h>
+
+namespace
+{
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr int kNoWaiting = -1;
+constexpr int kSeconds = 20;
+
+class DataCommunicatorRequestTest : public CommunicatorFixture
+{
+protected:
+    static constexpr char kPeer[] = "/tmp/peer";
+
+    /// Sends a command to the peer, which does what the script says; the result.
+    Fcodes request(std::function<void()> script, int tries = 1)
+    {
+        mPeer.play(std::move(script));
+        const Fcodes result = mCom.requestCommand(kPeer, "C", mBody, kSeconds, tries);
+        mPeer.join();
+        return result;
+    }
+
+    /// Asks the peer for item "i", which is answered so; the result.
+    Fcodes ask(const std::string& type, Fcodes fcode, const std::string& body)
+    {
+        mPeer.play([&] {
+            mPeer.receive();
+            mPeer.answer(type, fcode, body);
+        });
+        const Fcodes result = mCom.requestDataItem(kPeer, "T", 3, "i", mValue, kSeconds, 1);
+        mPeer.join();
+        return result;
+    }
+
+    std::string header(const std::string& type, const std::string& rest)
+    {
+        return "<HEADER ID=\"" + std::to_string(mLastId) + "\" Type=\"" + type + "\" " + rest +
+               " >\n</HEADER>\n";
+    }
+
+    ScriptedPeer mPeer{kPeer};
+    ScriptedPeer mLiar{"/tmp/liar"};
+    int mLastId = 0; // of the request that a script took
+    std::string mBody = "untouched";
+    std::string mValue = "untouched";
+};
+
+// What goes out
+
+TEST_F(DataCommunicatorRequestTest, TheFirstRequestOfAProcessIsNumberOne)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // in a process of its own
+    EXPECT_EXIT(
+        {
+            mCom.requestCommand(kPeer, "C", mBody, kNoWaiting, 1);
+            std::exit(mPeer.receive().header.ID == 1 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(DataCommunicatorRequestTest, EveryRequestHasItsText)
+{
+    const auto sent = [this] {
+        const ScriptedPeer::Message message = mPeer.receive();
+        EXPECT_EQ(static_cast<int>(message.body.size()), message.header.Size);
+        return message.header.Type + message.body;
+    };
+    mCom.requestCommand(kPeer, "<Command ID=\"C\" />", mBody, kNoWaiting, 1);
+    EXPECT_EQ("COMMAND<BODY>\n\t<Command ID=\"C\" />\n</BODY>\n", sent());
+    mCom.requestDataItem(kPeer, "T", 3, "i", mValue, kNoWaiting, 1);
+    EXPECT_EQ("GET<BODY>\n\t<Table Name=\"T\" >\n\t\t<Row ID=\"3\" >\n\t\t<Item Name=\"i\" />\n"
+              "\t\t</Row>\n\t</Table>\n</BODY>\n",
+              sent());
+    mCom.requestSetDataItem(kPeer, "T", -3, "i", "v", kNoWaiting, 1);
+    EXPECT_EQ("SET<BODY>\n\t<Table Name=\"T\" >\n\t\t<Row ID=\"-3\" >\n"
+              "\t\t<Item Name=\"i\" Value=\"v\" />\n\t\t</Row>\n\t</Table>\n</BODY>\n",
+              sent());
+    // The data set's end tag stands without the tab of its start tag.
+    mCom.requestGetParam(kPeer, "D", "C", "r", "i", mValue, kNoWaiting, 1);
+    EXPECT_EQ("GET<BODY>\n\t<DataSet ID=\"D\" >\n\t<Component Name=\"C\" >\n\t\t<Row ID=\"r\" >\n"
+              "\t\t<Item Name=\"i\" />\n\t\t</Row>\n\t</Component>\n</DataSet>\n</BODY>\n",
+              sent());
+    EXPECT_EQ("untouched", mValue);
+
+    mPeer.play([&] {
+        EXPECT_EQ("COMMAND<BODY>\n\t\t<Command ID=\"SUBSCRIBE\" >\n"
+                  "\t\t<Parameter Name=\"SockName\" Value=\"/tmp/sockA\" />\n\t</Command>\n\n"
+                  "</BODY>\n",
+                  sent());
+        mPeer.answer("ACK");
+    });
+    EXPECT_EQ(FC_OK, mCom.requestSubscribe(kPeer));
+}
+
+TEST_F(DataCommunicatorRequestTest, EachTryHasANumberOfItsOwnAndNoTriesSendNothing)
+{
+    EXPECT_EQ(FC_COMM_ERROR, mCom.requestCommand(kPeer, "C", mBody, kNoWaiting, 0));
+    EXPECT_TRUE(mPeer.nothingCame());
+    mLog.clear();
+
+    EXPECT_EQ(FC_COMM_ERROR, mCom.requestCommand(kPeer, "C", mBody, kNoWaiting, 2));
+    mLastId = mPeer.receive().header.ID + 1;
+    EXPECT_EQ(mLastId, mPeer.receive().header.ID);
+    EXPECT_TRUE(mPeer.nothingCame());
+    const std::string failed =
+        unit("ERROR", "sendRequest: Error in readMsg from sock:/tmp/peer fcode=65600");
+    EXPECT_THAT(
+        mLog.entries(),
+        ElementsAre(HasSubstr("INFO"), HasSubstr("readMsg: Time out"), failed, HasSubstr("INFO"),
+                    HasSubstr("Time out"), failed,
+                    unit("ERROR", "requestCommand: Failed to sendRequest:\n" +
+                                      header("COMMAND", "Size=\"18\"") + "<BODY>\n\tC\n</BODY>\n"),
+                    unit("ERROR", "requestCommand: FCODE=10040")));
+}
+
+TEST_F(DataCommunicatorRequestTest, APeerThatCannotBeReachedFailsAtOnce)
+{
+    const std::string tooLong = "/tmp/" + std::string(104, 'p');
+    for (const std::string& path : {std::string("/tmp/nobody"), tooLong}) {
+        mLog.clear();
+        EXPECT_EQ(FC_COMM_ERROR, mCom.requestDataItem(path, "T", 3, "i", mValue, kSeconds, 3));
+        EXPECT_THAT(mLog.entries(),
+                    Contains(unit("ERROR", "sendRequest: Error in sending to sock:" + path +
+                                               " fcode=10040")));
+        EXPECT_THAT(mLog.entries(), Contains(unit("ERROR", "requestDataItem: FCODE=65600")));
+    }
+}
+
+// What comes back
+
+TEST_F(DataCommunicatorRequestTest, ACommandHasThePeersOwnResult)
+{
+    EXPECT_EQ(FC_UNAVAILABLE, request([&] {
+                  mPeer.receive();
+                  mPeer.answer("ACK", FC_UNAVAILABLE, "<BODY>text</BODY>");
+              }));
+    EXPECT_EQ("<BODY>text</BODY>", mBody);
+
+    mLog.clear();
+    EXPECT_EQ(FC_HEADER_ERROR, request([&] {
+                  mLastId = mPeer.receive().header.ID;
+                  mPeer.answer("NACK", FC_BAD_VALUE);
+              }));
+    EXPECT_THAT(mLog.entries(), Contains(unit("ERROR", "requestCommand: Request Header was:\n" +
+                                                           header("COMMAND", "Size=\"18\""))));
+    EXPECT_THAT(mLog.entries(),
+                Contains(unit("ERROR", "requestCommand: Response Header mismatch:\n" +
+                                           header("NACK", "Fcode=\"10020\" Size=\"0\""))));
+}
+
+TEST_F(DataCommunicatorRequestTest, AnAnswerFromAnotherPathIsFiledAndTheRequesterKeepsWaiting)
+{
+    EXPECT_EQ(FC_OK, request([&] {
+                  mLastId = mPeer.receive().header.ID;
+                  for (const int id : {mLastId, mLastId, mLastId + 1000})
+                      mLiar.send(kSendSock, message("ACK", "<BODY>lie</BODY>", id));
+                  EXPECT_TRUE(waitForLog("respID=" + std::to_string(mLastId + 1000) + "!="));
+                  mPeer.answer("ACK", FC_OK, "<BODY>truth</BODY>");
+              }));
+    EXPECT_EQ("<BODY>truth</BODY>", mBody);
+    const std::string id = std::to_string(mLastId);
+    EXPECT_THAT(mLog.entries(),
+                Contains(unit("ERROR", "sendRequest: Responder=/tmp/liar!=/tmp/peer or respID=" +
+                                           id + "!=" + id + " retries left=1"))
+                    .Times(2));
+    EXPECT_THAT(mLog.entries(),
+                Contains(unit("SYS", "sendRequest: **** stored in history *** id=" + id +
+                                         " sender=/tmp/liar resp=<BODY>lie</BODY>")));
+    EXPECT_THAT(mLog.entries(), Contains(unit("SYS", "**** storeResponse: stored=3 messages "
+                                                     "(hdrs=2,bds=2,snds=2)")));
+    std::string head;
+    std::string sender;
+    EXPECT_TRUE(mCom.getResponse(mLastId, head, mBody, sender));
+    EXPECT_EQ("/tmp/liar", sender);
+}
+
+TEST_F(DataCommunicatorRequestTest, AnAnswerFiledMeanwhileIsFoundWhateverElseIsRead)
+{
+    const auto lie = [&](int id) { mLiar.send(kSendSock, message("ACK", "<BODY>lie</BODY>", id)); };
+    const auto file = [&] {
+        mCom.storeResponse(mLastId, message("ACK", "<BODY>truth</BODY>", mLastId),
+                           "<BODY>truth</BODY>", "/tmp/elsewhere");
+    };
+    const auto expectFound = [&](std::function<void()> script, const std::string& line) {
+        mBody.clear();
+        EXPECT_EQ(FC_OK, request([&] {
+                      mLastId = mPeer.receive().header.ID;
+                      script();
+                  }));
+        EXPECT_EQ("<BODY>truth</BODY>", mBody);
+        EXPECT_THAT(mLog.entries(), Contains(line + " id=" + std::to_string(mLastId) +
+                                             " sender=/tmp/elsewhere resp=<BODY>truth</BODY>"));
+    };
+    const std::string inHistory = unit("SYS", "sendRequest: **** found in history ***");
+    expectFound([&] { file(), lie(mLastId); }, inHistory);
+    expectFound(
+        [&] {
+            lie(mLastId);
+            EXPECT_TRUE(waitForLog("respID=" + std::to_string(mLastId) + "!="));
+            file();
+            lie(mLastId + 1000);
+        },
+        inHistory);
+    // What cannot be read ends the try.
+    expectFound([&] { file(), mPeer.reply("garbage"); },
+                unit("ERROR", "sendRequest: **** found in history after read=err ***"));
+}
+
+TEST_F(DataCommunicatorRequestTest, RequestersReadEachOthersAnswers)
+{
+    constexpr int kRequesters = 4;
+    std::vector<std::thread> requesters;
+    mPeer.play([&] {
+        std::vector<ScriptedPeer::Message> requests;
+        for (int i = 0; i < kRequesters; ++i)
+            requests.push_back(mPeer.receive());
+        for (auto it = requests.rbegin(); it != requests.rend(); ++it)
+            mPeer.reply(message("ACK", it->body, it->header.ID));
+    });
+    for (int i = 0; i < kRequesters; ++i)
+        requesters.emplace_back([this, i] {
+            std::string answer;
+            const std::string text = "command" + std::to_string(i);
+            EXPECT_EQ(FC_OK, mCom.requestCommand(kPeer, text, answer, kSeconds, 1));
+            EXPECT_EQ("<BODY>\n\t" + text + "\n</BODY>", answer);
+        });
+    for (std::thread& requester : requesters)
+        requester.join();
+}
+
+TEST_F(DataCommunicatorRequestTest, TheResponderServesAndFilesWhileARequestWaits)
+{
+    startResponder();
+    ScriptedPeer client("/tmp/client");
+    EXPECT_EQ(FC_OK, request([&] {
+                  mLastId = mPeer.receive().header.ID;
+                  client.send(kSock, message("COMMAND", "<BODY><Command ID=\"Do\" /></BODY>"));
+                  EXPECT_EQ("ACK", client.receive().header.Type);
+                  client.send(kSock, message("ACK", "<BODY>filed</BODY>", 5000));
+                  EXPECT_TRUE(waitForLog("doWork: **** stored in history *** id=5000"));
+                  mPeer.answer("ACK");
+              }));
+}
+
+TEST_F(DataCommunicatorRequestTest, ADataItemIsTakenFromTheAnswerAndThePeersFailureToo)
+{
+    const struct {
+        const char* type;
+        Fcodes fcode;
+        std::string body;
+        Fcodes result;
+        std::string value;
+        std::string line; // to which the body is added, unless there is none
+    } cases[] = {
+        {"RESPONSE", FC_OK, "<BODY><Item Name=\"i\" Value=\"v\" /></BODY>", FC_OK, "v", ""},
+        {"RESPONSE", FC_LOS, "<BODY><Item Name=\"i\" Value=\"v\" /></BODY>", FC_LOS, "v", ""},
+        {"RESPONSE", FC_LOS, "", FC_LOS | FC_BODY_ERROR, "-", "Body size=0 in get response"},
+        {"RESPONSE", FC_OK, "<BODY></BODY>", FC_BODY_ERROR, "-", "No Item segment in response:\n"},
+        {"RESPONSE", FC_OK, "<BODY><Item Value=\"v\" /></BODY>", FC_BODY_ERROR, "-",
+         "No Name tags in response:\n"},
+        {"RESPONSE", FC_OK, "<BODY><Item Name=\"j\" Value=\"v\" /></BODY>", FC_BODY_ERROR, "-",
+         "requested=i got=j in response:\n"},
+        {"RESPONSE", FC_OK, "<BODY><Item Name=\"i\" /></BODY>", FC_BODY_ERROR, "-",
+         "No Value tags in response:\n"},
+    };
+    for (const auto& [type, fcode, body, result, value, line] : cases) {
+        mValue = "-";
+        mLog.clear();
+        EXPECT_EQ(result, ask(type, fcode, body)) << body;
+        EXPECT_EQ(value, mValue) << body;
+        if (!line.empty()) {
+            EXPECT_THAT(mLog.entries(), Contains(unit("ERROR", "requestDataItem: " + line + body)));
+        }
+    }
+    EXPECT_EQ(FC_HEADER_ERROR, ask("ACK", FC_OK, "<BODY><Item Name=\"i\" Value=\"v\" /></BODY>"));
+    EXPECT_THAT(mLog.text(), HasSubstr("requestDataItem: Request Header was:\n<HEADER"));
+    EXPECT_THAT(mLog.text(), HasSubstr("requestDataItem: Response Header mismatch:\n<HEADER"));
+}
+
+TEST_F(DataCommunicatorRequestTest, AWriteAnsweredWithoutABodyIsABodyErrorEvenWhenItSucceeded)
+{
+    startResponder();
+    mHolder.dataSets = {{"T", "S"}};
+    EXPECT_EQ(FC_BODY_ERROR, mCom.requestSetDataItem(kSock, "T", 3, "i", "v", kSeconds, 1));
+    EXPECT_THAT(mHolder.calls(), ElementsAre("setTextParam(S, T, i, v, 3)"));
+    EXPECT_THAT(mLog.entries(),
+                Contains(unit("ERROR", "requestSetDataItem: Body size=0 in set response")));
+    // A write that fails is refused with a "NACK".
+    EXPECT_EQ(FC_HEADER_ERROR, mCom.requestSetDataItem(kSock, "?", 3, "i", "v", kSeconds, 1));
+    EXPECT_THAT(mLog.text(), HasSubstr("requestSetDataItem: Response Header mismatch:\n"));
+}
+
+TEST_F(DataCommunicatorRequestTest, AParameterOfAPeerIsReadAndLoggedAsADataItem)
+{
+    startResponder();
+    mHolder.values = {{"D/C/r/i", "value"}};
+    EXPECT_EQ(FC_OK, mCom.requestGetParam(kSock, "D", "C", "r", "i", mValue, kSeconds, 1));
+    EXPECT_EQ("value", mValue);
+    EXPECT_EQ(FC_COMM_ERROR,
+              mCom.requestGetParam("/tmp/nobody", "D", "C", "r", "i", mValue, kSeconds, 1));
+    EXPECT_THAT(mLog.text(), HasSubstr(":requestDataItem: Failed to sendRequest:\n"));
+    EXPECT_THAT(mLog.text(), Not(HasSubstr("requestGetParam")));
+}
+
+// Events
+
+TEST_F(DataCommunicatorRequestTest, AnEventGoesOutFromTheReceiveSocketUnnumbered)
+{
+    MessageEvent event;
+    event.ID = "Up";
+    event.Fcode = FC_LOS;
+    std::string element;
+    event.toString(element);
+    EXPECT_EQ(FC_OK, mCom.requestEvent(kPeer, event, kNoWaiting, 1));
+    const std::string text = "<HEADER ID=\"100\" Type=\"EVENT\" Fcode=\"10400\" Size=\"" +
+                             std::to_string(element.size() + 15) + "\" >\n</HEADER>\n<BODY>\n" +
+                             element + "</BODY>\n";
+    EXPECT_EQ(text, mPeer.receive().text);
+    mPeer.answer("ACK"); // arrives at the receive socket
+    startResponder();
+    EXPECT_TRUE(waitForLog("doWork: **** stored in history *** id=100"));
+
+    mLog.clear();
+    const std::string tooLong = "/tmp/" + std::string(104, 'p');
+    EXPECT_EQ(FC_COMM_ERROR, mCom.requestEvent(tooLong, event, kNoWaiting, 1));
+    EXPECT_THAT(mLog.entries(),
+                ElementsAre(unit("ERROR", "requestEvent: Failed to sendMessage:\n" + text),
+                            unit("ERROR", "requestEvent: FCODE=65600")));
+}
+
+TEST_F(DataCommunicatorRequestTest, ANotificationReachesEveryObserverAndSkipsAFullOneAtOnce)
+{
+    ScriptedPeer full("/tmp/full");
+    ScriptedPeer::fill("/tmp/full");
+    for (const char* path : {"/tmp/gone", "/tmp/full", "/tmp/liar", kPeer})
+        mCom.subscribe(path);
+    MessageEvent event;
+    event.ID = "Up";
+    event.Time = "old";
+    const auto begin = std::chrono::steady_clock::now();
+    mCom.notify(event);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(900));
+    EXPECT_EQ(mPeer.receive().text, mLiar.receive().text);
+    EXPECT_EQ(19u, event.Time.size());
+    EXPECT_THAT(mLog.text(), HasSubstr("sock=/tmp/gone errno=2 Stop sending."));
+    EXPECT_THAT(mLog.text(), HasSubstr("sock=/tmp/full errno=11 tries left=1"));
+}
+
+TEST_F(DataCommunicatorRequestTest, ObserversSubscribeWhileEventsAreRaised)
+{
+    std::atomic<bool> done = false;
+    std::thread raising([&] {
+        while (!done) {
+            MessageEvent event;
+            mCom.notify(event);
+        }
+    });
+    for (int i = 0; i < 200; ++i)
+        mCom.subscribe("/tmp/gone" + std::to_string(i % 5));
+    done = true;
+    raising.join();
+}
+
+} // namespace
