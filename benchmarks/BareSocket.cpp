@@ -35,7 +35,10 @@ constexpr std::size_t kIdWidth = 7;
 
 void giveUp(const std::string& why)
 {
-    std::fprintf(stderr, "bench: %s (errno=%d)\n", why.c_str(), errno);
+    if (errno != 0)
+        std::fprintf(stderr, "bench: %s (%s)\n", why.c_str(), std::strerror(errno));
+    else
+        std::fprintf(stderr, "bench: %s\n", why.c_str());
     std::exit(1);
 }
 

@@ -5,11 +5,12 @@
 #include "Session.h"
 #include "questions.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <sched.h>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace
 {
@@ -40,33 +41,49 @@ void pinToOneCore()
         giveUp("cannot stay on one core");
 }
 
+struct Options {
+    bool smoke = false;
+    std::string disk;
+    std::string filter;
+};
+
+Options parse(int argc, char** argv)
+{
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument == "--smoke")
+            options.smoke = true;
+        else if (argument == "--disk" && i + 1 < argc)
+            options.disk = argv[++i];
+        else
+            options.filter = argument;
+    }
+    return options;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    std::string_view filter;
-    std::string disk;
-    bool smoke = false;
-    for (int i = 1; i < argc; ++i) {
-        const std::string_view argument = argv[i];
-        if (argument == "--probe" && i + 2 < argc)
-            return runProbe(argv[i + 1], argv[i + 2]) ? 0 : 1;
-        if (argument == "--smoke")
-            smoke = true;
-        else if (argument == "--disk" && i + 1 < argc)
-            disk = argv[++i];
-        else
-            filter = argument;
-    }
+    if (argc == 4 && std::string_view(argv[1]) == "--probe")
+        return runProbe(argv[2], argv[3]) ? 0 : 1;
     if (std::getenv("SYSMGT_WORLD") == nullptr)
         giveUp("run by ./bench, in a private world");
 
+    const Options options = parse(argc, argv);
+    std::vector<Question> asked;
+    for (const Question& question : kQuestions)
+        if (question.name.find(options.filter) != std::string_view::npos)
+            asked.push_back(question);
+    if (asked.empty())
+        giveUp("no question is named like " + options.filter);
+
     std::cout.setstate(std::ios::failbit); // the library reports a missing pipe there
     pinToOneCore();
-    Session session(smoke, !filter.empty(), disk);
+    Session session(options.smoke, !options.filter.empty(), options.disk);
     session.printHead();
-    for (const Question& question : kQuestions)
-        if (question.name.find(filter) != std::string_view::npos)
-            question.ask(session);
+    for (const Question& question : asked)
+        question.ask(session);
     session.printFoot();
 }
