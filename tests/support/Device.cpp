@@ -65,6 +65,10 @@ void writeFile(const std::string& path, const std::string& content)
 
 Device::Device()
 {
+    // What an earlier test of the same process may have left.
+    std::filesystem::remove_all("/data/cfg");
+    for (const char* socket : {"/tmp/sockCfg", "/tmp/sockChan", "/tmp/sockDev"})
+        std::filesystem::remove(socket);
     std::filesystem::copy_file(SYSMGT_FACTORY_CATALOGUE, kFactoryCatalogue,
                                std::filesystem::copy_options::overwrite_existing);
 }
@@ -100,11 +104,7 @@ void Device::boot()
     startChanManager();
     startCfgManager();
     // The last that a boot does: it starts a configuration, or has the default channels loaded.
-    if (!eventually([this] {
-            const std::string log = mLog.text();
-            return log.find("LOAD_CHANNELS") != std::string::npos &&
-                   log.find("Channels Loaded") != std::string::npos;
-        }))
+    if (!mLog.waitFor("serve: LOAD_CHANNELS"))
         throw std::runtime_error("the start at boot does not end");
 }
 

@@ -41,11 +41,12 @@ bool LogEntries::next(LogEntry& entry)
     return false;
 }
 
-bool LogEntries::last(LogEntry& entry)
+bool LogEntries::last(LogEntry& entry, bool atEnd)
 {
-    if (mPending.empty() || mPending.back() != '\n')
+    const std::size_t length = atEnd ? mPending.size() : mPending.rfind('\n') + 1;
+    if (length == 0)
         return false;
-    take(mPending.size(), entry);
+    take(length, entry);
     return true;
 }
 

@@ -20,8 +20,8 @@ public:
     /// Takes the next entry that is known to be whole because another header follows it.
     bool next(LogEntry& entry);
 
-    /// Takes what is left when the writers pause: the last entry, once its line end has come.
-    bool last(LogEntry& entry);
+    /// Takes what is left when the writers pause, up to the last line end; at the end, all of it.
+    bool last(LogEntry& entry, bool atEnd);
 
 private:
     void take(std::size_t length, LogEntry& entry);

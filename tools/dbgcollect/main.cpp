@@ -84,7 +84,7 @@ public:
             std::fputs(text.c_str(), mOut);
             return;
         }
-        const std::string lines = text.substr(0, text.size() - 1);
+        const std::string lines = text.substr(0, text.find_last_not_of('\n') + 1);
         std::fprintf(mOut, "\033[%sm%s\033[0m\n", color.data(), lines.c_str());
     }
 
@@ -113,7 +113,7 @@ private:
     bool mColor = false;
 };
 
-void printWaiting(int fifo, LogEntries& entries, Printer& printer)
+void printWaiting(int fifo, LogEntries& entries, Printer& printer, bool atEnd)
 {
     std::array<char, 65536> chunk;
     LogEntry entry;
@@ -122,7 +122,7 @@ void printWaiting(int fifo, LogEntries& entries, Printer& printer)
         while (entries.next(entry))
             printer.print(entry);
     }
-    if (entries.last(entry))
+    if (entries.last(entry, atEnd))
         printer.print(entry);
     printer.flush();
 }
@@ -149,7 +149,7 @@ void collect(const Options& options)
     while (waiting[1].revents == 0) {
         if (poll(waiting.data(), waiting.size(), -1) == -1 && errno != EINTR)
             fail("cannot wait", errno);
-        printWaiting(fifo, entries, printer);
+        printWaiting(fifo, entries, printer, waiting[1].revents != 0);
     }
     // The FIFO stays: daemons that have it open find the next collector through it.
 }
