@@ -192,29 +192,34 @@ TEST_F(DataCommunicatorRequestTest, AnAnswerFiledMeanwhileIsFoundWhateverElseIsR
         mCom.storeResponse(mLastId, message("ACK", "<BODY>truth</BODY>", mLastId),
                            "<BODY>truth</BODY>", "/tmp/elsewhere");
     };
-    const auto expectFound = [&](std::function<void()> script, const std::string& line) {
+    const auto findsTruth = [&](std::function<void()> script, const std::string& line) {
         mBody.clear();
         EXPECT_EQ(FC_OK, request([&] {
                       mLastId = mPeer.receive().header.ID;
                       script();
                   }));
         EXPECT_EQ("<BODY>truth</BODY>", mBody);
-        EXPECT_THAT(mLog.entries(), Contains(line + " id=" + std::to_string(mLastId) +
-                                             " sender=/tmp/elsewhere resp=<BODY>truth</BODY>"));
+        return mLog.text().find(line + " id=" + std::to_string(mLastId) +
+                                " sender=/tmp/elsewhere resp=<BODY>truth</BODY>") !=
+               std::string::npos;
     };
-    const std::string inHistory = unit("SYS", "sendRequest: **** found in history ***");
-    expectFound([&] { file(), lie(mLastId); }, inHistory);
-    expectFound(
+    const std::string inHistory = "sendRequest: **** found in history ***";
+    const std::string afterError = "sendRequest: **** found in history after read=err ***";
+    EXPECT_TRUE(findsTruth([&] { file(), lie(mLastId); }, inHistory));
+    EXPECT_TRUE(findsTruth(
         [&] {
             lie(mLastId);
             EXPECT_TRUE(waitForLog("respID=" + std::to_string(mLastId) + "!="));
             file();
             lie(mLastId + 1000);
         },
-        inHistory);
-    // What cannot be read ends the try.
-    expectFound([&] { file(), mPeer.reply("garbage"); },
-                unit("ERROR", "sendRequest: **** found in history after read=err ***"));
+        inHistory));
+    // What cannot be read ends the try. The answer must come between two looks, so ask from new
+    // sockets until it does; it is found in any case.
+    EXPECT_TRUE(eventually([&] {
+        mCom.init(&mHolder, kSock, kSendSock, "tComA");
+        return findsTruth([&] { file(), mPeer.reply("garbage"); }, afterError);
+    }));
 }
 
 TEST_F(DataCommunicatorRequestTest, RequestersReadEachOthersAnswers)
