@@ -86,12 +86,12 @@ private:
 
 void askAboutEvents(Session& session)
 {
-    constexpr int kRounds = 201;
+    constexpr int kRounds = 501;
     gDbgLevel = 2;
     BareSocket sender("/tmp/sockBenchSender");
     for (const int count : {10, 100}) {
         Notifier notifier("Free" + std::to_string(count), count);
-        const int each = session.smoke() ? 1 : 1000 / count;
+        const int each = session.smoke() ? 1 : 200 / count;
         const auto medians =
             session.interleave(kRounds, {[&] { return notifier.secondsEach(each); },
                                          [&] { return notifier.bareSecondsEach(each, sender); }});
@@ -103,7 +103,7 @@ void askAboutEvents(Session& session)
     Notifier stuck("Stuck", 10);
     stuck.stickOne(sender);
     const auto medians = session.interleave(
-        kRounds, {[&] { return stuck.secondsEach(100); }, [&] { return free.secondsEach(100); }});
+        kRounds, {[&] { return stuck.secondsEach(20); }, [&] { return free.secondsEach(20); }});
     session.report({"event to 10 subscribers, one of them stuck", medians[0], "none stuck",
                     medians[1], 1.05, "2"});
 }

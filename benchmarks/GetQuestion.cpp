@@ -6,8 +6,8 @@
 
 void askAboutGet(Session& session)
 {
-    constexpr int kCount = 300;
-    constexpr int kRounds = 101;
+    constexpr int kCount = 30;
+    constexpr int kRounds = 1001;
     BareSocket client("/tmp/sockBenchClient");
 
     const BarePeer peer("/tmp/sockBenchPeer", 330);

@@ -54,10 +54,10 @@ void measureDaemon(Session& session, const std::string& pipe, double goal)
     PreparedMessage get = getItem(rowName(42));
     const auto getAfter = [&](PreparedMessage& level) {
         ask(client, daemon.address(), level);
-        return session.secondsEach(300, [&] { ask(client, daemon.address(), get); });
+        return session.secondsEach(30, [&] { ask(client, daemon.address(), get); });
     };
     const auto medians = session.interleave(
-        101, {[&] { return getAfter(everything); }, [&] { return getAfter(nothing); }});
+        501, {[&] { return getAfter(everything); }, [&] { return getAfter(nothing); }});
     session.report(
         {"GET of one item, level 0, " + pipe, medians[0], "at level 5", medians[1], goal, "0"});
 }

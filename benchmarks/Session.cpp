@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 
 namespace
 {
@@ -84,6 +85,10 @@ void Session::printHead() const
 
 void Session::printFoot() const
 {
+    double load = 0;
+    if (getloadavg(&load, 1) == 1 && load > 2)
+        std::printf("\nThe machine is busy (load %.1f): the ratios are less sure than they look.\n",
+                    load);
     if (mSmoke)
         std::puts("\nA smoke run takes each figure once and judges nothing.");
     else if (mMissed == 0)

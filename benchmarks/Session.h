@@ -36,7 +36,8 @@ public:
     bool smoke() const { return mSmoke; }
 
     /// Takes each figure once in every round, in turn, and returns the median of each; a smoke run
-    /// has one round.
+    /// has one round. A figure that takes less than the kernel's time slice lets the median pass
+    /// over those that another process fell into.
     std::vector<double> interleave(int rounds,
                                    const std::vector<std::function<double()>>& figures) const;
 

@@ -28,10 +28,9 @@ void measure(Session& session, DataDirectory& data, const std::string& place, in
     };
     const auto bareStore = [&] { storeCopy(catalogue, "/data/bare", "catalogue.json"); };
 
-    const int count = std::max(1, 400 / rows);
-    const auto medians = session.interleave(
-        rows > 1000 ? 15 : 61, {[&] { return session.secondsEach(count, store); },
-                                [&] { return session.secondsEach(count, bareStore); }});
+    const auto medians = session.interleave(std::max(15, std::min(501, 200000 / rows)),
+                                            {[&] { return session.secondsEach(1, store); },
+                                             [&] { return session.secondsEach(1, bareStore); }});
     session.report({"SET_AUTOSTART_CFG, " + std::to_string(rows) + " rows, " + place, medians[0],
                     "C, bare store", medians[1], 1.1, "2"});
 }
