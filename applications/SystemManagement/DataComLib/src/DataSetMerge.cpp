@@ -110,8 +110,10 @@ Fcodes DataSetMerge::mergeProperties(const std::string& component, Json::Value& 
         return FC_WRONG_TYPE;
 
     const bool takesAll = properties->isNull();
-    if (takesAll)
+    if (takesAll) {
         DBG_LOG(SEV_ERROR) << "updateDataSet: No properties in comp=" << component << ". Adding...";
+        *properties = Json::Value(Json::objectValue);
+    }
     for (auto definition = definitions->begin(); definition != definitions->end(); ++definition) {
         const std::string property = definition.name();
         const bool missing = member(properties, property) == nullptr;

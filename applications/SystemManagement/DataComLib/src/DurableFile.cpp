@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <ostream>
-#include <sched.h>
 #include <streambuf>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -90,27 +89,36 @@ int writeThrough(int fd, const std::function<void(std::ostream&)>& write)
     return fsync(fd) == 0 || errno == EINVAL ? 0 : errno; // a device may know no sync
 }
 
-/// Where a file lies, and the name under which the new one stands for an instant.
+/// The directory and the name in it that a path stands for.
 struct Place {
     explicit Place(const std::string& path)
     {
         const std::size_t slash = path.rfind('/');
         directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
         name = slash == std::string::npos ? path : path.substr(slash + 1);
-        shortLived.append(".").append(name, 0, NAME_MAX - 1 - kShortLivedEnd.size());
-        shortLived.append(kShortLivedEnd);
     }
 
     std::string directory;
     std::string name;
-    std::string shortLived;
 };
+
+/// The short-lived name of a file. It tells the directory by its inode, since it may stand outside
+/// of it, and it is always the same, so that a left-over is found by the next store.
+std::string shortLivedName(int directory, const std::string& name)
+{
+    struct stat status {
+    };
+    fstat(directory, &status);
+    const std::string end = "." + std::to_string(status.st_ino) + std::string(kShortLivedEnd);
+    return "." + name.substr(0, NAME_MAX - 1 - end.size()) + end;
+}
 
 /// What it takes to give an unnamed file a name and to rename it over the old file.
 struct Placing {
-    int directory;
     int file;
     const char* path; // of the unnamed file, under /proc
+    int shelter;      // where the name stands meanwhile, if it can: the parent directory
+    int directory;
     const char* shortLived;
     const char* name;
     int error;
@@ -119,56 +127,68 @@ struct Placing {
 #define NO_SANITIZE __attribute__((no_sanitize("address", "thread", "undefined")))
 
 /// The direct way needs a capability, the way through /proc needs /proc.
-NO_SANITIZE long linkUnnamed(const Placing& placing)
+NO_SANITIZE long linkUnnamed(const Placing& placing, int into)
 {
-    if (syscall(SYS_linkat, placing.file, "", placing.directory, placing.shortLived,
-                AT_EMPTY_PATH) == 0)
+    if (syscall(SYS_linkat, placing.file, "", into, placing.shortLived, AT_EMPTY_PATH) == 0)
         return 0;
     if (errno == EEXIST)
         return -1;
-    return syscall(SYS_linkat, AT_FDCWD, placing.path, placing.directory, placing.shortLived,
-                   AT_SYMLINK_FOLLOW);
+    return syscall(SYS_linkat, AT_FDCWD, placing.path, into, placing.shortLived, AT_SYMLINK_FOLLOW);
+}
+
+NO_SANITIZE bool nameIn(const Placing& placing, int into)
+{
+    if (linkUnnamed(placing, into) == 0)
+        return true;
+    if (errno != EEXIST)
+        return false;
+    syscall(SYS_unlinkat, into, placing.shortLived, 0); // left by a crash
+    return linkUnnamed(placing, into) == 0;
 }
 
 /// Only system calls: it runs on the memory of a process whose other threads run on.
-NO_SANITIZE int putInPlace(void* argument)
+NO_SANITIZE int putInPlace(Placing& placing)
 {
-    Placing& placing = *static_cast<Placing*>(argument);
-    long linked = linkUnnamed(placing);
-    if (linked != 0 && errno == EEXIST) {
-        syscall(SYS_unlinkat, placing.directory, placing.shortLived, 0); // left by a crash
-        linked = linkUnnamed(placing);
+    int through = placing.shelter;
+    if (!nameIn(placing, through)) {
+        through = placing.directory;
+        if (!nameIn(placing, through))
+            return placing.error = errno;
     }
-    if (linked != 0) {
-        placing.error = errno;
-    } else if (syscall(SYS_renameat, placing.directory, placing.shortLived, placing.directory,
-                       placing.name) != 0) {
-        placing.error = errno;
-        syscall(SYS_unlinkat, placing.directory, placing.shortLived, 0);
-    } else {
-        placing.error = 0;
-    }
-    return 0;
+    if (syscall(SYS_renameat, through, placing.shortLived, placing.directory, placing.name) == 0)
+        return placing.error = 0;
+    placing.error = errno;
+    syscall(SYS_unlinkat, through, placing.shortLived, 0);
+    return placing.error;
 }
 
-/// Between the two steps the short-lived name stands in the directory. A child takes them, so that
-/// a SIGKILL of this process cannot fall in between: the child lives on and finishes. It shares the
-/// memory instead of copying it, and this thread stands still until it has ended.
+/// False when the child has been taken away, by a process that ignores its children.
+bool waitForChild(pid_t child, int& status)
+{
+    while (waitpid(child, &status, 0) == -1)
+        if (errno != EINTR)
+            return false;
+    return true;
+}
+
+/// A SIGKILL between the two steps would leave the short-lived name. So a child takes them, which
+/// lives on and finishes. It shares the memory instead of copying it, and this thread stands still
+/// until it has ended. And because somebody may look into the directory before that, the name
+/// stands in the parent directory where the two are one file system.
 int putInPlaceByChild(Placing& placing)
 {
-    alignas(16) std::array<char, 16384> stack;
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before); // the child must not run our signal handlers
-    placing.error = ECHILD;
-    const pid_t child = clone(putInPlace, stack.data() + stack.size(),
-                              CLONE_VM | CLONE_VFORK | CLONE_FILES | CLONE_FS, &placing);
+    const pid_t child = vfork();
+    if (child == 0)
+        syscall(SYS_exit_group, putInPlace(placing)); // _exit() itself may be more than a call
+    int status = 0;
     if (child == -1)
-        putInPlace(&placing);
-    else
-        while (waitpid(child, nullptr, __WCLONE) == -1 && errno == EINTR) {
-        }
+        putInPlace(placing);
+    else if (waitForChild(child, status) && WIFEXITED(status))
+        placing.error = WEXITSTATUS(status);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return placing.error;
 }
@@ -178,14 +198,14 @@ int putInPlaceByChild(Placing& placing)
 class NewFile
 {
 public:
-    NewFile(int directory, const Place& place)
-        : mDirectory(directory), mPlace(place),
+    NewFile(int directory, const std::string& name)
+        : mDirectory(directory), mName(name), mShortLived(shortLivedName(directory, name)),
           mFd(openat(directory, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, kNewFileMode))
     {
         if (mFd != -1 || (errno != EOPNOTSUPP && errno != EISDIR))
             return;
-        unlinkat(directory, place.shortLived.c_str(), 0); // left by a crash
-        mFd = openat(directory, place.shortLived.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+        unlinkat(directory, mShortLived.c_str(), 0); // left by a crash
+        mFd = openat(directory, mShortLived.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
                      kNewFileMode);
         mNamed = mFd != -1;
     }
@@ -193,7 +213,7 @@ public:
     ~NewFile()
     {
         if (mNamed)
-            unlinkat(mDirectory, mPlace.shortLived.c_str(), 0);
+            unlinkat(mDirectory, mShortLived.c_str(), 0);
         if (mFd != -1)
             close(mFd);
     }
@@ -206,21 +226,22 @@ public:
     int takePlace()
     {
         if (mNamed) {
-            if (renameat(mDirectory, mPlace.shortLived.c_str(), mDirectory, mPlace.name.c_str()) !=
-                0)
+            if (renameat(mDirectory, mShortLived.c_str(), mDirectory, mName.c_str()) != 0)
                 return errno;
             mNamed = false;
             return 0;
         }
         const std::string path = "/proc/self/fd/" + std::to_string(mFd);
-        Placing placing{mDirectory,          mFd, path.c_str(), mPlace.shortLived.c_str(),
-                        mPlace.name.c_str(), 0};
+        const Descriptor shelter(openat(mDirectory, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        Placing placing{mFd,           path.c_str(), shelter.get(), mDirectory, mShortLived.c_str(),
+                        mName.c_str(), ECHILD};
         return putInPlaceByChild(placing);
     }
 
 private:
     int mDirectory;
-    const Place& mPlace;
+    std::string mName;
+    std::string mShortLived;
     int mFd;
     bool mNamed = false;
 };
@@ -232,7 +253,7 @@ int replaceFile(const Place& place, const struct stat* old,
     const Descriptor directory(open(place.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory.isOpen())
         return errno;
-    NewFile file(directory.get(), place);
+    NewFile file(directory.get(), place.name);
     if (file.fd() == -1)
         return errno;
     if (old != nullptr && (fchown(file.fd(), old->st_uid, old->st_gid) != 0 ||

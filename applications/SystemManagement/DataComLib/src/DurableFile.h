@@ -18,5 +18,6 @@
 int writeDurably(const std::string& path, const std::function<void(std::ostream&)>& write);
 
 /// True for the hidden name under which a new file stands for an instant before it takes the place
-/// of the old one. A file of such a name is a left-over of a crash.
+/// of the old one: in the parent directory if that can be, so that no listing of the file's own
+/// directory shows it, else beside the old one. A file of such a name is a left-over of a crash.
 bool isShortLivedName(std::string_view fileName);

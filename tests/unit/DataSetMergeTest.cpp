@@ -1,0 +1,211 @@
+#include "StoreFixture.h"
+
+#include <ctime>
+
+namespace
+{
+
+/// Brings "D" into line with "R"; `lines` is the report after its first line.
+class DataSetMergeTest : public StoreTest
+{
+protected:
+    void expectUpdate(const std::string& src, const std::string& ref, const std::string& result,
+                      Lines lines)
+    {
+        load(src);
+        load(ref, "R");
+        EXPECT_EQ(FC_OK, store.updateDataSet("D", "R", keepAbsent, mergeProperties, replace));
+        for (std::string& line : lines)
+            line.insert(0, "ERROR updateDataSet: ");
+        lines.insert(lines.begin(), "ERROR updateDataSet: src=D ref=R");
+        EXPECT_EQ(lines, logged());
+        EXPECT_EQ(json(result), committed());
+    }
+
+    bool keepAbsent = true;
+    bool mergeProperties = true;
+    bool replace = false;
+};
+
+TEST_F(DataSetMergeTest, WithoutBothSetsOfComponentsNothingIsDone)
+{
+    load("{'C': {}}");
+    store.loadComponent("R", "C", "{}");
+    write("/tmp/bare.json", "{'dataset': 'Bare'}");
+    ASSERT_EQ(FC_OK, store.loadDataSet("/tmp/bare.json"));
+    logged();
+    EXPECT_EQ(FC_NO_SUCH_NAME, store.updateDataSet("X", "R", false, true, false));
+    EXPECT_EQ(FC_NO_SUCH_NAME, store.updateDataSet("Bare", "D", false, true, false));
+    EXPECT_EQ(FC_NO_SUCH_NAME, store.updateDataSet("D", "X", false, true, false));
+    EXPECT_EQ((Lines{"ERROR updateDataSet: src=X ref=R", "ERROR updateDataSet: Not found src=X",
+                     "ERROR updateDataSet: src=Bare ref=D",
+                     "ERROR updateDataSet: Not found Components in src=Bare OR ref=D",
+                     "ERROR updateDataSet: src=D ref=X",
+                     "ERROR updateDataSet: Not found Components in src=D OR ref=X"}),
+              logged());
+    EXPECT_EQ(json("{'C': {}}"), committed());
+}
+
+TEST_F(DataSetMergeTest, MissingComponentsComeWholeAndExistingOnesKeepTheirInstances)
+{
+    expectUpdate("{'B': {'properties': {}, 'instances': {'k': {'v': 1}}}}",
+                 "{'A': {'instance': {'x': 1}}, 'B': {'properties': {}, 'instances': {'r': {}}}}",
+                 "{'A': {'instance': {'x': 1}}, 'B': {'properties': {}, "
+                 "'instances': {'k': {'v': 1}}}}",
+                 {"Adding comp=A to src_dataset=D", "Updating existing comp=B in src_dataset=D"});
+}
+
+TEST_F(DataSetMergeTest, ANewPropertyCompletesKeyedInstancesByItsType)
+{
+    expectUpdate(
+        R"({'C': {'properties': {'o': {'type': 'integer', 'default': 1}},
+                  'instances': {'a': {'o': 1}, 'b': {'o': 2, 'n': 7}, 'c': {}, 'd': 5}}})",
+        R"({'C': {'properties': {'o': {'type': 'integer', 'default': 9},
+                                 'n': {'type': 'integer', 'default': 3}},
+                  'instances': {'c': {'n': 8}}}})",
+        R"({'C': {'properties': {'o': {'type': 'integer', 'default': 9},
+                                 'n': {'type': 'integer', 'default': 3}},
+                  'instances': {'a': {'o': 1, 'n': 3}, 'b': {'o': 2, 'n': 7}, 'c': {'n': 8},
+                                'd': 5}}})",
+        {"Updating existing comp=C in src_dataset=D", "Adding property=n",
+         "Values are objects with keys in comp=C", "Testing value key=a",
+         "Adding default value key=a", "Testing value key=b", "Found value=7",
+         "Testing value key=c", "Found value=8", "Adding int value=8", "Testing value key=d"});
+}
+
+TEST_F(DataSetMergeTest, AReferenceValueIsTakenInTheFormOfTheNewType)
+{
+    struct Case {
+        const char* type;
+        const char* offered;
+        const char* taken;
+        Lines lines;
+    };
+    for (const Case& c : {
+             Case{"integer", "2.0", "2", {"Found value=2.0", "Adding int value=2"}},
+             Case{"boolean", "1", "true", {"Found value=1", "Adding boolean value=1"}},
+             Case{"string", "5", "'5'", {"Found value=5", "Adding string value=5"}},
+             Case{"enum", "'e'", "'e'", {"Found value=e", "Adding enum value=e"}},
+             Case{"integer", "'x'", "'d'", {"Found value=x", "Adding default value key=k"}},
+             Case{"other", "1", "'d'", {"Found value=1", "Adding default value key=k"}},
+         }) {
+        SCOPED_TRACE(c.type);
+        const std::string properties =
+            std::string("'properties': {'n': {'default': 'd', 'type': '") + c.type + "'}}";
+        Lines lines = {"Updating existing comp=C in src_dataset=D", "Adding property=n",
+                       "Values are objects with keys in comp=C", "Testing value key=k"};
+        lines.insert(lines.end(), c.lines.begin(), c.lines.end());
+        expectUpdate("{'C': {'properties': {}, 'instances': {'k': {}}}}",
+                     "{'C': {" + properties + ", 'instances': {'k': {'n': " + c.offered + "}}}}",
+                     "{'C': {" + properties + ", 'instances': {'k': {'n': " + c.taken + "}}}}",
+                     lines);
+    }
+}
+
+TEST_F(DataSetMergeTest, IndexedSingleAndMissingInstancesAreCompletedWithTheDefault)
+{
+    const std::string properties = "'properties': {'n': {'type': 'string'}}";
+    expectUpdate("{'I': {'properties': {}, 'instances': [{}, {'n': 'x'}, null, {}]}, "
+                 "'N': {}, 'S': {'properties': {}, 'instance': {}}, "
+                 "'T': {'properties': null, 'instance': {'n': 'x'}}}",
+                 "{'I': {" + properties + "}, 'N': {" + properties + "}, 'S': {" + properties +
+                     "}, 'T': {" + properties + "}}",
+                 "{'I': {" + properties +
+                     ", 'instances': [{'n': '0'}, {'n': 'x'}, null, "
+                     "{'n': '0'}]}, 'N': {" +
+                     properties + "}, 'S': {" + properties + ", 'instance': {'n': '0'}}, 'T': {" +
+                     properties + ", 'instance': {'n': 'x'}}}",
+                 {"Updating existing comp=I in src_dataset=D", "Adding property=n",
+                  "Adding default value ind=0", "Adding default value ind=3",
+                  "Updating existing comp=N in src_dataset=D", "No properties in comp=N. Adding...",
+                  "No values in comp=N", "Updating existing comp=S in src_dataset=D",
+                  "Adding property=n", "Testing single instance in comp=S",
+                  "Adding default single instance prop=n",
+                  "Updating existing comp=T in src_dataset=D", "No properties in comp=T. Adding...",
+                  "Testing single instance in comp=T"});
+}
+
+TEST_F(DataSetMergeTest, WhatTheReferenceLacksIsRemovedPropertiesFirst)
+{
+    keepAbsent = false;
+    mergeProperties = false;
+    expectUpdate(
+        R"({'I': {'properties': {'x': {}}, 'instances': [{'x': 1}, {}, 5]},
+            'K': {'properties': {'p': {}, 'x': {}, 'y': {}},
+                  'instances': {'a': {'p': 1, 'x': 2}, 'b': {'q': 1}}},
+            'S': {'properties': {'x': {}}, 'instance': {'x': 1}}, 'Z': {}})",
+        "{'I': {}, 'K': {'properties': {'p': {}, 'n': {}}}, 'S': {'properties': {}}}",
+        R"({'I': {'properties': {}, 'instances': [{}, {}, 5]},
+            'K': {'properties': {'p': {}}, 'instances': {'a': {'p': 1}, 'b': {'q': 1}}},
+            'S': {'properties': {}, 'instance': {}}})",
+        {"Updating existing comp=I in src_dataset=D",
+         "Updating existing comp=K in src_dataset=D",
+         "Updating existing comp=S in src_dataset=D",
+         "Removing non-existent properties from comp=I",
+         "Testing property=x",
+         "Removing property=x",
+         "Removing non-existent values prop=x in ref_dataset=R",
+         "Removing value from ind=0 in ref_dataset=R",
+         "Removing non-existent properties from comp=K",
+         "Testing property=p",
+         "Testing property=x",
+         "Removing property=x",
+         "Removing non-existent values prop=x in ref_dataset=R",
+         "Removing value from key=a in ref_dataset=R",
+         "Testing property=y",
+         "Removing property=y",
+         "Removing non-existent values prop=y in ref_dataset=R",
+         "Removing non-existent properties from comp=S",
+         "Testing property=x",
+         "Removing property=x",
+         "Removing non-existent values prop=x in ref_dataset=R",
+         "Removing value from single inst prop=x in ref_dataset=R",
+         "Looking for components to remove from src_dataset=D",
+         "Looking to Remove comp=I",
+         "Looking to Remove comp=K",
+         "Looking to Remove comp=S",
+         "Looking to Remove comp=Z",
+         "Removing comp=Z"});
+}
+
+TEST_F(DataSetMergeTest, InstancesAreReplacedOnlyOnRequestAndWhereTheReferenceHasSome)
+{
+    mergeProperties = false;
+    replace = true;
+    expectUpdate("{'C': {'instances': {'a': 1}, 'instance': 2, 'properties': {'x': {}}}}",
+                 "{'C': {'instances': [3], 'instance': null, 'properties': {'y': {}}}}",
+                 "{'C': {'instances': [3], 'instance': 2, 'properties': {'x': {}}}}",
+                 {"Updating existing comp=C in src_dataset=D"});
+}
+
+TEST_F(DataSetMergeTest, AComponentOfAWrongShapeDoesNotStopTheOthers)
+{
+    load("{'A': 5, 'B': {'properties': 'none'}, 'C': {}}");
+    load("{'A': {'properties': {'x': {}}}, 'B': {'properties': {'x': {}}}, "
+         "'C': {'properties': {'x': {}}}}",
+         "R");
+    EXPECT_EQ(FC_WRONG_TYPE, store.updateDataSet("D", "R", false, true, true));
+    EXPECT_EQ(json("{'A': 5, 'B': {'properties': 'none'}, 'C': {'properties': {'x': {}}}}"),
+              committed());
+}
+
+TEST_F(DataSetMergeTest, TheTimeGrowsWithTheNumberOfRowsAndNotWithItsSquare)
+{
+    gDbgLevel = 5;
+    const auto timeOf = [this](int rows) {
+        std::string src = "{'C': {'properties': {'x': {}}, 'instances': {";
+        for (int row = 0; row < rows; ++row)
+            src += "'row" + std::to_string(row) + "': {'x': 1},";
+        src.back() = '}';
+        load(src + "}}");
+        load("{'C': {'properties': {'n': {}}}}", "R");
+        const std::clock_t start = std::clock();
+        EXPECT_EQ(FC_OK, store.updateDataSet("D", "R", false, true, false));
+        return std::clock() - start;
+    };
+    timeOf(2000);
+    const std::clock_t small = timeOf(2000);
+    EXPECT_LT(timeOf(20000), 50 * small);
+}
+
+} // namespace
