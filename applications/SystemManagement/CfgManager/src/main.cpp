@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <malloc.h>
 #include <string>
 #include <tuple>
 #include <unistd.h>
@@ -74,6 +75,11 @@ void writeStartFile(const std::string& path)
 int main(int argc, char** argv)
 {
     const Options options = parse(argc, argv);
+
+    // Texts of whole catalogues are large and short-lived: their memory goes back to the device at
+    // once, and is not kept for the next one.
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    mallopt(M_TRIM_THRESHOLD, 2 << 20);
 
     ConfigurationManager manager;
     if (options.detach)

@@ -9,16 +9,53 @@ namespace
 
 constexpr std::size_t npos = std::string::npos;
 
-/// std::string_view::find compares at every candidate first byte, and message text is full of '<'.
-std::size_t find(std::string_view text, std::string_view pattern, std::size_t from)
+/// A name and what must stand right before and right behind it.
+struct Pattern {
+    std::string_view before;
+    std::string_view name;
+    std::string_view after;
+
+    std::size_t size() const { return before.size() + name.size() + after.size(); }
+
+    bool standsAt(const char* at) const
+    {
+        const char* const nameAt = at + before.size();
+        return std::memcmp(nameAt, name.data(), name.size()) == 0 &&
+               std::memcmp(at, before.data(), before.size()) == 0 &&
+               std::memcmp(nameAt + name.size(), after.data(), after.size()) == 0;
+    }
+};
+
+std::size_t findPlainly(std::string_view text, const Pattern& pattern, std::size_t from)
 {
-    if (from > text.size())
-        return npos;
-    const void* hit =
-        memmem(text.data() + from, text.size() - from, pattern.data(), pattern.size());
+    const std::string joined =
+        std::string(pattern.before).append(pattern.name).append(pattern.after);
+    const void* hit = memmem(text.data() + from, text.size() - from, joined.data(), joined.size());
     if (hit == nullptr)
         return npos;
     return static_cast<std::size_t>(static_cast<const char*>(hit) - text.data());
+}
+
+/// Jumps to the first letter of the name, which is rarer in message text than the bracket before
+/// it. In text made of that letter jumping would be slow; there the plain search goes on.
+std::size_t find(std::string_view text, const Pattern& pattern, std::size_t from)
+{
+    constexpr int kPatience = 32;
+    if (from > text.size() || pattern.size() > text.size() - from)
+        return npos;
+    const std::size_t lead = pattern.before.size();
+    const std::size_t end = text.size() - pattern.size() + 1;
+    for (int misses = 0; misses < kPatience && from < end && !pattern.name.empty(); ++misses) {
+        const void* letter =
+            std::memchr(text.data() + from + lead, pattern.name.front(), end - from);
+        if (letter == nullptr)
+            return npos;
+        from = static_cast<std::size_t>(static_cast<const char*>(letter) - text.data()) - lead;
+        if (pattern.standsAt(text.data() + from))
+            return from;
+        ++from;
+    }
+    return findPlainly(text, pattern, from);
 }
 
 bool isBlankDelimiter(std::string_view delimiter)
@@ -71,9 +108,7 @@ std::size_t getToken(const std::string& text, std::size_t from, const std::strin
 std::size_t findPropertyValue(std::string_view text, std::size_t from, std::string_view name,
                               std::string_view& out)
 {
-    std::string pattern;
-    pattern.reserve(name.size() + 2);
-    pattern.append(name).append("=\"");
+    const Pattern pattern{"", name, "=\""};
     const std::size_t found = find(text, pattern, from);
     if (found == npos)
         return npos;
@@ -92,14 +127,6 @@ std::size_t findSegment(std::string_view text, std::size_t from, std::string_vie
     return walk.next(out) ? walk.position() : npos;
 }
 
-SegmentWalk::SegmentWalk(std::string_view text, std::string_view tag, std::size_t from)
-    : mText(text), mPosition(from)
-{
-    mWithAttributes.append("<").append(tag).append(" ");
-    mBare.append("<").append(tag).append(">");
-    mEnd.append("</").append(tag).append(">");
-}
-
 bool SegmentWalk::next(std::string_view& segment)
 {
     const std::size_t start = findStart();
@@ -111,10 +138,11 @@ bool SegmentWalk::next(std::string_view& segment)
 
     std::size_t end = tagEnd + 1;
     if (mText[tagEnd - 1] != '/') {
-        const std::size_t endTag = find(mText, mEnd, start);
-        if (endTag == npos)
+        const Pattern endTag{"</", mTag, ">"};
+        const std::size_t found = find(mText, endTag, start);
+        if (found == npos)
             return false;
-        end = endTag + mEnd.size();
+        end = found + endTag.size();
     }
     segment = mText.substr(start, end - start);
     mPosition = end;
@@ -126,12 +154,12 @@ std::size_t SegmentWalk::findStart()
     if (!mNoneWithAttributes) {
         // Kept on purpose: peers count on a start tag with attributes being preferred to a bare
         // one that stands before it.
-        const std::size_t start = find(mText, mWithAttributes, mPosition);
+        const std::size_t start = find(mText, Pattern{"<", mTag, " "}, mPosition);
         if (start != npos)
             return start;
         mNoneWithAttributes = true;
     }
-    return find(mText, mBare, mPosition);
+    return find(mText, Pattern{"<", mTag, ">"}, mPosition);
 }
 
 int textToInt(const std::string& text)

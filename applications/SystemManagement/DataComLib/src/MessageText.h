@@ -34,11 +34,15 @@ std::size_t findSegment(std::string_view text, std::size_t from, std::string_vie
                         std::string_view& out);
 
 /// Walks the elements `tag` of a text in the order in which repeated calls of getSegment() find
-/// them. It remembers which form of start tag has run out, so that the walk stays linear.
+/// them. It remembers which form of start tag has run out, so that the walk stays linear. Text and
+/// tag must outlive it.
 class SegmentWalk
 {
 public:
-    SegmentWalk(std::string_view text, std::string_view tag, std::size_t from = 0);
+    SegmentWalk(std::string_view text, std::string_view tag, std::size_t from = 0)
+        : mText(text), mTag(tag), mPosition(from)
+    {
+    }
 
     /// Takes the next element; false when there is none, `segment` is then untouched.
     bool next(std::string_view& segment);
@@ -50,9 +54,7 @@ private:
     std::size_t findStart();
 
     std::string_view mText;
-    std::string mWithAttributes; // "<tag "
-    std::string mBare;           // "<tag>"
-    std::string mEnd;            // "</tag>"
+    std::string_view mTag;
     std::size_t mPosition;
     bool mNoneWithAttributes = false;
 };
