@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <stdexcept>
 #include <sys/prctl.h>
@@ -103,6 +104,10 @@ ChildProcess::~ChildProcess()
 {
     if (running())
         stop(SIGKILL);
+    readSome(0);
+    for (const char* report : {"Sanitizer", "runtime error:"})
+        if (mErr.text.find(report) != std::string::npos)
+            ADD_FAILURE() << mErr.text; // a fault that the program may have survived
     for (const int fd : {mPidFd, mOut.fd, mErr.fd})
         if (fd != -1)
             close(fd);
