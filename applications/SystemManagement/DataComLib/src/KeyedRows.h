@@ -538,10 +538,10 @@ Fcodes KeyedRows<Texts>::readColumns(const std::string& text)
     SegmentWalk walk(columns, "Column");
     std::string_view segment;
     while (walk.next(segment)) {
-        auto column = std::make_unique<DataColumn>();
-        const Fcodes read = column->initFromString(std::string(segment));
+        DataColumn column;
+        const Fcodes read = column.initFromString(std::string(segment));
         if (read == FC_OK)
-            addColumn(column->getName(), column.release());
+            addColumn(column.getName(), new DataColumn(column));
         else
             Texts::reportBadColumn(read);
         result |= read;

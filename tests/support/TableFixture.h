@@ -1,0 +1,63 @@
+#pragma once
+
+// The words in which the table model's tests are written: columns in one line, the sample table,
+// and what has been logged since the last look.
+
+#include "DataTable.h"
+#include "LogCapture.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+/// A column for a table or an object to own; the values of an enumeration count from 0.
+inline DataColumn* column(const std::string& name, int type, int defVal = 0,
+                          const std::vector<std::string>& values = {})
+{
+    auto* made = new DataColumn;
+    made->init(name, DataColumn::RW, type);
+    made->setDefVal(defVal);
+    for (const std::string& value : values)
+        made->addValue(static_cast<int>(&value - values.data()), value);
+    return made;
+}
+
+class TableFixture : public testing::Test
+{
+protected:
+    TableFixture()
+    {
+        table.addColumns("Limit", column("Limit", DataColumn::INT, 40));
+        table.addColumns("Mode", column("Mode", DataColumn::ENUM, 1, {"Off", "On"}));
+    }
+
+    DataItem& cell(int row, const std::string& name)
+    {
+        return *table.getRows(row)->getDataItem(name);
+    }
+
+    /// Rows with these ids, all clean.
+    void haveRows(const std::vector<int>& ids)
+    {
+        for (const int id : ids)
+            table.newRow(id, nullptr, false);
+        table.acceptChanges();
+    }
+
+    std::vector<int> rows() const
+    {
+        std::vector<int> ids;
+        for (auto row = table.getRowsBegin(); row != table.getRowsEnd(); ++row)
+            ids.push_back(row->first);
+        return ids;
+    }
+
+    void expectLogged(const std::vector<std::string>& entries)
+    {
+        EXPECT_EQ(log.entries(), entries);
+        log.clear();
+    }
+
+    LogCapture log;
+    DataTable table{"Sensors"};
+};

@@ -1,0 +1,96 @@
+#include "TableFixture.h"
+
+#include <memory>
+
+namespace
+{
+
+class DataColumnTest : public TableFixture
+{
+protected:
+    std::string text(const DataColumn& from)
+    {
+        std::string out = "old";
+        return from.toString(out);
+    }
+
+    DataColumn sample;
+};
+
+TEST_F(DataColumnTest, IsWrittenInOneLineOrWithOneLineForEachValue)
+{
+    EXPECT_EQ(text(sample), "\t\t\t<Column Name=\"\" Access=\"RO\" Type=\"str\" Value=\"0\" />\n");
+
+    sample.init("Mode", DataColumn::WO, DataColumn::ENUM);
+    sample.addValue(10, "Auto");
+    sample.addValue(-1, "Off");
+    sample.setDefVal(-1);
+    EXPECT_EQ(text(sample),
+              "\t\t\t<Column Name=\"Mode\" Access=\"WO\" Type=\"enum\" Value=\"-1\"  >\n"
+              "\t\t\t\t<Value Index=\"-1\" Text=\"Off\" />\n"
+              "\t\t\t\t<Value Index=\"10\" Text=\"Auto\" />\n"
+              "\t\t\t</Column>\n");
+
+    sample.init("Mode", DataColumn::RW, DataColumn::INT);
+    EXPECT_NE(text(sample).find("Access=\"RW\" Type=\"int\" Value=\"0\"  >"), std::string::npos);
+    for (const int code : {0, 4}) {
+        sample.init("Mode", code, code);
+        EXPECT_NE(text(sample).find("Access=\"RO\" Type=\"str\""), std::string::npos) << code;
+    }
+}
+
+TEST_F(DataColumnTest, IsReadBackAsItWasWritten)
+{
+    const std::unique_ptr<DataColumn> mode(column("Mode", DataColumn::ENUM, 1, {"Off", "On"}));
+    EXPECT_EQ(sample.initFromString(text(*mode)), FC_OK);
+    EXPECT_TRUE(sample.isEqualTo(*mode));
+    int index = 7;
+    EXPECT_TRUE(sample.getValueIndex("On", index));
+    EXPECT_EQ(index, 1);
+    EXPECT_FALSE(sample.getValueIndex("on", index));
+    EXPECT_EQ(index, 1);
+
+    sample.addValue(1, "Auto");
+    EXPECT_FALSE(sample.isEqualTo(*mode));
+}
+
+TEST_F(DataColumnTest, UnknownAccessIsKeptOutAndUnknownTypeIsText)
+{
+    sample.init("x", DataColumn::WO, DataColumn::INT);
+    EXPECT_EQ(FC_OK, sample.initFromString(
+                         R"(<Column Name="y" Access="rw" Type="integer" Value="none" />)"));
+    EXPECT_EQ(sample.getAccess(), DataColumn::WO);
+    EXPECT_EQ(sample.getType(), DataColumn::STR);
+    EXPECT_EQ(sample.getDefVal(), 0);
+}
+
+TEST_F(DataColumnTest, ReadingEndsAtTheFirstMissingAttribute)
+{
+    const struct {
+        const char* missing;
+        const char* text;
+    } cases[] = {{"Name", R"(<Column Access="RW" Type="int" Value="5" />)"},
+                 {"Access", R"(<Column Name="a" Type="int" Value="5" />)"},
+                 {"Type", R"(<Column Name="a" Access="RW" Value="5" />)"},
+                 {"Value", R"(<Column Name="a" Access="RW" Type="int")"}};
+    for (const auto& [missing, text] : cases) {
+        EXPECT_EQ(sample.initFromString(text), FC_BODY_ERROR);
+        expectLogged({std::string("ERROR DataColumn:initFromString: Not Found tags ") + missing +
+                      " in:\n" + text});
+    }
+}
+
+TEST_F(DataColumnTest, IncompleteValuesAreLeftOut)
+{
+    EXPECT_EQ(FC_OK, sample.initFromString(R"(<Column Name="a" Access="RW" Type="enum" Value="2" >
+<Value Text="b" /><Value Index="1" /><Value Index="2" Text="c" /></Column>)"));
+    expectLogged(
+        {"ERROR DataColumn:initFromString: Not Found tags Index in:\n<Value Text=\"b\" />",
+         "ERROR DataColumn:initFromString: Not Found tags Text in:\n<Value Index=\"1\" />"});
+    std::string value;
+    EXPECT_TRUE(sample.getValueText(2, value));
+    EXPECT_EQ(value, "c");
+    EXPECT_FALSE(sample.getValueText(1, value));
+}
+
+} // namespace
