@@ -6,6 +6,7 @@
 #include "MessageCommand.h"
 #include "ScriptedPeer.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
@@ -114,6 +115,20 @@ protected:
         client.receive();
     }
 
+    /// A store that was under way is brought to its end by a child that outlives the daemon.
+    static void waitForStore()
+    {
+        const auto runs = [](const std::filesystem::directory_entry& process) {
+            std::error_code gone;
+            return std::filesystem::read_symlink(process.path() / "exe", gone) ==
+                   binary("CfgManager");
+        };
+        EXPECT_TRUE(eventually([&] {
+            const std::filesystem::directory_iterator processes("/proc");
+            return std::none_of(begin(processes), end(processes), runs);
+        }));
+    }
+
     void expectWhole(int rows)
     {
         Json::Value catalogue;
@@ -157,6 +172,7 @@ TEST_P(KillTest, CatalogueIsWholeAndHoldsEveryAcknowledgedConfiguration)
         saving.join();
         waitForChanManager();
         expectWhole(rows);
+        waitForStore();
     }
     RecordProperty("saves", mSaves);
     std::printf("%d kills, %d rows, %d saves acknowledged\n", kills(), rows, mSaves);
