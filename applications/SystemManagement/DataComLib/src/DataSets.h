@@ -215,6 +215,14 @@ private:
                         ReadCommitted readCommitted);
     template <typename Value>
     Fcodes writeParam(const WriteOperation& operation, const ParamRef& at, const Value& value);
+    template <typename Value>
+    Fcodes reportAbsent(const WriteOperation& operation, const ParamRef& at, const Value& value);
+    template <typename Value>
+    void reportRefusal(const WriteOperation& operation, const ParamRef& at, const Value& value,
+                       Fcodes verdict, const Json::Value& type);
+    template <typename Value>
+    void reportConversion(const WriteOperation& operation, const ParamRef& at, const Value& value,
+                          const Json::Value& stored);
     Fcodes writeCommitted(const ParamRef& at, Json::Value& held, Json::Value& value);
     Fcodes writePending(const WriteOperation& operation, const ParamRef& at, Json::Value& value);
 

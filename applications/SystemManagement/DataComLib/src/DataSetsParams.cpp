@@ -59,41 +59,62 @@ Fcodes DataSets::writeParam(const WriteOperation& operation, const ParamRef& at,
     const std::lock_guard guard(*this);
     Json::Value* component = findComponent(mDataSets, at.dataset, at.component);
     Json::Value* held = member(at.instance.find(component), at.property);
-    if (held == nullptr) {
-        // Kept on purpose: peers count on only some of the writers naming the instance here.
-        if (operation.namesIndex)
-            DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
-                               << " param=" << at.property << " val=" << value
-                               << " ind=" << at.instance << " No such name.";
-        else
-            DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
-                               << " param=" << at.property << " val=" << value << " No such name.";
-        return FC_NO_SUCH_NAME;
-    }
+    if (held == nullptr)
+        return reportAbsent(operation, at, value);
 
     const PropertyRule rule(member(member(component, "properties"), at.property));
     Json::Value admitted;
-    const Fcodes verdict = rule.admit(value, *held, admitted);
+    if (const Fcodes verdict = rule.admit(value, *held, admitted); verdict != FC_OK) {
+        reportRefusal(operation, at, value, verdict, rule.type());
+        return verdict;
+    }
+    if (!operation.committed)
+        return writePending(operation, at, admitted);
+    if (operation.notesConversion)
+        reportConversion(operation, at, value, admitted);
+    return writeCommitted(at, *held, admitted);
+}
+
+template <typename Value>
+Fcodes DataSets::reportAbsent(const WriteOperation& operation, const ParamRef& at,
+                              const Value& value)
+{
+    // Kept on purpose: peers count on only some of the writers naming the instance here.
+    if (operation.namesIndex)
+        DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
+                           << " param=" << at.property << " val=" << value << " ind=" << at.instance
+                           << " No such name.";
+    else
+        DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
+                           << " param=" << at.property << " val=" << value << " No such name.";
+    return FC_NO_SUCH_NAME;
+}
+
+template <typename Value>
+void DataSets::reportRefusal(const WriteOperation& operation, const ParamRef& at,
+                             const Value& value, Fcodes verdict, const Json::Value& type)
+{
     if (verdict == FC_BAD_VALUE)
         DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
                            << " param=" << at.property << " val=" << value << " absent in enum";
-    else if (verdict != FC_OK)
+    else
         DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
                            << " param=" << at.property << " val=" << value
-                           << " wrong expected type:" << rule.type();
-    if (verdict != FC_OK)
-        return verdict;
+                           << " wrong expected type:" << type;
+}
 
-    if (operation.notesConversion && admitted.isInt())
+template <typename Value>
+void DataSets::reportConversion(const WriteOperation& operation, const ParamRef& at,
+                                const Value& value, const Json::Value& stored)
+{
+    if (stored.isInt())
         DBG_LOG(SEV_WARN) << operation.prefix << at.dataset << " comp=" << at.component
                           << " param=" << at.property << " val=" << value
-                          << " set as int=" << admitted.asInt();
-    else if (operation.notesConversion && admitted.isBool())
+                          << " set as int=" << stored.asInt();
+    else if (stored.isBool())
         DBG_LOG(SEV_WARN) << operation.prefix << at.dataset << " comp=" << at.component
                           << " param=" << at.property << " val=" << value
-                          << " set as bool=" << admitted.asBool();
-    return operation.committed ? writeCommitted(at, *held, admitted)
-                               : writePending(operation, at, admitted);
+                          << " set as bool=" << stored.asBool();
 }
 
 Fcodes DataSets::writeCommitted(const ParamRef& at, Json::Value& held, Json::Value& value)
