@@ -42,10 +42,13 @@ TEST_F(DataSetsChangesTest, AFreshStoreHasNothingToEnd)
 TEST_F(DataSetsChangesTest, CommitCopiesEveryPendingValueAndRollbackForgetsThem)
 {
     load(kDocument, "E");
-    store.setIntParam("D", "K", "v", 10, "a");
-    store.setIntParam("D", "S", "v", 30, "");
-    store.setIntParam("D", "I", "v", 50, 1);
-    store.setIntParam("E", "K", "v", 20, "b");
+    const auto change = [this] {
+        store.setIntParam("D", "K", "v", 10, "a");
+        store.setIntParam("D", "S", "v", 30, "");
+        store.setIntParam("D", "I", "v", 50, 1);
+        store.setIntParam("E", "K", "v", 20, "b");
+    };
+    change();
     EXPECT_EQ("10 over 1", values("K", "a"));
     EXPECT_EQ("30 over 3", values("S", ""));
     EXPECT_EQ("50 over 5", values("I", 1));
@@ -55,17 +58,14 @@ TEST_F(DataSetsChangesTest, CommitCopiesEveryPendingValueAndRollbackForgetsThem)
     EXPECT_FALSE(store.isChanged());
     EXPECT_EQ(json(kDocument), committed());
 
-    store.setIntParam("D", "K", "v", 10, "a");
-    store.setIntParam("D", "S", "v", 30, "");
-    store.setIntParam("D", "I", "v", 50, 1);
-    store.setIntParam("E", "K", "v", 20, "b");
+    change();
     EXPECT_EQ(FC_OK, store.commit());
     EXPECT_FALSE(store.isChanged());
-    EXPECT_EQ("10 over 10", values("K", "a"));
-    EXPECT_EQ("2 over 2", values("K", "b"));
-    EXPECT_EQ("30 over 30", values("S", ""));
-    EXPECT_EQ("4 over 4", values("I", 0));
-    EXPECT_EQ("50 over 50", values("I", 1));
+    EXPECT_EQ(json("{'K': {'properties': {'v': {'type': 'integer'}}, 'instances': {'a': {'v': 10}, "
+                   "'b': {'v': 2}}}, 'S': {'properties': {'v': {'type': 'integer'}}, 'instance': "
+                   "{'v': 30}}, 'I': {'properties': {'v': {'type': 'integer'}}, 'instances': "
+                   "[{'v': 4}, {'v': 50}]}}"),
+              committed());
     int value = 0;
     EXPECT_EQ(FC_OK, store.getIntParam("E", "K", "v", value, "b"));
     EXPECT_EQ(20, value);
