@@ -121,6 +121,12 @@ TEST_F(DataSetsChangesTest, CommitNeverRemovesAndMakesWhatIsMissing)
     EXPECT_EQ(FC_OK, store.commit());
     EXPECT_EQ(json(kDocument), committed());
 
+    store.touchComponent("D", "K");
+    store.untouchProperty("D", "K", "v", "a");
+    store.removeInstance("D", "K", "a");
+    store.commit();
+    EXPECT_FALSE(store.hasInstance("D", "K", "a")) << "nothing was pending in it";
+
     store.setIntParam("D", "K", "v", 9, "b");
     store.setIntParam("D", "I", "v", 7, 1);
     store.deleteDataSet("D");

@@ -4,12 +4,10 @@
 #include "DbgLine.h"
 #include "DurableFile.h"
 
-#include <cerrno>
 #include <fstream>
 #include <iostream>
 #include <json/reader.h>
 #include <json/writer.h>
-#include <limits>
 #include <sstream>
 
 namespace
