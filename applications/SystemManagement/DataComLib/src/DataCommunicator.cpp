@@ -180,6 +180,7 @@ Fcodes DataCommunicator::sendText(int socket, const std::string& text,
         }
         DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
                            << " errno=" << errno << " tries left=" << tries;
+        // Kept on purpose: peers count on a wait after each try, the last one too.
         if (retryDelay != kNoWaiting)
             std::this_thread::sleep_for(
                 std::chrono::seconds(retryDelay == 0 ? kDefaultRetryDelay : retryDelay));

@@ -35,7 +35,8 @@ public:
     DataCommunicator& operator=(const DataCommunicator&) = delete;
 
     /// Makes both sockets, taking their paths over from an earlier process. Ends the process, with
-    /// status 0, when a socket cannot be made.
+    /// status 0, when a socket cannot be made. The holder is not owned, and must not be null once
+    /// messages come.
     void init(IDataHolder* dataHolder, const std::string& sockName, const std::string& sendSockName,
               const std::string& taskName);
 

@@ -1,4 +1,4 @@
-// The responder's side of the communicator: what arrives on the receive socket, and its observers.
+// The responder's side of the communicator: what arrives on the receive socket.
 
 #include "DataCommunicator.h"
 
