@@ -100,6 +100,11 @@ TEST_F(CfgFilesTest, MoveSucceedsOnlyWhenTheFileItselfHasArrived)
     EXPECT_FALSE(importMove("/tmp/missing", "there").run(mModified));
     EXPECT_EQ("older", read("/data/cfg/there"));
 
+    write("/tmp/newer", "newer");
+    EXPECT_TRUE(importMove("/tmp/newer", "there").run(mModified));
+    EXPECT_EQ("newer", read("/data/cfg/there"));
+    write("/data/cfg/there", "older");
+
     EXPECT_TRUE(renameMove("/data/cfg/there", "there").run(mModified));
     EXPECT_EQ("older", read("/data/cfg/there"));
 

@@ -401,6 +401,7 @@ TEST_F(CommandsTest, DeletedRowIsTheOneOfItsDecimalTextAndIsAnnounced)
                             "fcode=10000"));
     EXPECT_THAT(events(), ElementsAre("Configuration Removed 12 10000"));
     EXPECT_THAT(rows(), ElementsAre("a"));
+    EXPECT_THAT(stored(), Not(HasSubstr("/data/cfg/12")));
     EXPECT_FALSE(exists("/data/cfg/12"));
 
     EXPECT_EQ(FC_BAD_VALUE | FC_NO_SUCH_NAME, deleteRow("ConfigurationsTable", 12));
@@ -408,6 +409,34 @@ TEST_F(CommandsTest, DeletedRowIsTheOneOfItsDecimalTextAndIsAnnounced)
                                    "table=ConfigurationsTable row=12 fcode=65544"));
     EXPECT_EQ(FC_OK, deleteRow("Other", 1));
     EXPECT_THAT(events(), IsEmpty());
+}
+
+TEST_F(CommandsTest, FilesDroppedInUnderAnyNameCanBeRemovedAndRenamed)
+{
+    placeFile("/data/cfg/  ");
+    placeFile("/data/cfg/a\nb");
+    startWith();
+    EXPECT_EQ(FC_OK, run("Rename Configuration", {{"Name", "  "}, {"New Name", "sane"}}));
+    EXPECT_EQ(FC_OK, run("REMOVE_CFG", {{"RowID", "a\nb"}}));
+    EXPECT_FALSE(exists("/data/cfg/a\nb"));
+    EXPECT_THAT(rows(), ElementsAre("sane"));
+}
+
+TEST_F(CommandsTest, RowThatCannotHoldAllPropertiesIsReportedAndReplacedAllTheSame)
+{
+    startWith({"a"});
+    std::ofstream("/tmp/lacking.json") << R"({"dataset":"CfgDataSet","components":{
+        "AutoStart":{"instance":{"Name":""},"properties":{"Name":{"type":"string"}}},
+        "ConfigurationsTable":{"properties":{"File Name":{"type":"string","default":""}},
+            "instances":{"a":{"File Name":"/data/cfg/a"}}}}})";
+    ASSERT_EQ(FC_OK, mManager.loadDataSet("/tmp/lacking.json"));
+    EXPECT_EQ(FC_NO_SUCH_NAME, run("Rename Configuration", {{"Name", "a"}, {"New Name", "b"}}));
+    EXPECT_THAT(logged(),
+                Contains("ERROR importConfiguration: Couldn't replace name=a with new=b"));
+    EXPECT_THAT(rows(), ElementsAre("b"));
+
+    EXPECT_EQ(FC_NO_SUCH_NAME, run("SAVE_CFG", {{"Name", "c"}}));
+    EXPECT_THAT(logged(), Contains("ERROR addConfiguration: Failed accept changes fcode=65544"));
 }
 
 TEST_F(CommandsTest, RowThatIsLoadingIsNotDeleted)

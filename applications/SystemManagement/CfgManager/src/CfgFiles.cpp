@@ -38,19 +38,39 @@ std::string moveCommand(const std::string& source, const std::string& target)
     return options + inQuotes(source) + ' ' + target;
 }
 
-bool exists(const std::string& path)
+bool isCatalogue(std::string_view path)
 {
-    struct stat info;
-    return lstat(path.c_str(), &info) == 0;
+    return path == kStoredCatalogue || path == kLegacyCatalogue;
 }
 
-bool isSameFile(const std::string& left, const std::string& right)
-{
-    struct stat leftInfo;
-    struct stat rightInfo;
-    return lstat(left.c_str(), &leftInfo) == 0 && lstat(right.c_str(), &rightInfo) == 0 &&
-           leftInfo.st_dev == rightInfo.st_dev && leftInfo.st_ino == rightInfo.st_ino;
-}
+/// What tells one file from another that comes in its place.
+struct Identity {
+    explicit Identity(const std::string& path)
+    {
+        struct stat info {
+        };
+        if (lstat(path.c_str(), &info) == 0)
+            *this = Identity(info);
+    }
+
+    explicit Identity(const struct stat& info)
+        : device(info.st_dev), inode(info.st_ino), changed(info.st_ctim.tv_sec),
+          changedNs(info.st_ctim.tv_nsec)
+    {
+    }
+
+    bool isSameFile(const Identity& other) const
+    {
+        return inode != 0 && device == other.device && inode == other.inode;
+    }
+
+    bool operator==(const Identity&) const = default;
+
+    dev_t device = 0;
+    ino_t inode = 0; // 0: nothing there
+    time_t changed = 0;
+    long changedNs = 0;
+};
 
 } // namespace
 
@@ -62,8 +82,7 @@ bool isConfigurationName(std::string_view name)
         return false;
     if (name.find_first_not_of(" \t") == std::string_view::npos)
         return false;
-    const std::string path = configurationPath(name);
-    return path != kStoredCatalogue && path != kLegacyCatalogue && !isShortLivedName(name);
+    return !isCatalogue(configurationPath(name)) && !isShortLivedName(name);
 }
 
 std::string configurationPath(std::string_view name)
@@ -71,15 +90,18 @@ std::string configurationPath(std::string_view name)
     return std::string(kCfgDir).append("/").append(name);
 }
 
-bool isConfigurationPath(std::string_view path)
+bool liesInCfgDir(std::string_view path)
 {
     const std::string directory = configurationPath("");
-    return path.starts_with(directory) && isConfigurationName(path.substr(directory.size()));
+    if (!path.starts_with(directory) || isCatalogue(path))
+        return false;
+    const std::string_view name = path.substr(directory.size());
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
 }
 
 bool removeConfigurationFile(const std::string& path)
 {
-    if (!isConfigurationPath(path)) {
+    if (!liesInCfgDir(path)) {
         errno = EPERM;
         return false;
     }
@@ -97,12 +119,10 @@ bool findRegularFile(const std::string& path, std::time_t& modified)
 
 bool FileMove::run(std::time_t& modified) const
 {
-    const bool present = exists(from);
+    const Identity before(to);
+    const bool inPlace = before.isSameFile(Identity(from));
     std::ignore = std::system(command.c_str()); // the files tell whether it worked
-    if (!findRegularFile(to, modified))
-        return false;
-    // An older file at the target is not the one that was to come.
-    return present && (!exists(from) || isSameFile(from, to));
+    return findRegularFile(to, modified) && (inPlace || Identity(to) != before);
 }
 
 FileMove importMove(const std::string& source, const std::string& name)

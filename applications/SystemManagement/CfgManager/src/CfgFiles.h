@@ -15,11 +15,12 @@ bool isConfigurationName(std::string_view name);
 /// The path of the file of the configuration `name`.
 std::string configurationPath(std::string_view name);
 
-/// True when `path` names the file of a configuration, directly in the configuration directory.
-bool isConfigurationPath(std::string_view path);
+/// True when `path` names something directly in the configuration directory that is neither of the
+/// catalogue files. Wider than the rule for names: files that were dropped in by hand count too.
+bool liesInCfgDir(std::string_view path);
 
-/// Deletes the file of a configuration; false, with errno, when that fails. A path that is not that
-/// of a configuration is refused with EPERM, whatever the catalogue says.
+/// Deletes the file of a configuration; false, with errno, when that fails. A path that does not
+/// lie in the configuration directory is refused with EPERM, whatever the catalogue says.
 bool removeConfigurationFile(const std::string& path);
 
 /// True when a regular file, or a link to one, stands at `path`; `modified` is its time.
@@ -32,8 +33,9 @@ struct FileMove {
     std::string to;
     std::string command;
 
-    /// Runs the command. True when the file has arrived, or was there already; `modified` is
-    /// then its time.
+    /// Runs the command. True when the file has arrived, or is the one that was there already;
+    /// an older file of that name, which the move has left alone, does not count. `modified` is
+    /// the time of the file that arrived.
     bool run(std::time_t& modified) const;
 };
 FileMove importMove(const std::string& source, const std::string& name);

@@ -327,9 +327,12 @@ Fcodes ConfigurationManager::fillFileRow(const std::string& name, const std::str
 {
     std::string time;
     timeToString(modified, time);
-    return writeText(name, "File Name", configurationPath(name)) | writeText(name, "Name", name) |
-           writeText(name, "Description", description) | writeText(name, "Time", time) |
-           writeOutcome(name, kAvailable, FC_OK);
+    Fcodes result = writeText(name, "File Name", configurationPath(name));
+    result |= writeText(name, "Name", name);
+    result |= writeText(name, "Description", description);
+    result |= writeText(name, "Time", time);
+    result |= writeOutcome(name, kAvailable, FC_OK);
+    return result;
 }
 
 // SAVE_CFG
@@ -361,19 +364,22 @@ Fcodes ConfigurationManager::addConfiguration(const std::string& command)
 
     if (hasRow(name))
         removeOverwritten(name);
-    if (const Fcodes added = addInstance(kCfgDataSet, kTable, name); added != FC_OK) {
+    Fcodes result = addInstance(kCfgDataSet, kTable, name);
+    if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "addConfiguration: Couldn't add to dataset=CfgDataSet "
                               "comp=ConfigurationsTable new rowId="
                            << name;
-        return added;
+        return result;
     }
-    writeText(name, "Name", name);
-    writeText(name, "Description", description);
+    result |= writeText(name, "Name", name);
+    result |= writeText(name, "Description", description);
     if (autoStart == "true")
-        writeAutoStart(name);
-    const std::string file = setFileName(name);
-    if (const Fcodes accepted = acceptChanges(); accepted != FC_OK)
-        DBG_LOG(SEV_ERROR) << "addConfiguration: Failed accept changes fcode=" << accepted;
+        result |= writeAutoStart(name);
+    std::string file;
+    result |= setFileName(name, file);
+    result |= acceptChanges();
+    if (result != FC_OK)
+        DBG_LOG(SEV_ERROR) << "addConfiguration: Failed accept changes fcode=" << result;
     return storeChannels(name, file);
 }
 
@@ -390,19 +396,19 @@ void ConfigurationManager::removeOverwritten(const std::string& name)
     removeInstance(kCfgDataSet, kTable, name);
 }
 
-std::string ConfigurationManager::setFileName(const std::string& name)
+Fcodes ConfigurationManager::setFileName(const std::string& name, std::string& file)
 {
-    std::string file;
     const Fcodes generated = generateFilename(name, file);
     DBG_LOG(SEV_INFO) << "addConfiguration: Generated filename=" << file;
     if (generated != FC_OK)
-        return file;
+        return generated;
     DBG_LOG(SEV_INFO) << "addConfiguration: Setting filename=" << file << " to table=" << kTable
                       << " rowId=" << name;
-    if (const Fcodes written = writeText(name, "File Name", file); written != FC_OK)
+    const Fcodes written = writeText(name, "File Name", file);
+    if (written != FC_OK)
         DBG_LOG(SEV_ERROR) << "addConfiguration: Failed Setting filename=" << file
                            << " to table=" << kTable << " rowId=" << name << " fcode=" << written;
-    return file;
+    return written;
 }
 
 Fcodes ConfigurationManager::storeChannels(const std::string& name, const std::string& file)
@@ -419,13 +425,13 @@ Fcodes ConfigurationManager::storeChannels(const std::string& name, const std::s
 
 Fcodes ConfigurationManager::cfgStored(const std::string& rowId)
 {
-    Fcodes result = FC_OK;
     if (rowId.empty())
-        return result;
+        return FC_OK;
 
     std::string time = "N/A";
     std::string file;
-    if (readText(rowId, "File Name", file) == FC_OK) {
+    Fcodes result = FC_OK | readText(rowId, "File Name", file);
+    if (result == FC_OK) {
         struct stat info;
         if (stat(file.c_str(), &info) == 0) {
             timeToString(info.st_mtime, time);
@@ -526,7 +532,7 @@ Fcodes ConfigurationManager::moveConfiguration(const std::string& name, const st
     const FileMove move = renameMove(file, newName);
     std::time_t modified = 0;
     bool moved = false;
-    if (isConfigurationPath(file)) {
+    if (liesInCfgDir(file)) {
         DBG_LOG(SEV_INFO) << "renameConfiguration: command=" << move.command;
         moved = move.run(modified);
     }
@@ -535,16 +541,17 @@ Fcodes ConfigurationManager::moveConfiguration(const std::string& name, const st
         return FC_UNAVAILABLE;
     }
 
-    // The new row first: a failure must not cost the old one.
+    // The new row first: a failure to add it must not cost the old one.
     Fcodes result = addInstance(kCfgDataSet, kTable, newName);
     DBG_LOG(SEV_INFO) << "renameConfiguration: Added entry rowId=" << newName
                       << " for file=" << move.to;
+    if (result == FC_OK && newName != name)
+        result |= removeInstance(kCfgDataSet, kTable, name);
     result |= fillFileRow(newName, description, modified);
     std::string autoStart;
     if (readAutoStart(autoStart) == FC_OK && autoStart == name)
         result |= writeAutoStart(newName);
-    if (result == FC_OK && newName != name)
-        result |= removeInstance(kCfgDataSet, kTable, name);
+    // Kept on purpose: peers count on the prefix of the import in this line of the rename.
     if (result != FC_OK)
         DBG_LOG(SEV_ERROR) << "importConfiguration: Couldn't replace name=" << name
                            << " with new=" << newName;
@@ -578,7 +585,10 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
         DBG_LOG(SEV_ERROR) << "removeConfiguration: Failed to remove file=" << file
                            << " errno=" << errno;
     }
-    result |= removeRow(rowId);
+    result |= removeInstance(kCfgDataSet, kTable, rowId);
+    std::string autoStart;
+    if (readAutoStart(autoStart) == FC_OK && autoStart == rowId)
+        result |= writeAutoStart("");
     return result | acceptChanges();
 }
 
@@ -602,22 +612,13 @@ Fcodes ConfigurationManager::deleteRow(const std::string& table, int row)
     } else if (!removeConfigurationFile(file)) {
         DBG_LOG(SEV_ERROR) << "deleteRow: Failed to remove file=" << file << " errno=" << errno;
     }
-    const Fcodes removed = removeRow(rowId) | acceptChanges();
+    Fcodes removed = removeInstance(kCfgDataSet, kTable, rowId);
+    removed |= acceptChanges();
     if (removed == FC_OK) {
         DBG_LOG(SEV_INFO) << "deleteRow: CFG removed row=" << row << " fcode=" << removed;
         sendEvent("Configuration Removed", rowId, FC_OK);
     }
     return result | removed;
-}
-
-/// The row, and the auto-start that names it.
-Fcodes ConfigurationManager::removeRow(const std::string& rowId)
-{
-    Fcodes result = removeInstance(kCfgDataSet, kTable, rowId);
-    std::string autoStart;
-    if (readAutoStart(autoStart) == FC_OK && autoStart == rowId)
-        result |= writeAutoStart("");
-    return result;
 }
 
 // START_CFG, and the start at boot

@@ -84,12 +84,11 @@ private:
                        std::time_t modified);
 
     void removeOverwritten(const std::string& name);
-    std::string setFileName(const std::string& name);
+    Fcodes setFileName(const std::string& name, std::string& file);
     Fcodes storeChannels(const std::string& name, const std::string& file);
     Fcodes cfgStored(const std::string& rowId);
     Fcodes moveConfiguration(const std::string& name, const std::string& newName,
                              const std::string& description);
-    Fcodes removeRow(const std::string& rowId);
 
     Fcodes readStartCommand(const std::string& command, std::string& rowId);
     Fcodes claimForStart(const std::string& rowId, std::string& file);

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <malloc.h>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <unistd.h>
@@ -17,13 +18,14 @@ namespace
 
 struct Options {
     bool detach = false;
-    std::string pidFile;
-    std::string startFile;
+    std::optional<std::string> pidFile;
+    std::optional<std::string> startFile;
 };
 
 Options parse(int argc, char** argv)
 {
     Options options;
+    opterr = 0; // the usage is all that is said
     for (int option; (option = getopt(argc, argv, "v:dp:s:")) != -1;) {
         switch (option) {
         case 'v':
@@ -84,10 +86,10 @@ int main(int argc, char** argv)
     ConfigurationManager manager;
     if (options.detach)
         std::ignore = daemon(1, 1); // one that cannot detach serves in the foreground
-    if (!options.pidFile.empty())
-        writePidFile(options.pidFile);
-    if (!options.startFile.empty())
-        writeStartFile(options.startFile);
+    if (options.pidFile)
+        writePidFile(*options.pidFile);
+    if (options.startFile)
+        writeStartFile(*options.startFile);
 
     manager.init();
     while (pause() == -1 && errno == EINTR) {

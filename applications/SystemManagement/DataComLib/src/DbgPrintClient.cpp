@@ -82,8 +82,8 @@ std::ostringstream* DbgPrintClient::fillInOss(int severity, std::ostringstream* 
 {
     const int savedErrno = errno;
 
-    // The second and its milliseconds come from two clocks read one after the other and are not
-    // reconciled, as in every line the collectors have ever sorted.
+    // Kept on purpose: peers count on the second and its milliseconds coming from two clocks that
+    // are read one after the other and not reconciled.
     const std::string date = dateText(std::time(nullptr));
     timeval now{};
     gettimeofday(&now, nullptr);
@@ -112,6 +112,7 @@ std::string DbgPrintClient::dateText(std::time_t second)
     const std::lock_guard guard(mMutex);
     const unsigned zone = timeZoneGeneration();
     if (second != mDateSecond || zone != mDateZone) {
+        refreshTimeZone();
         const std::tm local = toLocalTime(second);
         std::array<char, 32> text;
         const std::size_t length =

@@ -37,4 +37,10 @@ void setTimeZone(const std::string& zone)
     zoneGeneration.fetch_add(1, std::memory_order_release);
 }
 
+void refreshTimeZone()
+{
+    const std::lock_guard guard(zoneMutex);
+    tzset();
+}
+
 unsigned timeZoneGeneration() { return zoneGeneration.load(std::memory_order_acquire); }
