@@ -4,7 +4,6 @@
 #include "DbgLine.h"
 #include "IDataSets.h"
 #include "MessageEvent.h"
-#include "MessageText.h"
 
 #include <cerrno>
 #include <memory>
@@ -17,9 +16,6 @@ namespace
 constexpr char kUnit[] = "DataHolder";
 
 enum QueueEntryType : int { kCommand = 1, kEvent = 2 };
-
-constexpr int kRequestTimeout = 10; // seconds
-constexpr int kRequestTries = 3;
 
 constexpr int kWorkerPriority = 30;
 
@@ -105,23 +101,6 @@ Fcodes DataHolder::doExecute(const std::string& command, std::string& /*result*/
     return FC_NO_SUCH_NAME;
 }
 
-Fcodes DataHolder::acceptChanges() { return FC_OK; }
-
-Fcodes DataHolder::rollbackChanges() { return FC_OK; }
-
-int DataHolder::newRow(const std::string& /*table*/, int /*rowId*/) { return 0; }
-
-int DataHolder::appendNewRow(const std::string& /*table*/) { return 0; }
-
-int DataHolder::getFirstRowIndex(const std::string& /*table*/) { return 0; }
-
-int DataHolder::getNextRowIndex(const std::string& /*table*/, int /*rowId*/) { return 0; }
-
-Fcodes DataHolder::deleteRow(const std::string& /*table*/, int /*rowId*/)
-{
-    return FC_NO_SUCH_NAME;
-}
-
 Fcodes DataHolder::requestCommand(const std::string& target, const std::string& command,
                                   std::string& result, int timeout, int tries)
 {
@@ -135,25 +114,6 @@ Fcodes DataHolder::requestEvent(const std::string& target, const MessageEvent& e
 }
 
 void DataHolder::notify(MessageEvent& event) { mCommunicator.notify(event); }
-
-Fcodes DataHolder::requestGetTextParam(const std::string& target, const std::string& dataset,
-                                       const std::string& component, const std::string& property,
-                                       std::string& value, const std::string& key)
-{
-    return mCommunicator.requestGetParam(target, dataset, component, key, property, value,
-                                         kRequestTimeout, kRequestTries);
-}
-
-Fcodes DataHolder::requestGetIntParam(const std::string& target, const std::string& dataset,
-                                      const std::string& component, const std::string& property,
-                                      int& value, const std::string& key)
-{
-    std::string text;
-    const Fcodes result = requestGetTextParam(target, dataset, component, property, text, key);
-    if (result == FC_OK)
-        value = textToInt(text);
-    return result;
-}
 
 Fcodes DataHolder::loadDataSet(const std::string& path) { return mStore->loadDataSet(path); }
 

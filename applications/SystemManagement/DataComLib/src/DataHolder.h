@@ -16,12 +16,15 @@
 #include "IDataHolder.h"
 
 #include <deque>
+#include <map>
 #include <mutex>
 #include <pthread.h>
 #include <semaphore.h>
 #include <string>
 #include <vector>
 
+class DataSet;
+class DataTable;
 class IDataSets;
 
 class DataHolder : public IDataHolder
@@ -52,17 +55,59 @@ public:
     /// FC_NO_SUCH_NAME for any other.
     Fcodes doExecute(const std::string& command, std::string& result) override;
 
-    /// Makes the holder's pending changes permanent, or forgets them. The holder itself has none
-    /// beside those of its store, which an application commits with commit(): FC_OK.
+    /// All registered data sets, in the order of their names; results joined. The store is not
+    /// among them: commit() and rollback() are its own.
     Fcodes acceptChanges() override;
     Fcodes rollbackChanges() override;
 
-    /// Rows of a table, on the responder's thread when a peer asks. This holder keeps no tables,
-    /// and every table is unknown to it: 0, and FC_NO_SUCH_NAME from deleteRow().
-    int newRow(const std::string& table, int rowId) override;
-    int appendNewRow(const std::string& table) override;
+    /// Data sets of tables, by name. The holder does not own them: they live as long as it does. An
+    /// earlier one of that name is replaced; null changes nothing. Register all before other
+    /// threads use them.
+    void addDataSet(const std::string& name, DataSet* dataSet);
+    DataSet* getDataSet(const std::string& name) const;
+
+    /// Where tables come from: the first registered set that holds the table, or null. Every
+    /// operation on a table asks findDataTable().
+    virtual DataTable* findDataTable(const std::string& table);
+    DataSet* findDataSetWithTable(const std::string& table) const;
+
+    /// Columns: their names in order (none for an unknown table), default as decimal text, type
+    /// code. FC_NO_SUCH_NAME for an unknown table or column.
+    std::vector<std::string> getColumnNames(const std::string& table);
+    Fcodes getDefValue(const std::string& table, const std::string& column, std::string& text);
+    Fcodes getParamType(const std::string& table, const std::string& column, int& type);
+
+    /// A placeholder: FC_OK, and no table is touched.
+    Fcodes addColumnToTable(const std::string& dataSet, const std::string& table,
+                            const std::string& column, int type, int defaultValue);
+
+    /// Cells: committed values, pending values, pending writes, writes of both, and state bits.
+    /// Each runs under the table's lock. FC_NO_SUCH_NAME when table, row or item is missing; writes
+    /// answer with the item's own result, see DataItem.
+    Fcodes getIntParam(const std::string& table, int rowId, const std::string& item, int* value);
+    Fcodes getNewIntParam(const std::string& table, int rowId, const std::string& item, int* value);
+    Fcodes getStringParam(const std::string& table, int rowId, const std::string& item,
+                          std::string* value);
+    Fcodes getNewStringParam(const std::string& table, int rowId, const std::string& item,
+                             std::string* value);
+    Fcodes setIntParam(const std::string& table, int rowId, const std::string& item, int value);
+    Fcodes setStringParam(const std::string& table, int rowId, const std::string& item,
+                          const std::string& value);
+    Fcodes initIntParam(const std::string& table, int rowId, const std::string& item, int value);
+    Fcodes initStringParam(const std::string& table, int rowId, const std::string& item,
+                           const std::string& value);
+    Fcodes getParamState(const std::string& table, int rowId, const std::string& item,
+                         unsigned& state);
+
+    /// Rows, also on the responder's thread when a peer asks. Ids start at 1; 0 says that there is
+    /// no such row or table. newRow() takes the first free id for 0. deleteRow() removes at once,
+    /// with 0 every row; FC_OK also for a row that is missing.
     int getFirstRowIndex(const std::string& table) override;
     int getNextRowIndex(const std::string& table, int rowId) override;
+    int getLastRowIndex(const std::string& table);
+    int getRowsNum(const std::string& table);
+    int newRow(const std::string& table, int rowId) override;
+    int appendNewRow(const std::string& table) override;
     Fcodes deleteRow(const std::string& table, int rowId) override;
 
     /// Messages to peers, on the calling thread, see DataCommunicator. `target` is the path of the
@@ -74,14 +119,30 @@ public:
     void notify(MessageEvent& event);
     DataCommunicator& getDataCommunicator() const { return mCommunicator; }
 
-    /// Reads one value of a peer's dataset: up to 3 tries of 10 seconds. `value` is untouched on
-    /// failure. The instance is a key; the empty key is a component's single instance.
+    /// A cell of a peer's table, and a value of a peer's dataset: up to 3 tries of 10 seconds.
+    /// The number is untouched on failure; the text may come with a failure that the peer reports.
+    /// The instance is a key; the empty key is a component's single instance.
+    Fcodes requestRemoteStringParam(const std::string& target, const std::string& table, int rowId,
+                                    const std::string& item, std::string& value);
+    Fcodes requestRemoteIntParam(const std::string& target, const std::string& table, int rowId,
+                                 const std::string& item, int& value);
+    Fcodes requestSetRemoteStringParam(const std::string& target, const std::string& table,
+                                       int rowId, const std::string& item,
+                                       const std::string& value);
+    Fcodes requestSetRemoteIntParam(const std::string& target, const std::string& table, int rowId,
+                                    const std::string& item, int value);
     Fcodes requestGetTextParam(const std::string& target, const std::string& dataset,
                                const std::string& component, const std::string& property,
                                std::string& value, const std::string& key);
     Fcodes requestGetIntParam(const std::string& target, const std::string& dataset,
                               const std::string& component, const std::string& property, int& value,
                               const std::string& key);
+
+    /// Rows of a peer's table. The row is written only when the peer's answer names one.
+    Fcodes requestAddRow(const std::string& target, const std::string& table, int rowId,
+                         int& newRowId, int timeout, int tries);
+    Fcodes requestNextRowId(const std::string& target, const std::string& table, int rowId,
+                            int& nextRowId, int timeout, int tries);
 
     /// The store of this holder, under the names and with the results of IDataSets.
     /// Whole datasets:
@@ -229,12 +290,23 @@ protected:
     int push(event_type entry);
 
 private:
+    struct CellTexts;
+
+    template <typename Work>
+    Fcodes withItem(const CellTexts& texts, const std::string& table, int rowId,
+                    const std::string& item, Work work);
+    template <typename Work>
+    int withTable(const std::string& table, Work work);
+    Fcodes requestRow(const char* command, const std::string& target, const std::string& table,
+                      int rowId, int& answeredRow, int timeout, int tries);
+
     bool pop(event_type& entry);
     void serve(const event_type& entry);
 
     mutable DataCommunicator mCommunicator;
-    IDataSets* mStore = nullptr; // set once by init()
-    sem_t mQueued{};             // counts the entries of mQueue
+    std::map<std::string, DataSet*> mDataSets; // registered before other threads use them
+    IDataSets* mStore = nullptr;               // set once by init()
+    sem_t mQueued{};                           // counts the entries of mQueue
     std::string mName;
     std::mutex mQueueMutex; // guards mQueue
     std::deque<event_type> mQueue;

@@ -1,0 +1,373 @@
+// Tables, here and afar: the part of DataHolder that works on the cells and rows of its registered
+// data sets, and that asks peers for theirs.
+
+#include "DataHolder.h"
+
+#include "DataColumn.h"
+#include "DataItem.h"
+#include "DataRow.h"
+#include "DataSet.h"
+#include "DataTable.h"
+#include "DbgLine.h"
+#include "MessageCommand.h"
+#include "MessageText.h"
+
+#include <mutex>
+
+namespace
+{
+
+constexpr char kUnit[] = "DataHolder";
+
+constexpr int kRequestTimeout = 10; // seconds
+constexpr int kRequestTries = 3;
+
+} // namespace
+
+/// The log texts of an operation on a cell; one that is null is not logged.
+struct DataHolder::CellTexts {
+    const char* noTable = nullptr;
+    const char* noRow = nullptr;
+    const char* noItem = nullptr;
+};
+
+// Changes and look-up
+
+Fcodes DataHolder::acceptChanges()
+{
+    Fcodes result = FC_OK;
+    for (const auto& [name, dataSet] : mDataSets)
+        if (dataSet != nullptr)
+            result |= dataSet->acceptChanges();
+    return result;
+}
+
+Fcodes DataHolder::rollbackChanges()
+{
+    for (const auto& [name, dataSet] : mDataSets)
+        dataSet->rollbackChanges();
+    return FC_OK;
+}
+
+void DataHolder::addDataSet(const std::string& name, DataSet* dataSet)
+{
+    if (dataSet != nullptr)
+        mDataSets[name] = dataSet;
+}
+
+DataSet* DataHolder::getDataSet(const std::string& name) const
+{
+    const auto found = mDataSets.find(name);
+    return found == mDataSets.end() ? nullptr : found->second;
+}
+
+DataTable* DataHolder::findDataTable(const std::string& table)
+{
+    const DataSet* const holds = findDataSetWithTable(table);
+    return holds == nullptr ? nullptr : holds->getTable(table);
+}
+
+DataSet* DataHolder::findDataSetWithTable(const std::string& table) const
+{
+    for (const auto& [name, dataSet] : mDataSets)
+        if (dataSet != nullptr && dataSet->getTable(table) != nullptr)
+            return dataSet;
+    return nullptr;
+}
+
+// Columns
+
+std::vector<std::string> DataHolder::getColumnNames(const std::string& table)
+{
+    const DataTable* const found = findDataTable(table);
+    return found == nullptr ? std::vector<std::string>() : found->getColumnNames();
+}
+
+Fcodes DataHolder::getDefValue(const std::string& table, const std::string& column,
+                               std::string& text)
+{
+    const DataTable* const found = findDataTable(table);
+    if (found == nullptr) {
+        DBG_LOG(SEV_ERROR) << "getDefValue: No such table=" << table;
+        return FC_NO_SUCH_NAME;
+    }
+    const std::lock_guard guard(*found);
+    const DataColumn* const described = found->getColumns(column);
+    if (described == nullptr) {
+        DBG_LOG(SEV_ERROR) << "getDefValue: No such colId=" << column;
+        return FC_NO_SUCH_NAME;
+    }
+    text = std::to_string(described->getDefVal());
+    return FC_OK;
+}
+
+Fcodes DataHolder::getParamType(const std::string& table, const std::string& column, int& type)
+{
+    const DataTable* const found = findDataTable(table);
+    if (found == nullptr)
+        return FC_NO_SUCH_NAME;
+    const std::lock_guard guard(*found);
+    const DataColumn* const described = found->getColumns(column);
+    if (described == nullptr)
+        return FC_NO_SUCH_NAME;
+    type = described->getType();
+    return FC_OK;
+}
+
+Fcodes DataHolder::addColumnToTable(const std::string& /*dataSet*/, const std::string& /*table*/,
+                                    const std::string& /*column*/, int /*type*/,
+                                    int /*defaultValue*/)
+{
+    // Kept on purpose: peers count on the answer OK, and on no table being touched.
+    return FC_OK;
+}
+
+// Cells
+
+template <typename Work>
+Fcodes DataHolder::withItem(const CellTexts& texts, const std::string& table, int rowId,
+                            const std::string& item, Work work)
+{
+    const DataTable* const found = findDataTable(table);
+    if (found == nullptr) {
+        if (texts.noTable != nullptr)
+            DBG_LOG(SEV_ERROR) << texts.noTable << table;
+        return FC_NO_SUCH_NAME;
+    }
+    const std::lock_guard guard(*found);
+    const DataRow* const row = found->getRows(rowId);
+    if (row == nullptr) {
+        if (texts.noRow != nullptr)
+            DBG_LOG(SEV_ERROR) << texts.noRow << rowId << " in table=" << table;
+        return FC_NO_SUCH_NAME;
+    }
+    DataItem* const cell = row->getDataItem(item);
+    if (cell == nullptr) {
+        if (texts.noItem != nullptr)
+            DBG_LOG(SEV_ERROR) << texts.noItem << item << " in rowId=" << rowId
+                               << " in table=" << table;
+        return FC_NO_SUCH_NAME;
+    }
+    return work(*cell);
+}
+
+Fcodes DataHolder::getIntParam(const std::string& table, int rowId, const std::string& item,
+                               int* value)
+{
+    return withItem({"getIntParam: No such table=", "getIntParam: No such rowId=",
+                     "getIntParam: No such item="},
+                    table, rowId, item, [&](DataItem& cell) {
+                        *value = cell.getIntVal();
+                        return FC_OK;
+                    });
+}
+
+Fcodes DataHolder::getNewIntParam(const std::string& table, int rowId, const std::string& item,
+                                  int* value)
+{
+    return withItem({"getNewIntParam: No such table=", "getNewIntParam: No such rowId=",
+                     "getNewIntParam: No such item="},
+                    table, rowId, item, [&](DataItem& cell) {
+                        *value = cell.getIntVal_copy();
+                        return FC_OK;
+                    });
+}
+
+Fcodes DataHolder::getStringParam(const std::string& table, int rowId, const std::string& item,
+                                  std::string* value)
+{
+    return withItem({"getStringParam: No such table=", "getStringParam: No such rowId=",
+                     "getStringParam: No such item="},
+                    table, rowId, item, [&](DataItem& cell) {
+                        *value = cell.getStrVal();
+                        return FC_OK;
+                    });
+}
+
+Fcodes DataHolder::getNewStringParam(const std::string& table, int rowId, const std::string& item,
+                                     std::string* value)
+{
+    return withItem({"getNewStringParam: No such table=", "getNewStringParam: No such rowId=",
+                     "getNewStringParam: No such item="},
+                    table, rowId, item, [&](DataItem& cell) {
+                        *value = cell.getStrVal_copy();
+                        return FC_OK;
+                    });
+}
+
+Fcodes DataHolder::setIntParam(const std::string& table, int rowId, const std::string& item,
+                               int value)
+{
+    // Kept on purpose: peers count on the texts of getStringParam here, and on a missing item not
+    // being logged at all.
+    return withItem({"getStringParam: No such table=", "getStringParam: No such rowId=", nullptr},
+                    table, rowId, item, [&](DataItem& cell) { return cell.setValue(value); });
+}
+
+Fcodes DataHolder::setStringParam(const std::string& table, int rowId, const std::string& item,
+                                  const std::string& value)
+{
+    return withItem({}, table, rowId, item, [&](DataItem& cell) { return cell.setValue(value); });
+}
+
+Fcodes DataHolder::initIntParam(const std::string& table, int rowId, const std::string& item,
+                                int value)
+{
+    return withItem({}, table, rowId, item, [&](DataItem& cell) { return cell.initValue(value); });
+}
+
+Fcodes DataHolder::initStringParam(const std::string& table, int rowId, const std::string& item,
+                                   const std::string& value)
+{
+    return withItem({}, table, rowId, item, [&](DataItem& cell) { return cell.initValue(value); });
+}
+
+Fcodes DataHolder::getParamState(const std::string& table, int rowId, const std::string& item,
+                                 unsigned& state)
+{
+    return withItem({}, table, rowId, item, [&](DataItem& cell) {
+        state = cell.getState();
+        return FC_OK;
+    });
+}
+
+// Rows
+
+template <typename Work>
+int DataHolder::withTable(const std::string& table, Work work)
+{
+    DataTable* const found = findDataTable(table);
+    return found == nullptr ? 0 : work(*found);
+}
+
+int DataHolder::getFirstRowIndex(const std::string& table)
+{
+    return withTable(table, [](DataTable& rows) { return rows.getFirstRowIndex(); });
+}
+
+int DataHolder::getNextRowIndex(const std::string& table, int rowId)
+{
+    return withTable(table, [rowId](DataTable& rows) { return rows.getNextRowIndex(rowId); });
+}
+
+int DataHolder::getLastRowIndex(const std::string& table)
+{
+    return withTable(table, [](DataTable& rows) { return rows.getLastRowIndex(); });
+}
+
+int DataHolder::getRowsNum(const std::string& table)
+{
+    return withTable(table, [](DataTable& rows) { return rows.getRowsNum(); });
+}
+
+int DataHolder::newRow(const std::string& table, int rowId)
+{
+    return withTable(table, [rowId](DataTable& rows) {
+        if (rowId == 0)
+            return rows.newRow();
+        const std::lock_guard guard(rows);
+        const DataRow* const row = rows.newRow(rowId, nullptr, false);
+        return row == nullptr ? 0 : row->getId();
+    });
+}
+
+int DataHolder::appendNewRow(const std::string& table)
+{
+    return withTable(table, [](DataTable& rows) { return rows.appendNewRow(); });
+}
+
+Fcodes DataHolder::deleteRow(const std::string& table, int rowId)
+{
+    DataTable* const found = findDataTable(table);
+    if (found == nullptr)
+        return FC_NO_SUCH_NAME;
+    return FC_OK | (rowId == 0 ? found->doDeleteAllRows() : found->doDeleteRow(rowId));
+}
+
+// Afar
+
+Fcodes DataHolder::requestRemoteStringParam(const std::string& target, const std::string& table,
+                                            int rowId, const std::string& item, std::string& value)
+{
+    return mCommunicator.requestDataItem(target, table, rowId, item, value, kRequestTimeout,
+                                         kRequestTries);
+}
+
+Fcodes DataHolder::requestRemoteIntParam(const std::string& target, const std::string& table,
+                                         int rowId, const std::string& item, int& value)
+{
+    std::string text;
+    const Fcodes result = requestRemoteStringParam(target, table, rowId, item, text);
+    if (result == FC_OK)
+        value = textToInt(text);
+    return result;
+}
+
+Fcodes DataHolder::requestSetRemoteStringParam(const std::string& target, const std::string& table,
+                                               int rowId, const std::string& item,
+                                               const std::string& value)
+{
+    return mCommunicator.requestSetDataItem(target, table, rowId, item, value, kRequestTimeout,
+                                            kRequestTries);
+}
+
+Fcodes DataHolder::requestSetRemoteIntParam(const std::string& target, const std::string& table,
+                                            int rowId, const std::string& item, int value)
+{
+    return requestSetRemoteStringParam(target, table, rowId, item, std::to_string(value));
+}
+
+Fcodes DataHolder::requestGetTextParam(const std::string& target, const std::string& dataset,
+                                       const std::string& component, const std::string& property,
+                                       std::string& value, const std::string& key)
+{
+    return mCommunicator.requestGetParam(target, dataset, component, key, property, value,
+                                         kRequestTimeout, kRequestTries);
+}
+
+Fcodes DataHolder::requestGetIntParam(const std::string& target, const std::string& dataset,
+                                      const std::string& component, const std::string& property,
+                                      int& value, const std::string& key)
+{
+    std::string text;
+    const Fcodes result = requestGetTextParam(target, dataset, component, property, text, key);
+    if (result == FC_OK)
+        value = textToInt(text);
+    return result;
+}
+
+Fcodes DataHolder::requestAddRow(const std::string& target, const std::string& table, int rowId,
+                                 int& newRowId, int timeout, int tries)
+{
+    return requestRow("Add Row", target, table, rowId, newRowId, timeout, tries);
+}
+
+Fcodes DataHolder::requestNextRowId(const std::string& target, const std::string& table, int rowId,
+                                    int& nextRowId, int timeout, int tries)
+{
+    return requestRow("Get Next Row", target, table, rowId, nextRowId, timeout, tries);
+}
+
+Fcodes DataHolder::requestRow(const char* command, const std::string& target,
+                              const std::string& table, int rowId, int& answeredRow, int timeout,
+                              int tries)
+{
+    MessageCommand request;
+    request.setId(command);
+    // Kept on purpose: peers count on "Tables" being sent, although responders look for "Table".
+    request.addParam("Tables", table);
+    request.addParam("Row", std::to_string(rowId));
+    std::string text;
+    std::string response;
+    Fcodes result = requestCommand(target, request.toString(text), response, timeout, tries);
+    std::string element;
+    if (result != FC_OK || getSegment(response, 0, "Command", element) == std::string::npos)
+        return result;
+
+    MessageCommand answer;
+    result = FC_OK | answer.initFromString(element);
+    std::string row;
+    if (result == FC_OK && answer.getParam("Row", row))
+        answeredRow = textToInt(row);
+    return result;
+}
