@@ -15,6 +15,7 @@
 class FakeDataHolder : public IDataHolder
 {
 public:
+    using In = const std::string&;
     using Texts = std::vector<std::string>;
 
     std::map<std::string, std::string> values;   ///< By "data set/component/row/item".
@@ -52,6 +53,39 @@ public:
     Fcodes setTextParam(const std::string& dataset, const std::string& component,
                         const std::string& property, const std::string& value,
                         const std::string& key) override;
+
+    // What the communicator never asks.
+    // clang-format off
+    Fcodes getIntParam(In, int, In, int*) override { return FC_UNSUPPORTED; }
+    Fcodes getNewIntParam(In, int, In, int*) override { return FC_UNSUPPORTED; }
+    Fcodes getNewStringParam(In, int, In, std::string*) override { return FC_UNSUPPORTED; }
+    Fcodes getParamState(In, int, In, unsigned&) override { return FC_UNSUPPORTED; }
+    Fcodes getParamType(In, In, int&) override { return FC_UNSUPPORTED; }
+    int getLastRowIndex(In) override { return 0; }
+    int getRowsNum(In) override { return 0; }
+    Fcodes getStringParam(In, int, In, std::string*) override { return FC_UNSUPPORTED; }
+    Fcodes requestAddRow(In, In, int, int&, int, int) override { return FC_UNSUPPORTED; }
+    Fcodes requestCommand(In, In, std::string&, int, int) override { return FC_UNSUPPORTED; }
+    Fcodes requestNextRowId(In, In, int, int&, int, int) override { return FC_UNSUPPORTED; }
+    Fcodes requestRemoteIntParam(In, In, int, In, int&) override { return FC_UNSUPPORTED; }
+    Fcodes requestRemoteStringParam(In, In, int, In, std::string&) override { return FC_UNSUPPORTED; }
+    Fcodes requestGetIntParam(In, In, In, In, int&, In) override { return FC_UNSUPPORTED; }
+    Fcodes requestGetTextParam(In, In, In, In, std::string&, In) override { return FC_UNSUPPORTED; }
+    Fcodes requestSetRemoteIntParam(In, In, int, In, int) override { return FC_UNSUPPORTED; }
+    Fcodes requestSetRemoteStringParam(In, In, int, In, In) override { return FC_UNSUPPORTED; }
+    Fcodes setIntParam(In, int, In, int) override { return FC_UNSUPPORTED; }
+    Fcodes setStringParam(In, int, In, In) override { return FC_UNSUPPORTED; }
+    Fcodes initIntParam(In, int, In, int) override { return FC_UNSUPPORTED; }
+    Fcodes initStringParam(In, int, In, In) override { return FC_UNSUPPORTED; }
+    Fcodes addColumnToTable(In, In, In, int, int) override { return FC_UNSUPPORTED; }
+    void addDataSet(In, DataSet*) override {  }
+    DataSet* getDataSet(In) const override { return {}; }
+    DataSet* findDataSetWithTable(In) const override { return {}; }
+    DataTable* findDataTable(In) override { return {}; }
+    std::vector<std::string> getColumnNames(In) override { return {}; }
+    Fcodes getDefValue(In, In, std::string&) override { return FC_UNSUPPORTED; }
+    IDataSets* createDataSets() override { return {}; }
+    // clang-format on
 
 private:
     template <typename... Args>

@@ -144,7 +144,7 @@ TEST_F(DataRequestsTest, AnErrorStopsProcessingAndTellsNoBody)
             mLog.clear();
             EXPECT_EQ(code, ask(type, inner)) << inner;
             EXPECT_EQ(0, mHeader.Size);
-            EXPECT_THAT(mLog.entries(), ElementsAre("ERROR DataRequests:treatDataMsg: " + line));
+            EXPECT_THAT(mLog.entries(), ElementsAre("ERROR DataCommunicator:treatDataMsg: " + line));
         }
     // What went before stays part of the result.
     EXPECT_EQ(FC_BODY_ERROR | FC_NO_SUCH_NAME, ask("GET", "<Table Name=\"Table\" />" + nameless));
@@ -159,7 +159,7 @@ TEST_F(DataRequestsTest, ARequestWithoutABodyOrOfAnotherTypeIsAcceptedInSilence)
                                       mAnswer, mSendLimit));
     EXPECT_EQ("RESPONSE", mHeader.Type);
     EXPECT_EQ(0, mHeader.Size);
-    EXPECT_THAT(mLog.entries(), ElementsAre("ERROR DataRequests:treatDataMsg: Not Found BODY tags "
+    EXPECT_THAT(mLog.entries(), ElementsAre("ERROR DataCommunicator:treatDataMsg: Not Found BODY tags "
                                             "in:\n<Table Name=\"Table\" />"));
 
     EXPECT_EQ(FC_OK, ask("PUT", "<Table Name=\"Table\" />"));
@@ -176,7 +176,7 @@ TEST_F(DataRequestsTest, ASetWritesItemByItemAndTellsTheLastResult)
     EXPECT_THAT(mHolder.calls(), ElementsAre("setTextParam(Set, Table, y, 1, a)",
                                              "setTextParam(Set, Table, x, , a)"));
     EXPECT_THAT(mLog.entries(),
-                ElementsAre("ERROR DataRequests:treatDataMsg: dataHolder->setTextParam() failed: "
+                ElementsAre("ERROR DataCommunicator:treatDataMsg: dataHolder->setTextParam() failed: "
                             "table=Table row=a col=y val=1 fcode=10020"));
 
     EXPECT_EQ(FC_BAD_VALUE, ask("SET", "<Component Name=\"Table\" ><Item Name=\"x\" Value=\"1\" />"
@@ -192,7 +192,7 @@ TEST_F(DataRequestsTest, ASetOfAComponentThatNoDataSetHoldsStops)
     EXPECT_THAT(mHolder.calls(), IsEmpty());
     EXPECT_THAT(
         mLog.entries(),
-        ElementsAre("ERROR DataRequests:treatDataMsg: Not Found a DataSet with comp=Nowhere"));
+        ElementsAre("ERROR DataCommunicator:treatDataMsg: Not Found a DataSet with comp=Nowhere"));
 
     EXPECT_EQ(FC_OK, ask("SET", "<DataSet ID=\"Given\" ><Table Name=\"Nowhere\" >"
                                 "<Item Name=\"x\" Value=\"1\" /></Table></DataSet>"));

@@ -41,7 +41,7 @@ public:
     void init(const std::string& name) override;
 
     /// Makes the store of init(): a new one that the holder owns, or null.
-    virtual IDataSets* createDataSets();
+    IDataSets* createDataSets() override;
 
     int lock();
     int unlock();
@@ -63,49 +63,54 @@ public:
     /// Data sets of tables, by name. The holder does not own them: they live as long as it does. An
     /// earlier one of that name is replaced; null changes nothing. Register all before other
     /// threads use them.
-    void addDataSet(const std::string& name, DataSet* dataSet);
-    DataSet* getDataSet(const std::string& name) const;
+    void addDataSet(const std::string& name, DataSet* dataSet) override;
+    DataSet* getDataSet(const std::string& name) const override;
 
     /// Where tables come from: the first registered set that holds the table, or null. Every
     /// operation on a table asks findDataTable().
-    virtual DataTable* findDataTable(const std::string& table);
-    DataSet* findDataSetWithTable(const std::string& table) const;
+    DataTable* findDataTable(const std::string& table) override;
+    DataSet* findDataSetWithTable(const std::string& table) const override;
 
     /// Columns: their names in order (none for an unknown table), default as decimal text, type
     /// code. FC_NO_SUCH_NAME for an unknown table or column.
-    std::vector<std::string> getColumnNames(const std::string& table);
-    Fcodes getDefValue(const std::string& table, const std::string& column, std::string& text);
-    Fcodes getParamType(const std::string& table, const std::string& column, int& type);
+    std::vector<std::string> getColumnNames(const std::string& table) override;
+    Fcodes getDefValue(const std::string& table, const std::string& column,
+                       std::string& text) override;
+    Fcodes getParamType(const std::string& table, const std::string& column, int& type) override;
 
     /// A placeholder: FC_OK, and no table is touched.
     Fcodes addColumnToTable(const std::string& dataSet, const std::string& table,
-                            const std::string& column, int type, int defaultValue);
+                            const std::string& column, int type, int defaultValue) override;
 
     /// Cells: committed values, pending values, pending writes, writes of both, and state bits.
     /// Each runs under the table's lock. FC_NO_SUCH_NAME when table, row or item is missing; writes
     /// answer with the item's own result, see DataItem.
-    Fcodes getIntParam(const std::string& table, int rowId, const std::string& item, int* value);
-    Fcodes getNewIntParam(const std::string& table, int rowId, const std::string& item, int* value);
+    Fcodes getIntParam(const std::string& table, int rowId, const std::string& item,
+                       int* value) override;
+    Fcodes getNewIntParam(const std::string& table, int rowId, const std::string& item,
+                          int* value) override;
     Fcodes getStringParam(const std::string& table, int rowId, const std::string& item,
-                          std::string* value);
+                          std::string* value) override;
     Fcodes getNewStringParam(const std::string& table, int rowId, const std::string& item,
-                             std::string* value);
-    Fcodes setIntParam(const std::string& table, int rowId, const std::string& item, int value);
+                             std::string* value) override;
+    Fcodes setIntParam(const std::string& table, int rowId, const std::string& item,
+                       int value) override;
     Fcodes setStringParam(const std::string& table, int rowId, const std::string& item,
-                          const std::string& value);
-    Fcodes initIntParam(const std::string& table, int rowId, const std::string& item, int value);
+                          const std::string& value) override;
+    Fcodes initIntParam(const std::string& table, int rowId, const std::string& item,
+                        int value) override;
     Fcodes initStringParam(const std::string& table, int rowId, const std::string& item,
-                           const std::string& value);
+                           const std::string& value) override;
     Fcodes getParamState(const std::string& table, int rowId, const std::string& item,
-                         unsigned& state);
+                         unsigned& state) override;
 
     /// Rows, also on the responder's thread when a peer asks. Ids start at 1; 0 says that there is
     /// no such row or table. newRow() takes the first free id for 0. deleteRow() removes at once,
     /// with 0 every row; FC_OK also for a row that is missing.
     int getFirstRowIndex(const std::string& table) override;
     int getNextRowIndex(const std::string& table, int rowId) override;
-    int getLastRowIndex(const std::string& table);
-    int getRowsNum(const std::string& table);
+    int getLastRowIndex(const std::string& table) override;
+    int getRowsNum(const std::string& table) override;
     int newRow(const std::string& table, int rowId) override;
     int appendNewRow(const std::string& table) override;
     Fcodes deleteRow(const std::string& table, int rowId) override;
@@ -113,7 +118,7 @@ public:
     /// Messages to peers, on the calling thread, see DataCommunicator. `target` is the path of the
     /// peer's receive socket, `timeout` is in seconds.
     Fcodes requestCommand(const std::string& target, const std::string& command,
-                          std::string& result, int timeout, int tries);
+                          std::string& result, int timeout, int tries) override;
     Fcodes requestEvent(const std::string& target, const MessageEvent& event, int timeout,
                         int tries);
     void notify(MessageEvent& event);
@@ -123,26 +128,26 @@ public:
     /// The number is untouched on failure; the text may come with a failure that the peer reports.
     /// The instance is a key; the empty key is a component's single instance.
     Fcodes requestRemoteStringParam(const std::string& target, const std::string& table, int rowId,
-                                    const std::string& item, std::string& value);
+                                    const std::string& item, std::string& value) override;
     Fcodes requestRemoteIntParam(const std::string& target, const std::string& table, int rowId,
-                                 const std::string& item, int& value);
+                                 const std::string& item, int& value) override;
     Fcodes requestSetRemoteStringParam(const std::string& target, const std::string& table,
                                        int rowId, const std::string& item,
-                                       const std::string& value);
+                                       const std::string& value) override;
     Fcodes requestSetRemoteIntParam(const std::string& target, const std::string& table, int rowId,
-                                    const std::string& item, int value);
+                                    const std::string& item, int value) override;
     Fcodes requestGetTextParam(const std::string& target, const std::string& dataset,
                                const std::string& component, const std::string& property,
-                               std::string& value, const std::string& key);
+                               std::string& value, const std::string& key) override;
     Fcodes requestGetIntParam(const std::string& target, const std::string& dataset,
                               const std::string& component, const std::string& property, int& value,
-                              const std::string& key);
+                              const std::string& key) override;
 
     /// Rows of a peer's table. The row is written only when the peer's answer names one.
     Fcodes requestAddRow(const std::string& target, const std::string& table, int rowId,
-                         int& newRowId, int timeout, int tries);
+                         int& newRowId, int timeout, int tries) override;
     Fcodes requestNextRowId(const std::string& target, const std::string& table, int rowId,
-                            int& nextRowId, int timeout, int tries);
+                            int& nextRowId, int timeout, int tries) override;
 
     /// The store of this holder, under the names and with the results of IDataSets.
     /// Whole datasets:

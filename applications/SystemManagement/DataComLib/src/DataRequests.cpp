@@ -11,7 +11,7 @@
 namespace
 {
 
-constexpr char kUnit[] = "DataRequests";
+constexpr char kUnit[] = "DataCommunicator"; // it speaks for the communicator
 constexpr std::size_t npos = std::string::npos;
 constexpr std::string_view kTable = "Table";
 

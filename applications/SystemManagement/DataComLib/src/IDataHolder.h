@@ -1,14 +1,19 @@
 #pragma once
 
-// The interface through which the communicator reaches the application's main object. It holds what
-// the communicator calls and what an application overrides; the store's other operations are
-// DataHolder's own. The communicator calls from its responder thread, see DataCommunicator.h.
+// The application's main object as the communicator and the library see it; DataHolder implements
+// it all but doHandle(). The communicator calls, on its responder thread: execute, handle, the four
+// row operations of the commands "Add Row" and "Get Next Row", rollbackChanges, and the data
+// requests at the end. The typed operations of the store that nobody needs through this interface
+// are declared on DataHolder, where each group of operations is explained.
 
 #include "Fcodes.h"
 
 #include <string>
 #include <vector>
 
+class DataSet;
+class DataTable;
+class IDataSets;
 class MessageEvent;
 
 class IDataHolder
@@ -17,29 +22,86 @@ public:
     virtual ~IDataHolder() = default;
 
     virtual void init(const std::string& name) = 0;
-
-    /// Makes pending changes permanent, or forgets them.
     virtual Fcodes acceptChanges() = 0;
-    virtual Fcodes rollbackChanges() = 0;
+    virtual Fcodes deleteRow(const std::string& table, int rowId) = 0;
 
-    /// Takes a command (its element text) or an event from the wire. The holder owns the event from
-    /// here on. `result` is the text that goes back in the body of the answer.
-    virtual Fcodes execute(const std::string& command, std::string& result) = 0;
-    virtual Fcodes handle(MessageEvent* event) = 0;
-
-    /// Carries out one queued command or event on the holder's worker thread.
+    /// Carry out one queued command or event on the holder's worker thread.
     virtual Fcodes doExecute(const std::string& command, std::string& result) = 0;
     virtual Fcodes doHandle(MessageEvent* event) = 0;
 
-    /// Rows of a table. Row ids start at 1; 0 says that there is no such row or table.
-    virtual int newRow(const std::string& table, int rowId) = 0;
-    virtual int appendNewRow(const std::string& table) = 0;
+    /// Takes a command (its element text) from the wire; `result` is the text that goes back in the
+    /// body of the answer.
+    virtual Fcodes execute(const std::string& command, std::string& result) = 0;
+
+    /// Cells and rows of a table. Row ids start at 1; 0 says that there is no such row or table.
+    virtual Fcodes getIntParam(const std::string& table, int rowId, const std::string& item,
+                               int* value) = 0;
+    virtual Fcodes getNewIntParam(const std::string& table, int rowId, const std::string& item,
+                                  int* value) = 0;
+    virtual Fcodes getNewStringParam(const std::string& table, int rowId, const std::string& item,
+                                     std::string* value) = 0;
+    virtual Fcodes getParamState(const std::string& table, int rowId, const std::string& item,
+                                 unsigned& state) = 0;
+    virtual Fcodes getParamType(const std::string& table, const std::string& column, int& type) = 0;
     virtual int getFirstRowIndex(const std::string& table) = 0;
     virtual int getNextRowIndex(const std::string& table, int rowId) = 0;
-    virtual Fcodes deleteRow(const std::string& table, int rowId) = 0;
+    virtual int getLastRowIndex(const std::string& table) = 0;
+    virtual int getRowsNum(const std::string& table) = 0;
+    virtual Fcodes getStringParam(const std::string& table, int rowId, const std::string& item,
+                                  std::string* value) = 0;
+
+    /// Takes an event from the wire. The holder owns it from here on.
+    virtual Fcodes handle(MessageEvent* event) = 0;
+
+    virtual int newRow(const std::string& table, int rowId) = 0;
+    virtual int appendNewRow(const std::string& table) = 0;
+
+    /// Requests to peers, on the calling thread.
+    virtual Fcodes requestAddRow(const std::string& target, const std::string& table, int rowId,
+                                 int& newRowId, int timeout, int tries) = 0;
+    virtual Fcodes requestCommand(const std::string& target, const std::string& command,
+                                  std::string& result, int timeout, int tries) = 0;
+    virtual Fcodes requestNextRowId(const std::string& target, const std::string& table, int rowId,
+                                    int& nextRowId, int timeout, int tries) = 0;
+    virtual Fcodes requestRemoteIntParam(const std::string& target, const std::string& table,
+                                         int rowId, const std::string& item, int& value) = 0;
+    virtual Fcodes requestRemoteStringParam(const std::string& target, const std::string& table,
+                                            int rowId, const std::string& item,
+                                            std::string& value) = 0;
+    virtual Fcodes requestGetIntParam(const std::string& target, const std::string& dataset,
+                                      const std::string& component, const std::string& property,
+                                      int& value, const std::string& key) = 0;
+    virtual Fcodes requestGetTextParam(const std::string& target, const std::string& dataset,
+                                       const std::string& component, const std::string& property,
+                                       std::string& value, const std::string& key) = 0;
+    virtual Fcodes requestSetRemoteIntParam(const std::string& target, const std::string& table,
+                                            int rowId, const std::string& item, int value) = 0;
+    virtual Fcodes requestSetRemoteStringParam(const std::string& target, const std::string& table,
+                                               int rowId, const std::string& item,
+                                               const std::string& value) = 0;
+
+    virtual Fcodes rollbackChanges() = 0;
+
+    virtual Fcodes setIntParam(const std::string& table, int rowId, const std::string& item,
+                               int value) = 0;
+    virtual Fcodes setStringParam(const std::string& table, int rowId, const std::string& item,
+                                  const std::string& value) = 0;
+    virtual Fcodes initIntParam(const std::string& table, int rowId, const std::string& item,
+                                int value) = 0;
+    virtual Fcodes initStringParam(const std::string& table, int rowId, const std::string& item,
+                                   const std::string& value) = 0;
+
+    /// Data sets of tables, and where tables and components are found.
+    virtual Fcodes addColumnToTable(const std::string& dataSet, const std::string& table,
+                                    const std::string& column, int type, int defaultValue) = 0;
+    virtual void addDataSet(const std::string& name, DataSet* dataSet) = 0;
+    virtual DataSet* getDataSet(const std::string& name) const = 0;
+    virtual DataSet* findDataSetWithTable(const std::string& table) const = 0;
+    virtual DataTable* findDataTable(const std::string& table) = 0;
+    virtual std::vector<std::string> getColumnNames(const std::string& table) = 0;
+    virtual Fcodes findDataSetWithComponent(std::string& dataset, const std::string& component) = 0;
 
     /// Data requests. `key` names the instance; the empty key is a component's single instance.
-    virtual Fcodes findDataSetWithComponent(std::string& dataset, const std::string& component) = 0;
     virtual Fcodes getProperties(const std::string& dataset, const std::string& component,
                                  std::vector<std::string>& names) = 0;
     virtual Fcodes getInstances(const std::string& dataset, const std::string& component,
@@ -50,4 +112,10 @@ public:
     virtual Fcodes setTextParam(const std::string& dataset, const std::string& component,
                                 const std::string& property, const std::string& value,
                                 const std::string& key) = 0;
+
+    virtual Fcodes getDefValue(const std::string& table, const std::string& column,
+                               std::string& text) = 0;
+
+    /// Makes the holder's store: a new one that the holder owns, or null.
+    virtual IDataSets* createDataSets() = 0;
 };
