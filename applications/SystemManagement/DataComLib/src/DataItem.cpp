@@ -202,7 +202,7 @@ void DataItem::_setRow(DataRow* row)
 void DataItem::__setRow(DataRow* row)
 {
     mRow = row;
-    if (row != nullptr)
+    if (row != nullptr && mColumn.use_count() == 0)
         setColumn(getColumn()); // it may have found an owner since the item was made
 }
 

@@ -74,16 +74,16 @@ Fcodes DataRow::initFromString(const std::string& text)
     SegmentWalk items(text, "Item", idEnd);
     std::string_view segment;
     while (items.next(segment))
-        result |= readItem(std::string(segment));
+        result |= readItem(segment);
     return result;
 }
 
-Fcodes DataRow::readItem(const std::string& segment)
+Fcodes DataRow::readItem(std::string_view segment)
 {
-    std::string name;
-    std::string value;
-    if (getPropertyValue(segment, 0, "Name", name) == npos ||
-        getPropertyValue(segment, 0, "Value", value) == npos)
+    std::string_view name;
+    std::string_view value;
+    if (findPropertyValue(segment, 0, "Name", name) == npos ||
+        findPropertyValue(segment, 0, "Value", value) == npos)
         return FC_OK;
 
     DataItem* item = getDataItem(name);
@@ -91,7 +91,7 @@ Fcodes DataRow::readItem(const std::string& segment)
         DBG_LOG(SEV_ERROR) << "initFromString: No item in row with ID=" << name;
         return FC_NO_SUCH_NAME;
     }
-    return item->initValue(value);
+    return item->initValue(std::string(value));
 }
 
 Fcodes DataRow::rollbackChanges()
@@ -114,7 +114,7 @@ void DataRow::addState(unsigned bits)
         mObject->setState(STATE_MODIFIED);
 }
 
-DataItem* DataRow::getDataItem(const std::string& name) const
+DataItem* DataRow::getDataItem(std::string_view name) const
 {
     const auto found = mItems.find(name);
     return found == mItems.end() ? nullptr : found->second.get();
@@ -153,7 +153,7 @@ void DataRow::clearDataItem()
 void DataRow::_addDataItem(const std::string& name, DataItem* item)
 {
     const auto old = removeDataItem(name); // to the end: `name` may be its column's
-    mItems[name].reset(item);
+    mItems.emplace(name, item);
     mItemList.push_back(item);
 }
 

@@ -8,9 +8,11 @@
 #include "Fcodes.h"
 #include "StateBits.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class DataObject;
@@ -59,7 +61,7 @@ public:
 
     /// Adding takes the item over, out of the row in which it was; an item that has the name
     /// already is freed. Removing hands the item back: drop the result and it is freed.
-    DataItem* getDataItem(const std::string& name) const;
+    DataItem* getDataItem(std::string_view name) const;
     void addDataItem(const std::string& name, DataItem* item);
     std::unique_ptr<DataItem> removeDataItem(const std::string& name);
     std::unique_ptr<DataItem> removeDataItem(DataItem* item);
@@ -84,12 +86,12 @@ private:
     void belongTo(DataObject* object) { mObject = object; }
     void leave();
 
-    Fcodes readItem(const std::string& segment);
+    Fcodes readItem(std::string_view segment);
 
     int mId;
     std::string mKey;
     unsigned mState = STATE_ADDED;
-    std::map<std::string, std::unique_ptr<DataItem>> mItems;
+    std::map<std::string, std::unique_ptr<DataItem>, std::less<>> mItems;
     ItemList mItemList; // the same items
     DataTable* mTable = nullptr;
     DataObject* mObject = nullptr;

@@ -398,6 +398,7 @@ DataRow* KeyedRows<Texts>::newRowAt(const Key& key, const DataRow* pattern)
 {
     auto* row = new DataRow(0);
     addRow(key, row);
+    row->mItemList.reserve(mColumns.size());
     mColumns.each([&](DataColumn& column) {
         auto* item = new DataItem(&column);
         // Copied before it joins the row, so that the row is new and not modified: a rollback
