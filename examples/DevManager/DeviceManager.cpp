@@ -25,6 +25,21 @@ constexpr char kDateTimeTable[] = R"({
     }
 })";
 
+constexpr char kSensors[] = R"(<DataSet ID="SensorDataSet" Version="1">
+    <Table Name="SensorTable">
+        <Columns>
+            <Column Name="Temperature" Access="RO" Type="int" Value="21" />
+            <Column Name="Limit" Access="RW" Type="int" Value="70" />
+            <Column Name="Alarm" Access="RO" Type="enum" Value="0" >
+                <Value Index="0" Text="Clear" />
+                <Value Index="1" Text="Raised" />
+            </Column>
+        </Columns>
+        <Row ID="1" ><Item Name="Temperature" Value="38" /></Row>
+        <Row ID="2" ><Item Name="Temperature" Value="52" /><Item Name="Limit" Value="85" /></Row>
+    </Table>
+</DataSet>)";
+
 } // namespace
 
 void DeviceManager::start(const std::string& socket, const std::string& sendSocket)
@@ -33,6 +48,9 @@ void DeviceManager::start(const std::string& socket, const std::string& sendSock
     init("tDev"); // makes the store and the worker
     initTextParam(kDataSet, kComponent, kZone, mFirstZone, kNoKey);
     setTimeZone(mFirstZone);
+    mSensors.initFromString(kSensors);
+    mSensors.acceptChanges();
+    addDataSet("SensorDataSet", &mSensors); // before any other thread asks for it
 
     getDataCommunicator().init(this, socket, sendSocket, "tDevCom");
     getDataCommunicator().start();
@@ -55,7 +73,9 @@ Fcodes DeviceManager::execute(const std::string& command, std::string& result)
     DBG_LOG(SEV_INFO) << "execute: command=" << message.ID;
     if (message.ID == "SET_TIME_ZONE")
         return setZone(command);
-    return DataHolder::execute(command, result); // the commands that every holder knows
+    if (message.ID == "APPLY_LIMITS")
+        return acceptChanges();
+    return TableHolder::execute(command, result); // the commands that every holder knows
 }
 
 Fcodes DeviceManager::setZone(const std::string& command)

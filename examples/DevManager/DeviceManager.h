@@ -1,17 +1,18 @@
 #pragma once
 
 // A device manager: it holds the device's time zone, tells it to whoever asks, and announces a
-// change to its subscribers. The smallest useful application on DataComLib: one dataset, one
-// command, one event.
+// change to its subscribers; and it keeps a table of sensors, whose limits peers may set. A small
+// application on DataComLib: one dataset, one table, two commands, one event.
 //
 // Made once by main() and never destroyed before the process ends. start() runs on the main thread;
 // execute() on the communicator's thread, one command at a time.
 
-#include "DataHolder.h"
+#include "DataSet.h"
+#include "TableHolder.h"
 
 #include <string>
 
-class DeviceManager : public DataHolder
+class DeviceManager : public TableHolder
 {
 public:
     explicit DeviceManager(std::string zone) : mFirstZone(std::move(zone)) {}
@@ -22,7 +23,8 @@ public:
     /// The store, with the device's dataset in it.
     IDataSets* createDataSets() override;
 
-    /// "SET_TIME_ZONE" with the parameter "TZ".
+    /// "SET_TIME_ZONE" with the parameter "TZ"; "APPLY_LIMITS", which makes the limits that peers
+    /// have set take effect.
     Fcodes execute(const std::string& command, std::string& result) override;
 
     /// Nobody sends events to this manager.
@@ -33,4 +35,5 @@ private:
     void announceZone(const std::string& zone);
 
     std::string mFirstZone;
+    DataSet mSensors; // read and written by peers, see TableHolder
 };

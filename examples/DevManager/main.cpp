@@ -16,29 +16,85 @@ namespace
 
 constexpr char kSocket[] = "/tmp/sockDev";
 constexpr char kSendSocket[] = "/tmp/sockSendDev";
+constexpr char kTable[] = "SensorTable";
 constexpr int kAnswerTimeout = 10; // seconds
 constexpr int kNoLogging = 5;
 
-/// Asks the device manager that is running to change the zone. A process that only asks needs no
-/// holder and no responder: two sockets do.
-int askForZone(const std::string& socket, const std::string& zone)
+/// A process that only asks needs no holder and no responder: two sockets do. They are gone with
+/// it.
+class Asker
 {
-    const std::string ownSocket = "/tmp/sockSetZone." + std::to_string(getpid());
-    const std::string ownSendSocket = ownSocket + ".send";
-    DataCommunicator communicator;
-    communicator.init(nullptr, ownSocket, ownSendSocket, "tSetZone");
+public:
+    explicit Asker(std::string manager)
+        : mManager(std::move(manager)), mSocket("/tmp/sockAskDev." + std::to_string(getpid()))
+    {
+        gDbgLevel = kNoLogging;
+        mCommunicator.init(nullptr, mSocket, mSocket + ".send", "tAskDev");
+    }
 
-    MessageCommand command;
-    command.setId("SET_TIME_ZONE");
-    command.addParam("TZ", zone);
-    std::string text;
-    std::string answer;
-    const Fcodes result =
-        communicator.requestCommand(socket, command.toString(text), answer, kAnswerTimeout, 1);
-    unlink(ownSocket.c_str());
-    unlink(ownSendSocket.c_str());
+    ~Asker()
+    {
+        unlink(mSocket.c_str());
+        unlink((mSocket + ".send").c_str());
+    }
+
+    Fcodes command(const std::string& id, const std::string& name = {},
+                   const std::string& value = {})
+    {
+        MessageCommand command;
+        command.setId(id);
+        if (!name.empty())
+            command.addParam(name, value);
+        std::string text;
+        std::string answer;
+        return mCommunicator.requestCommand(mManager, command.toString(text), answer,
+                                            kAnswerTimeout, 1);
+    }
+
+    std::string read(int sensor, const std::string& item)
+    {
+        std::string value = "?";
+        mCommunicator.requestDataItem(mManager, kTable, sensor, item, value, kAnswerTimeout, 1);
+        return value;
+    }
+
+    /// The answer to a write has no body, which is an error of its own kind for the one who asks;
+    /// the write is good when nothing else is wrong.
+    bool write(int sensor, const std::string& item, const std::string& value)
+    {
+        return mCommunicator.requestSetDataItem(mManager, kTable, sensor, item, value,
+                                                kAnswerTimeout, 1) == FC_BODY_ERROR;
+    }
+
+private:
+    std::string mManager;
+    std::string mSocket;
+    DataCommunicator mCommunicator;
+};
+
+int setZone(Asker& manager, const std::string& zone)
+{
+    const Fcodes result = manager.command("SET_TIME_ZONE", "TZ", zone);
     std::cout << "TZ=" << zone << ": " << fcodeText(result) << std::endl;
     return result == FC_OK ? 0 : 1;
+}
+
+int showSensor(Asker& manager, int sensor)
+{
+    const std::string temperature = manager.read(sensor, "Temperature");
+    std::cout << "sensor " << sensor << ": " << temperature << " degrees, limit "
+              << manager.read(sensor, "Limit") << ", alarm " << manager.read(sensor, "Alarm")
+              << std::endl;
+    return temperature == "?" ? 1 : 0;
+}
+
+int setLimit(Asker& manager, int sensor, const std::string& limit)
+{
+    const bool set =
+        manager.write(sensor, "Limit", limit) && manager.command("APPLY_LIMITS") == FC_OK;
+    if (!set)
+        std::cout << "sensor " << sensor << ": the limit is refused" << std::endl;
+    return set ? showSensor(manager, sensor) : 1;
 }
 
 } // namespace
@@ -49,18 +105,25 @@ int main(int argc, char** argv)
     std::string zone = "UTC";
     std::string newZone;
     std::string socket = kSocket;
+    int sensor = 0;
+    std::string limit;
 
-    CLI::App app("Sample device manager: the device's time zone.", "DevManager");
+    CLI::App app("Sample device manager: the device's time zone and its sensors.", "DevManager");
     app.add_option("-v", level, "Lines of this severity and worse are logged; 5 logs nothing");
     app.add_option("-z,--zone", zone, "The time zone at start, such as CET-1CEST");
     app.add_option("--socket", socket, "Serve this path instead of /tmp/sockDev");
     app.add_option("--set-zone", newZone,
                    "Have the device manager that is running change the zone");
+    const auto* const asksSensor = app.add_option(
+        "--sensor", sensor, "Ask the device manager that is running for a sensor's row");
+    app.add_option("--limit", limit, "Set that sensor's limit")->needs("--sensor");
     CLI11_PARSE(app, argc, argv);
 
-    if (!newZone.empty()) {
-        gDbgLevel = kNoLogging;
-        return askForZone(socket, newZone);
+    if (!newZone.empty() || asksSensor->count() > 0) {
+        Asker manager(socket);
+        if (!newZone.empty())
+            return setZone(manager, newZone);
+        return limit.empty() ? showSensor(manager, sensor) : setLimit(manager, sensor, limit);
     }
     gDbgLevel = level;
     DeviceManager manager(zone);

@@ -119,16 +119,6 @@ TEST(DataHolderTest, UnknownEntryIsReportedAndTheWorkerGoesOn)
     EXPECT_THAT(log.entries(), Contains("ERROR DataHolder:doWork: unknown event arrived id=9"));
 }
 
-TEST(DataHolderTest, HolderOfItsOwnHasNothingToAcceptAndNoTables)
-{
-    LogCapture log;
-    NotingHolder& holder = makeHolder();
-    EXPECT_EQ(FC_OK, holder.DataHolder::acceptChanges());
-    EXPECT_EQ(FC_OK, holder.DataHolder::rollbackChanges());
-    EXPECT_EQ(FC_NO_SUCH_NAME, holder.deleteRow("Table", 1));
-    EXPECT_EQ(0, holder.newRow("Table", 1) + holder.appendNewRow("Table") +
-                     holder.getFirstRowIndex("Table") + holder.getNextRowIndex("Table", 1));
-}
 
 TEST(DataHolderTest, EveryOperationOfTheStoreIsPassedOnWithItsArgumentsAndResult)
 {

@@ -30,6 +30,8 @@ std::string readAll(std::istream& file)
 
 } // namespace
 
+DataSet::DataSet() = default;
+
 DataSet::DataSet(const std::string& id) : mId(id) {}
 
 DataSet::~DataSet() { clearTable(); }

@@ -23,7 +23,7 @@ class DataSet
 public:
     using TableList = std::list<DataTable*>;
 
-    DataSet() = default;
+    DataSet();
     explicit DataSet(const std::string& id);
     virtual ~DataSet();
 
