@@ -185,6 +185,34 @@ TEST_F(DataCommunicatorRequestTest, AnAnswerFromAnotherPathIsFiledAndTheRequeste
     EXPECT_EQ("/tmp/liar", sender);
 }
 
+TEST_F(DataCommunicatorRequestTest, ALieUnderTheNextTrysNumberDoesNotCompleteThatTry)
+{
+    mPeer.play([&] {
+        const int first = mPeer.receive().header.ID;
+        mLiar.send(kSendSock,
+                   ScriptedPeer::answerText(first + 1, "ACK", FC_OK, "<BODY>lie</BODY>"));
+        mPeer.receive(); // the next try, once the first has timed out
+        mPeer.answer("ACK", FC_LOS);
+    });
+    EXPECT_EQ(FC_LOS, mCom.requestCommand(kPeer, "C", mBody, 1, 2));
+    mPeer.join();
+    EXPECT_EQ("untouched", mBody);
+}
+
+TEST_F(DataCommunicatorRequestTest, WhatOnePeerLeavesUnreadKeepsNobodyElseFromEvents)
+{
+    ScriptedPeer stuck("/tmp/stuck");
+    const std::string large(60000, 'x');
+    MessageEvent event;
+    event.Description = large;
+    mCom.subscribe("/tmp/stuck");
+    mCom.subscribe(kPeer);
+    for (int i = 0; i < 5; ++i) { // more than a usual send buffer holds
+        mCom.notify(event);
+        EXPECT_EQ("EVENT", mPeer.receive().header.Type) << i;
+    }
+}
+
 TEST_F(DataCommunicatorRequestTest, AnAnswerFiledMeanwhileIsFoundWhateverElseIsRead)
 {
     const auto lie = [&](int id) { mLiar.send(kSendSock, message("ACK", "<BODY>lie</BODY>", id)); };

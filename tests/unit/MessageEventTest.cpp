@@ -79,6 +79,14 @@ TEST(MessageEventTest, AnIncompleteParameterIsSkippedAndThoseAlreadyThereStay)
                 ElementsAre("ERROR MessageEvent:initFromString: Not found tag=Name in:\n" + text,
                             "ERROR MessageEvent:initFromString: Not found tag=Value in:\n" + text));
 
+    // Thousands of them must not keep the responder busy with logging.
+    log.clear();
+    std::string hostile = "<Event ID=\"Up\" Source=\"S\" >";
+    for (int i = 0; i < 1000; ++i)
+        hostile += "<Parameter />";
+    event.initFromString(hostile);
+    EXPECT_EQ(32u, log.entries().size());
+
     event.removeParam("a");
     event.cleanUpRelations();
     EXPECT_EQ(event.getParamsEnd(), event.getParamsBegin());

@@ -11,9 +11,9 @@ class ResponseHistoryTest : public testing::Test
 {
 protected:
     void store(int id, const std::string& body) { mSizes = mHistory.store(id, {"", body, ""}); }
-    void storeForeign(int id, const std::string& body)
+    void storeRead(int id, const std::string& body, const std::string& sender)
     {
-        mSizes = mHistory.storeForeign(id, {"", body, ""});
+        mSizes = mHistory.storeRead(id, {"", body, sender});
     }
 
     /// What is filed, and what of it is an answer; "-" for nothing.
@@ -25,7 +25,7 @@ protected:
     std::string answer(int id)
     {
         FiledResponse response;
-        return mHistory.findAnswer(id, response) ? response.body : "-";
+        return mHistory.findAnswer(id, "/asked", response) ? response.body : "-";
     }
 
     ResponseHistory mHistory;
@@ -58,15 +58,17 @@ TEST_F(ResponseHistoryTest, AnAnswerFiledAgainGoesInTheTurnOfItsFirstFiling)
     EXPECT_EQ("x", filed(2));
 }
 
-TEST_F(ResponseHistoryTest, AForeignAnswerIsFiledButIsNobodysAnswer)
+TEST_F(ResponseHistoryTest, WhatARequesterReadIsAnAnswerOnlyFromThePathThatWasAsked)
 {
-    storeForeign(1, "lie");
+    storeRead(1, "lie", "/liar");
     EXPECT_EQ("lie", filed(1));
     EXPECT_EQ("-", answer(1));
+    storeRead(1, "read for its owner", "/asked");
+    EXPECT_EQ("read for its owner", answer(1));
 
     store(1, "truth");
     EXPECT_EQ("truth", answer(1));
-    storeForeign(1, "another lie");
+    storeRead(1, "another lie", "/liar");
     EXPECT_EQ("truth", answer(1));
     EXPECT_EQ("truth", filed(1));
 }
@@ -79,7 +81,7 @@ TEST_F(ResponseHistoryTest, ThreadsFileAndLookAtTheSameTime)
             FiledResponse response;
             for (int id = thread; id < 4000; id += 4) {
                 mHistory.store(id, {"", std::to_string(id), ""});
-                if (mHistory.findAnswer(id, response)) {
+                if (mHistory.findAnswer(id, "/asked", response)) {
                     EXPECT_EQ(std::to_string(id), response.body);
                 }
             }

@@ -22,6 +22,7 @@ constexpr std::size_t npos = std::string::npos;
 
 constexpr std::size_t kMaxMessage = 70000; // a datagram must be shorter than this
 constexpr int kSocketTimeout = 1;          // seconds that one transfer may block
+constexpr int kSendBuffer = 64 << 20;      // bytes; a bound, not a reservation
 constexpr int kNoWaiting = -1;
 constexpr int kDefaultRetryDelay = 10;
 
@@ -51,7 +52,12 @@ void DataCommunicator::init(IDataHolder* dataHolder, const std::string& sockName
     mTaskName = taskName;
     openSendSocket();
     openReceiveSocket();
+
+    // What peers leave unread is charged to the sender. With the usual buffer one that has stopped
+    // reading could use it up, and nobody else would be answered. The size of a message stays
+    // limited to what the usual buffer holds.
     mSendLimit = mReceiveSocket.sendLimit();
+    mReceiveSocket.growSendBuffer(kSendBuffer);
 }
 
 void DataCommunicator::openSendSocket()
@@ -164,6 +170,14 @@ Fcodes DataCommunicator::sendMessage(int socket, const MessageHeader& header,
     return sendText(socket, messageText(header, body), receiver, retryDelay, tries);
 }
 
+bool DataCommunicator::fitsDatagram(const std::string& text) const
+{
+    if (text.size() <= mSendLimit)
+        return true;
+    errno = EMSGSIZE;
+    return false;
+}
+
 Fcodes DataCommunicator::sendText(int socket, const std::string& text,
                                   const SocketAddress& receiver, int retryDelay, int tries)
 {
@@ -171,7 +185,7 @@ Fcodes DataCommunicator::sendText(int socket, const std::string& text,
         DBG_LOG(SEV_INFO) << "sendMessage: Sending msg via sockfd=" << socket
                           << " to sock=" << receiver.path() << " :\n"
                           << text;
-        if (sendDatagram(socket, text, receiver, retryDelay != kNoWaiting))
+        if (fitsDatagram(text) && sendDatagram(socket, text, receiver, retryDelay != kNoWaiting))
             return FC_OK;
         if (errno != EAGAIN) {
             DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()

@@ -124,6 +124,7 @@ private:
     Fcodes receiveMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender);
     Fcodes takeMsg(std::string_view text, MessageHeader& header, std::string& body,
                    const SocketAddress& sender);
+    bool fitsDatagram(const std::string& text) const;
     Fcodes sendText(int socket, const std::string& text, const SocketAddress& receiver,
                     int retryDelay, int tries);
     Fcodes sendEventText(const std::string& observerPath, const std::string& text, int timeout,
@@ -135,7 +136,8 @@ private:
     Fcodes lookOnceMore(Fcodes failure, const std::string& responderPath,
                         const MessageHeader& requestHeader, MessageHeader& responseHeader,
                         std::string& responseBody);
-    void fileForOwner(int ownId, const MessageHeader& header, FiledResponse response);
+    void fileForOwner(const MessageHeader& header, const std::string& body,
+                      const std::string& sender);
     static void logStored(const ResponseHistory::Sizes& sizes);
 
     std::string mSockName = "sockName";
@@ -143,7 +145,7 @@ private:
     std::string mSendSockName = "sendSockName";
     DatagramSocket mSendSocket;
     std::string mTaskName = "tCom";
-    std::size_t mSendLimit = static_cast<std::size_t>(-1); // of the receive socket
+    std::size_t mSendLimit = static_cast<std::size_t>(-1); // no longer text is sent
 
     std::atomic<IDataHolder*> mDataHolder{nullptr};
 

@@ -26,8 +26,7 @@ void takeFiled(const FiledResponse& filed, MessageHeader& header, std::string& b
 {
     header = MessageHeader();
     header.initFromString(filed.header);
-    if (header.Size > 0 || !filed.body.empty())
-        body = filed.body;
+    body = filed.body;
 }
 
 } // namespace
@@ -62,7 +61,7 @@ Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
 {
     const std::lock_guard guard(mMutex);
     FiledResponse filed;
-    while (!mHistory.findAnswer(requestHeader.ID, filed)) {
+    while (!mHistory.findAnswer(requestHeader.ID, responderPath, filed)) {
         MessageHeader header;
         std::string body;
         SocketAddress from;
@@ -80,7 +79,7 @@ Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
         DBG_LOG(SEV_ERROR) << "sendRequest: Responder=" << sender << "!=" << responderPath
                            << " or respID=" << header.ID << "!=" << requestHeader.ID
                            << " retries left=" << tries;
-        fileForOwner(requestHeader.ID, header, {headerText(header), std::move(body), sender});
+        fileForOwner(header, body, sender);
     }
     DBG_LOG(SEV_SYS) << "sendRequest: **** found in history *** id=" << requestHeader.ID
                      << " sender=" << filed.sender << " resp=" << filed.body;
@@ -93,7 +92,7 @@ Fcodes DataCommunicator::lookOnceMore(Fcodes failure, const std::string& respond
                                       MessageHeader& responseHeader, std::string& responseBody)
 {
     FiledResponse filed;
-    if (mHistory.findAnswer(requestHeader.ID, filed)) {
+    if (mHistory.findAnswer(requestHeader.ID, responderPath, filed)) {
         DBG_LOG(SEV_ERROR) << "sendRequest: **** found in history after read=err *** id="
                            << requestHeader.ID << " sender=" << filed.sender
                            << " resp=" << filed.body;
@@ -109,14 +108,12 @@ Fcodes DataCommunicator::lookOnceMore(Fcodes failure, const std::string& respond
     return failure;
 }
 
-void DataCommunicator::fileForOwner(int ownId, const MessageHeader& header, FiledResponse response)
+void DataCommunicator::fileForOwner(const MessageHeader& header, const std::string& body,
+                                    const std::string& sender)
 {
+    logStored(mHistory.storeRead(header.ID, {headerText(header), body, sender}));
     DBG_LOG(SEV_SYS) << "sendRequest: **** stored in history *** id=" << header.ID
-                     << " sender=" << response.sender << " resp=" << response.body;
-    // Under the reader's own identifier it can only come from another path: it must neither be
-    // handed back to the reader nor stand in the way of the responder's own answer.
-    logStored(header.ID == ownId ? mHistory.storeForeign(header.ID, std::move(response))
-                                 : mHistory.store(header.ID, std::move(response)));
+                     << " sender=" << sender << " resp=" << body;
 }
 
 Fcodes DataCommunicator::requestCommand(const std::string& responderPath,

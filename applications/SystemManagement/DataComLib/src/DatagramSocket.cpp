@@ -13,6 +13,7 @@ namespace
 {
 
 constexpr std::size_t kFamilySize = sizeof(sa_family_t);
+constexpr int kDatagramOverhead = 32; // what the kernel keeps of the send buffer
 
 } // namespace
 
@@ -76,7 +77,13 @@ std::size_t DatagramSocket::sendLimit() const
     socklen_t length = sizeof size;
     if (getsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUF, &size, &length) != 0 || size < 0)
         return std::numeric_limits<std::size_t>::max();
-    return static_cast<std::size_t>(size);
+    return static_cast<std::size_t>(std::max(size - kDatagramOverhead, 0));
+}
+
+void DatagramSocket::growSendBuffer(int bytes)
+{
+    if (setsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUFFORCE, &bytes, sizeof bytes) != 0)
+        setsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes);
 }
 
 WaitResult waitReadable(int descriptor, int timeout)

@@ -59,6 +59,10 @@ public:
     /// No datagram of more bytes than this can be sent.
     std::size_t sendLimit() const;
 
+    /// Lets more bytes wait unread at receivers: as many as asked with the capability for it, else
+    /// as many as the system allows.
+    void growSendBuffer(int bytes);
+
 private:
     int mDescriptor = -1;
 };

@@ -35,23 +35,31 @@ protected:
 
     /// Adds every complete "Parameter" element of the text to those already here. An incomplete
     /// one is skipped, and `report` is told which of its attributes, "Name" or "Value", is missing.
+    /// After some reports it is told no more: each repeats the whole text, and a hostile one of
+    /// thousands of incomplete elements would keep the responder busy with logging.
     template <typename Report>
     void readParams(const std::string& text, Report report)
     {
         SegmentWalk elements(text, "Parameter");
         std::string_view element;
+        auto reportSome = [&report, left = kMostReports](const char* missing) mutable {
+            if (left-- > 0)
+                report(missing);
+        };
         while (elements.next(element)) {
             std::string_view name;
             std::string_view value;
             if (findPropertyValue(element, 0, "Name", name) == std::string::npos)
-                report("Name");
+                reportSome("Name");
             else if (findPropertyValue(element, 0, "Value", value) == std::string::npos)
-                report("Value");
+                reportSome("Value");
             else
                 addParam(std::string(name), std::string(value));
         }
     }
 
 private:
+    static constexpr int kMostReports = 32;
+
     ParamMap mParams;
 };

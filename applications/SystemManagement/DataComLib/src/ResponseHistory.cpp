@@ -15,11 +15,11 @@ ResponseHistory::Sizes ResponseHistory::store(int id, FiledResponse response)
     return file(id, {std::move(response), false});
 }
 
-ResponseHistory::Sizes ResponseHistory::storeForeign(int id, FiledResponse response)
+ResponseHistory::Sizes ResponseHistory::storeRead(int id, FiledResponse response)
 {
     const std::lock_guard guard(mMutex);
     const auto filed = mEntries.find(id);
-    if (filed != mEntries.end() && !filed->second.foreign)
+    if (filed != mEntries.end() && !filed->second.readByRequester)
         return {mOrder.size(), mEntries.size()};
     return file(id, {std::move(response), true});
 }
@@ -34,13 +34,17 @@ bool ResponseHistory::find(int id, FiledResponse& response) const
     return true;
 }
 
-bool ResponseHistory::findAnswer(int id, FiledResponse& response) const
+bool ResponseHistory::findAnswer(int id, const std::string& responderPath,
+                                 FiledResponse& response) const
 {
     const std::lock_guard guard(mMutex);
     const auto filed = mEntries.find(id);
-    if (filed == mEntries.end() || filed->second.foreign)
+    if (filed == mEntries.end())
         return false;
-    response = filed->second.response;
+    const Entry& entry = filed->second;
+    if (entry.readByRequester && entry.response.sender != responderPath)
+        return false;
+    response = entry.response;
     return true;
 }
 

@@ -30,18 +30,20 @@ public:
     /// under the same identifier is replaced, and its turn to go stays what it was.
     Sizes store(int id, FiledResponse response);
 
-    /// Files what somebody other than the responder sent under a request's own identifier. It never
-    /// replaces a proper answer, and findAnswer() passes it over.
-    Sizes storeForeign(int id, FiledResponse response);
+    /// Files what a requester read and was not the answer that it waited for. It never replaces
+    /// what the responder has filed.
+    Sizes storeRead(int id, FiledResponse response);
 
-    /// False when there is nothing filed, or nothing but a foreign answer. The answer stays filed.
+    /// What is filed, which stays filed; false when there is nothing. findAnswer() passes over what
+    /// a requester read from another path than the one that was asked: anybody may send anything to
+    /// the send socket, under any identifier.
     bool find(int id, FiledResponse& response) const;
-    bool findAnswer(int id, FiledResponse& response) const;
+    bool findAnswer(int id, const std::string& responderPath, FiledResponse& response) const;
 
 private:
     struct Entry {
         FiledResponse response;
-        bool foreign;
+        bool readByRequester;
     };
 
     Sizes file(int id, Entry entry);
