@@ -77,10 +77,8 @@ void FakeChannels::serve()
         header.initFromString(text);
         getSegment(text, 0, "Command", element);
         command.initFromString(element);
-        {
-            const std::lock_guard guard(mMutex);
-            mCommands.push_back(element + "\n"); // the element's own line end
-        }
+        const std::lock_guard guard(mMutex);
+        mCommands.push_back(element + "\n"); // the element's own line end
         header.Fcode = mAnswer(command);
         header.Type = "ACK";
         header.Size = 0;
@@ -100,8 +98,8 @@ ManagerFixture::ManagerFixture() : mManager(makeManager()), mObserver(bindSocket
         command.getParam("File", file);
         if (command.ID == "STORE_CHANNELS" && mWriteFile)
             placeFile(file);
-        if (command.ID == "LOAD_CHANNELS" && mDuringLoad)
-            mDuringLoad();
+        if (const auto during = mDuringLoad; command.ID == "LOAD_CHANNELS" && during)
+            during();
         return mChannelsResult;
     });
 }
@@ -110,7 +108,9 @@ ManagerFixture::~ManagerFixture() { close(mObserver); }
 
 void ManagerFixture::start()
 {
+    mChannels->sync();
     mManager.init();
+    mChannels->sync();
     mManager.getDataCommunicator().subscribe(kObserver);
 }
 
@@ -129,7 +129,10 @@ Fcodes ManagerFixture::run(const std::string& id,
                            const std::map<std::string, std::string>& parameters)
 {
     std::string response;
-    return mManager.execute(element(id, parameters), response);
+    mChannels->sync();
+    const Fcodes result = mManager.execute(element(id, parameters), response);
+    mChannels->sync();
+    return result;
 }
 
 std::vector<std::string> ManagerFixture::events()

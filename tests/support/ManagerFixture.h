@@ -29,13 +29,17 @@ public:
     /// The command elements that have come so far.
     std::vector<std::string> commands();
 
+    /// What this thread has written is seen by the answers from here on, and the other way round:
+    /// a datagram alone puts no order between memory accesses.
+    void sync() { const std::lock_guard guard(mMutex); }
+
 private:
     void serve();
 
     Answer mAnswer;
     int mSocket;
     std::atomic<bool> mStop{false};
-    std::mutex mMutex; // guards mCommands
+    std::recursive_mutex mMutex; // guards mCommands, and is held while an answer is made up
     std::vector<std::string> mCommands;
     std::thread mThread;
 };

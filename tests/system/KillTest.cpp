@@ -72,13 +72,13 @@ protected:
     }
 
     /// Saves one configuration after the other until told to stop; those that were acknowledged.
-    void storm(int rows, const std::atomic<bool>& stop)
+    void storm(int rows, std::mt19937::result_type seed, const std::atomic<bool>& stop)
     {
         DatagramSocket client;
         SocketAddress daemon;
         ASSERT_TRUE(client.open() && client.bind("/tmp/sockStorm"));
         ASSERT_TRUE(daemon.assign("/tmp/sockCfg"));
-        std::mt19937 random(mRandom());
+        std::mt19937 random(seed);
         for (int id = 1; !stop; ++id) {
             // Half of the saves replace a configuration, half bring a new one.
             const auto row = random() % 2 == 0 ? random() % static_cast<unsigned>(rows)
@@ -165,7 +165,7 @@ TEST_P(KillTest, CatalogueIsWholeAndHoldsEveryAcknowledgedConfiguration)
         mAcknowledged.clear();
         device.startCfgManager({"-v", "5"});
         std::atomic<bool> stop{false};
-        std::thread saving([&] { storm(rows, stop); });
+        std::thread saving([&, seed = mRandom()] { storm(rows, seed, stop); });
         std::this_thread::sleep_for(std::chrono::microseconds(mRandom() % 40000));
         device.cutCfgManager();
         stop = true;
