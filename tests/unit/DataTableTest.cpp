@@ -57,8 +57,9 @@ TEST_F(DataTableTest, RowIdsStartAtOneAndFreeOnesAreFoundInGapsAndAtTheEnd)
     EXPECT_EQ(table.appendNewRow(), 7); // nothing lies behind the highest id there is
     table.doDeleteAllRows();
     haveRows({-3});
-    EXPECT_EQ(table.newRow(), 1);
-    EXPECT_EQ(table.appendNewRow(), 2);
+    EXPECT_EQ(table.appendNewRow(), 1);
+    haveRows({3});
+    EXPECT_EQ(table.newRow(), 2);
 }
 
 TEST_F(DataTableTest, TheThreeWalksPassOverDifferentRows)
@@ -154,7 +155,9 @@ TEST_F(DataTableTest, NewRowOnAnExistingIdLeavesTheRowUnlessItIsReused)
     EXPECT_EQ(cell(1, "Mode").getStrVal(), "On");
     expectLogged({"INFO DataTable:newRow: adding to rowId=1 col=Mode val=0 str=Off"});
 
+    table.acceptChanges();
     table.newRow(1, nullptr, true);
+    EXPECT_EQ(state(1), STATE_MODIFIED);
     EXPECT_EQ(cell(1, "Limit").getIntVal(), 40);
     EXPECT_EQ(cell(1, "Mode").getStrVal_copy(), "On");
     expectLogged({});
