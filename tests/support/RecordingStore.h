@@ -5,11 +5,14 @@
 
 #include "IDataSets.h"
 
+#include <json/value.h>
+#include <json/writer.h>
 #include <sstream>
 
 class RecordingStore : public IDataSets
 {
     using In = const std::string&;
+    using Request = const Json::Value&;
     using Texts = std::vector<std::string>;
 
 public:
@@ -78,6 +81,10 @@ public:
     bool isChangedInstance(In a, In b, int c) override { return record("isChangedInstance", a, b, c) != FC_OK; }
     bool isChangedProperty(In a, In b, In c, In d) override { return record("isChangedProperty", a, b, c, d) != FC_OK; }
     bool isChangedProperty(In a, In b, In c, int d) override { return record("isChangedProperty", a, b, c, d) != FC_OK; }
+    Fcodes setParams(Request a, Json::Value& b) override { return fill(b), record("setParams", a); }
+    Fcodes getParams(Request a, Json::Value& b) override { return fill(b), record("getParams", a); }
+    Fcodes fetchPropertyNames(Request a, Json::Value& b) override { return fill(b), record("fetchPropertyNames", a); }
+    Fcodes fetchComponentKeys(Request a, Json::Value& b) override { return fill(b), record("fetchComponentKeys", a); }
     Fcodes commit() override { return record("commit"); }
     Fcodes commitComponent(In a, In b) override { return record("commitComponent", a, b); }
     Fcodes rollback() override { return record("rollback"); }
@@ -108,6 +115,7 @@ private:
     static void fill(int& value) { value = 7; }
     static void fill(bool& value) { value = true; }
     static void fill(std::string& value) { value = "seven"; }
+    static void fill(Json::Value& value) { value = "seven"; }
     static void fill(Texts& value) { value = {"seven"}; }
     static void fill(std::list<std::string>& value) { value = {"seven"}; }
 };

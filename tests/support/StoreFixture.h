@@ -40,11 +40,13 @@ protected:
         return compact(root["components"]);
     }
 
-    static std::string json(const std::string& text)
+    static std::string json(const std::string& text) { return compact(parsed(text)); }
+
+    static Json::Value parsed(const std::string& text)
     {
         Json::Value root;
         EXPECT_TRUE(Json::Reader().parse(quoted(text), root)) << text;
-        return compact(root);
+        return root;
     }
 
     /// The store's lines since the last look, as "ERROR addInstance: ...".
@@ -58,6 +60,13 @@ protected:
         return lines;
     }
 
+    static std::string compact(const Json::Value& value)
+    {
+        std::ostringstream out;
+        out << value;
+        return out.str();
+    }
+
     LogCapture log;
     DataSets store;
 
@@ -68,13 +77,6 @@ private:
             if (c == '\'')
                 c = '"';
         return text;
-    }
-
-    static std::string compact(const Json::Value& value)
-    {
-        std::ostringstream out;
-        out << value;
-        return out.str();
     }
 };
 

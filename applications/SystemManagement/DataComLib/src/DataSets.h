@@ -171,6 +171,14 @@ public:
     bool isChangedProperty(const std::string& dataset, const std::string& component,
                            const std::string& property, int index) override;
 
+    /// Whole JSON requests. A reply ends with the result as "fcode" and "description", and takes
+    /// the place of whatever the caller's value held; getParams and the fetches answer what they
+    /// can and return the last failure, setParams does all or nothing and writes pending values.
+    Fcodes setParams(const Json::Value& request, Json::Value& reply) override;
+    Fcodes getParams(const Json::Value& request, Json::Value& reply) override;
+    Fcodes fetchPropertyNames(const Json::Value& request, Json::Value& reply) override;
+    Fcodes fetchComponentKeys(const Json::Value& request, Json::Value& reply) override;
+
     /// Ends a change. Always FC_OK.
     Fcodes commit() override;
     Fcodes commitComponent(const std::string& dataset, const std::string& component) override;

@@ -13,6 +13,7 @@
 
 #include "Fcodes.h"
 
+#include <json/forwards.h>
 #include <list>
 #include <string>
 #include <vector>
@@ -166,6 +167,14 @@ public:
                                    const std::string& property, const std::string& key) = 0;
     virtual bool isChangedProperty(const std::string& dataset, const std::string& component,
                                    const std::string& property, int index) = 0;
+
+    /// Whole JSON requests. A reply ends with the result as "fcode" and "description", and takes
+    /// the place of whatever the caller's value held; getParams and the fetches answer what they
+    /// can and return the last failure, setParams does all or nothing and writes pending values.
+    virtual Fcodes setParams(const Json::Value& request, Json::Value& reply) = 0;
+    virtual Fcodes getParams(const Json::Value& request, Json::Value& reply) = 0;
+    virtual Fcodes fetchPropertyNames(const Json::Value& request, Json::Value& reply) = 0;
+    virtual Fcodes fetchComponentKeys(const Json::Value& request, Json::Value& reply) = 0;
 
     /// Ends a change. Always FC_OK.
     virtual Fcodes commit() = 0;

@@ -9,6 +9,12 @@ Value* componentIn(Value* tree, const std::string& dataset, const std::string& c
     return member(member(member(tree, dataset), "components"), component);
 }
 
+/// Whether something of that type stands here, or can be put here.
+bool canBe(Json::ValueType type, const Json::Value* value)
+{
+    return value == nullptr || value->isNull() || value->type() == type;
+}
+
 } // namespace
 
 template <typename Value>
@@ -47,6 +53,13 @@ Json::Value* InstanceRef::open(Json::Value* component) const
     return &(*instances)[index];
 }
 
+bool InstanceRef::fits(const Json::Value* component) const
+{
+    if (byIndex())
+        return mIndex >= 0 && canBe(Json::arrayValue, member(component, "instances"));
+    return mKey->empty() || canBe(Json::objectValue, member(component, "instances"));
+}
+
 std::ostream& operator<<(std::ostream& out, const InstanceRef& instance)
 {
     if (instance.byIndex())
@@ -70,4 +83,14 @@ Json::Value* openComponent(Json::Value& tree, const std::string& dataset,
                            const std::string& component)
 {
     return openMember(openMember(openMember(&tree, dataset), "components"), component);
+}
+
+bool ParamRef::fits(const Json::Value& tree) const
+{
+    const Json::Value* document = member(&tree, dataset);
+    const Json::Value* components = member(document, "components");
+    const Json::Value* held = member(components, component);
+    return canBe(Json::objectValue, document) && canBe(Json::objectValue, components) &&
+           canBe(Json::objectValue, held) && instance.fits(held) &&
+           canBe(Json::objectValue, instance.find(held));
 }

@@ -30,6 +30,9 @@ public:
     /// the way, and then nothing has been made.
     Json::Value* open(Json::Value* component) const;
 
+    /// Whether open() would succeed.
+    bool fits(const Json::Value* component) const;
+
     /// Prints the index or the key.
     friend std::ostream& operator<<(std::ostream& out, const InstanceRef& instance);
 
@@ -70,4 +73,7 @@ struct ParamRef {
     {
         return openMember(instance.open(openComponent(tree, dataset, component)), property);
     }
+
+    /// Whether open() would succeed.
+    bool fits(const Json::Value& tree) const;
 };

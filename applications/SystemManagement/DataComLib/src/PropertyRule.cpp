@@ -64,6 +64,18 @@ Fcodes PropertyRule::admit(const std::string& value, const Json::Value& held,
     return FC_OK;
 }
 
+Fcodes PropertyRule::admit(const Json::Value& value, const Json::Value& held,
+                           Json::Value& stored) const
+{
+    if (value.isBool())
+        return admit(value.asBool(), held, stored);
+    if (value.isInt())
+        return admit(value.asInt(), held, stored);
+    if (value.isString() && (isType("string") || isType("enum")))
+        return admit(value.asString(), held, stored);
+    return FC_WRONG_TYPE;
+}
+
 const Json::Value& PropertyRule::type() const
 {
     const Json::Value* type = member(mDefinition, "type");
@@ -76,12 +88,13 @@ Json::Value PropertyRule::defaultValue() const
     return value == nullptr ? Json::Value("0") : *value;
 }
 
-bool PropertyRule::isType(std::string_view name) const
+bool PropertyRule::hasText(std::string_view name, std::string_view text) const
 {
+    const Json::Value* value = member(mDefinition, name);
     const char* begin = nullptr;
     const char* end = nullptr;
-    return type().isString() && type().getString(&begin, &end) &&
-           std::string_view(begin, static_cast<std::size_t>(end - begin)) == name;
+    return value != nullptr && value->isString() && value->getString(&begin, &end) &&
+           std::string_view(begin, static_cast<std::size_t>(end - begin)) == text;
 }
 
 template <typename Value>

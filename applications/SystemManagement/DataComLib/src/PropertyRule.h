@@ -23,6 +23,12 @@ public:
     Fcodes admit(bool value, const Json::Value& held, Json::Value& stored) const;
     Fcodes admit(const std::string& value, const Json::Value& held, Json::Value& stored) const;
 
+    /// The same for a value from a JSON request, which says its type itself: no text is converted.
+    Fcodes admit(const Json::Value& value, const Json::Value& held, Json::Value& stored) const;
+
+    /// True when the definition's "access" is "RO". Only JSON requests mind it.
+    bool isReadOnly() const { return hasText("access", "RO"); }
+
     /// The definition's "type" as it stands in the document; null when it has none.
     const Json::Value& type() const;
 
@@ -30,7 +36,8 @@ public:
     Json::Value defaultValue() const;
 
 private:
-    bool isType(std::string_view name) const;
+    bool hasText(std::string_view name, std::string_view text) const;
+    bool isType(std::string_view name) const { return hasText("type", name); }
     template <typename Value>
     bool isEnumerated(const Value& value) const;
 
