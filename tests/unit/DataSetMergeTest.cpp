@@ -46,6 +46,36 @@ TEST_F(DataSetMergeTest, WithoutBothSetsOfComponentsNothingIsDone)
     EXPECT_EQ(json("{'C': {}}"), committed());
 }
 
+TEST_F(DataSetMergeTest, AReferenceOfAWrongShapeRemovesNothing)
+{
+    const std::string stored = "{'C': {'properties': {'p': {}}, 'instances': {'k': {'p': 1}}}}";
+    load(stored);
+    for (const char* components : {"[]", "'x'", "{'C': []}", "{'C': null}", "{'C': 7}",
+                                   "{'C': {'properties': []}}", "{'C': {'properties': 'x'}}"}) {
+        write("/tmp/ref.json", std::string("{'components': ") + components + "}");
+        ASSERT_EQ(FC_OK, store.loadDataSet("R", "/tmp/ref.json"));
+        logged();
+        EXPECT_EQ(FC_UNAVAILABLE, store.updateDataSet("D", "R", false, true, false)) << components;
+        EXPECT_EQ("ERROR updateDataSet: Exc: Couldn't update dataset src=D", logged().back());
+        EXPECT_EQ(json(stored), committed()) << components;
+    }
+}
+
+TEST_F(DataSetMergeTest, AValueThatAnInstanceLacksComesBackAndAFullSetStaysQuiet)
+{
+    keepAbsent = false;
+    expectUpdate(
+        "{'C': {'properties': {'p': {'default': 5}}, 'instances': {'a': {'p': 1}, 'b': {}}}}",
+        "{'C': {'properties': {'p': {'default': 5}}}}",
+        "{'C': {'properties': {'p': {'default': 5}}, "
+        "'instances': {'a': {'p': 1}, 'b': {'p': 5}}}}",
+        {"Updating existing comp=C in src_dataset=D", "Values are objects with keys in comp=C",
+         "Testing value key=a", "Found value=1", "Testing value key=b",
+         "Adding default value key=b", "Removing non-existent properties from comp=C",
+         "Testing property=p", "Looking for components to remove from src_dataset=D",
+         "Looking to Remove comp=C"});
+}
+
 TEST_F(DataSetMergeTest, MissingComponentsComeWholeAndExistingOnesKeepTheirInstances)
 {
     expectUpdate("{'B': {'properties': {}, 'instances': {'k': {'v': 1}}}}",
@@ -59,14 +89,14 @@ TEST_F(DataSetMergeTest, ANewPropertyCompletesKeyedInstancesByItsType)
 {
     expectUpdate(
         R"({'C': {'properties': {'o': {'type': 'integer', 'default': 1}},
-                  'instances': {'a': {'o': 1}, 'b': {'o': 2, 'n': 7}, 'c': {}, 'd': 5}}})",
+                  'instances': {'a': {'o': 1}, 'b': {'o': 2, 'n': 7}, 'c': {'o': 3}, 'd': 5}}})",
         R"({'C': {'properties': {'o': {'type': 'integer', 'default': 9},
                                  'n': {'type': 'integer', 'default': 3}},
                   'instances': {'c': {'n': 8}}}})",
         R"({'C': {'properties': {'o': {'type': 'integer', 'default': 9},
                                  'n': {'type': 'integer', 'default': 3}},
-                  'instances': {'a': {'o': 1, 'n': 3}, 'b': {'o': 2, 'n': 7}, 'c': {'n': 8},
-                                'd': 5}}})",
+                  'instances': {'a': {'o': 1, 'n': 3}, 'b': {'o': 2, 'n': 7},
+                                'c': {'o': 3, 'n': 8}, 'd': 5}}})",
         {"Updating existing comp=C in src_dataset=D", "Adding property=n",
          "Values are objects with keys in comp=C", "Testing value key=a",
          "Adding default value key=a", "Testing value key=b", "Found value=7",
@@ -87,7 +117,7 @@ TEST_F(DataSetMergeTest, AReferenceValueIsTakenInTheFormOfTheNewType)
              Case{"string", "5", "'5'", {"Found value=5", "Adding string value=5"}},
              Case{"enum", "'e'", "'e'", {"Found value=e", "Adding enum value=e"}},
              Case{"integer", "'x'", "'d'", {"Found value=x", "Adding default value key=k"}},
-             Case{"other", "1", "'d'", {"Found value=1", "Adding default value key=k"}},
+             Case{"other", "1", "'1'", {"Found value=1", "Adding string value=1"}},
          }) {
         SCOPED_TRACE(c.type);
         const std::string properties =

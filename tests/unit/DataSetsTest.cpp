@@ -298,7 +298,10 @@ TEST_F(DataSetsTest, ARefusedDatasetLeavesTheStoreLockedOnceMore)
         Fcodes addDataSet(const std::string&) override { return FC_ACCESS_DENIED; }
     } refusing;
     EXPECT_EQ(FC_NO_SUCH_NAME, refusing.addComponent("D", "C"));
-    auto other = std::async(std::launch::async, [&refusing] { return refusing.isChanged(); });
+    auto other = std::async(std::launch::async, [&refusing] {
+        EXPECT_FALSE(refusing.isChanged()); // asks without waiting
+        return refusing.hasInstance("D", "C", 0);
+    });
     EXPECT_EQ(std::future_status::timeout, other.wait_for(std::chrono::milliseconds(20)));
     refusing.unlock();
     EXPECT_FALSE(other.get());

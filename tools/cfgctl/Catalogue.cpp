@@ -117,7 +117,7 @@ Answer Catalogue::read(const std::string& name, Configuration& configuration)
 Answer Catalogue::readAutoStart(std::string& name)
 {
     const std::string items = itemElements({"Name"});
-    const Answer answer = mClient.getData(dataRequest(kAutoStart, rowElement("", items)), mTimeout);
+    Answer answer = mClient.getData(dataRequest(kAutoStart, rowElement("", items)), mTimeout);
     if (answer.ok())
         for (const Configuration& row : parseRows(answer.body))
             name = row.text("Name");
@@ -130,7 +130,7 @@ Answer Catalogue::readNames(std::vector<std::string>& names)
         names = storedNames();
         return {true, FC_OK, ""};
     }
-    const Answer answer = mClient.getData(dataRequest(kTable, itemElements({"Name"})), mTimeout);
+    Answer answer = mClient.getData(dataRequest(kTable, itemElements({"Name"})), mTimeout);
     if (answer.ok())
         for (const Configuration& row : parseRows(answer.body))
             names.push_back(row.name);

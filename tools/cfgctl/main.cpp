@@ -68,7 +68,7 @@ public:
     }
 
 private:
-    CLI::App& add(const char* name, const char* help, Action action)
+    CLI::App& add(const char* name, const char* help, const Action& action)
     {
         CLI::App* command = mApp.add_subcommand(name, help);
         command->callback([this, action] { mAction = action; });

@@ -44,6 +44,8 @@ Fcodes DataHolder::acceptChanges()
 
 Fcodes DataHolder::rollbackChanges()
 {
+    // Kept on purpose: peers count on a failed SET rolling back tables only; what is pending in the
+    // store stays until its own rollback().
     for (const auto& [name, dataSet] : mDataSets)
         dataSet->rollbackChanges();
     return FC_OK;

@@ -4,6 +4,8 @@
 #include "JsonMember.h"
 #include "PropertyRule.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -36,15 +38,36 @@ std::vector<std::string> memberNames(const Json::Value& value)
 
 bool lacks(const Json::Value& instance, const std::string& property)
 {
-    return instance.isObject() && !instance.isMember(property);
+    return instance.isObject() && member(&instance, property) == nullptr;
 }
 
 bool has(const Json::Value& instance, const std::string& property)
 {
-    return instance.isObject() && instance.isMember(property);
+    return member(&instance, property) != nullptr;
+}
+
+/// A value that somebody took out by hand comes back; a boot with nothing to mend stays quiet.
+bool isLackedAnywhere(const std::string& property, Json::Value& component)
+{
+    const Instances instances(component);
+    if (instances.single != nullptr)
+        return lacks(*instances.single, property);
+    const Json::Value* many = instances.keyed != nullptr ? instances.keyed : instances.indexed;
+    return many != nullptr && std::any_of(many->begin(), many->end(), [&](const Json::Value& one) {
+               return lacks(one, property);
+           });
 }
 
 } // namespace
+
+bool DataSetMerge::isReference(const Json::Value& components)
+{
+    return components.isObject() &&
+           std::all_of(components.begin(), components.end(), [](const Json::Value& component) {
+               const Json::Value* properties = member(&component, "properties");
+               return component.isObject() && (properties == nullptr || properties->isObject());
+           });
+}
 
 Fcodes DataSetMerge::run(const Options& options)
 {
@@ -120,7 +143,7 @@ Fcodes DataSetMerge::mergeProperties(const std::string& component, Json::Value& 
         if (missing && !takesAll)
             DBG_LOG(SEV_ERROR) << "updateDataSet: Adding property=" << property;
         *openMember(properties, property) = *definition;
-        if (missing)
+        if (missing || isLackedAnywhere(property, src))
             completeInstances(component, property, src, ref);
     }
     return FC_OK;
@@ -185,12 +208,13 @@ bool DataSetMerge::takeReferenceValue(const PropertyRule& rule, const Json::Valu
     } else if (type == "boolean" && offered->isConvertibleTo(Json::booleanValue)) {
         value = offered->asBool();
         DBG_LOG(SEV_ERROR) << "updateDataSet: Adding boolean value=" << value.asBool();
-    } else if (type == "string" && offered->isConvertibleTo(Json::stringValue)) {
-        value = offered->asString();
-        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding string value=" << value.asString();
     } else if (type == "enum") {
         value = *offered;
         DBG_LOG(SEV_ERROR) << "updateDataSet: Adding enum value=" << textOf(offered);
+    } else if (type != "integer" && type != "boolean" &&
+               offered->isConvertibleTo(Json::stringValue)) {
+        value = offered->asString();
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding string value=" << value.asString();
     } else {
         return false;
     }
@@ -210,7 +234,7 @@ void DataSetMerge::removeAbsentProperties(const std::string& component, Json::Va
         if (member(kept, property) != nullptr)
             continue;
         DBG_LOG(SEV_ERROR) << "updateDataSet: Removing property=" << property;
-        properties->removeMember(property);
+        dropMember(properties, property);
         removeValues(property, src);
     }
 }
@@ -227,7 +251,7 @@ void DataSetMerge::removeValues(const std::string& property, Json::Value& src)
                 continue;
             DBG_LOG(SEV_ERROR) << "updateDataSet: Removing value from key=" << instance.name()
                                << " in ref_dataset=" << mRefName;
-            instance->removeMember(property);
+            dropMember(&*instance, property);
         }
     } else if (instances.indexed != nullptr) {
         for (Json::ArrayIndex index = 0; index < instances.indexed->size(); ++index) {
@@ -236,12 +260,12 @@ void DataSetMerge::removeValues(const std::string& property, Json::Value& src)
                 continue;
             DBG_LOG(SEV_ERROR) << "updateDataSet: Removing value from ind=" << index
                                << " in ref_dataset=" << mRefName;
-            instance.removeMember(property);
+            dropMember(&instance, property);
         }
     } else if (instances.single != nullptr && has(*instances.single, property)) {
         DBG_LOG(SEV_ERROR) << "updateDataSet: Removing value from single inst prop=" << property
                            << " in ref_dataset=" << mRefName;
-        instances.single->removeMember(property);
+        dropMember(instances.single, property);
     }
 }
 
@@ -254,6 +278,6 @@ void DataSetMerge::removeAbsentComponents()
         if (member(&mRef, component) != nullptr)
             continue;
         DBG_LOG(SEV_ERROR) << "updateDataSet: Removing comp=" << component;
-        mSrc.removeMember(component);
+        dropMember(&mSrc, component);
     }
 }

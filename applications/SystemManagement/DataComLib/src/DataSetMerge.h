@@ -20,6 +20,10 @@ public:
         bool replaceInstances; // instances become those of the reference, where it has any
     };
 
+    /// True when the components can serve as a reference. One of a wrong shape must not: it would
+    /// count as lacking everything, and all that is stored would be removed.
+    static bool isReference(const Json::Value& components);
+
     /// Works on the "components" objects of the two datasets; the names are for the report.
     DataSetMerge(const std::string& srcName, const std::string& refName, Json::Value& src,
                  const Json::Value& ref)

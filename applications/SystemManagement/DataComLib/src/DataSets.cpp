@@ -9,6 +9,7 @@
 #include <json/reader.h>
 #include <json/writer.h>
 #include <sstream>
+#include <stdexcept>
 
 namespace
 {
@@ -176,11 +177,13 @@ Fcodes DataSets::updateDataSet(const std::string& src, const std::string& ref, b
         }
         Json::Value* srcComponents = member(srcDataSet, "components");
         const Json::Value* refComponents = member(member(&mDataSets, ref), "components");
-        if (srcComponents == nullptr || refComponents == nullptr) {
+        if (srcComponents == nullptr || !srcComponents->isObject() || refComponents == nullptr) {
             DBG_LOG(SEV_ERROR) << "updateDataSet: Not found Components in src=" << src
                                << " OR ref=" << ref;
             return FC_NO_SUCH_NAME;
         }
+        if (!DataSetMerge::isReference(*refComponents))
+            throw std::invalid_argument("not a reference");
         return DataSetMerge(src, ref, *srcComponents, *refComponents)
             .run({keepAbsent, mergeProperties, replaceInstances});
     } catch (const std::exception&) {

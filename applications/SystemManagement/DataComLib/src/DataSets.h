@@ -20,6 +20,7 @@
 #include <map>
 #include <mutex>
 #include <pthread.h>
+#include <shared_mutex>
 
 class InstanceFilter;
 
@@ -242,10 +243,11 @@ private:
     void commitInstance(const std::string& dataset, const std::string& component,
                         const InstanceRef& instance, const Json::Value& copy);
 
-    Json::Value mDataSets;     // committed documents, by dataset name
-    Json::Value mChanges;      // working copies, of the same shape
-    pthread_mutex_t mMutex;    // recursive; guards both trees and mCopies
-    std::uint64_t mCopies = 0; // numbers the copies that are made to be stored
+    Json::Value mDataSets;           // committed documents, by dataset name
+    Json::Value mChanges;            // working copies, of the same shape
+    pthread_mutex_t mMutex;          // recursive; guards both trees and mCopies
+    std::shared_mutex mChangesMutex; // taken after mMutex to change mChanges; alone by isChanged…()
+    std::uint64_t mCopies = 0;       // numbers the copies that are made to be stored
 
     // Serialises the writing of files. Who holds it never takes mMutex, because a caller may hold
     // mMutex around storeDataSet().

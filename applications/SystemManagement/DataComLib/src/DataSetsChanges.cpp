@@ -3,6 +3,9 @@
 #include "DataSets.h"
 #include "DbgLine.h"
 
+#include <mutex>
+#include <shared_mutex>
+
 namespace
 {
 
@@ -15,6 +18,7 @@ const std::string kSingleInstance;
 void DataSets::touchDataSet(const std::string& dataset)
 {
     const std::lock_guard guard(*this);
+    const std::unique_lock changing(mChangesMutex);
     if (const Json::Value* committed = member(&mDataSets, dataset))
         mChanges[dataset] = *committed;
 }
@@ -22,6 +26,7 @@ void DataSets::touchDataSet(const std::string& dataset)
 void DataSets::untouchDataSet(const std::string& dataset)
 {
     const std::lock_guard guard(*this);
+    const std::unique_lock changing(mChangesMutex);
     dropMember(&mChanges, dataset);
 }
 
@@ -31,6 +36,7 @@ void DataSets::touchComponent(const std::string& dataset, const std::string& com
     const Json::Value* committed = findComponent(mDataSets, dataset, component);
     if (committed == nullptr)
         return;
+    const std::unique_lock changing(mChangesMutex);
     if (Json::Value* copy = openComponent(mChanges, dataset, component))
         *copy = *committed;
 }
@@ -38,52 +44,56 @@ void DataSets::touchComponent(const std::string& dataset, const std::string& com
 void DataSets::untouchComponent(const std::string& dataset, const std::string& component)
 {
     const std::lock_guard guard(*this);
+    const std::unique_lock changing(mChangesMutex);
     dropMember(member(member(&mChanges, dataset), "components"), component);
 }
 
+// The queries do not wait for whoever holds lock(); who needs an answer together with other calls
+// brackets them.
+
 bool DataSets::isChanged()
 {
-    const std::lock_guard guard(*this);
+    const std::shared_lock guard(mChangesMutex);
     return !mChanges.empty();
 }
 
 bool DataSets::isChangedDataSet(const std::string& dataset)
 {
-    const std::lock_guard guard(*this);
+    const std::shared_lock guard(mChangesMutex);
     return member(&mChanges, dataset) != nullptr;
 }
 
 bool DataSets::isChangedComponent(const std::string& dataset, const std::string& component)
 {
-    const std::lock_guard guard(*this);
+    const std::shared_lock guard(mChangesMutex);
     return findComponent(mChanges, dataset, component) != nullptr;
 }
 
 bool DataSets::isChangedInstance(const std::string& dataset, const std::string& component,
                                  const std::string& key)
 {
-    const std::lock_guard guard(*this);
+    const std::shared_lock guard(mChangesMutex);
     return InstanceRef(key).find(findComponent(mChanges, dataset, component)) != nullptr;
 }
 
 bool DataSets::isChangedInstance(const std::string& dataset, const std::string& component,
                                  int index)
 {
-    const std::lock_guard guard(*this);
+    const std::shared_lock guard(mChangesMutex);
     return InstanceRef(index).find(findComponent(mChanges, dataset, component)) != nullptr;
 }
 
 bool DataSets::isChangedProperty(const std::string& dataset, const std::string& component,
                                  const std::string& property, const std::string& key)
 {
-    const std::lock_guard guard(*this);
+    const std::shared_lock guard(mChangesMutex);
     return ParamRef{dataset, component, property, InstanceRef(key)}.find(mChanges) != nullptr;
 }
 
 bool DataSets::isChangedProperty(const std::string& dataset, const std::string& component,
                                  const std::string& property, int index)
 {
-    const std::lock_guard guard(*this);
+    const std::shared_lock guard(mChangesMutex);
     return ParamRef{dataset, component, property, InstanceRef(index)}.find(mChanges) != nullptr;
 }
 
@@ -97,6 +107,7 @@ Fcodes DataSets::commit()
         for (auto copy = components->begin(); copy != components->end(); ++copy)
             commitWorkingCopy(dataset.name(), copy.name(), *copy);
     }
+    const std::unique_lock changing(mChangesMutex);
     mChanges.clear();
     return FC_OK;
 }
@@ -155,6 +166,7 @@ void DataSets::commitInstance(const std::string& dataset, const std::string& com
 Fcodes DataSets::rollback()
 {
     const std::lock_guard guard(*this);
+    const std::unique_lock changing(mChangesMutex);
     mChanges.clear();
     return FC_OK;
 }
@@ -169,6 +181,7 @@ void DataSets::untouchProperty(const std::string& dataset, const std::string& co
                                const std::string& property, const std::string& key)
 {
     const std::lock_guard guard(*this);
+    const std::unique_lock changing(mChangesMutex);
     dropMember(InstanceRef(key).find(findComponent(mChanges, dataset, component)), property);
 }
 
@@ -176,5 +189,6 @@ void DataSets::untouchProperty(const std::string& dataset, const std::string& co
                                const std::string& property, int index)
 {
     const std::lock_guard guard(*this);
+    const std::unique_lock changing(mChangesMutex);
     dropMember(InstanceRef(index).find(findComponent(mChanges, dataset, component)), property);
 }

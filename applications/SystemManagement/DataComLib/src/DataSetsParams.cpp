@@ -130,6 +130,7 @@ Fcodes DataSets::writeCommitted(const ParamRef& at, Json::Value& held, Json::Val
 Fcodes DataSets::writePending(const WriteOperation& operation, const ParamRef& at,
                               Json::Value& value)
 {
+    const std::unique_lock changing(mChangesMutex);
     Json::Value* pending = at.open(mChanges);
     if (pending == nullptr) {
         DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component

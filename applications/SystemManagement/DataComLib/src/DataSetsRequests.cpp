@@ -101,8 +101,10 @@ Fcodes DataSets::setParams(const Json::Value& request, Json::Value& reply)
     try {
         ParamsWriter writer(mDataSets, mChanges, request);
         result = writer.check();
-        if (result == FC_OK)
+        if (result == FC_OK) {
+            const std::unique_lock changing(mChangesMutex);
             writer.write();
+        }
     } catch (const std::exception&) {
         DBG_LOG(SEV_ERROR) << "setParams: Exc: Couldn't set request parameters=" << request;
     }

@@ -30,11 +30,13 @@ inline Json::Value* openMember(Json::Value* value, std::string_view name)
     return value->demand(name.data(), name.data() + name.size());
 }
 
-/// Removes the member of that name, if there is one.
-inline void dropMember(Json::Value* value, const std::string& name)
+/// Removes the member of that name, if there is one. (The library's plain form cuts a name at its
+/// first NUL, and would remove another member.)
+inline void dropMember(Json::Value* value, std::string_view name)
 {
+    Json::Value removed;
     if (value != nullptr && value->isObject())
-        value->removeMember(name);
+        value->removeMember(name.data(), name.data() + name.size(), &removed);
 }
 
 /// The value as text; a missing one, or one that has no text form, is the empty text.

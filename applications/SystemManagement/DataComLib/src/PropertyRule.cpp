@@ -23,6 +23,9 @@ int toInt(const std::string& text)
 
 } // namespace
 
+// Kept on purpose: peers count on the definition's type and that of the value held both having to
+// be right; a value of another type is never overwritten by a typed write.
+
 Fcodes PropertyRule::admit(int value, const Json::Value& held, Json::Value& stored) const
 {
     if (isType("integer") && held.isInt()) {
