@@ -9,7 +9,8 @@
 //
 // Results, unless said otherwise: FC_OK; FC_NO_SUCH_NAME when a step of the address is missing;
 // FC_WRONG_TYPE when type or shape forbid it; FC_BAD_VALUE when an enumeration lacks the value;
-// FC_UNAVAILABLE when a file or text is not JSON. On failure nothing is changed or written.
+// FC_UNAVAILABLE when a file or text is not JSON. On failure nothing is changed or written; only
+// updateDataSet() goes on with the other components when one cannot be updated.
 
 #include "Fcodes.h"
 
@@ -21,8 +22,6 @@
 class IDataSets
 {
 public:
-    virtual ~IDataSets() = default;
-
     /// Whole datasets and components. loadDataSet(path) takes the name from the document itself.
     virtual Fcodes loadDataSet(const std::string& path) = 0;
     virtual Fcodes loadDataSet(const std::string& dataset, const std::string& path) = 0;
@@ -181,6 +180,9 @@ public:
     virtual Fcodes commitComponent(const std::string& dataset, const std::string& component) = 0;
     virtual Fcodes rollback() = 0;
     virtual Fcodes rollbackComponent(const std::string& dataset, const std::string& component) = 0;
+
+    virtual ~IDataSets() = default; // its place in the order of the operations
+
     virtual void untouchProperty(const std::string& dataset, const std::string& component,
                                  const std::string& property, const std::string& key) = 0;
     virtual void untouchProperty(const std::string& dataset, const std::string& component,
