@@ -1,18 +1,19 @@
 #pragma once
 
 // A data holder that holds what a test gives it and records what it is asked to do, one line a
-// call: "newRow(Table, 3)". Reads are not recorded; the answers show them. Operations stand in the
-// order of IDataHolder. Set it up before threads use it; the record may be read at any time.
+// call: "newRow(Table, 3)". Reads are not recorded; the answers show them. Set it up before threads
+// use it; the record may be read at any time.
 
-#include "IDataHolder.h"
+#include "DataHolder.h"
+#include "MessageEvent.h"
 
-#include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
-class FakeDataHolder : public IDataHolder
+class FakeDataHolder : public DataHolder
 {
 public:
     using In = const std::string&;
@@ -23,74 +24,83 @@ public:
     std::map<std::string, Texts> instances;      ///< By "data set/component".
     std::map<std::string, std::string> dataSets; ///< The data set of a component.
     std::map<std::string, Fcodes> refusals;      ///< Of setTextParam(), by item.
+    Fcodes commandResult = FC_OK;
+    std::string commandText; ///< The text of its answer.
 
-    /// The answer to a command.
-    std::function<Fcodes(const std::string& command, std::string& result)> onExecute;
+    Texts calls()
+    {
+        const std::lock_guard guard(mCallsMutex);
+        return mCalls;
+    }
 
-    Texts calls();
-    bool waitForCall(const std::string& call);
+    Fcodes execute(In command, std::string& result) override
+    {
+        result = commandText;
+        return record("execute(" + command + ")", commandResult);
+    }
+    Fcodes handle(MessageEvent* event) override
+    {
+        const std::unique_ptr<MessageEvent> owned(event);
+        return record("handle(" + event->ID + ", " + std::to_string(event->Fcode) + ")", FC_OK);
+    }
+    Fcodes doHandle(MessageEvent*) override { return FC_UNSUPPORTED; }
 
-    void init(const std::string& name) override;
-    Fcodes acceptChanges() override;
-    Fcodes rollbackChanges() override;
-    Fcodes execute(const std::string& command, std::string& result) override;
-    Fcodes handle(MessageEvent* event) override;
-    Fcodes doExecute(const std::string& command, std::string& result) override;
-    Fcodes doHandle(MessageEvent* event) override;
-    int newRow(const std::string& table, int rowId) override;
-    int appendNewRow(const std::string& table) override;
-    int getFirstRowIndex(const std::string& table) override;
-    int getNextRowIndex(const std::string& table, int rowId) override;
-    Fcodes deleteRow(const std::string& table, int rowId) override;
-    Fcodes findDataSetWithComponent(std::string& dataset, const std::string& component) override;
-    Fcodes getProperties(const std::string& dataset, const std::string& component,
-                         Texts& names) override;
-    Fcodes getInstances(const std::string& dataset, const std::string& component,
-                        Texts& names) override;
-    Fcodes getTextParam(const std::string& dataset, const std::string& component,
-                        const std::string& property, std::string& value,
-                        const std::string& key) override;
-    Fcodes setTextParam(const std::string& dataset, const std::string& component,
-                        const std::string& property, const std::string& value,
-                        const std::string& key) override;
-
-    // What the communicator never asks.
     // clang-format off
-    Fcodes getIntParam(In, int, In, int*) override { return FC_UNSUPPORTED; }
-    Fcodes getNewIntParam(In, int, In, int*) override { return FC_UNSUPPORTED; }
-    Fcodes getNewStringParam(In, int, In, std::string*) override { return FC_UNSUPPORTED; }
-    Fcodes getParamState(In, int, In, unsigned&) override { return FC_UNSUPPORTED; }
-    Fcodes getParamType(In, In, int&) override { return FC_UNSUPPORTED; }
-    int getLastRowIndex(In) override { return 0; }
-    int getRowsNum(In) override { return 0; }
-    Fcodes getStringParam(In, int, In, std::string*) override { return FC_UNSUPPORTED; }
-    Fcodes requestAddRow(In, In, int, int&, int, int) override { return FC_UNSUPPORTED; }
-    Fcodes requestCommand(In, In, std::string&, int, int) override { return FC_UNSUPPORTED; }
-    Fcodes requestNextRowId(In, In, int, int&, int, int) override { return FC_UNSUPPORTED; }
-    Fcodes requestRemoteIntParam(In, In, int, In, int&) override { return FC_UNSUPPORTED; }
-    Fcodes requestRemoteStringParam(In, In, int, In, std::string&) override { return FC_UNSUPPORTED; }
-    Fcodes requestGetIntParam(In, In, In, In, int&, In) override { return FC_UNSUPPORTED; }
-    Fcodes requestGetTextParam(In, In, In, In, std::string&, In) override { return FC_UNSUPPORTED; }
-    Fcodes requestSetRemoteIntParam(In, In, int, In, int) override { return FC_UNSUPPORTED; }
-    Fcodes requestSetRemoteStringParam(In, In, int, In, In) override { return FC_UNSUPPORTED; }
-    Fcodes setIntParam(In, int, In, int) override { return FC_UNSUPPORTED; }
-    Fcodes setStringParam(In, int, In, In) override { return FC_UNSUPPORTED; }
-    Fcodes initIntParam(In, int, In, int) override { return FC_UNSUPPORTED; }
-    Fcodes initStringParam(In, int, In, In) override { return FC_UNSUPPORTED; }
-    Fcodes addColumnToTable(In, In, In, int, int) override { return FC_UNSUPPORTED; }
-    void addDataSet(In, DataSet*) override {  }
-    DataSet* getDataSet(In) const override { return {}; }
-    DataSet* findDataSetWithTable(In) const override { return {}; }
-    DataTable* findDataTable(In) override { return {}; }
-    std::vector<std::string> getColumnNames(In) override { return {}; }
-    Fcodes getDefValue(In, In, std::string&) override { return FC_UNSUPPORTED; }
-    IDataSets* createDataSets() override { return {}; }
+    Fcodes rollbackChanges() override { return record("rollbackChanges()", FC_OK); }
+    int newRow(In table, int row) override { return record(call("newRow", table, row), row); }
+    int appendNewRow(In table) override { return record("appendNewRow(" + table + ")", 1); }
+    int getFirstRowIndex(In table) override { return record("getFirstRowIndex(" + table + ")", 1); }
+    int getNextRowIndex(In table, int row) override { return record(call("getNextRowIndex", table, row), row + 1); }
+    Fcodes findDataSetWithComponent(std::string& set, In component) override { return find(dataSets, component, set); }
+    Fcodes getProperties(In set, In component, Texts& names) override { return append(properties, set + '/' + component, names); }
+    Fcodes getInstances(In set, In component, Texts& names) override { return append(instances, set + '/' + component, names); }
     // clang-format on
 
-private:
-    template <typename... Args>
-    void record(const std::string& operation, const Args&... args);
+    Fcodes getTextParam(In set, In component, In item, std::string& value, In row) override
+    {
+        return find(values, set + '/' + component + '/' + row + '/' + item, value);
+    }
+    Fcodes setTextParam(In set, In component, In item, In value, In row) override
+    {
+        Fcodes result = FC_OK;
+        find(refusals, item, result);
+        return record("setTextParam(" + set + ", " + component + ", " + item + ", " + value + ", " +
+                          row + ")",
+                      result);
+    }
 
-    std::mutex mMutex; // guards mCalls
+private:
+    template <typename Value>
+    static Fcodes find(const std::map<std::string, Value>& held, const std::string& key, Value& out)
+    {
+        const auto found = held.find(key);
+        if (found == held.end())
+            return FC_NO_SUCH_NAME;
+        out = found->second;
+        return FC_OK;
+    }
+
+    static Fcodes append(const std::map<std::string, Texts>& held, In key, Texts& names)
+    {
+        Texts more;
+        const Fcodes result = find(held, key, more);
+        names.insert(names.end(), more.begin(), more.end());
+        return result;
+    }
+
+    static std::string call(const std::string& operation, In table, int row)
+    {
+        return operation + '(' + table + ", " + std::to_string(row) + ')';
+    }
+
+    template <typename Result>
+    Result record(const std::string& call, Result result)
+    {
+        const std::lock_guard guard(mCallsMutex);
+        mCalls.push_back(call);
+        return result;
+    }
+
+    std::mutex mCallsMutex; // guards mCalls
     Texts mCalls;
 };

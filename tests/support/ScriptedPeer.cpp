@@ -6,31 +6,10 @@
 #include <cerrno>
 #include <gtest/gtest.h>
 
-namespace
-{
-
-constexpr std::size_t kRoom = 300000;
-
-} // namespace
-
 ScriptedPeer::ScriptedPeer(const std::string& path)
 {
     EXPECT_TRUE(mSocket.open());
     EXPECT_TRUE(path.empty() || mSocket.bind(path)) << path << " errno=" << errno;
-}
-
-ScriptedPeer::~ScriptedPeer() { join(); }
-
-void ScriptedPeer::play(std::function<void()> script)
-{
-    join();
-    mScript = std::thread(std::move(script));
-}
-
-void ScriptedPeer::join()
-{
-    if (mScript.joinable())
-        mScript.join();
 }
 
 std::string ScriptedPeer::receiveText()
@@ -40,6 +19,7 @@ std::string ScriptedPeer::receiveText()
         ADD_FAILURE() << "no datagram came";
         return {};
     }
+    constexpr std::size_t kRoom = 300000;
     std::string text(kRoom, '\0');
     const ssize_t count = receiveDatagram(mSocket.descriptor(), text.data(), kRoom, mSender);
     EXPECT_GE(count, 0) << "errno=" << errno;
@@ -56,7 +36,7 @@ ScriptedPeer::Message ScriptedPeer::receive()
     EXPECT_EQ(FC_OK, message.header.initFromString(header)) << message.text;
     if (end != std::string::npos)
         message.body = message.text.substr(end + 1); // behind the header's line end
-    mLast = message.header;
+    mLastId = message.header.ID;
     return message;
 }
 
@@ -92,7 +72,7 @@ std::string ScriptedPeer::answerText(int id, const std::string& type, Fcodes fco
 
 void ScriptedPeer::answer(const std::string& type, Fcodes fcode, const std::string& body)
 {
-    reply(answerText(mLast.ID, type, fcode, body));
+    reply(answerText(mLastId, type, fcode, body));
 }
 
 int ScriptedPeer::fill(const std::string& path)

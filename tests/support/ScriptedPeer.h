@@ -1,15 +1,12 @@
 #pragma once
 
 // A peer that does what a test tells it: a bare datagram socket, bound to a path or to none, that
-// receives, answers, lies or stays silent. play() runs a script on a thread of its own while the
-// test blocks in a request.
+// receives, answers, lies or stays silent.
 
 #include "DatagramSocket.h"
 #include "MessageHeader.h"
 
-#include <functional>
 #include <string>
-#include <thread>
 
 class ScriptedPeer
 {
@@ -23,10 +20,6 @@ public:
     /// An empty path leaves the socket without an address; one that begins with a NUL byte is in
     /// the abstract name space.
     explicit ScriptedPeer(const std::string& path = {});
-    ~ScriptedPeer();
-
-    void play(std::function<void()> script);
-    void join(); ///< The end of the script.
 
     /// The next datagram; the test fails when none comes within the limit.
     Message receive();
@@ -47,6 +40,5 @@ public:
 private:
     DatagramSocket mSocket;
     SocketAddress mSender;
-    MessageHeader mLast;
-    std::thread mScript;
+    int mLastId = 0;
 };

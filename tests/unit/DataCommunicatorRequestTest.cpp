@@ -2,8 +2,11 @@
 #include "MessageEvent.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <gmock/gmock.h>
+#include <thread>
 
 namespace
 {
@@ -11,7 +14,7 @@ namespace
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::Not;
 
 constexpr int kNoWaiting = -1;
@@ -22,31 +25,34 @@ class DataCommunicatorRequestTest : public CommunicatorFixture
 protected:
     static constexpr char kPeer[] = "/tmp/peer";
 
-    /// Sends a command to the peer, which does what the script says; the result.
-    Fcodes request(std::function<void()> script, int tries = 1)
+    /// Sends a command to the peer, which takes it and does what the script says; the result.
+    Fcodes request(const std::function<void()>& script, int timeout = kSeconds, int tries = 1)
     {
-        mPeer.play(std::move(script));
-        const Fcodes result = mCom.requestCommand(kPeer, "C", mBody, kSeconds, tries);
-        mPeer.join();
-        return result;
+        mBody = "untouched";
+        const std::jthread peer([&] {
+            mLastId = mPeer.receive().header.ID;
+            script();
+        });
+        return mCom.requestCommand(kPeer, "C", mBody, timeout, tries);
     }
 
     /// Asks the peer for item "i", which is answered so; the result.
     Fcodes ask(const std::string& type, Fcodes fcode, const std::string& body)
     {
-        mPeer.play([&] {
+        mValue = "untouched";
+        const std::jthread peer([&] {
             mPeer.receive();
             mPeer.answer(type, fcode, body);
         });
-        const Fcodes result = mCom.requestDataItem(kPeer, "T", 3, "i", mValue, kSeconds, 1);
-        mPeer.join();
-        return result;
+        return mCom.requestDataItem(kPeer, "T", 3, "i", mValue, kSeconds, 1);
     }
 
-    std::string header(const std::string& type, const std::string& rest)
+    /// A datagram of the liar to the socket where answers are awaited.
+    void lie(int id) { mLiar.send(kSendSock, message("ACK", "<BODY>lie</BODY>", id)); }
+
+    std::string header(const std::string& rest)
     {
-        return "<HEADER ID=\"" + std::to_string(mLastId) + "\" Type=\"" + type + "\" " + rest +
-               " >\n</HEADER>\n";
+        return "<HEADER ID=\"" + std::to_string(mLastId) + "\" Type=\"" + rest + " >\n</HEADER>\n";
     }
 
     ScriptedPeer mPeer{kPeer};
@@ -76,31 +82,27 @@ TEST_F(DataCommunicatorRequestTest, EveryRequestHasItsText)
         EXPECT_EQ(static_cast<int>(message.body.size()), message.header.Size);
         return message.header.Type + message.body;
     };
+    // clang-format off
     mCom.requestCommand(kPeer, "<Command ID=\"C\" />", mBody, kNoWaiting, 1);
     EXPECT_EQ("COMMAND<BODY>\n\t<Command ID=\"C\" />\n</BODY>\n", sent());
     mCom.requestDataItem(kPeer, "T", 3, "i", mValue, kNoWaiting, 1);
     EXPECT_EQ("GET<BODY>\n\t<Table Name=\"T\" >\n\t\t<Row ID=\"3\" >\n\t\t<Item Name=\"i\" />\n"
-              "\t\t</Row>\n\t</Table>\n</BODY>\n",
-              sent());
+              "\t\t</Row>\n\t</Table>\n</BODY>\n", sent());
     mCom.requestSetDataItem(kPeer, "T", -3, "i", "v", kNoWaiting, 1);
-    EXPECT_EQ("SET<BODY>\n\t<Table Name=\"T\" >\n\t\t<Row ID=\"-3\" >\n"
-              "\t\t<Item Name=\"i\" Value=\"v\" />\n\t\t</Row>\n\t</Table>\n</BODY>\n",
-              sent());
+    EXPECT_EQ("SET<BODY>\n\t<Table Name=\"T\" >\n\t\t<Row ID=\"-3\" >\n\t\t<Item Name=\"i\" Value=\"v\" />\n"
+              "\t\t</Row>\n\t</Table>\n</BODY>\n", sent());
     // The data set's end tag stands without the tab of its start tag.
     mCom.requestGetParam(kPeer, "D", "C", "r", "i", mValue, kNoWaiting, 1);
     EXPECT_EQ("GET<BODY>\n\t<DataSet ID=\"D\" >\n\t<Component Name=\"C\" >\n\t\t<Row ID=\"r\" >\n"
-              "\t\t<Item Name=\"i\" />\n\t\t</Row>\n\t</Component>\n</DataSet>\n</BODY>\n",
-              sent());
-    EXPECT_EQ("untouched", mValue);
-
-    mPeer.play([&] {
-        EXPECT_EQ("COMMAND<BODY>\n\t\t<Command ID=\"SUBSCRIBE\" >\n"
-                  "\t\t<Parameter Name=\"SockName\" Value=\"/tmp/sockA\" />\n\t</Command>\n\n"
-                  "</BODY>\n",
-                  sent());
+              "\t\t<Item Name=\"i\" />\n\t\t</Row>\n\t</Component>\n</DataSet>\n</BODY>\n", sent());
+    const std::jthread peer([&] {
+        EXPECT_EQ("COMMAND<BODY>\n\t\t<Command ID=\"SUBSCRIBE\" >\n\t\t<Parameter Name=\"SockName\" "
+                  "Value=\"/tmp/sockA\" />\n\t</Command>\n\n</BODY>\n", sent());
         mPeer.answer("ACK");
     });
+    // clang-format on
     EXPECT_EQ(FC_OK, mCom.requestSubscribe(kPeer));
+    EXPECT_EQ("untouched", mValue);
 }
 
 TEST_F(DataCommunicatorRequestTest, EachTryHasANumberOfItsOwnAndNoTriesSendNothing)
@@ -114,26 +116,23 @@ TEST_F(DataCommunicatorRequestTest, EachTryHasANumberOfItsOwnAndNoTriesSendNothi
     EXPECT_EQ(mLastId, mPeer.receive().header.ID);
     EXPECT_TRUE(mPeer.nothingCame());
     const std::string failed =
-        unit("ERROR", "sendRequest: Error in readMsg from sock:/tmp/peer fcode=65600");
-    EXPECT_THAT(
-        mLog.entries(),
-        ElementsAre(HasSubstr("INFO"), HasSubstr("readMsg: Time out"), failed, HasSubstr("INFO"),
-                    HasSubstr("Time out"), failed,
-                    unit("ERROR", "requestCommand: Failed to sendRequest:\n" +
-                                      header("COMMAND", "Size=\"18\"") + "<BODY>\n\tC\n</BODY>\n"),
-                    unit("ERROR", "requestCommand: FCODE=10040")));
+        "ERROR sendRequest: Error in readMsg from sock:/tmp/peer fcode=65600";
+    // clang-format off
+    EXPECT_THAT(logged(), ElementsAre(
+        HasSubstr("INFO"), HasSubstr("readMsg: Time out"), failed,
+        HasSubstr("INFO"), HasSubstr("readMsg: Time out"), failed,
+        "ERROR requestCommand: Failed to sendRequest:\n" + header("COMMAND\" Size=\"18\"") + "<BODY>\n\tC\n</BODY>\n",
+        "ERROR requestCommand: FCODE=10040"));
+    // clang-format on
 }
 
 TEST_F(DataCommunicatorRequestTest, APeerThatCannotBeReachedFailsAtOnce)
 {
-    const std::string tooLong = "/tmp/" + std::string(104, 'p');
-    for (const std::string& path : {std::string("/tmp/nobody"), tooLong}) {
-        mLog.clear();
+    for (const std::string& path : {std::string("/tmp/nobody"), "/tmp/" + std::string(104, 'p')}) {
         EXPECT_EQ(FC_COMM_ERROR, mCom.requestDataItem(path, "T", 3, "i", mValue, kSeconds, 3));
-        EXPECT_THAT(mLog.entries(),
-                    Contains(unit("ERROR", "sendRequest: Error in sending to sock:" + path +
-                                               " fcode=10040")));
-        EXPECT_THAT(mLog.entries(), Contains(unit("ERROR", "requestDataItem: FCODE=65600")));
+        const std::string line = "ERROR sendRequest: Error in sending to sock:";
+        EXPECT_THAT(logged(), IsSupersetOf({line + path + " fcode=10040",
+                                            std::string("ERROR requestDataItem: FCODE=65600")}));
     }
 }
 
@@ -141,70 +140,56 @@ TEST_F(DataCommunicatorRequestTest, APeerThatCannotBeReachedFailsAtOnce)
 
 TEST_F(DataCommunicatorRequestTest, ACommandHasThePeersOwnResult)
 {
-    EXPECT_EQ(FC_UNAVAILABLE, request([&] {
-                  mPeer.receive();
-                  mPeer.answer("ACK", FC_UNAVAILABLE, "<BODY>text</BODY>");
-              }));
+    EXPECT_EQ(FC_UNAVAILABLE,
+              request([&] { mPeer.answer("ACK", FC_UNAVAILABLE, "<BODY>text</BODY>"); }));
     EXPECT_EQ("<BODY>text</BODY>", mBody);
-
-    mLog.clear();
-    EXPECT_EQ(FC_HEADER_ERROR, request([&] {
-                  mLastId = mPeer.receive().header.ID;
-                  mPeer.answer("NACK", FC_BAD_VALUE);
-              }));
-    EXPECT_THAT(mLog.entries(), Contains(unit("ERROR", "requestCommand: Request Header was:\n" +
-                                                           header("COMMAND", "Size=\"18\""))));
-    EXPECT_THAT(mLog.entries(),
-                Contains(unit("ERROR", "requestCommand: Response Header mismatch:\n" +
-                                           header("NACK", "Fcode=\"10020\" Size=\"0\""))));
+    EXPECT_EQ(FC_HEADER_ERROR, request([&] { mPeer.answer("NACK", FC_BAD_VALUE); }));
+    // clang-format off
+    EXPECT_THAT(logged(), IsSupersetOf({
+        "ERROR requestCommand: Request Header was:\n" + header("COMMAND\" Size=\"18\""),
+        "ERROR requestCommand: Response Header mismatch:\n" + header("NACK\" Fcode=\"10020\" Size=\"0\"")}));
+    // clang-format on
 }
 
 TEST_F(DataCommunicatorRequestTest, AnAnswerFromAnotherPathIsFiledAndTheRequesterKeepsWaiting)
 {
     EXPECT_EQ(FC_OK, request([&] {
-                  mLastId = mPeer.receive().header.ID;
                   for (const int id : {mLastId, mLastId, mLastId + 1000})
-                      mLiar.send(kSendSock, message("ACK", "<BODY>lie</BODY>", id));
-                  EXPECT_TRUE(waitForLog("respID=" + std::to_string(mLastId + 1000) + "!="));
+                      lie(id);
+                  EXPECT_TRUE(mLog.waitFor("respID=" + std::to_string(mLastId + 1000) + "!="));
                   mPeer.answer("ACK", FC_OK, "<BODY>truth</BODY>");
               }));
     EXPECT_EQ("<BODY>truth</BODY>", mBody);
     const std::string id = std::to_string(mLastId);
-    EXPECT_THAT(mLog.entries(),
-                Contains(unit("ERROR", "sendRequest: Responder=/tmp/liar!=/tmp/peer or respID=" +
-                                           id + "!=" + id + " retries left=1"))
-                    .Times(2));
-    EXPECT_THAT(mLog.entries(),
-                Contains(unit("SYS", "sendRequest: **** stored in history *** id=" + id +
-                                         " sender=/tmp/liar resp=<BODY>lie</BODY>")));
-    EXPECT_THAT(mLog.entries(), Contains(unit("SYS", "**** storeResponse: stored=3 messages "
-                                                     "(hdrs=2,bds=2,snds=2)")));
-    std::string head;
+    const std::vector<std::string> lines = logged();
+    // clang-format off
+    EXPECT_THAT(lines, Contains("ERROR sendRequest: Responder=/tmp/liar!=/tmp/peer or respID=" + id + "!=" + id +
+                                " retries left=1").Times(2));
+    EXPECT_THAT(lines, IsSupersetOf({
+        "SYS sendRequest: **** stored in history *** id=" + id + " sender=/tmp/liar resp=<BODY>lie</BODY>",
+        std::string("SYS **** storeResponse: stored=3 messages (hdrs=2,bds=2,snds=2)")}));
+    // clang-format on
     std::string sender;
-    EXPECT_TRUE(mCom.getResponse(mLastId, head, mBody, sender));
+    EXPECT_TRUE(mCom.getResponse(mLastId, mValue, mBody, sender));
     EXPECT_EQ("/tmp/liar", sender);
 }
 
 TEST_F(DataCommunicatorRequestTest, ALieUnderTheNextTrysNumberDoesNotCompleteThatTry)
 {
-    mPeer.play([&] {
-        const int first = mPeer.receive().header.ID;
-        mLiar.send(kSendSock,
-                   ScriptedPeer::answerText(first + 1, "ACK", FC_OK, "<BODY>lie</BODY>"));
+    const auto script = [&] {
+        lie(mLastId + 1);
         mPeer.receive(); // the next try, once the first has timed out
         mPeer.answer("ACK", FC_LOS);
-    });
-    EXPECT_EQ(FC_LOS, mCom.requestCommand(kPeer, "C", mBody, 1, 2));
-    mPeer.join();
+    };
+    EXPECT_EQ(FC_LOS, request(script, 1, 2));
     EXPECT_EQ("untouched", mBody);
 }
 
 TEST_F(DataCommunicatorRequestTest, WhatOnePeerLeavesUnreadKeepsNobodyElseFromEvents)
 {
     ScriptedPeer stuck("/tmp/stuck");
-    const std::string large(60000, 'x');
     MessageEvent event;
-    event.Description = large;
+    event.Description.assign(60000, 'x');
     mCom.subscribe("/tmp/stuck");
     mCom.subscribe(kPeer);
     for (int i = 0; i < 5; ++i) { // more than a usual send buffer holds
@@ -215,52 +200,36 @@ TEST_F(DataCommunicatorRequestTest, WhatOnePeerLeavesUnreadKeepsNobodyElseFromEv
 
 TEST_F(DataCommunicatorRequestTest, AnAnswerFiledMeanwhileIsFoundWhateverElseIsRead)
 {
-    const auto lie = [&](int id) { mLiar.send(kSendSock, message("ACK", "<BODY>lie</BODY>", id)); };
+    const std::string truth = "<BODY>truth</BODY>";
     const auto file = [&] {
-        mCom.storeResponse(mLastId, message("ACK", "<BODY>truth</BODY>", mLastId),
-                           "<BODY>truth</BODY>", "/tmp/elsewhere");
+        mCom.storeResponse(mLastId, message("ACK", truth, mLastId), truth, "/tmp/elsewhere");
     };
-    const auto findsTruth = [&](std::function<void()> script, const std::string& line) {
-        mBody.clear();
-        EXPECT_EQ(FC_OK, request([&] {
-                      mLastId = mPeer.receive().header.ID;
-                      script();
-                  }));
-        EXPECT_EQ("<BODY>truth</BODY>", mBody);
-        return mLog.text().find(line + " id=" + std::to_string(mLastId) +
-                                " sender=/tmp/elsewhere resp=<BODY>truth</BODY>") !=
-               std::string::npos;
+    const auto isFound = [&](const std::string& where, const std::function<void()>& script) {
+        EXPECT_EQ(FC_OK, request(script));
+        EXPECT_EQ(truth, mBody);
+        return mLog.text().find("sendRequest: **** found in history " + where +
+                                "*** id=" + std::to_string(mLastId) +
+                                " sender=/tmp/elsewhere resp=" + truth) != std::string::npos;
     };
-    const std::string inHistory = "sendRequest: **** found in history ***";
-    const std::string afterError = "sendRequest: **** found in history after read=err ***";
-    EXPECT_TRUE(findsTruth([&] { file(), lie(mLastId); }, inHistory));
-    EXPECT_TRUE(findsTruth(
-        [&] {
-            lie(mLastId);
-            EXPECT_TRUE(waitForLog("respID=" + std::to_string(mLastId) + "!="));
-            file();
-            lie(mLastId + 1000);
-        },
-        inHistory));
+    EXPECT_TRUE(isFound("", [&] { file(), lie(mLastId); }));
+    EXPECT_TRUE(isFound("", [&] {
+        lie(mLastId);
+        EXPECT_TRUE(mLog.waitFor("respID=" + std::to_string(mLastId) + "!="));
+        file();
+        lie(mLastId + 1000);
+    }));
     // What cannot be read ends the try. The answer must come between two looks, so ask from new
     // sockets until it does; it is found in any case.
     EXPECT_TRUE(eventually([&] {
         mCom.init(&mHolder, kSock, kSendSock, "tComA");
-        return findsTruth([&] { file(), mPeer.reply("garbage"); }, afterError);
+        return isFound("after read=err ", [&] { file(), mPeer.reply("garbage"); });
     }));
 }
 
 TEST_F(DataCommunicatorRequestTest, RequestersReadEachOthersAnswers)
 {
     constexpr int kRequesters = 4;
-    std::vector<std::thread> requesters;
-    mPeer.play([&] {
-        std::vector<ScriptedPeer::Message> requests;
-        for (int i = 0; i < kRequesters; ++i)
-            requests.push_back(mPeer.receive());
-        for (auto it = requests.rbegin(); it != requests.rend(); ++it)
-            mPeer.reply(message("ACK", it->body, it->header.ID));
-    });
+    std::vector<std::jthread> requesters;
     for (int i = 0; i < kRequesters; ++i)
         requesters.emplace_back([this, i] {
             std::string answer;
@@ -268,8 +237,11 @@ TEST_F(DataCommunicatorRequestTest, RequestersReadEachOthersAnswers)
             EXPECT_EQ(FC_OK, mCom.requestCommand(kPeer, text, answer, kSeconds, 1));
             EXPECT_EQ("<BODY>\n\t" + text + "\n</BODY>", answer);
         });
-    for (std::thread& requester : requesters)
-        requester.join();
+    std::vector<ScriptedPeer::Message> requests;
+    for (int i = 0; i < kRequesters; ++i)
+        requests.insert(requests.begin(), mPeer.receive());
+    for (const auto& request : requests)
+        mPeer.reply(message("ACK", request.body, request.header.ID));
 }
 
 TEST_F(DataCommunicatorRequestTest, TheResponderServesAndFilesWhileARequestWaits)
@@ -277,46 +249,41 @@ TEST_F(DataCommunicatorRequestTest, TheResponderServesAndFilesWhileARequestWaits
     startResponder();
     ScriptedPeer client("/tmp/client");
     EXPECT_EQ(FC_OK, request([&] {
-                  mLastId = mPeer.receive().header.ID;
                   client.send(kSock, message("COMMAND", "<BODY><Command ID=\"Do\" /></BODY>"));
                   EXPECT_EQ("ACK", client.receive().header.Type);
                   client.send(kSock, message("ACK", "<BODY>filed</BODY>", 5000));
-                  EXPECT_TRUE(waitForLog("doWork: **** stored in history *** id=5000"));
+                  EXPECT_TRUE(mLog.waitFor("doWork: **** stored in history *** id=5000"));
                   mPeer.answer("ACK");
               }));
 }
 
 TEST_F(DataCommunicatorRequestTest, ADataItemIsTakenFromTheAnswerAndThePeersFailureToo)
 {
+    const std::string item = "<BODY><Item Name=\"i\" Value=\"v\" /></BODY>";
     const struct {
-        const char* type;
         Fcodes fcode;
         std::string body;
         Fcodes result;
-        std::string value;
-        std::string line; // to which the body is added, unless there is none
+        std::string line; // none where the value is taken; the body follows unless it is empty
     } cases[] = {
-        {"RESPONSE", FC_OK, "<BODY><Item Name=\"i\" Value=\"v\" /></BODY>", FC_OK, "v", ""},
-        {"RESPONSE", FC_LOS, "<BODY><Item Name=\"i\" Value=\"v\" /></BODY>", FC_LOS, "v", ""},
-        {"RESPONSE", FC_LOS, "", FC_LOS | FC_BODY_ERROR, "-", "Body size=0 in get response"},
-        {"RESPONSE", FC_OK, "<BODY></BODY>", FC_BODY_ERROR, "-", "No Item segment in response:\n"},
-        {"RESPONSE", FC_OK, "<BODY><Item Value=\"v\" /></BODY>", FC_BODY_ERROR, "-",
-         "No Name tags in response:\n"},
-        {"RESPONSE", FC_OK, "<BODY><Item Name=\"j\" Value=\"v\" /></BODY>", FC_BODY_ERROR, "-",
-         "requested=i got=j in response:\n"},
-        {"RESPONSE", FC_OK, "<BODY><Item Name=\"i\" /></BODY>", FC_BODY_ERROR, "-",
-         "No Value tags in response:\n"},
+        // clang-format off
+        {FC_OK, item, FC_OK, ""},
+        {FC_LOS, item, FC_LOS, ""},
+        {FC_LOS, "", FC_LOS | FC_BODY_ERROR, "Body size=0 in get response"},
+        {FC_OK, "<BODY></BODY>", FC_BODY_ERROR, "No Item segment in response:\n"},
+        {FC_OK, "<BODY><Item Value=\"v\" /></BODY>", FC_BODY_ERROR, "No Name tags in response:\n"},
+        {FC_OK, "<BODY><Item Name=\"j\" Value=\"v\" /></BODY>", FC_BODY_ERROR, "requested=i got=j in response:\n"},
+        {FC_OK, "<BODY><Item Name=\"i\" /></BODY>", FC_BODY_ERROR, "No Value tags in response:\n"},
+        // clang-format on
     };
-    for (const auto& [type, fcode, body, result, value, line] : cases) {
-        mValue = "-";
-        mLog.clear();
-        EXPECT_EQ(result, ask(type, fcode, body)) << body;
-        EXPECT_EQ(value, mValue) << body;
-        if (!line.empty()) {
-            EXPECT_THAT(mLog.entries(), Contains(unit("ERROR", "requestDataItem: " + line + body)));
-        }
+    for (const auto& [fcode, body, result, line] : cases) {
+        EXPECT_EQ(result, ask("RESPONSE", fcode, body)) << body;
+        EXPECT_EQ(line.empty() ? "v" : "untouched", mValue) << body;
+        EXPECT_EQ(line.empty() ? "INFO readMsg: Msg Body:\n" + body
+                               : "ERROR requestDataItem: " + line + body,
+                  logged().back());
     }
-    EXPECT_EQ(FC_HEADER_ERROR, ask("ACK", FC_OK, "<BODY><Item Name=\"i\" Value=\"v\" /></BODY>"));
+    EXPECT_EQ(FC_HEADER_ERROR, ask("ACK", FC_OK, item));
     EXPECT_THAT(mLog.text(), HasSubstr("requestDataItem: Request Header was:\n<HEADER"));
     EXPECT_THAT(mLog.text(), HasSubstr("requestDataItem: Response Header mismatch:\n<HEADER"));
 }
@@ -327,8 +294,7 @@ TEST_F(DataCommunicatorRequestTest, AWriteAnsweredWithoutABodyIsABodyErrorEvenWh
     mHolder.dataSets = {{"T", "S"}};
     EXPECT_EQ(FC_BODY_ERROR, mCom.requestSetDataItem(kSock, "T", 3, "i", "v", kSeconds, 1));
     EXPECT_THAT(mHolder.calls(), ElementsAre("setTextParam(S, T, i, v, 3)"));
-    EXPECT_THAT(mLog.entries(),
-                Contains(unit("ERROR", "requestSetDataItem: Body size=0 in set response")));
+    EXPECT_THAT(mLog.text(), HasSubstr("requestSetDataItem: Body size=0 in set response\n"));
     // A write that fails is refused with a "NACK".
     EXPECT_EQ(FC_HEADER_ERROR, mCom.requestSetDataItem(kSock, "?", 3, "i", "v", kSeconds, 1));
     EXPECT_THAT(mLog.text(), HasSubstr("requestSetDataItem: Response Header mismatch:\n"));
@@ -362,14 +328,13 @@ TEST_F(DataCommunicatorRequestTest, AnEventGoesOutFromTheReceiveSocketUnnumbered
     EXPECT_EQ(text, mPeer.receive().text);
     mPeer.answer("ACK"); // arrives at the receive socket
     startResponder();
-    EXPECT_TRUE(waitForLog("doWork: **** stored in history *** id=100"));
+    EXPECT_TRUE(mLog.waitFor("doWork: **** stored in history *** id=100"));
 
     mLog.clear();
     const std::string tooLong = "/tmp/" + std::string(104, 'p');
     EXPECT_EQ(FC_COMM_ERROR, mCom.requestEvent(tooLong, event, kNoWaiting, 1));
-    EXPECT_THAT(mLog.entries(),
-                ElementsAre(unit("ERROR", "requestEvent: Failed to sendMessage:\n" + text),
-                            unit("ERROR", "requestEvent: FCODE=65600")));
+    EXPECT_THAT(logged(), ElementsAre("ERROR requestEvent: Failed to sendMessage:\n" + text,
+                                      "ERROR requestEvent: FCODE=65600"));
 }
 
 TEST_F(DataCommunicatorRequestTest, ANotificationReachesEveryObserverAndSkipsAFullOneAtOnce)
@@ -393,7 +358,7 @@ TEST_F(DataCommunicatorRequestTest, ANotificationReachesEveryObserverAndSkipsAFu
 TEST_F(DataCommunicatorRequestTest, ObserversSubscribeWhileEventsAreRaised)
 {
     std::atomic<bool> done = false;
-    std::thread raising([&] {
+    const std::jthread raising([&] {
         while (!done) {
             MessageEvent event;
             mCom.notify(event);
@@ -402,7 +367,6 @@ TEST_F(DataCommunicatorRequestTest, ObserversSubscribeWhileEventsAreRaised)
     for (int i = 0; i < 200; ++i)
         mCom.subscribe("/tmp/gone" + std::to_string(i % 5));
     done = true;
-    raising.join();
 }
 
 } // namespace
