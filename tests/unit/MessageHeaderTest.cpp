@@ -35,34 +35,27 @@ TEST(MessageHeaderTest, OnlyAnswersAndEventsPrintTheirCode)
 TEST(MessageHeaderTest, AHeaderIsReadBackAsItWasWritten)
 {
     MessageHeader read;
+    std::string text;
     ASSERT_EQ(FC_OK, read.initFromString(textOf(7, "NACK", FC_BODY_ERROR | FC_LOS, 33)));
-    EXPECT_EQ(7, read.ID);
-    EXPECT_EQ("NACK", read.Type);
-    EXPECT_EQ(FC_BODY_ERROR | FC_LOS, read.Fcode);
-    EXPECT_EQ(33, read.Size);
-
+    EXPECT_EQ(textOf(7, "NACK", FC_BODY_ERROR | FC_LOS, 33), read.toString(text = "> "));
     // Without a code in the text the one already there stays; what is no number is 0.
-    ASSERT_EQ(FC_OK, read.initFromString("ID=\"x\" Type=\"GET\" Size=\"y\""));
-    EXPECT_EQ(FC_BODY_ERROR | FC_LOS, read.Fcode);
-    EXPECT_EQ(0, read.ID);
-    EXPECT_EQ(0, read.Size);
+    ASSERT_EQ(FC_OK, read.initFromString("ID=\"x\" Type=\"ACK\" Size=\"y\""));
+    EXPECT_EQ(textOf(0, "ACK", FC_BODY_ERROR | FC_LOS, 0), read.toString(text = "> "));
 }
 
 TEST(MessageHeaderTest, WhatIsMissingIsLoggedAndWhatWasReadBeforeItStays)
 {
     LogCapture log;
     MessageHeader header;
-    EXPECT_EQ(FC_HEADER_ERROR, header.initFromString("Type=\"T\""));
-    EXPECT_EQ(FC_HEADER_ERROR, header.initFromString("ID=\"4\""));
-    EXPECT_EQ(4, header.ID);
-    EXPECT_EQ(FC_HEADER_ERROR, header.initFromString("ID=\"5\" Type=\"T\" Fcode=\"10001\""));
-    EXPECT_EQ("T", header.Type);
-    EXPECT_EQ(FC_HEADER_ERROR, header.Fcode);
+    std::string text;
+    for (const char* incomplete :
+         {"Type=\"T\"", "ID=\"4\"", "ID=\"5\" Type=\"ACK\" Fcode=\"10001\""})
+        EXPECT_EQ(FC_HEADER_ERROR, header.initFromString(incomplete));
+    EXPECT_EQ(textOf(5, "ACK", FC_HEADER_ERROR, 0), header.toString(text = "> "));
+    const std::string line = "ERROR MessageHeader:initFromString: Not found tags ";
     EXPECT_THAT(log.entries(),
-                ElementsAre("ERROR MessageHeader:initFromString: Not found tags ID in:\nType=\"T\"",
-                            "ERROR MessageHeader:initFromString: Not found tags Type in:\nID=\"4\"",
-                            "ERROR MessageHeader:initFromString: Not found tags Size in:\n"
-                            "ID=\"5\" Type=\"T\" Fcode=\"10001\""));
+                ElementsAre(line + "ID in:\nType=\"T\"", line + "Type in:\nID=\"4\"",
+                            line + "Size in:\nID=\"5\" Type=\"ACK\" Fcode=\"10001\""));
 }
 
 } // namespace

@@ -28,13 +28,10 @@ TEST(MessageTextTest, SegmentsAreFoundByTheRulesOfTheFormat)
 {
     const Finding cases[] = {
         {"<Row><A/></Row><Row ID=\"1\" ></Row>", "Row", "<Row ID=\"1\" ></Row>"},
-        {"<Row>a</Row>", "Row", "<Row>a</Row>"},
         {"x<Item Name=\"a\" Value=\"b\" />y", "Item", "<Item Name=\"a\" Value=\"b\" />"},
-        {"<Item />", "Item", "<Item />"},
         {"<Item/>", "Item", "-"},
         {"<Items></Items>", "Item", "-"},
         {"<Row ID=\"1\" >no end", "Row", "-"},
-        {"<Row ID=\"1\"", "Row", "-"},
         // The first end tag closes, nested or not.
         {"<Row><Row></Row></Row>", "Row", "<Row><Row></Row>"},
         // A ">" in a value ends the start tag; a "/" before it makes it self-closing.
@@ -43,7 +40,6 @@ TEST(MessageTextTest, SegmentsAreFoundByTheRulesOfTheFormat)
         {"<Row>a</Row><Row ", "Row", "-"},
         {"<Row>a</Row><Row>b</Row>", "Row", "<Row>b</Row>", 1},
         {"<Row>a</Row>", "Row", "-", 100},
-        {"", "Row", "-"},
     };
     for (const auto& [text, tag, expected, from] : cases) {
         std::string out = "-";
@@ -60,7 +56,6 @@ TEST(MessageTextTest, PropertyValuesAreFoundWithoutWordBoundaryOrEscaping)
         {"<Row ID=\"\" >", "ID", ""},
         {"ID=\"a\\\"b\"", "ID", "a\\"},
         {"ID=\"1\" ID=\"2\"", "ID", "2", 1},
-        {"ID='1'", "ID", "-"},
         {"ID =\"1\"", "ID", "-"},
         {"ID=\"1", "ID", "-"},
         {"ID=\"1\"", "ID", "-", 100},
@@ -82,22 +77,17 @@ TEST(MessageTextTest, TokensEndAtTheirDelimiterAndAnyBlankStandsForAll)
     EXPECT_EQ(4u, getToken("a bc\nd\te", 0, "\t", " ", out));
     EXPECT_EQ("bc", out);
     EXPECT_EQ(4u, getToken("<<ab>>", 0, "<<", ">>", out));
-    EXPECT_EQ("ab", out);
-    EXPECT_EQ(npos, getToken("<<ab", 0, "<<", ">>", out));
-    EXPECT_EQ(npos, getToken("ab>>", 0, "<<", ">>", out));
+    for (const char* text : {"<<xy", "xy>>", ""})
+        EXPECT_EQ(npos, getToken(text, 0, "<<", ">>", out));
     EXPECT_EQ(npos, getToken("a b", 9, " ", " ", out));
     EXPECT_EQ("ab", out);
 }
 
 TEST(MessageTextTest, AWalkTakesTheSegmentsThatRepeatedSearchesFind)
 {
-    const std::string texts[] = {
-        "<R>1</R><R a>2</R><R>3</R><R b/><R>4</R>",
-        "<R a><R>1</R><R>2</R>",
-        "<R a/><R b/><R>3</R><R>",
-        "</R><R></R>",
-    };
-    for (const std::string& text : texts) {
+    for (const std::string text :
+         {"<R>1</R><R a>2</R><R>3</R><R b/><R>4</R>", "<R a><R>1</R><R>2</R>",
+          "<R a/><R b/><R>3</R><R>", "</R><R></R>"}) {
         SegmentWalk walk(text, "R");
         std::string_view walked;
         std::string searched;
@@ -133,13 +123,10 @@ TEST(MessageTextTest, NumbersAreReadUpToTheirFirstOtherCharacterAndCutToTheRange
     constexpr int max = std::numeric_limits<int>::max();
     constexpr int min = std::numeric_limits<int>::min();
     const std::pair<std::string, int> cases[] = {
-        {"12", 12},
-        {" -7x", -7},
-        {"", 0},
-        {"x1", 0},
-        {"99999999999", max},
-        {"-99999999999", min},
-        {"99999999999999999999999", max},
+        // clang-format off
+        {"12", 12}, {" -7x", -7}, {"", 0}, {"x1", 0},
+        {"99999999999", max}, {"-99999999999", min}, {"99999999999999999999999", max},
+        // clang-format on
     };
     for (const auto& [text, number] : cases)
         EXPECT_EQ(number, textToInt(text)) << text;
