@@ -11,6 +11,7 @@
 #include "DbgLine.h"
 #include "MessageCommand.h"
 #include "MessageText.h"
+#include "TableCell.h"
 
 #include <mutex>
 
@@ -130,27 +131,17 @@ template <typename Work>
 Fcodes DataHolder::withItem(const CellTexts& texts, const std::string& table, int rowId,
                             const std::string& item, Work work)
 {
-    const DataTable* const found = findDataTable(table);
-    if (found == nullptr) {
-        if (texts.noTable != nullptr)
-            DBG_LOG(SEV_ERROR) << texts.noTable << table;
-        return FC_NO_SUCH_NAME;
-    }
-    const std::lock_guard guard(*found);
-    const DataRow* const row = found->getRows(rowId);
-    if (row == nullptr) {
-        if (texts.noRow != nullptr)
-            DBG_LOG(SEV_ERROR) << texts.noRow << rowId << " in table=" << table;
-        return FC_NO_SUCH_NAME;
-    }
-    DataItem* const cell = row->getDataItem(item);
-    if (cell == nullptr) {
-        if (texts.noItem != nullptr)
-            DBG_LOG(SEV_ERROR) << texts.noItem << item << " in rowId=" << rowId
-                               << " in table=" << table;
-        return FC_NO_SUCH_NAME;
-    }
-    return work(*cell);
+    Fcodes result = FC_NO_SUCH_NAME;
+    const CellPart missing =
+        workOnCell(findDataTable(table), rowId, item, [&](DataItem& cell) { result = work(cell); });
+    if (missing == CellPart::TABLE && texts.noTable != nullptr)
+        DBG_LOG(SEV_ERROR) << texts.noTable << table;
+    if (missing == CellPart::ROW && texts.noRow != nullptr)
+        DBG_LOG(SEV_ERROR) << texts.noRow << rowId << " in table=" << table;
+    if (missing == CellPart::ITEM && texts.noItem != nullptr)
+        DBG_LOG(SEV_ERROR) << texts.noItem << item << " in rowId=" << rowId
+                           << " in table=" << table;
+    return result;
 }
 
 Fcodes DataHolder::getIntParam(const std::string& table, int rowId, const std::string& item,
