@@ -7,8 +7,11 @@
 #include "MessageHeader.h"
 #include "TableHolder.h"
 
+#include <array>
 #include <functional>
 #include <gmock/gmock.h>
+#include <sstream>
+#include <tuple>
 
 namespace
 {
@@ -49,6 +52,22 @@ public:
 class DataHolderTablesTest : public testing::Test
 {
 protected:
+    /// A cell of the first row: as integers and as texts, committed and pending; then its state.
+    std::string cell(const char* item, int row = 1)
+    {
+        int number = -1, newNumber = -1;
+        std::string text, newText;
+        unsigned state = 99;
+        EXPECT_EQ(FC_OK, mHolder.getIntParam("Fans", row, item, &number) |
+                             mHolder.getNewIntParam("Fans", row, item, &newNumber) |
+                             mHolder.getStringParam("Fans", row, item, &text) |
+                             mHolder.getNewStringParam("Fans", row, item, &newText) |
+                             mHolder.getParamState("Fans", row, item, state));
+        std::ostringstream line;
+        line << number << ' ' << newNumber << ' ' << text << ' ' << newText << ' ' << state;
+        return line.str();
+    }
+
     LogCapture mLog;
     Tables mHolder;
 };
@@ -57,13 +76,11 @@ TEST_F(DataHolderTablesTest, TablesComeFromTheFirstDataSetByNameThatHasThem)
 {
     EXPECT_EQ(&mHolder.mFirst, mHolder.findDataSetWithTable("Fans"));
     EXPECT_EQ(mHolder.mFirst.getTable("Fans"), mHolder.findDataTable("Fans"));
-    EXPECT_EQ(nullptr, mHolder.findDataTable("Pumps"));
     EXPECT_EQ(&mHolder.mSecond, mHolder.getDataSet("b"));
     EXPECT_EQ(nullptr, mHolder.getDataSet("c"));
+    EXPECT_EQ(FC_OK, mHolder.addColumnToTable("a", "Fans", "New", DataColumn::INT, 0));
     EXPECT_THAT(mHolder.getColumnNames("Fans"), ElementsAre("Speed", "Mode", "Hours"));
     EXPECT_THAT(mHolder.getColumnNames("Pumps"), IsEmpty());
-    EXPECT_EQ(FC_OK, mHolder.addColumnToTable("a", "Fans", "New", DataColumn::INT, 0));
-    EXPECT_EQ(3u, mHolder.getColumnNames("Fans").size());
 
     std::string text;
     int type = 0;
@@ -80,103 +97,80 @@ TEST_F(DataHolderTablesTest, TablesComeFromTheFirstDataSetByNameThatHasThem)
 
 TEST_F(DataHolderTablesTest, CellsHaveACommittedAndAPendingValue)
 {
-    int number = 0;
-    std::string text;
-    unsigned state = 9;
+    EXPECT_EQ("10 10 10 10 0", cell("Speed"));
     EXPECT_EQ(FC_OK, mHolder.setStringParam("Fans", 1, "Speed", "12"));
-    EXPECT_EQ(FC_OK, mHolder.getIntParam("Fans", 1, "Speed", &number));
-    EXPECT_EQ(10, number);
-    EXPECT_EQ(FC_OK, mHolder.getNewIntParam("Fans", 1, "Speed", &number));
-    EXPECT_EQ(12, number);
-    EXPECT_EQ(FC_OK, mHolder.getNewStringParam("Fans", 1, "Speed", &text));
-    EXPECT_EQ("12", text);
-    EXPECT_EQ(FC_OK, mHolder.getParamState("Fans", 1, "Speed", state));
-    EXPECT_EQ(4u, state);
+    EXPECT_EQ("10 12 10 12 4", cell("Speed"));
     EXPECT_EQ(FC_OK, mHolder.acceptChanges());
-    EXPECT_EQ(FC_OK, mHolder.getStringParam("Fans", 1, "Speed", &text));
-    EXPECT_EQ("12", text);
+    EXPECT_EQ("12 12 12 12 0", cell("Speed"));
 
     EXPECT_EQ(FC_OK, mHolder.setIntParam("Fans", 1, "Mode", 2));
     EXPECT_EQ(FC_BAD_VALUE, mHolder.setStringParam("Fans", 1, "Mode", "Off"));
     EXPECT_EQ(FC_OK, mHolder.rollbackChanges());
     EXPECT_EQ(FC_OK, mHolder.initIntParam("Fans", 1, "Speed", 40));
     EXPECT_EQ(FC_OK, mHolder.initStringParam("Fans", 1, "Mode", "Full"));
-    EXPECT_EQ(FC_OK, mHolder.getIntParam("Fans", 1, "Mode", &number));
-    EXPECT_EQ(2, number);
-    EXPECT_EQ(FC_OK, mHolder.getParamState("Fans", 1, "Speed", state));
-    EXPECT_EQ(0u, state);
+    EXPECT_EQ("40 40 40 40 0", cell("Speed"));
+    EXPECT_EQ("2 2 Full Full 0", cell("Mode"));
 }
 
 TEST_F(DataHolderTablesTest, WhatIsMissingIsNamedAsEachOperationDoes)
 {
-    using Call = std::function<Fcodes(const char*, int, const char*)>;
-    int number = 7;
+    using In = const std::string&;
+    Tables& h = mHolder;
+    int n = 7;
     std::string text = "seven";
     unsigned state = 7;
-    const auto call = [](auto operation) { return Call(operation); };
-    struct Row {
-        const char* prefix; // of the lines for table and row; null: none
+    const struct {
+        std::string prefix; // of the lines for table and row; empty: none
         bool namesItem;
-        Call operation;
+        std::function<Fcodes(In, int, In)> operation;
+    } table[] = {
+        // clang-format off
+        {"getIntParam", true, [&](In t, int r, In i) { return h.getIntParam(t, r, i, &n); }},
+        {"getNewIntParam", true, [&](In t, int r, In i) { return h.getNewIntParam(t, r, i, &n); }},
+        {"getStringParam", true, [&](In t, int r, In i) { return h.getStringParam(t, r, i, &text); }},
+        {"getNewStringParam", true, [&](In t, int r, In i) { return h.getNewStringParam(t, r, i, &text); }},
+        {"getStringParam", false, [&](In t, int r, In i) { return h.setIntParam(t, r, i, 1); }},
+        {"", false, [&](In t, int r, In i) { return h.setStringParam(t, r, i, "1"); }},
+        {"", false, [&](In t, int r, In i) { return h.initIntParam(t, r, i, 1); }},
+        {"", false, [&](In t, int r, In i) { return h.initStringParam(t, r, i, "1"); }},
+        {"", false, [&](In t, int r, In i) { return h.getParamState(t, r, i, state); }},
+        // clang-format on
     };
-    const Row table[] = {
-        {"getIntParam", true,
-         call([&](auto t, int r, auto i) { return mHolder.getIntParam(t, r, i, &number); })},
-        {"getNewIntParam", true,
-         call([&](auto t, int r, auto i) { return mHolder.getNewIntParam(t, r, i, &number); })},
-        {"getStringParam", true,
-         call([&](auto t, int r, auto i) { return mHolder.getStringParam(t, r, i, &text); })},
-        {"getNewStringParam", true,
-         call([&](auto t, int r, auto i) { return mHolder.getNewStringParam(t, r, i, &text); })},
-        {"getStringParam", false,
-         call([&](auto t, int r, auto i) { return mHolder.setIntParam(t, r, i, 1); })},
-        {nullptr, false,
-         call([&](auto t, int r, auto i) { return mHolder.setStringParam(t, r, i, "1"); })},
-        {nullptr, false,
-         call([&](auto t, int r, auto i) { return mHolder.initIntParam(t, r, i, 1); })},
-        {nullptr, false,
-         call([&](auto t, int r, auto i) { return mHolder.initStringParam(t, r, i, "1"); })},
-        {nullptr, false,
-         call([&](auto t, int r, auto i) { return mHolder.getParamState(t, r, i, state); })},
-    };
-    for (const Row& row : table) {
-        EXPECT_EQ(FC_NO_SUCH_NAME, row.operation("Pumps", 1, "Speed"));
-        EXPECT_EQ(FC_NO_SUCH_NAME, row.operation("Fans", 2, "Speed"));
-        EXPECT_EQ(FC_NO_SUCH_NAME, row.operation("Fans", 1, "Colour"));
+    for (const auto& [prefix, namesItem, operation] : table) {
+        EXPECT_EQ(FC_NO_SUCH_NAME, operation("Pumps", 1, "Speed"));
+        EXPECT_EQ(FC_NO_SUCH_NAME, operation("Fans", 2, "Speed"));
+        EXPECT_EQ(FC_NO_SUCH_NAME, operation("Fans", 1, "Colour"));
+        const std::string start = "ERROR DataHolder:" + prefix;
         std::vector<std::string> expected;
-        if (row.prefix != nullptr) {
-            const std::string start = std::string("ERROR DataHolder:") + row.prefix;
+        if (!prefix.empty())
             expected = {start + ": No such table=Pumps", start + ": No such rowId=2 in table=Fans"};
-            if (row.namesItem)
-                expected.push_back(start + ": No such item=Colour in rowId=1 in table=Fans");
-        }
+        if (namesItem)
+            expected.push_back(start + ": No such item=Colour in rowId=1 in table=Fans");
         EXPECT_EQ(expected, mLog.entries());
         mLog.clear();
     }
-    EXPECT_EQ(7, number);
-    EXPECT_EQ("seven", text);
-    EXPECT_EQ(7u, state);
+    EXPECT_EQ(std::tuple(7, "seven", 7u), std::tuple(n, text, state));
 }
 
 TEST_F(DataHolderTablesTest, RowsAreMadeWalkedAndRemovedAtOnce)
 {
-    EXPECT_EQ(2, mHolder.newRow("Fans", 0));
-    EXPECT_EQ(9, mHolder.newRow("Fans", 9));
-    EXPECT_EQ(10, mHolder.appendNewRow("Fans"));
-    EXPECT_EQ(5, mHolder.getRowsNum("Fans"));
-    EXPECT_EQ(1, mHolder.getFirstRowIndex("Fans"));
-    EXPECT_EQ(2, mHolder.getNextRowIndex("Fans", 1));
-    EXPECT_EQ(3, mHolder.getLastRowIndex("Fans")); // the newer rows are not accepted yet
-    EXPECT_EQ(FC_OK, mHolder.deleteRow("Fans", 1));
-    EXPECT_EQ(FC_OK, mHolder.deleteRow("Fans", 77));
-    EXPECT_EQ(2, mHolder.getFirstRowIndex("Fans"));
-    EXPECT_EQ(FC_OK, mHolder.deleteRow("Fans", 0));
-    EXPECT_EQ(0, mHolder.getRowsNum("Fans"));
+    Tables& h = mHolder;
+    EXPECT_THAT((std::array{h.newRow("Fans", 0), h.newRow("Fans", 9), h.appendNewRow("Fans")}),
+                ElementsAre(2, 9, 10));
+    const auto walk = [&h](const char* table) {
+        return std::array{h.getRowsNum(table), h.getFirstRowIndex(table),
+                          h.getNextRowIndex(table, 1), h.getLastRowIndex(table)};
+    };
+    EXPECT_THAT(walk("Fans"), ElementsAre(5, 1, 2, 3)); // the newer rows are not accepted yet
+    EXPECT_EQ(FC_OK, h.deleteRow("Fans", 1));
+    EXPECT_EQ(FC_OK, h.deleteRow("Fans", 77));
+    EXPECT_EQ(2, h.getFirstRowIndex("Fans"));
+    EXPECT_EQ(FC_OK, h.deleteRow("Fans", 0));
+    EXPECT_EQ(0, h.getRowsNum("Fans"));
 
-    EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.deleteRow("Pumps", 0));
-    EXPECT_EQ(0, mHolder.newRow("Pumps", 1) + mHolder.appendNewRow("Pumps") +
-                     mHolder.getFirstRowIndex("Pumps") + mHolder.getNextRowIndex("Pumps", 1) +
-                     mHolder.getLastRowIndex("Pumps") + mHolder.getRowsNum("Pumps"));
+    EXPECT_EQ(FC_NO_SUCH_NAME, h.deleteRow("Pumps", 0));
+    EXPECT_EQ(0, h.newRow("Pumps", 1) + h.appendNewRow("Pumps"));
+    EXPECT_THAT(walk("Pumps"), ElementsAre(0, 0, 0, 0));
 }
 
 TEST_F(DataHolderTablesTest, PeersReadAndWriteTablesThroughDataRequests)
@@ -205,19 +199,14 @@ TEST_F(DataHolderTablesTest, PeersReadAndWriteTablesThroughDataRequests)
                                   "\" Value=\"" + value + "\" /></Row></Table></BODY>")
             .first;
     };
-    std::string text;
     EXPECT_EQ(FC_OK, set("Speed", "77"));
-    EXPECT_EQ(FC_OK, mHolder.getNewStringParam("Fans", 3, "Speed", &text));
-    EXPECT_EQ("77", text);
+    EXPECT_EQ("30 77 30 77 4", cell("Speed", 3));
     EXPECT_EQ(FC_ACCESS_DENIED, set("Hours", "1"));
     EXPECT_EQ(FC_BAD_VALUE, set("Mode", "Off")); // and what was pending is rolled back
-    unsigned state = 9;
-    EXPECT_EQ(FC_OK, mHolder.getParamState("Fans", 3, "Speed", state));
-    EXPECT_EQ(0u, state);
+    EXPECT_TRUE(cell("Speed", 3).ends_with(" 0")) << cell("Speed", 3);
     EXPECT_EQ(FC_OK, set("Speed", "78"));
     EXPECT_EQ(FC_OK, mHolder.acceptChanges());
-    EXPECT_EQ(FC_OK, mHolder.getStringParam("Fans", 3, "Speed", &text));
-    EXPECT_EQ("78", text);
+    EXPECT_EQ("78 78 78 78 0", cell("Speed", 3));
 }
 
 } // namespace
