@@ -7,9 +7,6 @@
 #include <cerrno>
 #include <csignal>
 #include <gmock/gmock.h>
-#include <regex>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -22,13 +19,6 @@ using testing::MatchesRegex;
 
 constexpr char kUnit[] = "SomeUnit";
 
-std::string taskOf(const std::string& line)
-{
-    std::smatch match;
-    std::regex_search(line, match, std::regex(R"(\.\d{3} ([^(]*)\()"));
-    return match.size() > 1 ? match[1].str() : "";
-}
-
 TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
 {
     LogCapture log;
@@ -40,10 +30,9 @@ TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
     EXPECT_EQ(EACCES, errno);
     DBG_LOG(SEV_WARN) << "code=" << Hex{0x10020} << " then " << 16;
 
-    const std::string pid = std::to_string(getpid());
     const std::string date = "[0-9][0-9]/[0-9][0-9]/[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\."
                              "[0-9][0-9][0-9] tMain\\(" +
-                             pid + "\\)SomeUnit:[0-9]+:";
+                             std::to_string(getpid()) + "\\)SomeUnit:[0-9]+:";
     EXPECT_THAT(log.text(),
                 MatchesRegex("ERROR" + date + "init: Couldn't make dir=/data/cfg errno=13\n" +
                              "WARN " + date + "code=10020 then 16\n"));
@@ -52,20 +41,16 @@ TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
 TEST(DbgPrintClientTest, LevelIsAThresholdAndAClosedSiteEvaluatesNothing)
 {
     LogCapture log;
-    int evaluated = 0;
-    const auto logAll = [&evaluated] {
+    const int expected[][2] = {{-7, 5}, {0, 5}, {1, 4}, {3, 2}, {4, 1}, {5, 0}, {99, 0}};
+    for (const auto& [level, lines] : expected) {
+        log.clear();
+        int evaluated = 0;
+        gDbgLevel = level;
         DBG_LOG(SEV_INFO) << "i" << ++evaluated;
         DBG_LOG(SEV_WARN) << "w" << ++evaluated;
         DBG_LOG(SEV_ERROR) << "e" << ++evaluated;
         DBG_LOG(SEV_FATAL) << "f" << ++evaluated;
         DBG_LOG(SEV_SYS) << "s" << ++evaluated;
-    };
-    const int expected[][2] = {{-7, 5}, {0, 5}, {1, 4}, {3, 2}, {4, 1}, {5, 0}, {99, 0}};
-    for (const auto& [level, lines] : expected) {
-        log.clear();
-        evaluated = 0;
-        gDbgLevel = level;
-        logAll();
         EXPECT_EQ(static_cast<std::size_t>(lines), log.entries().size()) << level;
         EXPECT_EQ(lines, evaluated) << level;
     }
@@ -79,14 +64,13 @@ TEST(DbgPrintClientTest, FirstNameOfAThreadStaysAndALineBeforeItLeavesItUnnamed)
         setTaskName(currentTaskId(), "tSecond");
         DBG_LOG(SEV_INFO) << "named";
     }).join();
-    EXPECT_EQ("tFirst", taskOf(log.text()));
+    EXPECT_THAT(log.text(), HasSubstr(" tFirst("));
 
-    log.clear();
     DBG_LOG(SEV_INFO) << "too early";
     setTaskName(currentTaskId(), "tLate");
+    log.clear();
     DBG_LOG(SEV_INFO) << "still unnamed";
-    EXPECT_THAT(log.text(), testing::Not(HasSubstr("tLate")));
-    EXPECT_EQ("tUnknwn", taskOf(log.text()));
+    EXPECT_THAT(log.text(), HasSubstr(" tUnknwn("));
 }
 
 TEST(DbgPrintClientTest, LinesFollowTheZoneFromTheVeryNextLine)
@@ -107,9 +91,7 @@ TEST(DbgPrintClientTest, LinesFollowTheZoneFromTheVeryNextLine)
 
 TEST(DbgPrintClientTest, ReaderThatLeavesCostsLinesAndReturnsToNewOnes)
 {
-    struct sigaction before {
-    };
-    sigaction(SIGPIPE, nullptr, &before);
+    const auto handler = std::signal(SIGPIPE, SIG_DFL);
     {
         LogCapture first;
         DBG_LOG(SEV_INFO) << "read";
@@ -119,13 +101,10 @@ TEST(DbgPrintClientTest, ReaderThatLeavesCostsLinesAndReturnsToNewOnes)
     DBG_LOG(SEV_INFO) << "read again";
     EXPECT_THAT(second.entries(), ElementsAre("INFO SomeUnit:read again"));
 
-    struct sigaction after {
-    };
-    sigaction(SIGPIPE, nullptr, &after);
     sigset_t pending;
     sigpending(&pending);
-    EXPECT_EQ(before.sa_handler, after.sa_handler);
     EXPECT_FALSE(sigismember(&pending, SIGPIPE));
+    EXPECT_EQ(SIG_DFL, std::signal(SIGPIPE, handler));
 }
 
 TEST(DbgPrintClientTest, FullPipeLosesLinesWithoutWaiting)
