@@ -1,55 +1,64 @@
 #include "Device.h"
 
+#include "CfgPaths.h"
+#include "DatagramSocket.h"
+
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <json/reader.h>
+#include <json/writer.h>
+#include <sstream>
 #include <stdexcept>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 namespace
 {
 
-constexpr char kFactoryCatalogue[] = "/etc/sysmgt/cfg_data_set.json";
+const std::map<std::string, std::string> kSockets = {
+    {"CfgManager", kCfgSocket}, {"ChanManager", kChanSocket}, {"DevManager", kDevSocket}};
 
-std::unique_ptr<ChildProcess> launch(const std::string& name,
-                                     const std::vector<std::string>& options)
+/// True when a datagram socket is bound to the path and takes messages.
+bool isServed(const std::string& path)
 {
-    std::vector<std::string> command{name};
-    command.insert(command.end(), options.begin(), options.end());
-    return std::make_unique<ChildProcess>(std::move(command));
-}
-
-void waitUntilServed(const std::string& name, const std::string& path, ChildProcess& daemon)
-{
-    if (!eventually([&] { return isServed(path) || !daemon.running(); }) || !daemon.running())
-        throw std::runtime_error(name + " does not serve " + path + ": " + daemon.errors());
-}
-
-/// The socket that the options name instead of the usual one.
-std::string socketOf(const std::vector<std::string>& options, const std::string& usual)
-{
-    const auto option = std::find(options.begin(), options.end(), "--socket");
-    return option == options.end() ? usual : *(option + 1);
+    DatagramSocket probe;
+    SocketAddress address;
+    return probe.open() && address.assign(path) &&
+           connect(probe.descriptor(), address.raw(), address.length()) == 0;
 }
 
 } // namespace
 
-bool isServed(const std::string& path)
+Device::Device() { placeFactoryCatalogue(); }
+
+ChildProcess& Device::start(const std::string& name, std::vector<std::string> options)
 {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path)
-        return false;
-    std::memcpy(address.sun_path, path.c_str(), path.size());
-    const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const bool served =
-        connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    close(probe);
-    return served;
+    const auto told = std::find(options.begin(), options.end(), "--socket");
+    const std::string path = told == options.end() ? kSockets.at(name) : *(told + 1);
+    options.insert(options.begin(), name);
+    auto& daemon = mDaemons[name];
+    daemon.reset(); // the path is its successor's
+    daemon = std::make_unique<ChildProcess>(options);
+    if (!eventually([&] { return isServed(path) || !daemon->running(); }) || !daemon->running())
+        throw std::runtime_error(name + " does not serve " + path + ": " + daemon->errors());
+    return *daemon;
+}
+
+void Device::boot()
+{
+    for (const char* name : {"DevManager", "ChanManager", "CfgManager"})
+        start(name);
+    // The last that a boot does: it starts a configuration, or has the default channels loaded.
+    if (!mLog.waitFor("serve: LOAD_CHANNELS"))
+        throw std::runtime_error("the start at boot does not end");
+}
+
+std::string Device::cfgctl(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), "cfgctl");
+    ChildProcess client(arguments);
+    const int status = client.wait();
+    return status == 0 ? client.output() : std::to_string(status) + ": " + client.errors();
 }
 
 std::string readFile(const std::string& path)
@@ -60,58 +69,29 @@ std::string readFile(const std::string& path)
 
 void writeFile(const std::string& path, const std::string& content)
 {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream(path, std::ios::binary) << content;
 }
 
-Device::Device()
-{
-    // What an earlier test of the same process may have left.
-    std::filesystem::remove_all("/data/cfg");
-    for (const char* socket : {"/tmp/sockCfg", "/tmp/sockChan", "/tmp/sockDev"})
-        std::filesystem::remove(socket);
-    std::filesystem::copy_file(SYSMGT_FACTORY_CATALOGUE, kFactoryCatalogue,
-                               std::filesystem::copy_options::overwrite_existing);
-}
+void placeFactoryCatalogue() { writeFile(kFactoryCatalogue, readFile(SYSMGT_FACTORY_CATALOGUE)); }
 
-ChildProcess& Device::startDevManager(const std::vector<std::string>& options)
+void placeCatalogue(const std::vector<std::string>& rows, const std::string& autoStart)
 {
-    mDevManager = launch("DevManager", options);
-    waitUntilServed("DevManager", socketOf(options, "/tmp/sockDev"), *mDevManager);
-    return *mDevManager;
-}
-
-ChildProcess& Device::startChanManager(const std::vector<std::string>& options)
-{
-    mChanManager = launch("ChanManager", options);
-    waitUntilServed("ChanManager", socketOf(options, "/tmp/sockChan"), *mChanManager);
-    return *mChanManager;
-}
-
-ChildProcess& Device::startCfgManager(const std::vector<std::string>& options)
-{
-    mLog.clear();
-    mCfgManager = launch("CfgManager", options);
-    if (std::find(options.begin(), options.end(), "-v") != options.end())
-        waitUntilServed("CfgManager", "/tmp/sockCfg", *mCfgManager);
-    else if (!mLog.waitFor("init: dataCommunicator started"))
-        throw std::runtime_error("CfgManager does not start: " + mCfgManager->errors());
-    return *mCfgManager;
-}
-
-void Device::boot()
-{
-    startDevManager();
-    startChanManager();
-    startCfgManager();
-    // The last that a boot does: it starts a configuration, or has the default channels loaded.
-    if (!mLog.waitFor("serve: LOAD_CHANNELS"))
-        throw std::runtime_error("the start at boot does not end");
-}
-
-void Device::cutCfgManager() { mCfgManager->stop(SIGKILL); }
-
-Finished Device::cfgctl(std::vector<std::string> arguments)
-{
-    arguments.insert(arguments.begin(), "cfgctl");
-    return runProgram(arguments);
+    Json::Value catalogue;
+    std::ifstream(kFactoryCatalogue) >> catalogue;
+    for (const std::string& row : rows) {
+        const std::string key = row.substr(0, row.find('='));
+        const std::string file = key == row ? "/data/cfg/" + key : row.substr(key.size() + 1);
+        Json::Value& instance = catalogue["components"]["ConfigurationsTable"]["instances"][key];
+        instance["Name"] = key;
+        instance["File Name"] = file;
+        instance["Description"] = "kept";
+        instance["State"] = "Inprogress";
+        instance["Time"] = "N/A";
+        instance["Fcode"] = 0x10040;
+    }
+    catalogue["components"]["AutoStart"]["instance"]["Name"] = autoStart;
+    std::ostringstream text;
+    text << catalogue;
+    writeFile(kStoredCatalogue, text.str());
 }

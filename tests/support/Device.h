@@ -1,12 +1,14 @@
 #pragma once
 
 // A device in the test's private world: the daemons, real binaries on their fixed paths, started as
-// a test needs them. The test's own process is the log collector. Each start returns when the
-// daemon's socket takes messages; daemons end with the object. One thread, one device a test.
+// a test needs them. The test's own process is the log collector. Daemons end with the object. One
+// thread, one device a test.
 
 #include "ChildProcess.h"
+#include "DataHolder.h"
 #include "LogCapture.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,38 +19,39 @@ public:
     /// The debug FIFO is read and the factory catalogue is in place; nothing runs yet.
     Device();
 
-    ChildProcess& startDevManager(const std::vector<std::string>& options = {});
-    ChildProcess& startChanManager(const std::vector<std::string>& options = {});
-
-    /// Returns when the manager serves: when it has logged that its communicator has started. With
-    /// a "-v" that hides the line, when its socket is bound. What it starts at boot may still be
-    /// under way.
-    ChildProcess& startCfgManager(const std::vector<std::string>& options = {});
+    /// "DevManager", "ChanManager" or "CfgManager", anew when it runs; returns when its socket
+    /// takes messages. What the manager starts at boot may still be under way.
+    ChildProcess& start(const std::string& name, std::vector<std::string> options = {});
 
     /// All three, each without options, and the start at boot done.
     void boot();
 
-    /// Ends the manager as a power cut would; its files and those of its siblings stay.
-    void cutCfgManager();
+    /// Ends the daemon as a power cut would; its files and those of its siblings stay.
+    void cut(const std::string& name) { mDaemons.at(name)->stop(SIGKILL); }
 
-    ChildProcess& devManager() { return *mDevManager; }
-    ChildProcess& chanManager() { return *mChanManager; }
-    ChildProcess& cfgManager() { return *mCfgManager; }
     LogCapture& log() { return mLog; }
 
-    /// Runs the command-line client to its end.
-    Finished cfgctl(std::vector<std::string> arguments);
+    /// Runs the command-line client to its end. What it said: its output, or "status: errors".
+    static std::string cfgctl(std::vector<std::string> arguments);
 
 private:
     LogCapture mLog;
-    std::unique_ptr<ChildProcess> mDevManager;
-    std::unique_ptr<ChildProcess> mChanManager;
-    std::unique_ptr<ChildProcess> mCfgManager;
+    std::map<std::string, std::unique_ptr<ChildProcess>> mDaemons;
 };
 
-/// True when a datagram socket is bound to the path and takes messages.
-bool isServed(const std::string& path);
+/// An application that asks others.
+class AskingHolder : public DataHolder
+{
+public:
+    AskingHolder() { getDataCommunicator().init(this, "/tmp/sockAsk", "/tmp/sockSendAsk", "tAsk"); }
+    Fcodes doHandle(MessageEvent*) override { return FC_OK; }
+};
 
-/// Whole files; reading a missing one gives "".
+/// Whole files; reading a missing one gives "", and writing makes the directory.
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& content);
+
+/// The catalogue as the device is delivered with it, and one as an earlier life has left it: a row
+/// for each "key" or "key=file", with the name of the one that starts at boot.
+void placeFactoryCatalogue();
+void placeCatalogue(const std::vector<std::string>& rows, const std::string& autoStart = "");

@@ -1,15 +1,16 @@
 #include "LogCapture.h"
 
+#include "ChildProcess.h"
 #include "DbgPrintClient.h"
 
 #include <array>
 #include <fcntl.h>
-#include <poll.h>
 #include <regex>
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace {
+namespace
+{
 
 constexpr char kFifo[] = "/tmp/sockDbg";
 constexpr int kFifoSize = 1 << 20; // holds what any single test logs between two reads
@@ -36,17 +37,9 @@ std::string LogCapture::text()
     return mText;
 }
 
-bool LogCapture::waitFor(const std::string& wanted, std::chrono::milliseconds limit)
+bool LogCapture::waitFor(const std::string& wanted)
 {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    pollfd waiting{mFifo, POLLIN, 0};
-    while (text().find(wanted) == std::string::npos) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) == 0)
-            return false;
-    }
-    return true;
+    return eventually([&] { return text().find(wanted) != std::string::npos; });
 }
 
 std::vector<std::string> LogCapture::entries()
@@ -54,21 +47,15 @@ std::vector<std::string> LogCapture::entries()
     static const std::regex header(
         R"((INFO |WARN |ERROR|FATAL|SYS  )\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3} [^(\n]*\(\d+\)([A-Za-z/]+):\d+:)");
     const std::string all = text();
-
     std::vector<std::string> found;
-    std::size_t messageStart = std::string::npos;
-    const auto endEntry = [&](std::size_t end) {
-        if (messageStart != std::string::npos)
-            found.back() += all.substr(messageStart, end - messageStart - 1); // less the line's end
-    };
-    for (std::sregex_iterator it(all.begin(), all.end(), header), end; it != end; ++it) {
-        const auto position = static_cast<std::size_t>(it->position());
-        endEntry(position);
-        const std::string label = (*it)[1];
-        found.push_back(label.substr(0, label.find(' ')) + ' ' + (*it)[2].str() + ':');
-        messageStart = position + static_cast<std::size_t>(it->length());
+    for (std::sregex_iterator it(all.begin(), all.end(), header), end; it != end;) {
+        const std::string label = it->str(1);
+        const std::string unit = it->str(2);
+        const auto start = static_cast<std::size_t>(it->position() + it->length());
+        const auto next = ++it == end ? all.size() : static_cast<std::size_t>(it->position());
+        found.push_back(label.substr(0, label.find(' ')) + ' ' + unit + ':' +
+                        all.substr(start, next - start - 1)); // less the line's end
     }
-    endEntry(all.size());
     return found;
 }
 

@@ -3,7 +3,6 @@
 // Reads what this process logs: it is the collector at the other end of the debug FIFO. Make one
 // before the first log line of the process, that is at the start of a test or in a fixture.
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -20,10 +19,8 @@ public:
     /// All that has been logged since construction or the last clear(), as written.
     std::string text();
 
-    /// Waits until the text has been logged, also by another process; false when it has not been
-    /// within the limit.
-    bool waitFor(const std::string& wanted,
-                 std::chrono::milliseconds limit = std::chrono::seconds(30));
+    /// Waits until the text has been logged, also by another process.
+    bool waitFor(const std::string& wanted);
 
     /// The captured entries as "ERROR Unit:init: message": label, unit and message, without date,
     /// task and line number. A message of several lines stays one entry.

@@ -2,32 +2,12 @@
 
 #include "CfgPaths.h"
 #include "MessageEvent.h"
-#include "MessageHeader.h"
-
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <json/json.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
+#include "MessageText.h"
 
 namespace
 {
 
 constexpr char kObserver[] = "/tmp/sockObserver";
-
-int bindSocket(const char* path)
-{
-    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::string(path).copy(address.sun_path, sizeof address.sun_path - 1);
-    unlink(path);
-    EXPECT_EQ(0, bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address)) << path;
-    return fd;
-}
 
 /// Managers live as long as the process: their threads are never stopped.
 ConfigurationManager& makeManager()
@@ -39,78 +19,52 @@ ConfigurationManager& makeManager()
 
 } // namespace
 
-FakeChannels::FakeChannels(Answer answer)
-    : mAnswer(std::move(answer)), mSocket(bindSocket(kChanSocket)), mThread([this] { serve(); })
+ManagerFixture::ManagerFixture()
+    : mManager(makeManager()), mObserver(kObserver), mChannels(kChanSocket)
 {
+    placeFactoryCatalogue();
+    mServing = std::thread([this] { serveChannels(); });
 }
 
-FakeChannels::~FakeChannels()
+ManagerFixture::~ManagerFixture()
 {
     mStop = true;
-    mThread.join();
-    close(mSocket);
-    unlink(kChanSocket);
+    mServing.join();
 }
 
-std::vector<std::string> FakeChannels::commands()
-{
-    const std::lock_guard guard(mMutex);
-    return mCommands;
-}
-
-void FakeChannels::serve()
+void ManagerFixture::serveChannels()
 {
     while (!mStop) {
-        pollfd readable{mSocket, POLLIN, 0};
-        if (poll(&readable, 1, 20) < 1)
+        if (mChannels.nothingCame()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
             continue;
-        std::string text(70000, '\0');
-        sockaddr_un sender{};
-        socklen_t length = sizeof sender;
-        const ssize_t got = recvfrom(mSocket, text.data(), text.size(), 0,
-                                     reinterpret_cast<sockaddr*>(&sender), &length);
-        text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-
-        MessageHeader header;
+        }
         std::string element;
         MessageCommand command;
-        header.initFromString(text);
-        getSegment(text, 0, "Command", element);
+        getSegment(mChannels.receive().body, 0, "Command", element);
         command.initFromString(element);
         const std::lock_guard guard(mMutex);
         mCommands.push_back(element + "\n"); // the element's own line end
-        header.Fcode = mAnswer(command);
-        header.Type = "ACK";
-        header.Size = 0;
-        std::string answer;
-        header.toString(answer);
-        sendto(mSocket, answer.data(), answer.size(), 0, reinterpret_cast<sockaddr*>(&sender),
-               length);
+        answer(command);
     }
 }
 
-ManagerFixture::ManagerFixture() : mManager(makeManager()), mObserver(bindSocket(kObserver))
+void ManagerFixture::answer(const MessageCommand& command)
 {
-    std::filesystem::copy_file(SYSMGT_FACTORY_CATALOGUE, kFactoryCatalogue,
-                               std::filesystem::copy_options::overwrite_existing);
-    mChannels = std::make_unique<FakeChannels>([this](const MessageCommand& command) {
-        std::string file;
-        command.getParam("File", file);
-        if (command.ID == "STORE_CHANNELS" && mWriteFile)
-            placeFile(file);
-        if (const auto during = mDuringLoad; command.ID == "LOAD_CHANNELS" && during)
-            during();
-        return mChannelsResult;
-    });
+    std::string file;
+    command.getParam("File", file);
+    if (command.ID == "STORE_CHANNELS" && mWriteFile)
+        writeFile(file, "channels");
+    if (const auto during = mDuringLoad; command.ID == "LOAD_CHANNELS" && during)
+        during();
+    mChannels.answer("ACK", mChannelsResult);
 }
-
-ManagerFixture::~ManagerFixture() { close(mObserver); }
 
 void ManagerFixture::start()
 {
-    mChannels->sync();
+    sync();
     mManager.init();
-    mChannels->sync();
+    sync();
     mManager.getDataCommunicator().subscribe(kObserver);
 }
 
@@ -129,26 +83,35 @@ Fcodes ManagerFixture::run(const std::string& id,
                            const std::map<std::string, std::string>& parameters)
 {
     std::string response;
-    mChannels->sync();
+    sync();
     const Fcodes result = mManager.execute(element(id, parameters), response);
-    mChannels->sync();
+    sync();
     return result;
+}
+
+std::vector<std::string> ManagerFixture::commands()
+{
+    const std::lock_guard guard(mMutex);
+    return mCommands;
+}
+
+std::string ManagerFixture::channelCommand(const std::string& id, const std::string& file)
+{
+    return "<Command ID=\"" + id + "\" >\n\t<Parameter Name=\"File\" Value=\"" + file +
+           "\" />\n</Command>\n";
 }
 
 std::vector<std::string> ManagerFixture::events()
 {
     std::vector<std::string> found;
-    std::string text(70000, '\0');
-    for (ssize_t got; (got = recv(mObserver, text.data(), text.size(), MSG_DONTWAIT)) > 0;) {
-        const std::string message = text.substr(0, static_cast<std::size_t>(got));
-        MessageHeader header;
-        MessageEvent event;
+    while (!mObserver.nothingCame()) {
+        const ScriptedPeer::Message message = mObserver.receive();
         std::string element;
-        header.initFromString(message);
-        getSegment(message, 0, "Event", element);
+        MessageEvent event;
+        getSegment(message.body, 0, "Event", element);
         event.initFromString(element);
         std::ostringstream line;
-        line << event.ID << ' ' << event.Source << ' ' << std::hex << header.Fcode;
+        line << event.ID << ' ' << event.Source << ' ' << std::hex << message.header.Fcode;
         found.push_back(line.str());
     }
     return found;
@@ -179,11 +142,15 @@ std::string ManagerFixture::text(const std::string& row, const char* property)
     return value;
 }
 
-int ManagerFixture::fcode(const std::string& row)
+std::string ManagerFixture::row(const std::string& key)
 {
-    int value = -1;
-    mManager.getIntParam("CfgDataSet", "ConfigurationsTable", "Fcode", value, row);
-    return value;
+    std::ostringstream line;
+    for (const char* property : {"Name", "File Name", "Description", "State"})
+        line << text(key, property) << '|';
+    int fcode = -1;
+    mManager.getIntParam("CfgDataSet", "ConfigurationsTable", "Fcode", fcode, key);
+    line << std::hex << fcode;
+    return line.str();
 }
 
 std::string ManagerFixture::autoStart()
@@ -191,39 +158,4 @@ std::string ManagerFixture::autoStart()
     std::string value = "<none>";
     mManager.getTextParam("CfgDataSet", "AutoStart", "Name", value, std::string());
     return value;
-}
-
-std::string ManagerFixture::stored()
-{
-    std::ifstream file(kStoredCatalogue);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void ManagerFixture::placeFile(const std::string& path, const std::string& content)
-{
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream(path) << content;
-}
-
-void ManagerFixture::placeCatalogue(const std::vector<std::string>& rows,
-                                    const std::string& autoStart)
-{
-    Json::Value catalogue;
-    std::ifstream(kFactoryCatalogue) >> catalogue;
-    for (const std::string& row : rows) {
-        const std::size_t equals = row.find('=');
-        const std::string key = row.substr(0, equals);
-        Json::Value& instance = catalogue["components"]["ConfigurationsTable"]["instances"][key];
-        instance["Name"] = key;
-        instance["File Name"] =
-            equals == std::string::npos ? "/data/cfg/" + key : row.substr(equals + 1);
-        instance["Description"] = "kept";
-        instance["State"] = "Inprogress";
-        instance["Time"] = "N/A";
-        instance["Fcode"] = 0x10040;
-    }
-    catalogue["components"]["AutoStart"]["instance"]["Name"] = autoStart;
-    std::ostringstream text;
-    text << catalogue;
-    placeFile(kStoredCatalogue, text.str());
 }

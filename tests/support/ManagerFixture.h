@@ -4,45 +4,15 @@
 // observer of its events: for tests of exact texts, orders and codes. One manager a process.
 
 #include "ConfigurationManager.h"
-#include "LogCapture.h"
+#include "Device.h"
 #include "MessageCommand.h"
+#include "ScriptedPeer.h"
 
 #include <atomic>
 #include <functional>
 #include <gmock/gmock.h>
-#include <map>
 #include <mutex>
 #include <thread>
-
-/// A channel manager: answers each command with a code, on a thread of its own.
-class FakeChannels
-{
-public:
-    using Answer = std::function<Fcodes(const MessageCommand& command)>;
-
-    explicit FakeChannels(Answer answer);
-    ~FakeChannels();
-
-    FakeChannels(const FakeChannels&) = delete;
-    FakeChannels& operator=(const FakeChannels&) = delete;
-
-    /// The command elements that have come so far.
-    std::vector<std::string> commands();
-
-    /// What this thread has written is seen by the answers from here on, and the other way round:
-    /// a datagram alone puts no order between memory accesses.
-    void sync() { const std::lock_guard guard(mMutex); }
-
-private:
-    void serve();
-
-    Answer mAnswer;
-    int mSocket;
-    std::atomic<bool> mStop{false};
-    std::recursive_mutex mMutex; // guards mCommands, and is held while an answer is made up
-    std::vector<std::string> mCommands;
-    std::thread mThread;
-};
 
 class ManagerFixture : public testing::Test
 {
@@ -61,33 +31,40 @@ protected:
     static std::string element(const std::string& id,
                                const std::map<std::string, std::string>& parameters);
 
+    /// The commands that the channel manager has been sent, and the text of one.
+    std::vector<std::string> commands();
+    static std::string channelCommand(const std::string& id, const std::string& file);
+
     /// The events that have reached the observer since the last call, as "ID Source code".
     std::vector<std::string> events();
 
     /// Log entries of the manager's own unit, without its name, since the last call.
     std::vector<std::string> logged();
 
-    /// Rows: their keys, one property of one ("<none>" when it cannot be read), and the auto-start.
+    /// Rows: their keys, one property of one, and all but the time as "Name|File Name|Description|
+    /// State|Fcode"; then the auto-start. "<none>" is what cannot be read.
     std::vector<std::string> rows();
     std::string text(const std::string& row, const char* property);
-    int fcode(const std::string& row);
+    std::string row(const std::string& key);
     std::string autoStart();
-
-    /// The same as they are on disk.
-    static std::string stored();
-
-    /// Puts files and a catalogue in place before start(): "key" or "key=file" for a row.
-    static void placeFile(const std::string& path, const std::string& content = "channels");
-    static void placeCatalogue(const std::vector<std::string>& rows,
-                               const std::string& autoStart = "");
 
     LogCapture mLog;
     Fcodes mChannelsResult = FC_OK; ///< of STORE_CHANNELS and LOAD_CHANNELS
     bool mWriteFile = true;         ///< whether STORE_CHANNELS writes it
     std::function<void()> mDuringLoad;
-    std::unique_ptr<FakeChannels> mChannels;
     ConfigurationManager& mManager;
 
 private:
-    int mObserver;
+    /// What this thread has written is seen by the answers from here on, and the other way round:
+    /// a datagram alone puts no order between memory accesses.
+    void sync() { const std::lock_guard guard(mMutex); }
+    void serveChannels();
+    void answer(const MessageCommand& command);
+
+    ScriptedPeer mObserver;
+    ScriptedPeer mChannels;
+    std::atomic<bool> mStop{false};
+    std::recursive_mutex mMutex; // guards mCommands, and is held while an answer is made up
+    std::vector<std::string> mCommands;
+    std::thread mServing;
 };

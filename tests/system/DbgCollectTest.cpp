@@ -1,12 +1,8 @@
-#include "ChildProcess.h"
 #include "Device.h"
 
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <memory>
-#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,15 +25,19 @@ protected:
     DbgCollectTest() { std::filesystem::remove(kFifo); }
     ~DbgCollectTest() override { close(fifo); }
 
-    ChildProcess& collect(std::vector<std::string> options = {})
+    void collect(std::vector<std::string> options = {})
     {
         options.insert(options.begin(), "dbgcollect");
         collector = std::make_unique<ChildProcess>(options);
         EXPECT_TRUE(collector->waitForErrors("collecting from")) << collector->errors();
+        openFifo();
+    }
+
+    void openFifo()
+    {
         close(fifo);
         fifo = open(kFifo, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         EXPECT_NE(-1, fifo);
-        return *collector;
     }
 
     void log(const std::string& text) const
@@ -45,78 +45,73 @@ protected:
         EXPECT_EQ(static_cast<ssize_t>(text.size()), write(fifo, text.data(), text.size()));
     }
 
+    /// Logs a last entry, and all that is shown up to it must be `expected`.
+    void expectShown(const std::string& expected)
+    {
+        const std::string last = entry("SYS  ", "last SAVE_CFG");
+        log(last);
+        EXPECT_TRUE(collector->waitForOutput("last"));
+        EXPECT_EQ(expected + last, collector->output());
+    }
+
     std::unique_ptr<ChildProcess> collector;
     int fifo = -1;
 };
 
-TEST_F(DbgCollectTest, MakesAFifoThatEveryUserMayWrite)
+TEST_F(DbgCollectTest, MakesAFifoThatEveryUserMayWriteAndIsTheOnlyOneToReadIt)
 {
     const mode_t before = umask(077);
     collect();
     umask(before);
-    struct stat status;
-    ASSERT_EQ(0, stat(kFifo, &status));
-    EXPECT_TRUE(S_ISFIFO(status.st_mode));
-    EXPECT_EQ(0666u, status.st_mode & 07777u);
+    EXPECT_EQ(std::filesystem::file_type::fifo, std::filesystem::status(kFifo).type());
+    EXPECT_EQ(0666u, static_cast<unsigned>(std::filesystem::status(kFifo).permissions()));
+    ChildProcess second({"dbgcollect"});
+    EXPECT_EQ(1, second.wait());
+    EXPECT_THAT(second.errors(), HasSubstr("another collector"));
 }
 
-TEST_F(DbgCollectTest, RefusesWhatIsNoFifoAndWhatAnotherCollectorReads)
+TEST_F(DbgCollectTest, RefusesWhatIsNoFifo)
 {
     writeFile(kFifo, "mine");
-    const Finished onFile = runProgram({"dbgcollect"});
-    EXPECT_EQ(1, onFile.status);
-    EXPECT_EQ("dbgcollect: /tmp/sockDbg is not a FIFO; remove it first\n", onFile.errors);
+    ChildProcess onFile({"dbgcollect"});
+    EXPECT_EQ(1, onFile.wait());
+    EXPECT_EQ("dbgcollect: /tmp/sockDbg is not a FIFO; remove it first\n", onFile.errors());
     EXPECT_EQ("mine", readFile(kFifo));
-    std::filesystem::remove(kFifo);
-
-    collect();
-    const Finished second = runProgram({"dbgcollect"});
-    EXPECT_EQ(1, second.status);
-    EXPECT_THAT(second.errors, HasSubstr("another collector"));
 }
 
-TEST_F(DbgCollectTest, ShowsEntriesOfALevelWithAllTheirLines)
+TEST_F(DbgCollectTest, ShowsEntriesOfALevelWithAllTheirLinesAlsoThoseThatComeInPieces)
 {
-    ChildProcess& shown = collect({"--level", "2"});
-    log(entry("INFO ", "info") + entry("WARN ", "warning") +
-        entry("ERROR", "readMsg: in:\n<HEADER>\nINFO is a word here") + entry("INFO ", "a\nb"));
-    log(entry("FATAL", "fatal") + entry("SYS  ", "last"));
-    ASSERT_TRUE(shown.waitForOutput("last\n"));
-    EXPECT_EQ(entry("ERROR", "readMsg: in:\n<HEADER>\nINFO is a word here") +
-                  entry("FATAL", "fatal") + entry("SYS  ", "last"),
-              shown.output());
+    collect({"--level", "2"});
+    const std::string error = entry("ERROR", "readMsg: in:\n<HEADER>\nINFO is a word here");
+    log(entry("INFO ", "info") + entry("WARN ", "warning") + error + entry("INFO ", "a\nb"));
+    log(entry("FATAL", "fatal") + "INFO 22/11/26 2");
+    log("1:57:00.123 tCfg(7)Unit:1:second\n");
+    expectShown(error + entry("FATAL", "fatal"));
 }
 
 TEST_F(DbgCollectTest, ShowsEntriesThatHoldATextInAnyLine)
 {
-    ChildProcess& shown = collect({"--grep", "SAVE_CFG"});
+    collect({"--grep", "SAVE_CFG"});
     const std::string wanted = entry("INFO ", "doWork: msg body:\n<Command ID=\"SAVE_CFG\" >");
     log(entry("INFO ", "one") + wanted + entry("INFO ", "two"));
-    log(entry("SYS  ", "SAVE_CFG last"));
-    ASSERT_TRUE(shown.waitForOutput("last"));
-    EXPECT_EQ(wanted + entry("SYS  ", "SAVE_CFG last"), shown.output());
+    expectShown(wanted);
 }
 
-TEST_F(DbgCollectTest, PutsAnEntryTogetherThatComesInPieces)
+TEST_F(DbgCollectTest, GoesOnWhenTheLastWriterLeavesAndColoursOnlyWhenAskedWithoutATerminal)
 {
-    ChildProcess& shown = collect({"--level", "2"});
-    log(entry("ERROR", "first") + "INFO 22/11/26 2");
-    log("1:57:00.123 tCfg(7)Unit:1:second\n");
-    log(entry("ERROR", "third"));
-    ASSERT_TRUE(shown.waitForOutput("third"));
-    EXPECT_EQ(entry("ERROR", "first") + entry("ERROR", "third"), shown.output());
-}
-
-TEST_F(DbgCollectTest, GoesOnWhenTheLastWriterLeaves)
-{
-    ChildProcess& shown = collect();
-    log(entry("INFO ", "before"));
+    collect();
+    log(entry("ERROR", "before"));
     close(fifo);
-    ASSERT_TRUE(shown.waitForOutput("before"));
-    fifo = open(kFifo, O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    ASSERT_NE(-1, fifo);
-    log(entry("INFO ", "after"));
-    EXPECT_TRUE(shown.waitForOutput("after"));
+    ASSERT_TRUE(collector->waitForOutput("before"));
+    fifo = -1;
+    openFifo();
+    expectShown(entry("ERROR", "before"));
+    collector->stop();
+
+    collect({"--color"});
+    log(entry("ERROR", "red"));
+    ASSERT_TRUE(collector->waitForOutput("\033[0m\n"));
+    EXPECT_THAT(collector->output(), testing::StartsWith("\033[31mERROR"));
 }
 
 TEST_F(DbgCollectTest, EndsOnASignalWithAllThatWasLoggedInItsFile)
@@ -130,20 +125,6 @@ TEST_F(DbgCollectTest, EndsOnASignalWithAllThatWasLoggedInItsFile)
 
     collect({"-o", "/tmp/log"});
     EXPECT_EQ(0, collector->stop(SIGINT));
-}
-
-TEST_F(DbgCollectTest, ColoursOnlyWhenAskedWhereThereIsNoTerminal)
-{
-    collect();
-    log(entry("ERROR", "plain"));
-    ASSERT_TRUE(collector->waitForOutput("plain"));
-    EXPECT_THAT(collector->output(), Not(HasSubstr("\033")));
-    collector->stop();
-
-    collect({"--color"});
-    log(entry("ERROR", "red"));
-    ASSERT_TRUE(collector->waitForOutput("\033[0m\n"));
-    EXPECT_THAT(collector->output(), testing::StartsWith("\033[31mERROR"));
 }
 
 } // namespace

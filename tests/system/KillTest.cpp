@@ -3,16 +3,15 @@
 // beside it. SYSMGT_KILLS sets how often (40 unless told).
 
 #include "Device.h"
-#include "MessageCommand.h"
+#include "MessageHeader.h"
 #include "ScriptedPeer.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
-#include <json/json.h>
+#include <json/reader.h>
 #include <random>
 #include <set>
 #include <thread>
@@ -32,17 +31,10 @@ std::string nameOf(int row) { return "cfg" + std::to_string(1000 + row); }
 
 std::string saveMessage(int id, const std::string& name)
 {
-    MessageCommand save;
-    save.setId("SAVE_CFG");
-    save.addParam("Name", name);
-    std::string text;
-    const std::string body = "<BODY>\n\t" + save.toString(text) + "\n</BODY>\n";
-    MessageHeader header;
-    header.ID = id;
-    header.Type = "COMMAND";
-    header.Size = static_cast<int>(body.size());
-    std::string message;
-    return header.toString(message) + body;
+    return ScriptedPeer::answerText(id, "COMMAND", FC_OK,
+                                    "<BODY>\n\t<Command ID=\"SAVE_CFG\" >\n\t<Parameter "
+                                    "Name=\"Name\" Value=\"" +
+                                        name + "\" />\n</Command>\n</BODY>\n");
 }
 
 class KillTest : public testing::TestWithParam<int>
@@ -51,27 +43,16 @@ protected:
     /// A catalogue of so many configurations, and their files, as an earlier life has left them.
     void placeConfigurations(int rows)
     {
-        Json::Value catalogue;
-        std::ifstream("/etc/sysmgt/cfg_data_set.json") >> catalogue;
-        std::filesystem::create_directories("/data/cfg");
+        std::vector<std::string> names;
         for (int row = 0; row < rows; ++row) {
-            const std::string file = "/data/cfg/" + nameOf(row);
-            writeFile(file, "placed");
-            Json::Value& instance =
-                catalogue["components"]["ConfigurationsTable"]["instances"][nameOf(row)];
-            instance["Name"] = nameOf(row);
-            instance["File Name"] = file;
-            instance["Description"] = "placed";
-            instance["State"] = "Available";
-            instance["Time"] = "N/A";
-            instance["Fcode"] = 0x10000;
+            names.push_back(nameOf(row));
+            mAcknowledged.insert(names.back());
+            writeFile("/data/cfg/" + names.back(), "placed");
         }
-        std::ostringstream text;
-        text << catalogue;
-        writeFile(kCatalogue, text.str());
+        placeCatalogue(names);
     }
 
-    /// Saves one configuration after the other until told to stop; those that were acknowledged.
+    /// Saves one configuration after the other until told to stop; notes what was acknowledged.
     void storm(int rows, std::mt19937::result_type seed, const std::atomic<bool>& stop)
     {
         DatagramSocket client;
@@ -86,20 +67,19 @@ protected:
             const std::string name = nameOf(static_cast<int>(row));
             mTried.insert(name);
             sendDatagram(client.descriptor(), saveMessage(id, name), daemon, true);
-            if (isAcknowledged(client.descriptor(), stop)) {
+            while (!stop && waitReadable(client.descriptor(), -1) != WaitResult::kReadable)
+                std::this_thread::yield();
+            if (isAcknowledged(client.descriptor())) {
                 mAcknowledged.insert(name);
                 ++mSaves;
             }
         }
     }
 
-    static bool isAcknowledged(int client, const std::atomic<bool>& stop)
+    static bool isAcknowledged(int client)
     {
-        while (waitReadable(client, -1) != WaitResult::kReadable) {
-            if (stop)
-                return false;
-            std::this_thread::yield();
-        }
+        if (waitReadable(client, -1) != WaitResult::kReadable)
+            return false;
         std::string answer(70000, '\0');
         SocketAddress sender;
         receiveDatagram(client, answer.data(), answer.size(), sender);
@@ -129,14 +109,12 @@ protected:
         }));
     }
 
-    void expectWhole(int rows)
+    void expectWhole()
     {
         Json::Value catalogue;
         Json::Reader reader;
         ASSERT_TRUE(reader.parse(readFile(kCatalogue), catalogue)) << readFile(kCatalogue);
         const Json::Value& instances = catalogue["components"]["ConfigurationsTable"]["instances"];
-        for (int row = 0; row < rows; ++row)
-            mAcknowledged.insert(nameOf(row));
         for (const std::string& name : mAcknowledged)
             EXPECT_TRUE(instances.isMember(name)) << name;
         for (const auto& entry : std::filesystem::directory_iterator("/data/cfg")) {
@@ -157,24 +135,23 @@ TEST_P(KillTest, CatalogueIsWholeAndHoldsEveryAcknowledgedConfiguration)
 {
     const int rows = GetParam();
     Device device;
-    device.startChanManager({"-v", "5"});
+    device.start("ChanManager", {"-v", "5"});
     for (int kill = 0; kill < kills() && !HasFailure(); ++kill) {
         std::filesystem::remove_all("/data/cfg");
-        placeConfigurations(rows);
         mTried.clear();
         mAcknowledged.clear();
-        device.startCfgManager({"-v", "5"});
+        placeConfigurations(rows);
+        device.start("CfgManager", {"-v", "5"});
         std::atomic<bool> stop{false};
         std::thread saving([&, seed = mRandom()] { storm(rows, seed, stop); });
         std::this_thread::sleep_for(std::chrono::microseconds(mRandom() % 40000));
-        device.cutCfgManager();
+        device.cut("CfgManager");
         stop = true;
         saving.join();
         waitForChanManager();
-        expectWhole(rows);
+        expectWhole();
         waitForStore();
     }
-    RecordProperty("saves", mSaves);
     std::printf("%d kills, %d rows, %d saves acknowledged\n", kills(), rows, mSaves);
     EXPECT_GT(mSaves, 0);
 }

@@ -1,6 +1,5 @@
 // What the pages show is run: the tour of README.md, and the daemon of docs/sibling-daemon.md.
 
-#include "DataHolder.h"
 #include "Device.h"
 #include "MessageHeader.h"
 
@@ -12,7 +11,6 @@ namespace
 {
 
 using testing::HasSubstr;
-using testing::Not;
 
 /// The first block of shell lines behind a heading.
 std::string shellLines(const std::string& page, const std::string& heading)
@@ -28,24 +26,15 @@ TEST(ReadmeTest, TheTourDoesWhatItSays)
     device.boot();
     setenv("PATH", (binary("").append(":") + getenv("PATH")).c_str(), 1);
     writeFile("/tmp/tour.sh", shellLines(page, "## A tour") + "kill %1\n");
-    const Finished tour = runProgram({"/bin/bash", "-m", "/tmp/tour.sh"});
-
-    EXPECT_THAT(tour.output, HasSubstr("save day: OK"));
-    EXPECT_THAT(tour.output, HasSubstr("* night")); // the mark of the one that starts at boot
-    EXPECT_THAT(tour.output, HasSubstr("start day: OK"));
-    EXPECT_THAT(tour.output, HasSubstr("weekday"));
-    EXPECT_THAT(tour.errors, HasSubstr("No Such Name"));
+    ChildProcess tour({"/bin/bash", "-m", "/tmp/tour.sh"});
+    tour.wait();
+    for (const char* said : {"save day: OK", "* night", "start day: OK", "weekday"})
+        EXPECT_THAT(tour.output(), HasSubstr(said)); // the mark: it starts at boot
+    EXPECT_THAT(tour.errors(), HasSubstr("No Such Name"));
     EXPECT_EQ("", readFile("/data/cfg/weekday"));
     EXPECT_NE("", readFile("/data/cfg/night"));
     EXPECT_THAT(device.log().text(), HasSubstr("cfgName=weekday fcode=10008"));
 }
-
-class AskingHolder : public DataHolder
-{
-public:
-    AskingHolder() { getDataCommunicator().init(this, "/tmp/sockAsk", "/tmp/sockSendAsk", "tAsk"); }
-    Fcodes doHandle(MessageEvent*) override { return FC_OK; }
-};
 
 TEST(ReadmeTest, TheDaemonOfOnesOwnServesSetsAndHears)
 {
@@ -75,7 +64,7 @@ TEST(ReadmeTest, TheDaemonOfOnesOwnServesSetsAndHears)
     EXPECT_EQ(FC_OK, holder.requestGetIntParam(kFan, "FanDataSet", "Fan", "Speed", speed, ""));
     EXPECT_EQ(900, speed);
 
-    EXPECT_EQ(0, device.cfgctl({"save", "day"}).status);
+    EXPECT_EQ("save day: OK\n", Device::cfgctl({"save", "day"}));
     EXPECT_TRUE(device.log().waitFor("doHandle: event=Configuration Added"));
 }
 

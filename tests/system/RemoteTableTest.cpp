@@ -1,7 +1,6 @@
 // A table of one process, read and written from another: the requests of the data holder against
 // the sample device manager.
 
-#include "DataHolder.h"
 #include "Device.h"
 
 #include <gmock/gmock.h>
@@ -12,17 +11,10 @@ namespace
 constexpr char kDevManager[] = "/tmp/sockDev";
 constexpr char kTable[] = "SensorTable";
 
-class AskingHolder : public DataHolder
-{
-public:
-    AskingHolder() { getDataCommunicator().init(this, "/tmp/sockAsk", "/tmp/sockSendAsk", "tAsk"); }
-    Fcodes doHandle(MessageEvent*) override { return FC_OK; }
-};
-
 class RemoteTableTest : public testing::Test
 {
 protected:
-    RemoteTableTest() { mDevice.startDevManager(); }
+    RemoteTableTest() { mDevice.start("DevManager"); }
 
     Device mDevice;
     AskingHolder mHolder;

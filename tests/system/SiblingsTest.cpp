@@ -1,17 +1,13 @@
 // The sample siblings, asked over the wire as the manager and others ask them.
 
-#include "DataCommunicator.h"
 #include "Device.h"
 #include "MessageCommand.h"
-#include "MessageEvent.h"
 #include "MessageHeader.h"
 #include "ScriptedPeer.h"
 
 #include <chrono>
 #include <filesystem>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <string>
 
 namespace
 {
@@ -24,8 +20,6 @@ constexpr char kDev[] = "/tmp/sockDev";
 class SiblingsTest : public testing::Test
 {
 protected:
-    SiblingsTest() { wire.init(nullptr, "/tmp/sockTest", "/tmp/sockSendTest", "tTest"); }
-
     Fcodes ask(const std::string& socket, const std::string& id, const std::string& parameter,
                const std::string& value, int timeout = 10)
     {
@@ -34,7 +28,7 @@ protected:
         command.addParam(parameter, value);
         std::string text;
         std::string response;
-        return wire.requestCommand(socket, command.toString(text), response, timeout, 1);
+        return asking.requestCommand(socket, command.toString(text), response, timeout, 1);
     }
     Fcodes store(const std::string& file) { return ask(kChan, "STORE_CHANNELS", "File", file); }
     Fcodes load(const std::string& file) { return ask(kChan, "LOAD_CHANNELS", "File", file); }
@@ -42,7 +36,7 @@ protected:
     std::string channel(const std::string& property)
     {
         std::string value = "?";
-        wire.requestGetParam(kChan, "ChannelDataSet", "ChannelTable", "1", property, value, 10, 1);
+        asking.requestGetTextParam(kChan, "ChannelDataSet", "ChannelTable", property, value, "1");
         return value;
     }
 
@@ -51,29 +45,27 @@ protected:
         MessageHeader request;
         MessageHeader response;
         request.Type = "SET";
-        const std::string body =
+        std::string body =
             "<BODY>\n<DataSet ID=\"ChannelDataSet\" >\n<Component Name=\"ChannelTable\" >\n"
             "<Row ID=\"1\" >\n<Item Name=\"" +
             property + "\" Value=\"" + value + "\" />\n</Row>\n</Component>\n</DataSet>\n</BODY>\n";
         request.Size = static_cast<int>(body.size());
-        std::string answer;
-        const Fcodes sent = wire.sendRequest(kChan, request, body, response, answer, 10, 1);
+        const Fcodes sent =
+            asking.getDataCommunicator().sendRequest(kChan, request, body, response, body, 10, 1);
         return sent | response.Fcode;
     }
 
     Device device;
-    DataCommunicator wire;
+    AskingHolder asking;
 };
 
 TEST_F(SiblingsTest, ChannelsGoToAFileAndComeBack)
 {
-    device.startChanManager();
-    EXPECT_EQ("950000", channel("Frequency"));
+    device.start("ChanManager");
     EXPECT_EQ(FC_OK, setChannel("Frequency", "1200000"));
     EXPECT_EQ("950000", channel("Frequency")) << "before it is accepted";
     EXPECT_EQ(FC_OK, store("/tmp/set"));
     EXPECT_EQ("1200000", channel("Frequency"));
-
     EXPECT_EQ(FC_OK, load("Default"));
     EXPECT_EQ("950000", channel("Frequency"));
     EXPECT_EQ(FC_OK, load("/tmp/set"));
@@ -85,16 +77,12 @@ TEST_F(SiblingsTest, ChannelsGoToAFileAndComeBack)
 
 TEST_F(SiblingsTest, BadFilesAreRefusedAndTheChannelsStay)
 {
-    device.startChanManager();
+    device.start("ChanManager");
     const std::string head =
         R"({"components":{"ChannelTable":{"properties":{},"instances":{"1":{"Frequency":)";
-    const struct {
-        std::string content;
-        Fcodes code;
-    } files[] = {
+    const std::pair<std::string, Fcodes> files[] = {
         {"", FC_UNAVAILABLE},
         {"{\"components\":", FC_UNAVAILABLE},
-        {"{}", FC_BAD_VALUE},
         {"[1, 2]", FC_BAD_VALUE},
         {R"({"components":{"ChannelTable":{"instances":{}}}})", FC_BAD_VALUE},
         {R"({"components":{"ChannelTable":{"instances":[1]}}})", FC_BAD_VALUE},
@@ -102,10 +90,10 @@ TEST_F(SiblingsTest, BadFilesAreRefusedAndTheChannelsStay)
         {head + R"(7,"Gain":1}}}}})", FC_BAD_VALUE},
     };
     EXPECT_EQ(FC_NO_SUCH_NAME, load("/tmp/missing"));
-    for (const auto& file : files) {
-        writeFile("/tmp/bad", file.content);
-        EXPECT_EQ(file.code, load("/tmp/bad")) << file.content;
-        EXPECT_EQ("950000", channel("Frequency")) << file.content;
+    for (const auto& [content, code] : files) {
+        writeFile("/tmp/bad", content);
+        EXPECT_EQ(code, load("/tmp/bad")) << content;
+        EXPECT_EQ("950000", channel("Frequency")) << content;
     }
     EXPECT_NE(FC_OK, store("/no/such/dir/set"));
     EXPECT_EQ(FC_BODY_ERROR, ask(kChan, "STORE_CHANNELS", "Path", "/tmp/set"));
@@ -113,12 +101,11 @@ TEST_F(SiblingsTest, BadFilesAreRefusedAndTheChannelsStay)
 
 TEST_F(SiblingsTest, SubscribersHearOfStoresLoadsAndZones)
 {
-    device.startChanManager();
-    device.startDevManager({"-z", "CET-1CEST"});
+    device.start("ChanManager");
+    device.start("DevManager", {"-z", "CET-1CEST"});
     ScriptedPeer observer("/tmp/observer");
-    ASSERT_EQ(FC_OK, ask(kChan, "SUBSCRIBE", "SockName", "/tmp/observer"));
-    ASSERT_EQ(FC_OK, ask(kDev, "SUBSCRIBE", "SockName", "/tmp/observer"));
-
+    for (const char* sibling : {kChan, kDev})
+        ASSERT_EQ(FC_OK, ask(sibling, "SUBSCRIBE", "SockName", "/tmp/observer"));
     ASSERT_EQ(FC_OK, store("/tmp/set"));
     EXPECT_THAT(observer.receiveText(), HasSubstr("Event ID=\"Channels Stored\""));
     ASSERT_EQ(FC_OK, load("/tmp/set"));
@@ -128,11 +115,10 @@ TEST_F(SiblingsTest, SubscribersHearOfStoresLoadsAndZones)
     EXPECT_TRUE(observer.nothingCame());
 
     std::string zone;
-    EXPECT_EQ(FC_OK,
-              wire.requestGetParam(kDev, "DeviceDataSet", "DateTimeTable", "", "TZ", zone, 10, 1));
+    asking.requestGetTextParam(kDev, "DeviceDataSet", "DateTimeTable", "TZ", zone, "");
     EXPECT_EQ("CET-1CEST", zone);
-    const Finished asked = runProgram({"DevManager", "--set-zone", "IST-5:30"});
-    EXPECT_EQ(0, asked.status) << asked.errors;
+    ChildProcess setter({"DevManager", "--set-zone", "IST-5:30"});
+    EXPECT_EQ(0, setter.wait()) << setter.errors();
     const std::string event = observer.receiveText();
     EXPECT_THAT(event, HasSubstr("Event ID=\"Date&Time Updated\""));
     EXPECT_THAT(event, HasSubstr("<Parameter Name=\"TZ\" Value=\"IST-5:30\" />"));
@@ -140,26 +126,27 @@ TEST_F(SiblingsTest, SubscribersHearOfStoresLoadsAndZones)
 
 TEST_F(SiblingsTest, TheManagerFollowsTheDevicesZone)
 {
-    device.startDevManager({"-z", "CET-1CEST"});
-    device.startChanManager();
-    device.startCfgManager();
-    EXPECT_THAT(device.log().text(), HasSubstr("init: setenv TZ=CET-1CEST"));
+    device.start("DevManager", {"-z", "CET-1CEST"});
+    device.start("ChanManager");
+    device.start("CfgManager");
+    EXPECT_TRUE(device.log().waitFor("init: setenv TZ=CET-1CEST"));
+    ASSERT_TRUE(device.log().waitFor("init: dataCommunicator started"));
     ASSERT_EQ(FC_OK, ask(kDev, "SET_TIME_ZONE", "TZ", "IST-5:30"));
     EXPECT_TRUE(device.log().waitFor("doHandle: setenv TZ=IST-5:30"));
 }
 
 TEST_F(SiblingsTest, ASimulatedChannelManagerRefusesDelaysOrHangs)
 {
-    device.startChanManager({"--refuse"});
+    device.start("ChanManager", {"--refuse"});
     EXPECT_EQ(FC_UNAVAILABLE, store("/tmp/refused"));
     EXPECT_FALSE(std::filesystem::exists("/tmp/refused"));
 
-    device.startChanManager({"--delay-ms", "300", "--socket", "/tmp/other"});
+    device.start("ChanManager", {"--delay-ms", "300", "--socket", "/tmp/other"});
     const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(FC_OK, ask("/tmp/other", "STORE_CHANNELS", "File", "/tmp/set"));
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(300));
 
-    device.startChanManager({"--silent"});
+    device.start("ChanManager", {"--silent"});
     EXPECT_EQ(FC_COMM_ERROR, ask(kChan, "LOAD_CHANNELS", "File", "/tmp/set", 1));
 }
 

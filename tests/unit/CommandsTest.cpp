@@ -5,9 +5,6 @@
 #include "MessageEvent.h"
 
 #include <filesystem>
-#include <fstream>
-#include <thread>
-#include <unistd.h>
 
 namespace
 {
@@ -17,6 +14,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using Events = std::vector<std::string>;
 
 class CommandsTest : public ManagerFixture
 {
@@ -31,19 +29,31 @@ protected:
         logged();
     }
 
-    static bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
-
+    Fcodes load(const std::string& row) { return run("START_CFG", {{"RowID", row}}); }
+    Fcodes remove(const std::string& row) { return run("REMOVE_CFG", {{"RowID", row}}); }
+    Fcodes rename(const std::string& name, const std::string& newName)
+    {
+        return run("Rename Configuration", {{"Name", name}, {"New Name", newName}});
+    }
+    Fcodes setAutoStart(const std::string& row, const std::string& value)
+    {
+        return run("SET_AUTOSTART_CFG", {{"RowID", row}, {"AutoStart", value}});
+    }
     Fcodes deleteRow(const char* table, int row) { return mManager.deleteRow(table, row); }
+
+    /// What a peer may have written into a row.
+    void change(const std::string& row, const char* property, const char* value)
+    {
+        mManager.initTextParam("CfgDataSet", "ConfigurationsTable", property, value, row);
+    }
 };
 
 TEST_F(CommandsTest, SaveAddsARowHasTheFileWrittenStampsItAndAnnouncesIt)
 {
     startWith();
     EXPECT_EQ(FC_OK, run("SAVE_CFG", {{"Name", "night"}, {"Description", "low gain"}}));
-
-    const std::string store = "<Command ID=\"STORE_CHANNELS\" >\n\t<Parameter Name=\"File\" "
-                              "Value=\"/data/cfg/night\" />\n</Command>\n";
-    EXPECT_EQ(store, mChannels->commands().back());
+    const std::string store = channelCommand("STORE_CHANNELS", "/data/cfg/night");
+    EXPECT_EQ(store, commands().back());
     EXPECT_THAT(logged(),
                 ElementsAre("INFO execute: command=SAVE_CFG",
                             "INFO addConfiguration: Generated filename=/data/cfg/night",
@@ -52,159 +62,96 @@ TEST_F(CommandsTest, SaveAddsARowHasTheFileWrittenStampsItAndAnnouncesIt)
                             "INFO addConfiguration: sending to/tmp/sockChan command" + store,
                             "INFO sendEvent: notifying event=Configuration Added cfgName=night "
                             "fcode=10000"));
-    EXPECT_THAT(events(), ElementsAre("Configuration Added night 10000"));
-    EXPECT_EQ("low gain", text("night", "Description"));
-    EXPECT_EQ("night", text("night", "Name"));
-    EXPECT_EQ("Available", text("night", "State"));
+    EXPECT_EQ(Events{"Configuration Added night 10000"}, events());
+    EXPECT_EQ("night|/data/cfg/night|low gain|Available|10000", row("night"));
     EXPECT_NE("N/A", text("night", "Time"));
-    EXPECT_EQ(0x10000, fcode("night"));
-    EXPECT_THAT(stored(), HasSubstr("low gain"));
+    EXPECT_THAT(readFile(kStoredCatalogue), HasSubstr("low gain"));
     EXPECT_EQ("", autoStart());
 }
 
 TEST_F(CommandsTest, SaveUnderAnExistingNameReplacesFileAndRow)
 {
     startWith({"a"});
-    mManager.initTextParam("CfgDataSet", "ConfigurationsTable", "Description", "old",
-                           std::string("a"));
-    placeFile("/data/cfg/a", "old content");
+    change("a", "Description", "old");
+    writeFile("/data/cfg/a", "old content");
     EXPECT_EQ(FC_OK, run("SAVE_CFG", {{"Name", "a"}, {"AutoStart", "true"}}));
-    EXPECT_EQ(" ", text("a", "Description"));
+    EXPECT_EQ("a|/data/cfg/a| |Available|10000", row("a"));
     EXPECT_EQ("a", autoStart());
-    std::ifstream file("/data/cfg/a");
-    EXPECT_EQ("channels", std::string(std::istreambuf_iterator<char>(file), {}));
+    EXPECT_EQ("channels", readFile("/data/cfg/a"));
     EXPECT_THAT(rows(), ElementsAre("a"));
 
-    logged();
     std::filesystem::remove("/data/cfg/a");
     EXPECT_EQ(FC_OK, run("SAVE_CFG", {{"Name", "a"}}));
     EXPECT_THAT(logged(),
                 Contains("ERROR addConfiguration: Failed to remove file=/data/cfg/a errno=2"));
 }
 
-TEST_F(CommandsTest, SaveThatTheChannelManagerRefusesKeepsTheRowAndIsNotAnnounced)
+TEST_F(CommandsTest, SaveThatFailsKeepsTheRowUnstampedAndOnlyAMissingFileIsAnnounced)
 {
     startWith();
     mChannelsResult = FC_ACCESS_DENIED;
     EXPECT_EQ(FC_ACCESS_DENIED, run("SAVE_CFG", {{"Name", "a"}}));
     EXPECT_THAT(logged(), Contains("ERROR addConfiguration: requestCommand failed fcode=65540"));
-    EXPECT_THAT(events(), IsEmpty());
-    EXPECT_THAT(rows(), ElementsAre("a"));
-    EXPECT_EQ("N/A", text("a", "Time"));
-}
+    EXPECT_EQ(Events{}, events());
 
-TEST_F(CommandsTest, SaveWhoseFileIsMissingIsAnnouncedAsBad)
-{
-    startWith();
+    mChannelsResult = FC_OK;
     mWriteFile = false;
-    EXPECT_EQ(FC_BAD_VALUE, run("SAVE_CFG", {{"Name", "a"}}));
-    EXPECT_THAT(logged(), Contains("ERROR cfgStored: Not found file=/data/cfg/a"));
-    EXPECT_THAT(events(), ElementsAre("Configuration Added a 10020"));
+    EXPECT_EQ(FC_BAD_VALUE, run("SAVE_CFG", {{"Name", "b"}}));
+    EXPECT_THAT(logged(), Contains("ERROR cfgStored: Not found file=/data/cfg/b"));
+    EXPECT_EQ(Events{"Configuration Added b 10020"}, events());
+    EXPECT_THAT(rows(), ElementsAre("a", "b"));
     EXPECT_EQ("N/A", text("a", "Time"));
+    EXPECT_EQ("N/A", text("b", "Time"));
 }
 
 TEST_F(CommandsTest, BadCommandsAreRefusedWithTheirOwnWordsAndChangeNothing)
 {
     startWith({"a"});
-    const std::string catalogue = stored();
-    struct Row {
-        const char* id;
+    const std::string catalogue = readFile(kStoredCatalogue);
+    const std::string import = "Import Configuration", rename = "Rename Configuration";
+    const struct {
+        std::string id;
         std::map<std::string, std::string> parameters;
         Fcodes result;
         std::string lastLine; // of the log; the command's text is put in for %
-    };
-    const Row table[] = {
+    } table[] = {
+        // clang-format off
         {"SAVE_CFG", {}, FC_BODY_ERROR, "ERROR addConfiguration: Name is empty in command:\n%"},
-        {"SAVE_CFG",
-         {{"Name", ""}},
-         FC_BAD_VALUE,
-         "ERROR addConfiguration: Empty cfg name supplied"},
-        {"SAVE_CFG",
-         {{"Name", ".."}},
-         FC_BAD_VALUE,
-         "ERROR addConfiguration: Bad filename supplied =.."},
-        {"SAVE_CFG",
-         {{"Name", "a/b"}},
-         FC_BAD_VALUE,
-         "ERROR addConfiguration: Bad filename supplied =a/b"},
-        {"SAVE_CFG",
-         {{"Name", "cfg_stored_set.json"}},
-         FC_BAD_VALUE,
-         "ERROR addConfiguration: Bad filename supplied =cfg_stored_set.json"},
+        {"SAVE_CFG", {{"Name", ""}}, FC_BAD_VALUE, "ERROR addConfiguration: Empty cfg name supplied"},
+        {"SAVE_CFG", {{"Name", ".."}}, FC_BAD_VALUE, "ERROR addConfiguration: Bad filename supplied =.."},
         {"REMOVE_CFG", {}, FC_BODY_ERROR, "ERROR removeConfiguration: Not Found tag RowID"},
         {"REMOVE_CFG", {{"RowID", "b"}}, FC_NO_SUCH_NAME, "INFO execute: command=REMOVE_CFG"},
         {"SET_AUTOSTART_CFG", {}, FC_BAD_VALUE, "ERROR setAutoStart: No RowID in command:\n%"},
-        {"SET_AUTOSTART_CFG",
-         {{"RowID", "a"}},
-         FC_BAD_VALUE,
-         "ERROR setAutoStart: Empty AutoStart | RowID in command:\n%"},
-        {"SET_AUTOSTART_CFG",
-         {{"RowID", ""}, {"AutoStart", "true"}},
-         FC_BAD_VALUE,
-         "ERROR setAutoStart: Empty AutoStart | RowID in command:\n%"},
-        {"Import Configuration",
-         {},
-         FC_BAD_VALUE,
-         "ERROR importConfiguration: Empty cfg filename supplied"},
-        {"Import Configuration",
-         {{"File", "/tmp/.."}},
-         FC_BAD_VALUE,
-         "ERROR importConfiguration: Bad filename supplied =.."},
-        {"Import Configuration",
-         {{"File", "/"}},
-         FC_BAD_VALUE,
-         "ERROR importConfiguration: Bad filename supplied =/"},
-        {"Import Configuration",
-         {{"File", "/tmp/missing"}},
-         FC_UNAVAILABLE,
-         "ERROR importConfiguration: Couldn't stat filename=/data/cfg/missing"},
-        {"Rename Configuration",
-         {{"New Name", "b"}},
-         FC_BODY_ERROR,
-         "ERROR renameConfiguration: Empty cfg name supplied"},
-        {"Rename Configuration",
-         {{"Name", ""}, {"New Name", "b"}},
-         FC_BAD_VALUE,
-         "ERROR renameConfiguration: Empty cfg name supplied"},
-        {"Rename Configuration",
-         {{"Name", "a"}},
-         FC_BAD_VALUE,
-         "ERROR renameConfiguration: Empty new cfg name supplied"},
-        {"Rename Configuration",
-         {{"Name", "a"}, {"New Name", "../b"}},
-         FC_BAD_VALUE,
-         "ERROR renameConfiguration: Bad filename supplied =../b"},
-        {"Rename Configuration",
-         {{"Name", "b"}, {"New Name", "c"}},
-         FC_NO_SUCH_NAME,
-         "INFO renameConfiguration: oldname=b new name=c"},
+        {"SET_AUTOSTART_CFG", {{"RowID", "a"}}, FC_BAD_VALUE, "ERROR setAutoStart: Empty AutoStart | RowID in command:\n%"},
+        {"SET_AUTOSTART_CFG", {{"RowID", ""}, {"AutoStart", "true"}}, FC_BAD_VALUE, "ERROR setAutoStart: Empty AutoStart | RowID in command:\n%"},
+        {import, {}, FC_BAD_VALUE, "ERROR importConfiguration: Empty cfg filename supplied"},
+        {import, {{"File", "/tmp/.."}}, FC_BAD_VALUE, "ERROR importConfiguration: Bad filename supplied =.."},
+        {import, {{"File", "/"}}, FC_BAD_VALUE, "ERROR importConfiguration: Bad filename supplied =/"},
+        {import, {{"File", "/tmp/missing"}}, FC_UNAVAILABLE, "ERROR importConfiguration: Couldn't stat filename=/data/cfg/missing"},
+        {rename, {{"New Name", "b"}}, FC_BODY_ERROR, "ERROR renameConfiguration: Empty cfg name supplied"},
+        {rename, {{"Name", ""}, {"New Name", "b"}}, FC_BAD_VALUE, "ERROR renameConfiguration: Empty cfg name supplied"},
+        {rename, {{"Name", "a"}}, FC_BAD_VALUE, "ERROR renameConfiguration: Empty new cfg name supplied"},
+        {rename, {{"Name", "a"}, {"New Name", "../b"}}, FC_BAD_VALUE, "ERROR renameConfiguration: Bad filename supplied =../b"},
+        {rename, {{"Name", "b"}, {"New Name", "c"}}, FC_NO_SUCH_NAME, "INFO renameConfiguration: oldname=b new name=c"},
+        // clang-format on
     };
-    for (const Row& row : table) {
-        EXPECT_EQ(row.result, run(row.id, row.parameters)) << row.lastLine;
-        std::string expected = row.lastLine;
-        if (expected.back() == '%')
-            expected.replace(expected.size() - 1, 1, element(row.id, row.parameters));
+    for (auto [id, parameters, result, lastLine] : table) {
+        EXPECT_EQ(result, run(id, parameters)) << lastLine;
+        if (lastLine.ends_with('%'))
+            lastLine.replace(lastLine.size() - 1, 1, element(id, parameters));
         const auto lines = logged();
-        EXPECT_EQ("INFO execute: command=" + std::string(row.id), lines.front());
-        EXPECT_EQ(expected, lines.back());
+        EXPECT_EQ("INFO execute: command=" + id, lines.front());
+        EXPECT_EQ(lastLine, lines.back());
     }
-    EXPECT_EQ(catalogue, stored());
-    EXPECT_TRUE(exists("/data/cfg/a"));
-    EXPECT_THAT(events(), IsEmpty());
+    EXPECT_EQ(catalogue, readFile(kStoredCatalogue));
+    EXPECT_EQ("channels", readFile("/data/cfg/a"));
+    EXPECT_EQ(Events{}, events());
 
     std::string response;
     EXPECT_EQ(FC_BODY_ERROR, mManager.execute("<Command >", response));
     EXPECT_THAT(logged(), ElementsAre("ERROR execute: Not found tags ID in:\n<Command >"));
-}
-
-TEST_F(CommandsTest, CommandThatIsNotTheManagersOwnGoesToTheWorker)
-{
-    startWith();
-    EXPECT_EQ(FC_OK, run("save_cfg", {{"Name", "a"}}));
-    std::string result;
-    EXPECT_EQ(FC_BODY_ERROR, mManager.doExecute("no tag", result));
-    EXPECT_EQ(FC_OK, mManager.doExecute("<Command ID=\"x\" >", result));
-    EXPECT_THAT(rows(), IsEmpty());
+    EXPECT_EQ(FC_OK, run("save_cfg", {{"Name", "b"}})); // not the manager's own: the worker's
+    EXPECT_THAT(rows(), ElementsAre("a"));
 }
 
 TEST_F(CommandsTest, StartLoadsTheFileAndAnnouncesTheActivation)
@@ -212,16 +159,15 @@ TEST_F(CommandsTest, StartLoadsTheFileAndAnnouncesTheActivation)
     startWith({"a"});
     std::string stateDuringLoad;
     mDuringLoad = [&] { stateDuringLoad = text("a", "State"); };
-    EXPECT_EQ(FC_OK, run("START_CFG", {{"RowID", "a"}}));
-    const std::string load = "<Command ID=\"LOAD_CHANNELS\" >\n\t<Parameter Name=\"File\" "
-                             "Value=\"/data/cfg/a\" />\n</Command>\n";
+    EXPECT_EQ(FC_OK, load("a"));
     EXPECT_EQ("Inprogress", stateDuringLoad);
     EXPECT_THAT(logged(),
                 ElementsAre("INFO execute: command=START_CFG", "INFO startConfiguration: name=a",
-                            "INFO startConfiguration: sending to/tmp/sockChan command" + load,
+                            "INFO startConfiguration: sending to/tmp/sockChan command" +
+                                channelCommand("LOAD_CHANNELS", "/data/cfg/a"),
                             "INFO sendEvent: notifying event=Configuration Activated cfgName=a "
                             "fcode=10000"));
-    EXPECT_THAT(events(), ElementsAre("Configuration Activated a 10000"));
+    EXPECT_EQ(Events{"Configuration Activated a 10000"}, events());
     EXPECT_EQ("Available", text("a", "State"));
 }
 
@@ -229,78 +175,74 @@ TEST_F(CommandsTest, StartThatFailsOnTheWayIsAnErrorEventAndTheRowCarriesTheCode
 {
     startWith({"a"});
     mChannelsResult = FC_LOS;
-    EXPECT_EQ(FC_LOS, run("START_CFG", {{"RowID", "a"}}));
+    EXPECT_EQ(FC_LOS, load("a"));
     EXPECT_THAT(logged(), Contains("ERROR startConfiguration: requestCommand failed fcode=66560"));
-    EXPECT_THAT(events(), ElementsAre("Configuration Error a 10400"));
-    EXPECT_EQ("Available", text("a", "State"));
-    EXPECT_EQ(0x10400, fcode("a"));
+    EXPECT_EQ("a|/data/cfg/a| |Available|10400", row("a"));
 
-    EXPECT_EQ(FC_NO_SUCH_NAME, run("START_CFG", {{"RowID", "unknown"}}));
-    EXPECT_EQ(FC_NO_SUCH_NAME, run("START_CFG", {{"RowID", ""}}));
+    EXPECT_EQ(FC_NO_SUCH_NAME, load("unknown"));
     EXPECT_EQ(FC_BODY_ERROR, run("START_CFG", {}));
     EXPECT_THAT(logged(), Contains("ERROR startConfiguration: Not Found tag RowID"));
-    EXPECT_THAT(events(), ElementsAre("Configuration Error unknown 10008",
-                                      "Configuration Error  10008", "Configuration Error  10002"));
+    EXPECT_THAT(events(),
+                ElementsAre("Configuration Error a 10400", "Configuration Error unknown 10008",
+                            "Configuration Error  10002"));
 }
 
 TEST_F(CommandsTest, RowThatIsNotAvailableIsRefusedAndMadeAvailable)
 {
     startWith({"a"});
-    mManager.initTextParam("CfgDataSet", "ConfigurationsTable", "State", "Inprogress",
-                           std::string("a"));
-    EXPECT_EQ(FC_UNAVAILABLE, run("START_CFG", {{"RowID", "a"}}));
+    change("a", "State", "Inprogress");
+    EXPECT_EQ(FC_UNAVAILABLE, load("a"));
     EXPECT_THAT(logged(), Contains("ERROR startConfiguration: Cfg row=a state is not AVAILABLE"));
-    EXPECT_THAT(events(), ElementsAre("Configuration Error a 10100"));
-    EXPECT_EQ("Available", text("a", "State"));
-    EXPECT_EQ(0x10100, fcode("a"));
+    EXPECT_EQ(Events{"Configuration Error a 10100"}, events());
+    EXPECT_EQ("a|/data/cfg/a| |Available|10100", row("a"));
 }
 
 TEST_F(CommandsTest, RowWhoseStateCannotBeWrittenEndsAsAnError)
 {
     startWith({"a"});
     mDuringLoad = [&] { mManager.deleteDataSet("CfgDataSet"); };
-    EXPECT_EQ(FC_NO_SUCH_NAME, run("START_CFG", {{"RowID", "a"}}));
+    EXPECT_EQ(FC_NO_SUCH_NAME, load("a"));
     const auto lines = logged();
     EXPECT_THAT(lines, Contains("ERROR cfgActivated: init failed State | Fcode fcode=65544"));
     EXPECT_THAT(lines, Contains("ERROR startConfiguration: cfgActivated failed fcode=65544"));
-    EXPECT_THAT(events(), ElementsAre("Configuration Error a 10008"));
+    EXPECT_EQ(Events{"Configuration Error a 10008"}, events());
 }
 
-TEST_F(CommandsTest, OnlyOneOfTwoStartsAtOncePasses)
+TEST_F(CommandsTest, RowThatIsLoadingIsNeitherStartedAgainNorDeleted)
 {
-    startWith({"a"});
-    Fcodes second = FC_OK;
+    startWith({"3"});
+    std::vector<Fcodes> meanwhile;
     mDuringLoad = [&] {
         mDuringLoad = nullptr;
-        second = run("START_CFG", {{"RowID", "a"}});
+        meanwhile = {deleteRow("ConfigurationsTable", 3), load("3")};
     };
-    const std::size_t before = mChannels->commands().size();
-    EXPECT_EQ(FC_OK, run("START_CFG", {{"RowID", "a"}}));
-    EXPECT_EQ(FC_UNAVAILABLE, second);
-    EXPECT_EQ(before + 1, mChannels->commands().size());
+    const std::size_t before = commands().size();
+    EXPECT_EQ(FC_OK, load("3"));
+    EXPECT_THAT(meanwhile, ElementsAre(FC_ACCESS_DENIED, FC_UNAVAILABLE));
+    EXPECT_EQ(before + 1, commands().size());
+    EXPECT_THAT(rows(), ElementsAre("3"));
 }
 
 TEST_F(CommandsTest, OnlyTheLiteralFalseClearsTheAutoStart)
 {
     startWith({"a"});
     const std::pair<const char*, const char*> table[] = {
-        {"true", "a"}, {"false", ""}, {"False", "a"}, {"false ", "a"}, {"0", "a"}, {"false", ""}};
+        {"true", "a"}, {"false", ""}, {"False", "a"}, {"false", ""}, {"false ", "a"}, {"0", "a"}};
     for (const auto& [value, expected] : table) {
-        EXPECT_EQ(FC_OK, run("SET_AUTOSTART_CFG", {{"RowID", "a"}, {"AutoStart", value}}));
+        EXPECT_EQ(FC_OK, setAutoStart("a", value));
         EXPECT_EQ(expected, autoStart()) << value;
         EXPECT_THAT(logged(), ElementsAre("INFO execute: command=SET_AUTOSTART_CFG",
                                           "INFO setAutoStart: RowID=a",
                                           std::string("INFO setAutoStart: state=") + value));
     }
-    EXPECT_EQ(FC_OK, run("SET_AUTOSTART_CFG", {{"RowID", "no row"}, {"AutoStart", "true"}}));
-    EXPECT_EQ("no row", autoStart());
-    EXPECT_THAT(stored(), HasSubstr("no row"));
+    EXPECT_EQ(FC_OK, setAutoStart("no row", "true"));
+    EXPECT_THAT(readFile(kStoredCatalogue), HasSubstr("no row"));
 }
 
 TEST_F(CommandsTest, ImportMovesTheFileAndAddsARowThatIsStored)
 {
     startWith();
-    placeFile("/tmp/in/day 1", "imported");
+    writeFile("/tmp/in/day 1", "imported");
     EXPECT_EQ(FC_OK, run("Import Configuration", {{"File", "/tmp/in/day 1"},
                                                   {"Description", "from afar"},
                                                   {"AutoStart", "true"}}));
@@ -310,20 +252,19 @@ TEST_F(CommandsTest, ImportMovesTheFileAndAddsARowThatIsStored)
                                       "/data/cfg/day\\ 1",
                                       "INFO importConfiguration: Added entry rowId=day 1 for "
                                       "file=/data/cfg/day 1"));
-    EXPECT_FALSE(exists("/tmp/in/day 1"));
-    EXPECT_EQ("/data/cfg/day 1", text("day 1", "File Name"));
-    EXPECT_EQ("from afar", text("day 1", "Description"));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/in/day 1"));
+    EXPECT_EQ("day 1|/data/cfg/day 1|from afar|Available|10000", row("day 1"));
     EXPECT_EQ("day 1", autoStart());
-    EXPECT_THAT(stored(), HasSubstr("from afar"));
-    EXPECT_THAT(events(), IsEmpty());
+    EXPECT_THAT(readFile(kStoredCatalogue), HasSubstr("from afar"));
+    EXPECT_EQ(Events{}, events());
 }
 
 TEST_F(CommandsTest, RenameMovesFileRowAndAutoStart)
 {
     startWith({"a", "b"});
-    run("SET_AUTOSTART_CFG", {{"RowID", "a"}, {"AutoStart", "true"}});
+    setAutoStart("a", "true");
     logged();
-    placeFile("/data/cfg/a", "content of a");
+    writeFile("/data/cfg/a", "content of a");
     EXPECT_EQ(FC_OK, run("Rename Configuration",
                          {{"Name", "a"}, {"New Name", "b"}, {"Description", "moved"}}));
     EXPECT_THAT(logged(),
@@ -332,44 +273,41 @@ TEST_F(CommandsTest, RenameMovesFileRowAndAutoStart)
                             "INFO renameConfiguration: command=mv -f \"/data/cfg/a\" "
                             "\"/data/cfg/b\"",
                             "INFO renameConfiguration: Added entry rowId=b for file=/data/cfg/b"));
-    EXPECT_THAT(rows(), ElementsAre("b"));
-    EXPECT_EQ("moved", text("b", "Description"));
-    EXPECT_EQ("/data/cfg/b", text("b", "File Name"));
-    EXPECT_EQ("b", autoStart());
-    std::ifstream file("/data/cfg/b");
-    EXPECT_EQ("content of a", std::string(std::istreambuf_iterator<char>(file), {}));
-
-    EXPECT_EQ(FC_OK, run("Rename Configuration", {{"Name", "b"}, {"New Name", "b"}}));
-    EXPECT_THAT(rows(), ElementsAre("b"));
-    EXPECT_EQ("moved", text("b", "Description"));
-    EXPECT_TRUE(exists("/data/cfg/b"));
-    EXPECT_EQ("b", autoStart());
+    const auto expectMoved = [this] {
+        EXPECT_THAT(rows(), ElementsAre("b"));
+        EXPECT_EQ("b|/data/cfg/b|moved|Available|10000", row("b"));
+        EXPECT_EQ("b", autoStart());
+        EXPECT_EQ("content of a", readFile("/data/cfg/b"));
+    };
+    expectMoved();
+    EXPECT_EQ(FC_OK, rename("b", "b"));
+    expectMoved();
 }
 
 TEST_F(CommandsTest, RenameWhoseFileIsGoneLosesNothing)
 {
     startWith({"a", "b"});
     std::filesystem::remove("/data/cfg/a");
-    EXPECT_EQ(FC_UNAVAILABLE, run("Rename Configuration", {{"Name", "a"}, {"New Name", "b"}}));
+    EXPECT_EQ(FC_UNAVAILABLE, rename("a", "b"));
     EXPECT_THAT(logged(),
                 Contains("ERROR renameConfiguration: Couldn't stat filename=/data/cfg/b"));
     EXPECT_THAT(rows(), ElementsAre("a", "b"));
-    EXPECT_TRUE(exists("/data/cfg/b"));
+    EXPECT_EQ("channels", readFile("/data/cfg/b"));
 }
 
 TEST_F(CommandsTest, RemoveDeletesFileRowAndAutoStartWithoutAnEvent)
 {
     startWith({"a", "b"});
-    run("SET_AUTOSTART_CFG", {{"RowID", "a"}, {"AutoStart", "true"}});
-    EXPECT_EQ(FC_OK, run("REMOVE_CFG", {{"RowID", "a"}}));
+    setAutoStart("a", "true");
+    EXPECT_EQ(FC_OK, remove("a"));
     EXPECT_THAT(rows(), ElementsAre("b"));
-    EXPECT_FALSE(exists("/data/cfg/a"));
+    EXPECT_EQ("", readFile("/data/cfg/a"));
     EXPECT_EQ("", autoStart());
-    EXPECT_THAT(stored(), Not(HasSubstr("/data/cfg/a")));
-    EXPECT_THAT(events(), IsEmpty());
+    EXPECT_THAT(readFile(kStoredCatalogue), Not(HasSubstr("/data/cfg/a")));
+    EXPECT_EQ(Events{}, events());
 
     std::filesystem::remove("/data/cfg/b");
-    EXPECT_EQ(FC_OK, run("REMOVE_CFG", {{"RowID", "b"}}));
+    EXPECT_EQ(FC_OK, remove("b"));
     EXPECT_THAT(logged(),
                 Contains("ERROR removeConfiguration: Failed to remove file=/data/cfg/b errno=2"));
 }
@@ -377,18 +315,17 @@ TEST_F(CommandsTest, RemoveDeletesFileRowAndAutoStartWithoutAnEvent)
 TEST_F(CommandsTest, FileNameThatAPeerHasChangedNeverLeadsOutOfTheDirectory)
 {
     startWith({"a", "7"});
-    placeFile("/data/precious");
-    for (const char* row : {"a", "7"})
-        mManager.initTextParam("CfgDataSet", "ConfigurationsTable", "File Name", "/data/precious",
-                               std::string(row));
-    EXPECT_EQ(FC_UNAVAILABLE, run("Rename Configuration", {{"Name", "a"}, {"New Name", "b"}}));
-    EXPECT_EQ(FC_OK, run("REMOVE_CFG", {{"RowID", "a"}}));
+    writeFile("/data/precious", "kept");
+    change("a", "File Name", "/data/precious");
+    change("7", "File Name", "/data/precious");
+    EXPECT_EQ(FC_UNAVAILABLE, rename("a", "b"));
+    EXPECT_EQ(FC_OK, remove("a"));
     EXPECT_EQ(FC_OK, deleteRow("ConfigurationsTable", 7));
+    const std::string refused = ": Failed to remove file=/data/precious errno=1";
     const auto lines = logged();
-    EXPECT_THAT(
-        lines, Contains("ERROR removeConfiguration: Failed to remove file=/data/precious errno=1"));
-    EXPECT_THAT(lines, Contains("ERROR deleteRow: Failed to remove file=/data/precious errno=1"));
-    EXPECT_TRUE(exists("/data/precious"));
+    EXPECT_THAT(lines, Contains("ERROR removeConfiguration" + refused));
+    EXPECT_THAT(lines, Contains("ERROR deleteRow" + refused));
+    EXPECT_EQ("kept", readFile("/data/precious"));
 }
 
 TEST_F(CommandsTest, DeletedRowIsTheOneOfItsDecimalTextAndIsAnnounced)
@@ -399,38 +336,37 @@ TEST_F(CommandsTest, DeletedRowIsTheOneOfItsDecimalTextAndIsAnnounced)
                 ElementsAre("INFO deleteRow: CFG removed row=12 fcode=65536",
                             "INFO sendEvent: notifying event=Configuration Removed cfgName=12 "
                             "fcode=10000"));
-    EXPECT_THAT(events(), ElementsAre("Configuration Removed 12 10000"));
     EXPECT_THAT(rows(), ElementsAre("a"));
-    EXPECT_THAT(stored(), Not(HasSubstr("/data/cfg/12")));
-    EXPECT_FALSE(exists("/data/cfg/12"));
+    EXPECT_THAT(readFile(kStoredCatalogue), Not(HasSubstr("/data/cfg/12")));
+    EXPECT_EQ("", readFile("/data/cfg/12"));
 
     EXPECT_EQ(FC_BAD_VALUE | FC_NO_SUCH_NAME, deleteRow("ConfigurationsTable", 12));
     EXPECT_THAT(logged(), Contains("ERROR deleteRow: Not Found File Name in "
                                    "table=ConfigurationsTable row=12 fcode=65544"));
     EXPECT_EQ(FC_OK, deleteRow("Other", 1));
-    EXPECT_THAT(events(), IsEmpty());
+    EXPECT_EQ(Events{"Configuration Removed 12 10000"}, events());
 }
 
 TEST_F(CommandsTest, FilesDroppedInUnderAnyNameCanBeRemovedAndRenamed)
 {
-    placeFile("/data/cfg/  ");
-    placeFile("/data/cfg/a\nb");
+    writeFile("/data/cfg/  ", "");
+    writeFile("/data/cfg/a\nb", "");
     startWith();
-    EXPECT_EQ(FC_OK, run("Rename Configuration", {{"Name", "  "}, {"New Name", "sane"}}));
-    EXPECT_EQ(FC_OK, run("REMOVE_CFG", {{"RowID", "a\nb"}}));
-    EXPECT_FALSE(exists("/data/cfg/a\nb"));
+    EXPECT_EQ(FC_OK, rename("  ", "sane"));
+    EXPECT_EQ(FC_OK, remove("a\nb"));
+    EXPECT_FALSE(std::filesystem::exists("/data/cfg/a\nb"));
     EXPECT_THAT(rows(), ElementsAre("sane"));
 }
 
 TEST_F(CommandsTest, RowThatCannotHoldAllPropertiesIsReportedAndReplacedAllTheSame)
 {
     startWith({"a"});
-    std::ofstream("/tmp/lacking.json") << R"({"dataset":"CfgDataSet","components":{
+    writeFile("/tmp/lacking.json", R"({"dataset":"CfgDataSet","components":{
         "AutoStart":{"instance":{"Name":""},"properties":{"Name":{"type":"string"}}},
         "ConfigurationsTable":{"properties":{"File Name":{"type":"string","default":""}},
-            "instances":{"a":{"File Name":"/data/cfg/a"}}}}})";
+            "instances":{"a":{"File Name":"/data/cfg/a"}}}}})");
     ASSERT_EQ(FC_OK, mManager.loadDataSet("/tmp/lacking.json"));
-    EXPECT_EQ(FC_NO_SUCH_NAME, run("Rename Configuration", {{"Name", "a"}, {"New Name", "b"}}));
+    EXPECT_EQ(FC_NO_SUCH_NAME, rename("a", "b"));
     EXPECT_THAT(logged(),
                 Contains("ERROR importConfiguration: Couldn't replace name=a with new=b"));
     EXPECT_THAT(rows(), ElementsAre("b"));
@@ -439,31 +375,19 @@ TEST_F(CommandsTest, RowThatCannotHoldAllPropertiesIsReportedAndReplacedAllTheSa
     EXPECT_THAT(logged(), Contains("ERROR addConfiguration: Failed accept changes fcode=65544"));
 }
 
-TEST_F(CommandsTest, RowThatIsLoadingIsNotDeleted)
-{
-    startWith({"3"});
-    Fcodes result = FC_OK;
-    mDuringLoad = [&] { result = deleteRow("ConfigurationsTable", 3); };
-    EXPECT_EQ(FC_OK, run("START_CFG", {{"RowID", "3"}}));
-    EXPECT_EQ(FC_ACCESS_DENIED, result);
-    EXPECT_THAT(rows(), ElementsAre("3"));
-}
-
 TEST_F(CommandsTest, EventOfTheDeviceManagerSetsTheZone)
 {
     startWith();
     MessageEvent event;
-    event.ID = "Date&Time Updated";
-    EXPECT_EQ(FC_OK, mManager.doHandle(&event));
-    EXPECT_THAT(logged(), ElementsAre("INFO doHandle: arrived event=Date&Time Updated"));
+    event.ID = "Channels Loaded";
     event.addParam("TZ", "ABC-3");
+    EXPECT_EQ(FC_OK, mManager.doHandle(&event));
+    EXPECT_EQ(nullptr, getenv("TZ"));
+    logged();
+    event.ID = "Date&Time Updated";
     EXPECT_EQ(FC_OK, mManager.doHandle(&event));
     EXPECT_THAT(logged(), ElementsAre("INFO doHandle: arrived event=Date&Time Updated",
                                       "SYS doHandle: setenv TZ=ABC-3"));
-    EXPECT_STREQ("ABC-3", getenv("TZ"));
-    event.ID = "Channels Loaded";
-    event.addParam("TZ", "UTC0");
-    EXPECT_EQ(FC_OK, mManager.doHandle(&event));
     EXPECT_STREQ("ABC-3", getenv("TZ"));
 }
 
