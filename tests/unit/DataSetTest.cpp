@@ -185,4 +185,18 @@ TEST_F(DataSetTest, UpdateAddsMergesAndDropsTablesAsItsFlagsSay)
     EXPECT_EQ(names(set), "Fans ");
 }
 
+TEST(DataSetTextTest, EnumTextThatIsNoLongerKnownCostsItsCellAndNotTheTable)
+{
+    DataSet set;
+    EXPECT_EQ(FC_OK,
+              set.initFromString("<DataSet ID=\"s\" ><Table Name=\"T\"><Columns>"
+                                 "<Column Name=\"Mode\" Access=\"RW\" Type=\"enum\" Value=\"1\"  >"
+                                 "<Value Index=\"1\" Text=\"Auto\" /></Column></Columns>"
+                                 "<Row ID=\"1\" ><Item Name=\"Mode\" Value=\"Gone\" /></Row>"
+                                 "</Table></DataSet>"));
+    std::string text;
+    EXPECT_EQ(FC_OK, set.getStringParam("T", 1, "Mode", &text));
+    EXPECT_EQ("Auto", text);
+}
+
 } // namespace

@@ -150,7 +150,7 @@ TEST_F(TableTextTest, TextThatAsksForFarMoreCellsThanItHoldsIsRefused)
     DataTable greedy;
     gDbgLevel = 0;
     EXPECT_EQ(greedy.initFromString(text), FC_BODY_ERROR);
-    EXPECT_LT(greedy.getRowsNum(), 1000);
+    EXPECT_LT(greedy.getRowsNum(), 2000);
     expectLogged({"ERROR DataTable:initFromString: too many cells, rows=" +
                   std::to_string(greedy.getRowsNum()) + " columns=1000"});
 }

@@ -91,7 +91,10 @@ Fcodes DataRow::readItem(std::string_view segment)
         DBG_LOG(SEV_ERROR) << "initFromString: No item in row with ID=" << name;
         return FC_NO_SUCH_NAME;
     }
-    return item->initValue(std::string(value));
+    // A text that is no longer among an enumeration's is reported by the item, which keeps its
+    // default. The row is good all the same: one value must not cost a whole table.
+    item->initValue(std::string(value));
+    return FC_OK;
 }
 
 Fcodes DataRow::rollbackChanges()

@@ -555,7 +555,7 @@ Fcodes KeyedRows<Texts>::readRows(const std::string& text)
 {
     // Each row gets a cell for every column, named in the text or not: without a bound a small text
     // of many columns and many empty rows would take all memory there is.
-    const std::size_t mostCells = 100'000 + 4 * text.size();
+    const std::size_t mostCells = 1'000'000 + 4 * text.size();
     Fcodes result = FC_OK;
     SegmentWalk walk(text, "Row");
     std::string_view segment;

@@ -10,11 +10,11 @@
 
 Fcodes TableHolder::findDataSetWithComponent(std::string& dataset, const std::string& component)
 {
-    if (const DataSet* const holds = findDataSetWithTable(component)) {
-        dataset = holds->getId();
-        return FC_OK;
-    }
-    return DataHolder::findDataSetWithComponent(dataset, component);
+    if (findDataTable(component) == nullptr)
+        return DataHolder::findDataSetWithComponent(dataset, component);
+    const DataSet* const holds = findDataSetWithTable(component);
+    dataset = holds != nullptr ? holds->getId() : component; // a table from elsewhere has none
+    return FC_OK;
 }
 
 Fcodes TableHolder::getProperties(const std::string& dataset, const std::string& component,
@@ -44,6 +44,8 @@ Fcodes TableHolder::getTextParam(const std::string& dataset, const std::string& 
 {
     if (findDataTable(component) == nullptr)
         return DataHolder::getTextParam(dataset, component, property, value, key);
+    if (hasAccess(component, property, DataColumn::WO))
+        return FC_ACCESS_DENIED;
     return getStringParam(component, textToInt(key), property, &value);
 }
 
@@ -53,15 +55,15 @@ Fcodes TableHolder::setTextParam(const std::string& dataset, const std::string& 
 {
     if (findDataTable(component) == nullptr)
         return DataHolder::setTextParam(dataset, component, property, value, key);
-    if (isReadOnly(component, property))
+    if (hasAccess(component, property, DataColumn::RO))
         return FC_ACCESS_DENIED;
     return setStringParam(component, textToInt(key), property, value);
 }
 
-bool TableHolder::isReadOnly(const std::string& table, const std::string& column)
+bool TableHolder::hasAccess(const std::string& table, const std::string& column, int access)
 {
     const DataTable* const found = findDataTable(table);
     const std::lock_guard guard(*found);
     const DataColumn* const described = found->getColumns(column);
-    return described != nullptr && described->getAccess() == DataColumn::RO;
+    return described != nullptr && described->getAccess() == access;
 }

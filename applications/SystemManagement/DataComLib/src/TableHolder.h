@@ -6,8 +6,10 @@
 // of DataHolder, and registers its data sets before it starts the communicator.
 //
 // A row is named by its decimal id, an item by its column. What a peer sets is pending until
-// acceptChanges(), and is rolled back when the request fails. A column without write access (RO) is
-// refused to peers with FC_ACCESS_DENIED.
+// acceptChanges(). A request that fails clears the marks of all that is pending, in every data set,
+// but the values stay and take effect when the next change of their row is accepted: see DataItem.
+// Peers cannot write a column that is read only (RO), nor read one that is write only (WO): both
+// are FC_ACCESS_DENIED.
 
 #include "DataHolder.h"
 
@@ -32,5 +34,5 @@ public:
                         const std::string& key) override;
 
 private:
-    bool isReadOnly(const std::string& table, const std::string& column);
+    bool hasAccess(const std::string& table, const std::string& column, int access);
 };
