@@ -6,17 +6,19 @@
 #include "DbgPrintClient.h"
 #include "LogCapture.h"
 
+#include <algorithm>
 #include <fstream>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/reader.h>
 #include <json/writer.h>
 #include <sstream>
 
+using Lines = std::vector<std::string>;
+
 class StoreTest : public testing::Test
 {
 protected:
-    static constexpr char kUnit[] = "applications/SystemManagement/DataComLib/src/DataSets:";
-
     /// Makes the dataset from the text of its components, the single quotes being double ones.
     void load(const std::string& components, const std::string& dataset = "D")
     {
@@ -30,13 +32,12 @@ protected:
         std::ofstream(path) << quoted(text);
     }
 
-    /// The committed components of a dataset, in the form in which they are stored in a file.
-    std::string committed(const std::string& dataset = "D")
+    /// The committed components of "D", in the form in which they are stored in a file.
+    std::string committed()
     {
-        store.storeDataSet(dataset, "/tmp/committed.json");
+        store.storeDataSet("D", "/tmp/committed.json");
         Json::Value root;
-        std::ifstream file("/tmp/committed.json");
-        Json::Reader().parse(file, root);
+        std::ifstream("/tmp/committed.json") >> root;
         return compact(root["components"]);
     }
 
@@ -49,22 +50,27 @@ protected:
         return root;
     }
 
-    /// The store's lines since the last look, as "ERROR addInstance: ...".
-    std::vector<std::string> logged()
-    {
-        std::vector<std::string> lines = log.entries();
-        for (std::string& line : lines)
-            if (const std::size_t unit = line.find(kUnit); unit != std::string::npos)
-                line.erase(unit, sizeof kUnit - 1);
-        log.clear();
-        return lines;
-    }
-
     static std::string compact(const Json::Value& value)
     {
-        std::ostringstream out;
-        out << value;
-        return out.str();
+        return (std::ostringstream() << value).str();
+    }
+
+    /// Several operations, carried out in their order, all answer alike.
+    static void expectEach(Fcodes wanted, const std::vector<Fcodes>& results)
+    {
+        EXPECT_THAT(results, testing::Each(wanted));
+    }
+
+    /// The store's lines since the last look, as "ERROR addInstance: ...".
+    Lines logged()
+    {
+        const std::string unit = "applications/SystemManagement/DataComLib/src/DataSets:";
+        Lines lines = log.entries();
+        for (std::string& line : lines)
+            if (const std::size_t at = line.find(unit); at != std::string::npos)
+                line.erase(at, unit.size());
+        log.clear();
+        return lines;
     }
 
     LogCapture log;
@@ -73,11 +79,7 @@ protected:
 private:
     static std::string quoted(std::string text)
     {
-        for (char& c : text)
-            if (c == '\'')
-                c = '"';
+        std::ranges::replace(text, '\'', '"');
         return text;
     }
 };
-
-using Lines = std::vector<std::string>;

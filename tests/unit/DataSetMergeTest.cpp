@@ -15,11 +15,21 @@ protected:
         load(src);
         load(ref, "R");
         EXPECT_EQ(FC_OK, store.updateDataSet("D", "R", keepAbsent, mergeProperties, replace));
+        lines.insert(lines.begin(), "src=D ref=R");
+        expectReport(lines);
+        EXPECT_EQ(json(result), committed());
+    }
+
+    void expectReport(Lines lines)
+    {
         for (std::string& line : lines)
             line.insert(0, "ERROR updateDataSet: ");
-        lines.insert(lines.begin(), "ERROR updateDataSet: src=D ref=R");
         EXPECT_EQ(lines, logged());
-        EXPECT_EQ(json(result), committed());
+    }
+
+    static std::string updating(char component)
+    {
+        return std::string("Updating existing comp=") + component + " in src_dataset=D";
     }
 
     bool keepAbsent = true;
@@ -30,19 +40,14 @@ protected:
 TEST_F(DataSetMergeTest, WithoutBothSetsOfComponentsNothingIsDone)
 {
     load("{'C': {}}");
-    store.loadComponent("R", "C", "{}");
-    write("/tmp/bare.json", "{'dataset': 'Bare'}");
-    ASSERT_EQ(FC_OK, store.loadDataSet("/tmp/bare.json"));
-    logged();
-    EXPECT_EQ(FC_NO_SUCH_NAME, store.updateDataSet("X", "R", false, true, false));
-    EXPECT_EQ(FC_NO_SUCH_NAME, store.updateDataSet("Bare", "D", false, true, false));
-    EXPECT_EQ(FC_NO_SUCH_NAME, store.updateDataSet("D", "X", false, true, false));
-    EXPECT_EQ((Lines{"ERROR updateDataSet: src=X ref=R", "ERROR updateDataSet: Not found src=X",
-                     "ERROR updateDataSet: src=Bare ref=D",
-                     "ERROR updateDataSet: Not found Components in src=Bare OR ref=D",
-                     "ERROR updateDataSet: src=D ref=X",
-                     "ERROR updateDataSet: Not found Components in src=D OR ref=X"}),
-              logged());
+    write("/tmp/bare.json", "{}");
+    ASSERT_EQ(FC_OK, store.loadDataSet("Bare", "/tmp/bare.json"));
+    expectEach(FC_NO_SUCH_NAME, {store.updateDataSet("X", "R", false, true, false),
+                                 store.updateDataSet("Bare", "D", false, true, false),
+                                 store.updateDataSet("D", "X", false, true, false)});
+    expectReport({"src=X ref=R", "Not found src=X", "src=Bare ref=D",
+                  "Not found Components in src=Bare OR ref=D", "src=D ref=X",
+                  "Not found Components in src=D OR ref=X"});
     EXPECT_EQ(json("{'C': {}}"), committed());
 }
 
@@ -54,9 +59,8 @@ TEST_F(DataSetMergeTest, AReferenceOfAWrongShapeRemovesNothing)
                                    "{'C': {'properties': []}}", "{'C': {'properties': 'x'}}"}) {
         write("/tmp/ref.json", std::string("{'components': ") + components + "}");
         ASSERT_EQ(FC_OK, store.loadDataSet("R", "/tmp/ref.json"));
-        logged();
         EXPECT_EQ(FC_UNAVAILABLE, store.updateDataSet("D", "R", false, true, false)) << components;
-        EXPECT_EQ("ERROR updateDataSet: Exc: Couldn't update dataset src=D", logged().back());
+        expectReport({"src=D ref=R", "Exc: Couldn't update dataset src=D"});
         EXPECT_EQ(json(stored), committed()) << components;
     }
 }
@@ -64,43 +68,41 @@ TEST_F(DataSetMergeTest, AReferenceOfAWrongShapeRemovesNothing)
 TEST_F(DataSetMergeTest, AValueThatAnInstanceLacksComesBackAndAFullSetStaysQuiet)
 {
     keepAbsent = false;
-    expectUpdate(
-        "{'C': {'properties': {'p': {'default': 5}}, 'instances': {'a': {'p': 1}, 'b': {}}}}",
-        "{'C': {'properties': {'p': {'default': 5}}}}",
-        "{'C': {'properties': {'p': {'default': 5}}, "
-        "'instances': {'a': {'p': 1}, 'b': {'p': 5}}}}",
-        {"Updating existing comp=C in src_dataset=D", "Values are objects with keys in comp=C",
-         "Testing value key=a", "Found value=1", "Testing value key=b",
-         "Adding default value key=b", "Removing non-existent properties from comp=C",
-         "Testing property=p", "Looking for components to remove from src_dataset=D",
-         "Looking to Remove comp=C"});
+    const std::string component = "{'C': {'properties': {'p': {'default': 5}}";
+    // clang-format off
+    expectUpdate(component + ", 'instances': {'a': {'p': 1}, 'b': {}}}}", component + "}}",
+                 component + ", 'instances': {'a': {'p': 1}, 'b': {'p': 5}}}}",
+                 {updating('C'), "Values are objects with keys in comp=C",
+                  "Testing value key=a", "Found value=1", "Testing value key=b", "Adding default value key=b",
+                  "Removing non-existent properties from comp=C", "Testing property=p",
+                  "Looking for components to remove from src_dataset=D", "Looking to Remove comp=C"});
+    // clang-format on
 }
 
 TEST_F(DataSetMergeTest, MissingComponentsComeWholeAndExistingOnesKeepTheirInstances)
 {
-    expectUpdate("{'B': {'properties': {}, 'instances': {'k': {'v': 1}}}}",
+    const std::string kept = "'B': {'properties': {}, 'instances': {'k': {'v': 1}}}";
+    expectUpdate("{" + kept + "}",
                  "{'A': {'instance': {'x': 1}}, 'B': {'properties': {}, 'instances': {'r': {}}}}",
-                 "{'A': {'instance': {'x': 1}}, 'B': {'properties': {}, "
-                 "'instances': {'k': {'v': 1}}}}",
-                 {"Adding comp=A to src_dataset=D", "Updating existing comp=B in src_dataset=D"});
+                 "{'A': {'instance': {'x': 1}}, " + kept + "}",
+                 {"Adding comp=A to src_dataset=D", updating('B')});
 }
 
 TEST_F(DataSetMergeTest, ANewPropertyCompletesKeyedInstancesByItsType)
 {
-    expectUpdate(
-        R"({'C': {'properties': {'o': {'type': 'integer', 'default': 1}},
-                  'instances': {'a': {'o': 1}, 'b': {'o': 2, 'n': 7}, 'c': {'o': 3}, 'd': 5}}})",
-        R"({'C': {'properties': {'o': {'type': 'integer', 'default': 9},
-                                 'n': {'type': 'integer', 'default': 3}},
-                  'instances': {'c': {'n': 8}}}})",
-        R"({'C': {'properties': {'o': {'type': 'integer', 'default': 9},
-                                 'n': {'type': 'integer', 'default': 3}},
-                  'instances': {'a': {'o': 1, 'n': 3}, 'b': {'o': 2, 'n': 7},
-                                'c': {'o': 3, 'n': 8}, 'd': 5}}})",
-        {"Updating existing comp=C in src_dataset=D", "Adding property=n",
-         "Values are objects with keys in comp=C", "Testing value key=a",
-         "Adding default value key=a", "Testing value key=b", "Found value=7",
-         "Testing value key=c", "Found value=8", "Adding int value=8", "Testing value key=d"});
+    const std::string defined = "'properties': {'o': {'type': 'integer', 'default': 9}, "
+                                "'n': {'type': 'integer', 'default': 3}}";
+    // clang-format off
+    expectUpdate("{'C': {'properties': {'o': {'type': 'integer', 'default': 1}}, "
+                 "'instances': {'a': {'o': 1}, 'b': {'o': 2, 'n': 7}, 'c': {'o': 3}, 'd': 5}}}",
+                 "{'C': {" + defined + ", 'instances': {'c': {'n': 8}}}}",
+                 "{'C': {" + defined + ", 'instances': "
+                 "{'a': {'o': 1, 'n': 3}, 'b': {'o': 2, 'n': 7}, 'c': {'o': 3, 'n': 8}, 'd': 5}}}",
+                 {updating('C'), "Adding property=n",
+                  "Values are objects with keys in comp=C", "Testing value key=a", "Adding default value key=a",
+                  "Testing value key=b", "Found value=7", "Testing value key=c", "Found value=8", "Adding int value=8",
+                  "Testing value key=d"});
+    // clang-format on
 }
 
 TEST_F(DataSetMergeTest, AReferenceValueIsTakenInTheFormOfTheNewType)
@@ -120,82 +122,59 @@ TEST_F(DataSetMergeTest, AReferenceValueIsTakenInTheFormOfTheNewType)
              Case{"other", "1", "'1'", {"Found value=1", "Adding string value=1"}},
          }) {
         SCOPED_TRACE(c.type);
-        const std::string properties =
-            std::string("'properties': {'n': {'default': 'd', 'type': '") + c.type + "'}}";
-        Lines lines = {"Updating existing comp=C in src_dataset=D", "Adding property=n",
-                       "Values are objects with keys in comp=C", "Testing value key=k"};
+        const std::string start =
+            std::string("{'C': {'properties': {'n': {'default': 'd', 'type': '") + c.type + "'}}";
+        Lines lines = {updating('C'), "Adding property=n", "Values are objects with keys in comp=C",
+                       "Testing value key=k"};
         lines.insert(lines.end(), c.lines.begin(), c.lines.end());
         expectUpdate("{'C': {'properties': {}, 'instances': {'k': {}}}}",
-                     "{'C': {" + properties + ", 'instances': {'k': {'n': " + c.offered + "}}}}",
-                     "{'C': {" + properties + ", 'instances': {'k': {'n': " + c.taken + "}}}}",
-                     lines);
+                     start + ", 'instances': {'k': {'n': " + c.offered + "}}}}",
+                     start + ", 'instances': {'k': {'n': " + c.taken + "}}}}", lines);
     }
 }
 
 TEST_F(DataSetMergeTest, IndexedSingleAndMissingInstancesAreCompletedWithTheDefault)
 {
-    const std::string properties = "'properties': {'n': {'type': 'string'}}";
-    expectUpdate("{'I': {'properties': {}, 'instances': [{}, {'n': 'x'}, null, {}]}, "
-                 "'N': {}, 'S': {'properties': {}, 'instance': {}}, "
-                 "'T': {'properties': null, 'instance': {'n': 'x'}}}",
-                 "{'I': {" + properties + "}, 'N': {" + properties + "}, 'S': {" + properties +
-                     "}, 'T': {" + properties + "}}",
-                 "{'I': {" + properties +
-                     ", 'instances': [{'n': '0'}, {'n': 'x'}, null, "
-                     "{'n': '0'}]}, 'N': {" +
-                     properties + "}, 'S': {" + properties + ", 'instance': {'n': '0'}}, 'T': {" +
-                     properties + ", 'instance': {'n': 'x'}}}",
-                 {"Updating existing comp=I in src_dataset=D", "Adding property=n",
-                  "Adding default value ind=0", "Adding default value ind=3",
-                  "Updating existing comp=N in src_dataset=D", "No properties in comp=N. Adding...",
-                  "No values in comp=N", "Updating existing comp=S in src_dataset=D",
-                  "Adding property=n", "Testing single instance in comp=S",
+    const std::string defined = "'properties': {'n': {'type': 'string'}}";
+    // clang-format off
+    expectUpdate("{'I': {'properties': {}, 'instances': [{}, {'n': 'x'}, null, {}]}, 'N': {}, "
+                 "'S': {'properties': {}, 'instance': {}}, 'T': {'properties': null, 'instance': {'n': 'x'}}}",
+                 "{'I': {" + defined + "}, 'N': {" + defined + "}, 'S': {" + defined + "}, 'T': {" + defined + "}}",
+                 "{'I': {" + defined + ", 'instances': [{'n': '0'}, {'n': 'x'}, null, {'n': '0'}]}, "
+                 "'N': {" + defined + "}, 'S': {" + defined + ", 'instance': {'n': '0'}}, "
+                 "'T': {" + defined + ", 'instance': {'n': 'x'}}}",
+                 {updating('I'), "Adding property=n", "Adding default value ind=0", "Adding default value ind=3",
+                  updating('N'), "No properties in comp=N. Adding...", "No values in comp=N",
+                  updating('S'), "Adding property=n", "Testing single instance in comp=S",
                   "Adding default single instance prop=n",
-                  "Updating existing comp=T in src_dataset=D", "No properties in comp=T. Adding...",
-                  "Testing single instance in comp=T"});
+                  updating('T'), "No properties in comp=T. Adding...", "Testing single instance in comp=T"});
+    // clang-format on
 }
 
 TEST_F(DataSetMergeTest, WhatTheReferenceLacksIsRemovedPropertiesFirst)
 {
     keepAbsent = false;
     mergeProperties = false;
-    expectUpdate(
-        R"({'I': {'properties': {'x': {}}, 'instances': [{'x': 1}, {}, 5]},
-            'K': {'properties': {'p': {}, 'x': {}, 'y': {}},
-                  'instances': {'a': {'p': 1, 'x': 2}, 'b': {'q': 1}}},
-            'S': {'properties': {'x': {}}, 'instance': {'x': 1}}, 'Z': {}})",
-        "{'I': {}, 'K': {'properties': {'p': {}, 'n': {}}}, 'S': {'properties': {}}}",
-        R"({'I': {'properties': {}, 'instances': [{}, {}, 5]},
-            'K': {'properties': {'p': {}}, 'instances': {'a': {'p': 1}, 'b': {'q': 1}}},
-            'S': {'properties': {}, 'instance': {}}})",
-        {"Updating existing comp=I in src_dataset=D",
-         "Updating existing comp=K in src_dataset=D",
-         "Updating existing comp=S in src_dataset=D",
-         "Removing non-existent properties from comp=I",
-         "Testing property=x",
-         "Removing property=x",
-         "Removing non-existent values prop=x in ref_dataset=R",
-         "Removing value from ind=0 in ref_dataset=R",
-         "Removing non-existent properties from comp=K",
-         "Testing property=p",
-         "Testing property=x",
-         "Removing property=x",
-         "Removing non-existent values prop=x in ref_dataset=R",
-         "Removing value from key=a in ref_dataset=R",
-         "Testing property=y",
-         "Removing property=y",
-         "Removing non-existent values prop=y in ref_dataset=R",
-         "Removing non-existent properties from comp=S",
-         "Testing property=x",
-         "Removing property=x",
-         "Removing non-existent values prop=x in ref_dataset=R",
-         "Removing value from single inst prop=x in ref_dataset=R",
-         "Looking for components to remove from src_dataset=D",
-         "Looking to Remove comp=I",
-         "Looking to Remove comp=K",
-         "Looking to Remove comp=S",
-         "Looking to Remove comp=Z",
-         "Removing comp=Z"});
+    const std::string absent = "Removing non-existent ";
+    // clang-format off
+    expectUpdate("{'I': {'properties': {'x': {}}, 'instances': [{'x': 1}, {}, 5]}, "
+                 "'K': {'properties': {'p': {}, 'x': {}, 'y': {}}, 'instances': {'a': {'p': 1, 'x': 2}, 'b': {'q': 1}}}, "
+                 "'S': {'properties': {'x': {}}, 'instance': {'x': 1}}, 'Z': {}}",
+                 "{'I': {}, 'K': {'properties': {'p': {}, 'n': {}}}, 'S': {'properties': {}}}",
+                 "{'I': {'properties': {}, 'instances': [{}, {}, 5]}, "
+                 "'K': {'properties': {'p': {}}, 'instances': {'a': {'p': 1}, 'b': {'q': 1}}}, "
+                 "'S': {'properties': {}, 'instance': {}}}",
+                 {updating('I'), updating('K'), updating('S'), absent + "properties from comp=I", "Testing property=x",
+                  "Removing property=x", absent + "values prop=x in ref_dataset=R",
+                  "Removing value from ind=0 in ref_dataset=R", absent + "properties from comp=K", "Testing property=p",
+                  "Testing property=x", "Removing property=x", absent + "values prop=x in ref_dataset=R",
+                  "Removing value from key=a in ref_dataset=R", "Testing property=y", "Removing property=y",
+                  absent + "values prop=y in ref_dataset=R", absent + "properties from comp=S", "Testing property=x",
+                  "Removing property=x", absent + "values prop=x in ref_dataset=R",
+                  "Removing value from single inst prop=x in ref_dataset=R",
+                  "Looking for components to remove from src_dataset=D", "Looking to Remove comp=I",
+                  "Looking to Remove comp=K", "Looking to Remove comp=S", "Looking to Remove comp=Z", "Removing comp=Z"});
+    // clang-format on
 }
 
 TEST_F(DataSetMergeTest, InstancesAreReplacedOnlyOnRequestAndWhereTheReferenceHasSome)
@@ -205,18 +184,16 @@ TEST_F(DataSetMergeTest, InstancesAreReplacedOnlyOnRequestAndWhereTheReferenceHa
     expectUpdate("{'C': {'instances': {'a': 1}, 'instance': 2, 'properties': {'x': {}}}}",
                  "{'C': {'instances': [3], 'instance': null, 'properties': {'y': {}}}}",
                  "{'C': {'instances': [3], 'instance': 2, 'properties': {'x': {}}}}",
-                 {"Updating existing comp=C in src_dataset=D"});
+                 {updating('C')});
 }
 
 TEST_F(DataSetMergeTest, AComponentOfAWrongShapeDoesNotStopTheOthers)
 {
     load("{'A': 5, 'B': {'properties': 'none'}, 'C': {}}");
-    load("{'A': {'properties': {'x': {}}}, 'B': {'properties': {'x': {}}}, "
-         "'C': {'properties': {'x': {}}}}",
-         "R");
+    const std::string wanted = "{'properties': {'x': {}}}";
+    load("{'A': " + wanted + ", 'B': " + wanted + ", 'C': " + wanted + "}", "R");
     EXPECT_EQ(FC_WRONG_TYPE, store.updateDataSet("D", "R", false, true, true));
-    EXPECT_EQ(json("{'A': 5, 'B': {'properties': 'none'}, 'C': {'properties': {'x': {}}}}"),
-              committed());
+    EXPECT_EQ(json("{'A': 5, 'B': {'properties': 'none'}, 'C': " + wanted + "}"), committed());
 }
 
 TEST_F(DataSetMergeTest, TheTimeGrowsWithTheNumberOfRowsAndNotWithItsSquare)

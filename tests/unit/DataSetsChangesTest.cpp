@@ -3,6 +3,8 @@
 namespace
 {
 
+using testing::ElementsAre;
+
 constexpr char kDocument[] = R"({
     'K': {'properties': {'v': {'type': 'integer'}}, 'instances': {'a': {'v': 1}, 'b': {'v': 2}}},
     'S': {'properties': {'v': {'type': 'integer'}}, 'instance': {'v': 3}},
@@ -14,84 +16,75 @@ class DataSetsChangesTest : public StoreTest
 protected:
     void SetUp() override { load(kDocument); }
 
-    /// The pending value and the committed one.
-    template <typename Instance>
-    std::string values(const std::string& component, const Instance& instance)
+    void change()
     {
-        int committedValue = -1;
-        int pendingValue = -1;
-        store.getIntParam("D", component, "v", committedValue, instance);
-        store.getNewIntParam("D", component, "v", pendingValue, instance);
-        return std::to_string(pendingValue) + " over " + std::to_string(committedValue);
+        store.setIntParam("D", "K", "v", 10, "a");
+        store.setIntParam("D", "S", "v", 30, "");
+        store.setIntParam("D", "I", "v", 50, 1);
+    }
+
+    /// The pending values, each over the committed one: three that change() changes, one not.
+    std::string values()
+    {
+        return value("K", "a") + ' ' + value("S", "") + ' ' + value("I", 0) + ' ' + value("I", 1);
+    }
+
+    template <typename Instance>
+    std::string value(const std::string& component, const Instance& instance)
+    {
+        int held = -1;
+        int pending = -1;
+        store.getIntParam("D", component, "v", held, instance);
+        store.getNewIntParam("D", component, "v", pending, instance);
+        return std::to_string(pending) + '/' + std::to_string(held);
     }
 };
 
-TEST_F(DataSetsChangesTest, AFreshStoreHasNothingToEnd)
+TEST_F(DataSetsChangesTest, WhereNothingIsPendingThereIsNothingToEnd)
 {
-    EXPECT_FALSE(store.isChanged());
-    EXPECT_EQ(FC_OK, store.commit());
-    EXPECT_EQ(FC_OK, store.rollback());
-    EXPECT_EQ(FC_OK, store.commitComponent("D", "K"));
-    EXPECT_EQ(FC_OK, store.rollbackComponent("X", "K"));
     store.touchDataSet("X");
     store.touchComponent("D", "X");
     EXPECT_FALSE(store.isChanged());
+    expectEach(FC_OK, {store.commit(), store.rollback(), store.commitComponent("D", "K"),
+                       store.rollbackComponent("X", "K")});
     EXPECT_EQ(json(kDocument), committed());
 }
 
 TEST_F(DataSetsChangesTest, CommitCopiesEveryPendingValueAndRollbackForgetsThem)
 {
     load(kDocument, "E");
-    const auto change = [this] {
-        store.setIntParam("D", "K", "v", 10, "a");
-        store.setIntParam("D", "S", "v", 30, "");
-        store.setIntParam("D", "I", "v", 50, 1);
-        store.setIntParam("E", "K", "v", 20, "b");
-    };
     change();
-    EXPECT_EQ("10 over 1", values("K", "a"));
-    EXPECT_EQ("30 over 3", values("S", ""));
-    EXPECT_EQ("50 over 5", values("I", 1));
-
+    EXPECT_EQ("10/1 30/3 4/4 50/5", values());
     EXPECT_EQ(FC_OK, store.rollback());
-    EXPECT_EQ("1 over 1", values("K", "a"));
+    EXPECT_EQ("1/1 3/3 4/4 5/5", values());
     EXPECT_FALSE(store.isChanged());
-    EXPECT_EQ(json(kDocument), committed());
 
     change();
+    store.setIntParam("E", "K", "v", 20, "b");
     EXPECT_EQ(FC_OK, store.commit());
     EXPECT_FALSE(store.isChanged());
-    EXPECT_EQ(json("{'K': {'properties': {'v': {'type': 'integer'}}, 'instances': {'a': {'v': 10}, "
-                   "'b': {'v': 2}}}, 'S': {'properties': {'v': {'type': 'integer'}}, 'instance': "
-                   "{'v': 30}}, 'I': {'properties': {'v': {'type': 'integer'}}, 'instances': "
-                   "[{'v': 4}, {'v': 50}]}}"),
-              committed());
-    int value = 0;
-    EXPECT_EQ(FC_OK, store.getIntParam("E", "K", "v", value, "b"));
-    EXPECT_EQ(20, value);
+    EXPECT_EQ("10/10 30/30 4/4 50/50", values());
+    EXPECT_THAT(store.getInstancesByParameter("E", "K", "v", "(Text) Exactly matches", "20"),
+                ElementsAre("b"));
 }
 
 TEST_F(DataSetsChangesTest, PresenceAndNotDifferenceCountsAsChanged)
 {
+    const auto changed = [this] {
+        return std::vector{store.isChangedDataSet("D"), store.isChangedComponent("D", "K"),
+                           store.isChangedInstance("D", "K", "a"),
+                           store.isChangedProperty("D", "K", "v", "a")};
+    };
     store.touchComponent("D", "K");
-    EXPECT_TRUE(store.isChangedDataSet("D"));
-    EXPECT_TRUE(store.isChangedComponent("D", "K"));
+    EXPECT_THAT(changed(), ElementsAre(true, true, true, true));
     EXPECT_FALSE(store.isChangedComponent("D", "S"));
-    EXPECT_TRUE(store.isChangedInstance("D", "K", "a"));
     EXPECT_FALSE(store.isChangedInstance("D", "K", ""));
     EXPECT_FALSE(store.isChangedInstance("D", "K", 0));
-    EXPECT_TRUE(store.isChangedProperty("D", "K", "v", "a"));
-    EXPECT_FALSE(store.isChangedProperty("D", "K", "w", "a"));
-
-    store.untouchProperty("D", "K", "v", 0);
-    EXPECT_TRUE(store.isChangedProperty("D", "K", "v", "a"));
     store.untouchProperty("D", "K", "v", "a");
-    EXPECT_FALSE(store.isChangedProperty("D", "K", "v", "a"));
-    EXPECT_TRUE(store.isChangedInstance("D", "K", "a"));
+    EXPECT_THAT(changed(), ElementsAre(true, true, true, false));
     EXPECT_TRUE(store.isChangedProperty("D", "K", "v", "b"));
-
     store.untouchComponent("D", "K");
-    EXPECT_FALSE(store.isChangedComponent("D", "K"));
+    EXPECT_THAT(changed(), ElementsAre(true, false, false, false));
     EXPECT_TRUE(store.isChanged());
     store.untouchDataSet("D");
     EXPECT_FALSE(store.isChanged());
@@ -99,16 +92,13 @@ TEST_F(DataSetsChangesTest, PresenceAndNotDifferenceCountsAsChanged)
 
 TEST_F(DataSetsChangesTest, AfterCommitComponentTheDatasetIsStillChanged)
 {
-    store.setIntParam("D", "K", "v", 10, "a");
-    store.setIntParam("D", "S", "v", 30, "");
-    EXPECT_EQ(FC_OK, store.commitComponent("D", "K"));
-    EXPECT_EQ("10 over 10", values("K", "a"));
-    EXPECT_EQ("30 over 3", values("S", ""));
+    change();
+    expectEach(FC_OK, {store.commitComponent("D", "K"), store.rollbackComponent("D", "I")});
+    EXPECT_EQ("10/10 30/3 4/4 5/5", values());
     EXPECT_FALSE(store.isChangedComponent("D", "K"));
-    EXPECT_EQ(FC_OK, store.rollbackComponent("D", "S"));
-    EXPECT_EQ("3 over 3", values("S", ""));
+    store.rollbackComponent("D", "S");
     EXPECT_TRUE(store.isChangedDataSet("D"));
-    EXPECT_EQ(FC_OK, store.commit());
+    store.commit();
     EXPECT_FALSE(store.isChangedDataSet("D"));
 }
 
@@ -116,50 +106,43 @@ TEST_F(DataSetsChangesTest, CommitNeverRemovesAndMakesWhatIsMissing)
 {
     store.touchDataSet("D");
     store.untouchProperty("D", "K", "v", "a");
-    store.removeInstance("D", "K", "b");
-    store.removeInstance("D", "I", 0);
-    EXPECT_EQ(FC_OK, store.commit());
+    expectEach(FC_OK, {store.removeInstance("D", "K", "b"), store.removeInstance("D", "I", 0),
+                       store.commit()});
     EXPECT_EQ(json(kDocument), committed());
 
     store.touchComponent("D", "K");
     store.untouchProperty("D", "K", "v", "a");
-    store.removeInstance("D", "K", "a");
-    store.commit();
+    expectEach(FC_OK, {store.removeInstance("D", "K", "a"), store.commit()});
     EXPECT_FALSE(store.hasInstance("D", "K", "a")) << "nothing was pending in it";
 
-    store.setIntParam("D", "K", "v", 9, "b");
-    store.setIntParam("D", "I", "v", 7, 1);
-    store.deleteDataSet("D");
-    EXPECT_EQ(FC_OK, store.commit());
-    EXPECT_EQ(json("{'I': {'instances': [null, {'v': 7}]}, 'K': {'instances': {'b': {'v': 9}}}}"),
+    change();
+    expectEach(FC_OK, {store.deleteDataSet("D"), store.commit()});
+    EXPECT_EQ(json("{'I': {'instances': [null, {'v': 50}]}, 'S': {'instance': {'v': 30}}}"),
               committed());
 }
 
 TEST_F(DataSetsChangesTest, TouchingReplacesWhatIsPendingWithACopyOfTheCommittedData)
 {
-    store.setIntParam("D", "K", "v", 10, "a");
+    change();
     store.touchComponent("D", "K");
-    EXPECT_EQ("1 over 1", values("K", "a"));
-    store.setIntParam("D", "K", "v", 10, "a");
+    EXPECT_EQ("1/1 30/3 4/4 50/5", values());
     store.touchDataSet("D");
     store.initIntParam("D", "S", "v", 8, "");
-    EXPECT_EQ("8 over 8", values("S", ""));
     store.removeInstance("D", "K", "a");
-    EXPECT_EQ("1 over -1", values("K", "a"));
+    EXPECT_EQ("1/-1 8/8 4/4 5/5", values());
 }
 
 TEST_F(DataSetsChangesTest, ValuesThatNoLongerFitAreSkippedWithALine)
 {
-    store.touchComponent("D", "I");
-    store.setIntParam("D", "S", "v", 8, "");
-    load(R"({'I': {'instances': {'k': {}}}, 'S': {'instance': {'v': 3}}})");
+    change();
+    load("{'I': {'instances': {'k': {}}}, 'S': {'instance': {'v': 3}}}");
     EXPECT_EQ(FC_OK, store.commit());
-    EXPECT_EQ((Lines{"ERROR commit: Couldn't commit dataset=D comp=I ind=0, "
-                     "the committed data has another shape",
-                     "ERROR commit: Couldn't commit dataset=D comp=I ind=1, "
-                     "the committed data has another shape"}),
+    EXPECT_EQ(Lines{"ERROR commit: Couldn't commit dataset=D comp=I ind=1, "
+                    "the committed data has another shape"},
               logged());
-    EXPECT_EQ(json("{'I': {'instances': {'k': {}}}, 'S': {'instance': {'v': 8}}}"), committed());
+    EXPECT_EQ(json("{'I': {'instances': {'k': {}}}, 'K': {'instances': {'a': {'v': 10}}}, "
+                   "'S': {'instance': {'v': 30}}}"),
+              committed());
 }
 
 } // namespace

@@ -1,87 +1,80 @@
 #include "InstanceFilter.h"
 
 #include <gtest/gtest.h>
+#include <utility>
 
 namespace
 {
 
 TEST(InstanceFilterTest, TheTextFormComparesAsText)
 {
+    using Pairs = std::vector<std::pair<const char*, const char*>>; // value, operand
     struct Case {
         const char* condition;
-        const char* value;
-        const char* operand;
-        bool selected;
+        Pairs selected;
+        Pairs passedOver;
     };
-    for (const Case& c : {
-             Case{"Exists", "", "", true},
-             Case{"Does not exist", "", "", false},
-             Case{"(Text) Contains", "abcd", "bc", true},
-             Case{"(Text) Contains", "bc", "abcd", false},
-             Case{"(Text) Does not contain", "abcd", "x", true},
-             Case{"(Text) Does not contain", "abcd", "d", false},
-             Case{"(Text) Exactly matches", "a", "a", true},
-             Case{"(Text) Exactly matches", "a", "A", false},
-             Case{"(Text) Does not exactly match", "a", "ab", true},
-             Case{"(Text) Does not exactly match", "a", "a", false},
-             Case{"(Text) Is in", "d,g", "red,green", true},
-             Case{"(Text) Is in", "", "red,green", true},
-             Case{"(Text) Is in", "blue", "red,green", false},
-             Case{"(Text) Is not in", "blue", "red,green", true},
-             Case{"(Text) Is not in", "re", "red,green", false},
-             Case{"(Text) Starts with", "abc", "ab", true},
-             Case{"(Text) Starts with", "a", "ab", false},
-             Case{"(Text) Does not start with", "a", "ab", true},
-             Case{"(Text) Does not start with", "abc", "ab", false},
-             Case{"(Text) Ends with", "abc", "bc", true},
-             Case{"(Text) Ends with", "c", "bc", false},
-             Case{"(Text) Does not end with", "abc", "x", true},
-             Case{"(Text) Does not end with", "abc", "bc", false},
-             Case{"(Text) Does not end with", "c", "xyz", false},
-             Case{"(Num) Less than", "10", "9", true},
-             Case{"(Num) Less than", "9", "10", false},
-             Case{"(Num) Greater than", "9", "10", true},
-             Case{"(Num) Greater than", "9", "9", false},
-             Case{"(Date/time) Less than", "1", "2", false},
-             Case{"(Date/time) Greater than", "2", "1", false},
-             Case{"(Date/time) Equals", "1", "1", false},
-             Case{"(text) contains", "a", "a", false},
-             Case{"", "", "", false},
-         }) {
-        SCOPED_TRACE(std::string(c.condition) + " '" + c.value + "' '" + c.operand + "'");
-        const Json::Value value(c.value);
-        EXPECT_EQ(c.selected, InstanceFilter(c.condition, c.operand).selects(&value));
-        EXPECT_EQ(c.selected, InstanceFilter(c.condition, c.operand).selectsText(c.value));
+    // clang-format off
+    const Case cases[] = {
+        {"Exists", {{"", ""}}, {}},
+        {"Does not exist", {}, {{"", ""}}},
+        {"(Text) Contains", {{"abcd", "bc"}}, {{"bc", "abcd"}}},
+        {"(Text) Does not contain", {{"abcd", "x"}}, {{"abcd", "d"}}},
+        {"(Text) Exactly matches", {{"a", "a"}}, {{"a", "A"}}},
+        {"(Text) Does not exactly match", {{"a", "ab"}}, {{"a", "a"}}},
+        {"(Text) Is in", {{"d,g", "red,green"}, {"", "red,green"}}, {{"blue", "red,green"}}},
+        {"(Text) Is not in", {{"blue", "red,green"}}, {{"re", "red,green"}}},
+        {"(Text) Starts with", {{"abc", "ab"}}, {{"a", "ab"}}},
+        {"(Text) Does not start with", {{"a", "ab"}}, {{"abc", "ab"}}},
+        {"(Text) Ends with", {{"abc", "bc"}}, {{"c", "bc"}}},
+        {"(Text) Does not end with", {{"abc", "x"}}, {{"abc", "bc"}, {"c", "xyz"}}},
+        {"(Num) Less than", {{"10", "9"}}, {{"9", "10"}}},
+        {"(Num) Greater than", {{"9", "10"}}, {{"9", "9"}}},
+        {"(Date/time) Less than", {}, {{"1", "2"}}},
+        {"(Date/time) Greater than", {}, {{"2", "1"}}},
+        {"(Date/time) Equals", {}, {{"1", "1"}}},
+        {"(text) contains", {}, {{"a", "a"}}},
+    };
+    // clang-format on
+    const auto check = [](const char* condition, const Pairs& pairs, bool selected) {
+        for (const auto& [value, operand] : pairs) {
+            SCOPED_TRACE(std::string(condition) + " '" + value + "' '" + operand + "'");
+            const Json::Value held(value);
+            EXPECT_EQ(selected, InstanceFilter(condition, operand).selects(&held));
+            EXPECT_EQ(selected, InstanceFilter(condition, operand).selectsText(value));
+        }
+    };
+    for (const Case& c : cases) {
+        check(c.condition, c.selected, true);
+        check(c.condition, c.passedOver, false);
     }
 }
 
-TEST(InstanceFilterTest, TheIntegerFormKnowsOnlyTheNumericConditions)
+TEST(InstanceFilterTest, TheIntegerFormAndOtherValuesSelectByTheirKind)
 {
     const Json::Value nine(9);
-    EXPECT_TRUE(InstanceFilter("(Num) Less than", 10).selects(&nine));
-    EXPECT_FALSE(InstanceFilter("(Num) Less than", 9).selects(&nine));
-    EXPECT_TRUE(InstanceFilter("(Num) Greater than", -10).selects(&nine));
-    EXPECT_FALSE(InstanceFilter("(Num) Greater than", 9).selects(&nine));
-
     const Json::Value text("9");
-    const Json::Value tooBig(Json::Int64{3000000000});
-    EXPECT_FALSE(InstanceFilter("(Num) Less than", 10).selects(&text));
-    EXPECT_FALSE(InstanceFilter("(Num) Greater than", 10).selects(&tooBig));
-    for (const char* condition : {"Exists", "Does not exist", "(Text) Exactly matches"}) {
-        EXPECT_FALSE(InstanceFilter(condition, 9).selects(&nine)) << condition;
-        EXPECT_FALSE(InstanceFilter(condition, 9).selects(nullptr)) << condition;
-    }
-}
-
-TEST(InstanceFilterTest, AMissingValueOnlyDoesNotExistAndAnUnprintableOneOnlyExists)
-{
+    const Json::Value big(Json::Int64{3000000000});
     const Json::Value list(Json::arrayValue);
-    EXPECT_TRUE(InstanceFilter("Does not exist", "").selects(nullptr));
-    EXPECT_FALSE(InstanceFilter("Exists", "").selects(nullptr));
-    EXPECT_FALSE(InstanceFilter("(Text) Does not contain", "x").selects(nullptr));
-    EXPECT_TRUE(InstanceFilter("Exists", "").selects(&list));
-    EXPECT_FALSE(InstanceFilter("Does not exist", "").selects(&list));
-    EXPECT_FALSE(InstanceFilter("(Text) Does not contain", "x").selects(&list));
+    const auto selected = [&](const InstanceFilter& filter) {
+        std::string names;
+        for (const auto& [name, value] : {std::pair("nine ", &nine),
+                                          {"text ", &text},
+                                          {"big ", &big},
+                                          {"list ", &list},
+                                          {"none ", nullptr}})
+            names += filter.selects(value) ? name : "";
+        return names;
+    };
+    EXPECT_EQ("nine ", selected({"(Num) Less than", 10}));
+    EXPECT_EQ("", selected({"(Num) Less than", 9}));
+    EXPECT_EQ("nine ", selected({"(Num) Greater than", -10}));
+    EXPECT_EQ("", selected({"(Num) Greater than", 9}));
+    for (const char* condition : {"Exists", "Does not exist", "(Text) Exactly matches"})
+        EXPECT_EQ("", selected({condition, 9})) << condition;
+    EXPECT_EQ("none ", selected({"Does not exist", ""}));
+    EXPECT_EQ("nine text big list ", selected({"Exists", ""}));
+    EXPECT_EQ("nine text big ", selected({"(Text) Does not contain", "x"}));
 }
 
 } // namespace
