@@ -127,8 +127,8 @@ TEST_F(DataSetsChangesTest, TouchingReplacesWhatIsPendingWithACopyOfTheCommitted
     store.touchComponent("D", "K");
     EXPECT_EQ("1/1 30/3 4/4 50/5", values());
     store.touchDataSet("D");
-    store.initIntParam("D", "S", "v", 8, "");
-    store.removeInstance("D", "K", "a");
+    expectEach(FC_OK,
+               {store.initIntParam("D", "S", "v", 8, ""), store.removeInstance("D", "K", "a")});
     EXPECT_EQ("1/-1 8/8 4/4 5/5", values());
 }
 

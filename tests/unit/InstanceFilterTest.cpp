@@ -9,12 +9,8 @@ namespace
 TEST(InstanceFilterTest, TheTextFormComparesAsText)
 {
     using Pairs = std::vector<std::pair<const char*, const char*>>; // value, operand
-    struct Case {
-        const char* condition;
-        Pairs selected;
-        Pairs passedOver;
-    };
     // clang-format off
+    struct Case { const char* condition; Pairs selected, passedOver; };
     const Case cases[] = {
         {"Exists", {{"", ""}}, {}},
         {"Does not exist", {}, {{"", ""}}},
