@@ -30,8 +30,8 @@ TEST_F(DataSetsInstancesTest, ANewInstanceCarriesEveryPropertyAtItsDefault)
 
 TEST_F(DataSetsInstancesTest, ShapeConflictsAndMissingNamesAreRefusedWithTheirLines)
 {
-    load("{'K': {'instances': {'a': {}}}, 'I': {'instances': [{}]}, 'S': {'instance': [1]}, 'N': "
-         "5}");
+    load("{'K': {'instances': {'a': {}}}, 'I': {'instances': [{}]}, 'S': {'instance': [1]}, "
+         "'N': 5}");
     const std::string before = committed();
     int index = -1;
     const auto expect = [this](Fcodes wanted, Fcodes result, const Lines& lines) {
