@@ -6,10 +6,11 @@ namespace
 constexpr char kTypes[] = R"({
     'C': {'properties': {'Int': {'type': 'integer'}, 'Text': {'type': 'string'},
               'Bool': {'type': 'boolean'}, 'Enum': {'type': 'enum', 'values': [1, 'two', 3, true]},
-              'Odd': {'type': ['integer']}, 'Stale': {'type': 'integer'}, 'Bare': {'type': 'enum'}},
+              'Odd': {'type': ['integer']}, 'Stale': {'type': 'integer'}, 'Bare': {'type': 'enum'},
+              'Real': {'type': 'boolean'}},
           'instances': {'k': {'Int': 1, 'Text': 't', 'Bool': false, 'Enum': 1, 'Odd': 4,
               'Stale': '5', 'Bare': 1, 'Free': 7, 'List': [1], 'Real': 2.5, 'Big': 3000000000,
-              'Null': null}},
+              'Null': null, 'Truth': true}},
           'instance': {'Int': 10}},
     'I': {'properties': {'Int': {'type': 'integer'}}, 'instances': [{'Int': 20}, null, {'Int': 22}]}
 })";
@@ -149,8 +150,9 @@ TEST_F(DataSetsParamsTest, EachFailureHasItsLine)
 
     told(FC_BAD_VALUE, s.setIntParam("D", "C", "Enum", 4, "k"), "ERROR setIntParam", "Enum val=4 absent in enum");
     told(FC_BAD_VALUE, s.initTextParam("D", "C", "Enum", "x", "k"), "ERROR initTextParam", "Enum val=x absent in enum");
-    told(type, s.initBoolParam("D", "C", "Enum", true, "k"), "ERROR initBoolParam", "Enum val=1" + wrong + "\"enum\"");
+    told(type, s.initBoolParam("D", "C", "Truth", false, "k"), "ERROR initBoolParam", "Truth val=0" + wrong + "null");
     told(type, s.setIntParam("D", "C", "Bool", 1, "k"), "ERROR setIntParam", "Bool val=1" + wrong + "\"boolean\"");
+    told(type, s.setBoolParam("D", "C", "Real", true, "k"), "ERROR setBoolParam", "Real val=1" + wrong + "\"boolean\"");
     told(type, s.setBoolParam("D", "C", "Text", true, "k"), "ERROR setBoolParam", "Text val=1" + wrong + "\"string\"");
     told(type, s.setTextParam("D", "C", "Free", "1", "k"), "ERROR setTextParam", "Free val=1" + wrong + "null");
     told(type, s.initIntParam("D", "C", "Stale", 1, "k"), "ERROR initIntParam", "Stale val=1" + wrong + "\"integer\"");

@@ -208,23 +208,23 @@ TEST_F(DataSetsTest, AStepOfSeveralCallsIsWholeForOtherThreadsAndInTheFileThatAl
         return found;
     };
     const auto work = [&](int first) {
-        for (int value = first; value < first + 20; ++value) {
+        for (int value = first; value < first + 2; ++value) {
             store.isChangedProperty("D", "C", "a", "");
             std::unique_lock step(store);
             store.setIntParam("D", "C", "a", value, "");
             store.initIntParam("D", "C", "b", value, "");
             store.commit();
-            if (value % 2 == 0)
+            if (value % 2 == 1)
                 step.unlock(); // a file is stored within a step and outside of one
             store.storeDataSet("D", "/tmp/shared");
             const auto [a, b] = values("D");
             EXPECT_EQ(a, b);
         }
     };
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < 200; ++round) {
         std::vector<std::thread> threads;
         for (int thread = 0; thread < 4; ++thread)
-            threads.emplace_back(work, 100 * round + 20 * thread);
+            threads.emplace_back(work, 8 * round + 2 * thread);
         for (std::thread& thread : threads)
             thread.join();
         ASSERT_EQ(FC_OK, store.loadDataSet("F", "/tmp/shared"));
