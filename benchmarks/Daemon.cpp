@@ -1,6 +1,6 @@
 #include "Daemon.h"
 
-#include "BareStore.h"
+#include "RawStore.h"
 #include "Session.h"
 
 #include <array>
@@ -126,7 +126,7 @@ Daemon::Daemon(const std::string& level) : mAddress(addressOf(kSocket))
             giveUp("the daemon does not start");
         usleep(200);
     }
-    BareSocket client("/tmp/sockBenchStart");
+    RawSocket client("/tmp/sockBenchStart");
     PreparedMessage greeting = getItem(rowName(0));
     ask(client, mAddress, greeting);
     mStartSeconds = watch.seconds();
@@ -195,7 +195,7 @@ PreparedMessage command(const std::string& id)
     return {"COMMAND", "<BODY>\n\t<Command ID=\"" + id + "\" >\n</Command>\n\n</BODY>\n"};
 }
 
-void expectItem(BareSocket& client, const Daemon& daemon, const std::string& row)
+void expectItem(RawSocket& client, const Daemon& daemon, const std::string& row)
 {
     PreparedMessage get = getItem(row);
     if (ask(client, daemon.address(), get).find("Evening line-up") == std::string_view::npos)

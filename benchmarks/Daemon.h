@@ -3,7 +3,7 @@
 // The real daemon and what it finds on its fixed paths, in the private world of the benchmarks. Its
 // siblings do not run; it starts and serves without them.
 
-#include "BareSocket.h"
+#include "RawSocket.h"
 
 #include <filesystem>
 #include <string>
@@ -86,7 +86,7 @@ PreparedMessage setAutoStart(const std::string& row);
 PreparedMessage command(const std::string& id);
 
 /// Asks for one item and gives up unless its value comes.
-void expectItem(BareSocket& client, const Daemon& daemon, const std::string& row);
+void expectItem(RawSocket& client, const Daemon& daemon, const std::string& row);
 
 struct Memory {
     double resident;

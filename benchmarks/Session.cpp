@@ -19,7 +19,7 @@ std::string number(const char* format, double value)
 
 std::string quantity(double value, Unit unit)
 {
-    if (unit == Unit::kBytes)
+    if (unit == Unit::BYTES)
         return number("%.2f MB", value / 1e6);
     if (value < 1e-6)
         return number("%.2f ns", value * 1e9);
@@ -75,7 +75,7 @@ void Session::report(const Row& row)
 void Session::detail(const std::string& name, double seconds) const
 {
     if (mDetailed)
-        std::printf("    %-48s %10s\n", name.c_str(), quantity(seconds, Unit::kSeconds).c_str());
+        std::printf("    %-48s %10s\n", name.c_str(), quantity(seconds, Unit::SECONDS).c_str());
 }
 
 void Session::printHead() const

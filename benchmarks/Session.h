@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-enum class Unit { kSeconds, kBytes };
+enum class Unit { SECONDS, BYTES };
 
 /// One line of the table.
 struct Row {
@@ -20,7 +20,7 @@ struct Row {
     double baseline;
     double goal;       ///< the most that figure / baseline may be; 0 where it is only told
     std::string level; ///< log level of what was measured
-    Unit unit = Unit::kSeconds;
+    Unit unit = Unit::SECONDS;
 };
 
 class Session

@@ -1,9 +1,9 @@
 // Entry of the benchmarks; ./bench builds them and runs them in a private world.
 
-#include "BareSocket.h"
-#include "BareStore.h"
+#include "RawSocket.h"
+#include "RawStore.h"
 #include "Session.h"
-#include "questions.h"
+#include "benches.h"
 
 #include <cstdlib>
 #include <iostream>
@@ -15,15 +15,15 @@
 namespace
 {
 
-struct Question {
+struct Bench {
     std::string_view name;
     void (*ask)(Session& session);
 };
 
-constexpr Question kQuestions[] = {
-    {"get", askAboutGet},         {"store", askAboutStore},   {"events", askAboutEvents},
-    {"start", askAboutStart},     {"memory", askAboutMemory}, {"datagrams", askAboutDatagrams},
-    {"finders", askAboutFinders}, {"log", askAboutLog},
+constexpr Bench kBenches[] = {
+    {"get", benchGet},         {"store", benchStore},   {"events", benchEvents},
+    {"start", benchStart},     {"memory", benchMemory}, {"datagrams", benchDatagrams},
+    {"finders", benchFinders}, {"log", benchLog},
 };
 
 /// To the last core that this process may use; its children stay there too.
@@ -72,8 +72,8 @@ int main(int argc, char** argv)
         giveUp("run by ./bench, in a private world");
 
     const Options options = parse(argc, argv);
-    std::vector<Question> asked;
-    for (const Question& question : kQuestions)
+    std::vector<Bench> asked;
+    for (const Bench& question : kBenches)
         if (question.name.find(options.filter) != std::string_view::npos)
             asked.push_back(question);
     if (asked.empty())
@@ -83,7 +83,7 @@ int main(int argc, char** argv)
     pinToOneCore();
     Session session(options.smoke, !options.filter.empty(), options.disk);
     session.printHead();
-    for (const Question& question : asked)
+    for (const Bench& question : asked)
         question.ask(session);
     session.printFoot();
 }

@@ -2,9 +2,9 @@
 
 #include "DbgLine.h"
 #include "IDataSets.h"
-#include "LocalTime.h"
 #include "MessageCommand.h"
 #include "MessageEvent.h"
+#include "base/LocalTime.h"
 
 namespace
 {

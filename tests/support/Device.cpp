@@ -1,7 +1,7 @@
 #include "Device.h"
 
 #include "CfgPaths.h"
-#include "DatagramSocket.h"
+#include "wire/DatagramSocket.h"
 
 #include <algorithm>
 #include <filesystem>

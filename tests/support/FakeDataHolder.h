@@ -17,17 +17,17 @@ class FakeDataHolder : public DataHolder
 {
 public:
     using In = const std::string&;
-    using Texts = std::vector<std::string>;
+    using Traits = std::vector<std::string>;
 
     std::map<std::string, std::string> values;   ///< By "data set/component/row/item".
-    std::map<std::string, Texts> properties;     ///< By "data set/component".
-    std::map<std::string, Texts> instances;      ///< By "data set/component".
+    std::map<std::string, Traits> properties;    ///< By "data set/component".
+    std::map<std::string, Traits> instances;     ///< By "data set/component".
     std::map<std::string, std::string> dataSets; ///< The data set of a component.
     std::map<std::string, Fcodes> refusals;      ///< Of setTextParam(), by item.
     Fcodes commandResult = FC_OK;
     std::string commandText; ///< The text of its answer.
 
-    Texts calls()
+    Traits calls()
     {
         const std::lock_guard guard(mCallsMutex);
         return mCalls;
@@ -52,8 +52,8 @@ public:
     int getFirstRowIndex(In table) override { return record("getFirstRowIndex(" + table + ")", 1); }
     int getNextRowIndex(In table, int row) override { return record(call("getNextRowIndex", table, row), row + 1); }
     Fcodes findDataSetWithComponent(std::string& set, In component) override { return find(dataSets, component, set); }
-    Fcodes getProperties(In set, In component, Texts& names) override { return append(properties, set + '/' + component, names); }
-    Fcodes getInstances(In set, In component, Texts& names) override { return append(instances, set + '/' + component, names); }
+    Fcodes getProperties(In set, In component, Traits& names) override { return append(properties, set + '/' + component, names); }
+    Fcodes getInstances(In set, In component, Traits& names) override { return append(instances, set + '/' + component, names); }
     // clang-format on
 
     Fcodes getTextParam(In set, In component, In item, std::string& value, In row) override
@@ -80,9 +80,9 @@ private:
         return FC_OK;
     }
 
-    static Fcodes append(const std::map<std::string, Texts>& held, In key, Texts& names)
+    static Fcodes append(const std::map<std::string, Traits>& held, In key, Traits& names)
     {
-        Texts more;
+        Traits more;
         const Fcodes result = find(held, key, more);
         names.insert(names.end(), more.begin(), more.end());
         return result;
@@ -102,5 +102,5 @@ private:
     }
 
     std::mutex mCallsMutex; // guards mCalls
-    Texts mCalls;
+    Traits mCalls;
 };

@@ -13,7 +13,7 @@ class RecordingStore : public IDataSets
 {
     using In = const std::string&;
     using Request = const Json::Value&;
-    using Texts = std::vector<std::string>;
+    using Traits = std::vector<std::string>;
 
 public:
     /// The last call, and the result of all calls.
@@ -39,11 +39,11 @@ public:
     Fcodes clearComponent(In a, In b) override { return record("clearComponent", a, b); }
     bool hasInstance(In a, In b, In c) override { return record("hasInstance", a, b, c) != FC_OK; }
     bool hasInstance(In a, In b, int c) override { return record("hasInstance", a, b, c) != FC_OK; }
-    Fcodes getProperties(In a, In b, Texts& c) override { return fill(c), record("getProperties", a, b); }
-    Fcodes getInstances(In a, In b, Texts& c) override { return fill(c), record("getInstances", a, b); }
-    Texts getInstancesByParameter(In a, In b, In c, In d, In e) override { return record("getInstancesByParameter", a, b, c, d, e), Texts{"found"}; }
-    Texts getInstancesByParameter(In a, In b, In c, In d, int e) override { return record("getInstancesByParameter", a, b, c, d, e), Texts{"found"}; }
-    Texts getInstancesByKey(In a, In b, In c, In d) override { return record("getInstancesByKey", a, b, c, d), Texts{"found"}; }
+    Fcodes getProperties(In a, In b, Traits& c) override { return fill(c), record("getProperties", a, b); }
+    Fcodes getInstances(In a, In b, Traits& c) override { return fill(c), record("getInstances", a, b); }
+    Traits getInstancesByParameter(In a, In b, In c, In d, In e) override { return record("getInstancesByParameter", a, b, c, d, e), Traits{"found"}; }
+    Traits getInstancesByParameter(In a, In b, In c, In d, int e) override { return record("getInstancesByParameter", a, b, c, d, e), Traits{"found"}; }
+    Traits getInstancesByKey(In a, In b, In c, In d) override { return record("getInstancesByKey", a, b, c, d), Traits{"found"}; }
     Fcodes getComponentProperty(In a, In b, In c, std::string& d, std::string& e, std::string& f, std::list<std::string>& g) override { return fill(d), fill(e), fill(f), fill(g), record("getComponentProperty", a, b, c); }
     Fcodes getComponentPropertyDefault(In a, In b, In c, std::string& d) override { return fill(d), record("getComponentPropertyDefault", a, b, c); }
     Fcodes getIntParam(In a, In b, In c, int& d, int e) override { return fill(d), record("getIntParam", a, b, c, e); }
@@ -116,6 +116,6 @@ private:
     static void fill(bool& value) { value = true; }
     static void fill(std::string& value) { value = "seven"; }
     static void fill(Json::Value& value) { value = "seven"; }
-    static void fill(Texts& value) { value = {"seven"}; }
+    static void fill(Traits& value) { value = {"seven"}; }
     static void fill(std::list<std::string>& value) { value = {"seven"}; }
 };

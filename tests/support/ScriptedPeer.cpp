@@ -15,7 +15,7 @@ ScriptedPeer::ScriptedPeer(const std::string& path)
 std::string ScriptedPeer::receiveText()
 {
     if (waitReadable(mSocket.descriptor(), static_cast<int>(kLimit.count())) !=
-        WaitResult::kReadable) {
+        WaitResult::READABLE) {
         ADD_FAILURE() << "no datagram came";
         return {};
     }
@@ -42,7 +42,7 @@ ScriptedPeer::Message ScriptedPeer::receive()
 
 bool ScriptedPeer::nothingCame() const
 {
-    return waitReadable(mSocket.descriptor(), -1) == WaitResult::kTimeOut;
+    return waitReadable(mSocket.descriptor(), -1) == WaitResult::TIMED_OUT;
 }
 
 void ScriptedPeer::send(const std::string& path, const std::string& text)

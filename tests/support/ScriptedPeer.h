@@ -3,8 +3,8 @@
 // A peer that does what a test tells it: a bare datagram socket, bound to a path or to none, that
 // receives, answers, lies or stays silent.
 
-#include "DatagramSocket.h"
 #include "MessageHeader.h"
+#include "wire/DatagramSocket.h"
 
 #include <string>
 

@@ -8,7 +8,8 @@
 #include <unistd.h>
 #include <vector>
 
-namespace {
+namespace
+{
 
 bool onlyLists(int argc, char** argv)
 {

@@ -67,7 +67,7 @@ protected:
             const std::string name = nameOf(static_cast<int>(row));
             mTried.insert(name);
             sendDatagram(client.descriptor(), saveMessage(id, name), daemon, true);
-            while (!stop && waitReadable(client.descriptor(), -1) != WaitResult::kReadable)
+            while (!stop && waitReadable(client.descriptor(), -1) != WaitResult::READABLE)
                 std::this_thread::yield();
             if (isAcknowledged(client.descriptor())) {
                 mAcknowledged.insert(name);
@@ -78,7 +78,7 @@ protected:
 
     static bool isAcknowledged(int client)
     {
-        if (waitReadable(client, -1) != WaitResult::kReadable)
+        if (waitReadable(client, -1) != WaitResult::READABLE)
             return false;
         std::string answer(70000, '\0');
         SocketAddress sender;

@@ -102,7 +102,7 @@ Answer Catalogue::readAll(const std::vector<std::string>& properties,
 
 Answer Catalogue::read(const std::string& name, Configuration& configuration)
 {
-    requireCarriable(name);
+    requireValidText(name);
     Answer answer = mClient.getData(dataRequest(kTable, rowElement(name, "")), mTimeout);
     if (answer.ok()) {
         const std::vector<Configuration> rows = parseRows(answer.body);

@@ -31,7 +31,7 @@ CfgClient::CfgClient()
 Answer CfgClient::sendCommand(const MessageCommand& command, int timeout)
 {
     for (auto param = command.getParamsBegin(); param != command.getParamsEnd(); ++param)
-        requireCarriable(param->second);
+        requireValidText(param->second);
     std::string text;
     return ask("COMMAND", "ACK", "<BODY>\n\t" + command.toString(text) + "\n</BODY>\n", timeout);
 }
@@ -88,7 +88,7 @@ Answer CfgClient::ask(const char* type, const char* answerType, const std::strin
     return answer;
 }
 
-void requireCarriable(const std::string& value)
+void requireValidText(const std::string& value)
 {
     const auto breaksMessages = [](unsigned char c) {
         return c < ' ' || c == 0x7f || c == '"' || c == '<' || c == '>';

@@ -5,8 +5,8 @@
 
 #include "ClientSockets.h"
 #include "DataCommunicator.h"
-#include "DatagramSocket.h"
 #include "Fcodes.h"
+#include "wire/DatagramSocket.h"
 
 #include <string>
 
@@ -49,4 +49,4 @@ private:
 
 /// Throws std::invalid_argument, with words for the user, when the message format cannot carry the
 /// text as a value: it knows no escaping, and its elements are found by their angle brackets.
-void requireCarriable(const std::string& value);
+void requireValidText(const std::string& value);

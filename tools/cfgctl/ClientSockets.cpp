@@ -1,6 +1,6 @@
 #include "ClientSockets.h"
 
-#include "DatagramSocket.h"
+#include "wire/DatagramSocket.h"
 
 #include <cerrno>
 #include <chrono>

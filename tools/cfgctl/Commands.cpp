@@ -34,7 +34,7 @@ std::string words(Fcodes code)
     return text.str();
 }
 
-/// Texts come from whoever saved them; none of them may drive the terminal.
+/// Traits come from whoever saved them; none of them may drive the terminal.
 std::string printable(std::string text)
 {
     for (char& c : text)
@@ -94,7 +94,7 @@ ExitStatus Commands::list()
         return report("list", answer, timeout(kTimeout));
     if (rows.empty()) {
         std::puts("no configurations");
-        return kDone;
+        return EXIT_DONE;
     }
 
     std::size_t width = 4;
@@ -111,7 +111,7 @@ ExitStatus Commands::list()
     }
     if (!autoStart.empty())
         std::puts("* starts at boot");
-    return kDone;
+    return EXIT_DONE;
 }
 
 ExitStatus Commands::show(const std::string& name)
@@ -137,7 +137,7 @@ ExitStatus Commands::show(const std::string& name)
     };
     for (const auto& [label, value] : lines)
         std::printf("%-13s%s\n", (std::string(label) + ':').c_str(), printable(value).c_str());
-    return kDone;
+    return EXIT_DONE;
 }
 
 ExitStatus Commands::save(const std::string& name, const std::string& description, bool autoStart)
@@ -177,7 +177,7 @@ ExitStatus Commands::import(const std::string& file, const std::string& descript
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error)) {
         std::fprintf(stderr, "cfgctl: import %s: there is no such file\n", file.c_str());
-        return kRefused;
+        return EXIT_REFUSED;
     }
     return send("import " + file,
                 makeCommand("Import Configuration", {{"File", path.string()},
@@ -232,9 +232,9 @@ ExitStatus Commands::watch(int count, int seconds)
     }
     if (seen < count) {
         std::fprintf(stderr, "cfgctl: watch: %d of %d events in %d s\n", seen, count, seconds);
-        return kRefused;
+        return EXIT_REFUSED;
     }
-    return kDone;
+    return EXIT_DONE;
 }
 
 ExitStatus Commands::send(const std::string& what, const MessageCommand& command, int usualTimeout)
@@ -244,7 +244,7 @@ ExitStatus Commands::send(const std::string& what, const MessageCommand& command
     if (!answer.ok())
         return report(what, answer, seconds);
     std::printf("%s: OK\n", what.c_str());
-    return kDone;
+    return EXIT_DONE;
 }
 
 ExitStatus Commands::report(const std::string& what, const Answer& answer, int timeout) const
@@ -252,7 +252,7 @@ ExitStatus Commands::report(const std::string& what, const Answer& answer, int t
     if (answer.came) {
         std::fprintf(stderr, "cfgctl: %s: %s\n", printable(what).c_str(),
                      words(answer.code).c_str());
-        return kRefused;
+        return EXIT_REFUSED;
     }
     if (isServed(kCfgSocket))
         std::fprintf(stderr, "cfgctl: no answer from CfgManager on %s in %d s: it may be busy\n",
@@ -260,5 +260,5 @@ ExitStatus Commands::report(const std::string& what, const Answer& answer, int t
     else
         std::fprintf(stderr, "cfgctl: no answer from CfgManager on %s: is it running?\n",
                      kCfgSocket);
-    return kNoAnswer;
+    return EXIT_NO_ANSWER;
 }

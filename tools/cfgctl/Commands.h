@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-enum ExitStatus : int { kDone = 0, kRefused = 1, kUsage = 2, kNoAnswer = 3 };
+enum ExitStatus : int { EXIT_DONE = 0, EXIT_REFUSED = 1, EXIT_USAGE = 2, EXIT_NO_ANSWER = 3 };
 
 class Commands
 {

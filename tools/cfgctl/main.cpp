@@ -62,7 +62,7 @@ public:
         try {
             mApp.parse(argc, argv);
         } catch (const CLI::ParseError& error) {
-            return mApp.exit(error) == 0 ? kDone : kUsage;
+            return mApp.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
         }
         return -1; // to be carried out
     }
@@ -178,6 +178,6 @@ int main(int argc, char** argv)
         return action(commands);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "cfgctl: %s\n", error.what());
-        return kUsage;
+        return EXIT_USAGE;
     }
 }

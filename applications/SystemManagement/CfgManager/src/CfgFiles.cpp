@@ -1,7 +1,7 @@
 #include "CfgFiles.h"
 
 #include "CfgPaths.h"
-#include "DurableFile.h"
+#include "base/AtomicFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -28,14 +28,14 @@ std::string escaped(std::string_view text, std::string_view special)
 }
 
 /// What the shell acts on between double quotes, and outside of any.
-std::string inQuotes(std::string_view path) { return '"' + escaped(path, "\\\"$`") + '"'; }
+std::string escapeQuoted(std::string_view path) { return '"' + escaped(path, "\\\"$`") + '"'; }
 std::string bare(std::string_view path) { return escaped(path, " \t\n|&;<>()$`\\\"'*?[{"); }
 
 std::string moveCommand(const std::string& source, const std::string& target)
 {
     // mv would take a source that begins with a dash for an option.
     const char* const options = source.starts_with('-') ? "mv -f -- " : "mv -f ";
-    return options + inQuotes(source) + ' ' + target;
+    return options + escapeQuoted(source) + ' ' + target;
 }
 
 bool isCatalogue(std::string_view path)
@@ -82,7 +82,7 @@ bool isConfigurationName(std::string_view name)
         return false;
     if (name.find_first_not_of(" \t") == std::string_view::npos)
         return false;
-    return !isCatalogue(configurationPath(name)) && !isShortLivedName(name);
+    return !isCatalogue(configurationPath(name)) && !isTempFileName(name);
 }
 
 std::string configurationPath(std::string_view name)
@@ -134,5 +134,5 @@ FileMove importMove(const std::string& source, const std::string& name)
 FileMove renameMove(const std::string& file, const std::string& newName)
 {
     const std::string target = configurationPath(newName);
-    return {file, target, moveCommand(file, inQuotes(target))};
+    return {file, target, moveCommand(file, escapeQuoted(target))};
 }

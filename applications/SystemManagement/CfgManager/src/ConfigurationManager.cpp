@@ -3,11 +3,11 @@
 #include "CfgFiles.h"
 #include "CfgPaths.h"
 #include "DbgLine.h"
-#include "DurableFile.h"
-#include "LocalTime.h"
 #include "MessageCommand.h"
 #include "MessageEvent.h"
 #include "MessageText.h"
+#include "base/AtomicFile.h"
+#include "base/LocalTime.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -46,14 +46,14 @@ std::string commandText(const char* id, const char* parameter, const std::string
 } // namespace
 
 /// How long the channel manager may take for an answer, in seconds, and how often it is asked.
-struct ConfigurationManager::Patience {
+struct ConfigurationManager::RetryPolicy {
     int timeout;
     int tries;
 };
 
-const ConfigurationManager::Patience ConfigurationManager::kStoreChannels{10, 3};
-const ConfigurationManager::Patience ConfigurationManager::kLoadChannels{120, 1};
-const ConfigurationManager::Patience ConfigurationManager::kLoadDefault{200, 1};
+const ConfigurationManager::RetryPolicy ConfigurationManager::kStoreChannels{10, 3};
+const ConfigurationManager::RetryPolicy ConfigurationManager::kLoadChannels{120, 1};
+const ConfigurationManager::RetryPolicy ConfigurationManager::kLoadDefault{200, 1};
 
 /// One row of the table of commands.
 struct ConfigurationManager::CommandRow {
@@ -243,7 +243,7 @@ void ConfigurationManager::scanForCfgs()
 {
     DirEntries entries;
     if (entries.read()) {
-        sweepLeftOvers(entries);
+        removeStaleTempFiles(entries);
         matchRows(entries);
         addRowsForFiles(entries);
         acceptChanges(); // a catalogue that cannot be stored is served all the same
@@ -257,10 +257,10 @@ void ConfigurationManager::scanForCfgs()
 }
 
 /// A store that was cut off may have left its short-lived file; it is no configuration.
-void ConfigurationManager::sweepLeftOvers(DirEntries& entries)
+void ConfigurationManager::removeStaleTempFiles(DirEntries& entries)
 {
     for (const std::string& name : entries.names)
-        if (isShortLivedName(name) && entries.take(configurationPath(name)))
+        if (isTempFileName(name) && entries.take(configurationPath(name)))
             unlink(configurationPath(name).c_str());
 }
 
@@ -732,10 +732,10 @@ void ConfigurationManager::startAutoCfg()
         DBG_LOG(SEV_ERROR) << "startAutoCfg: requestCommand failed fcode=" << loaded;
 }
 
-Fcodes ConfigurationManager::requestChannels(const std::string& command, Patience patience)
+Fcodes ConfigurationManager::requestChannels(const std::string& command, RetryPolicy policy)
 {
     std::string response; // the channel manager says all it has to say in its code
-    return requestCommand(kChanSocket, command, response, patience.timeout, patience.tries);
+    return requestCommand(kChanSocket, command, response, policy.timeout, policy.tries);
 }
 
 // SET_AUTOSTART_CFG

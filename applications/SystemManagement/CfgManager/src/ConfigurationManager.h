@@ -67,16 +67,16 @@ public:
 private:
     struct CommandRow;
     struct DirEntries;
-    struct Patience;
+    struct RetryPolicy;
     static const CommandRow kCommands[];
-    static const Patience kStoreChannels;
-    static const Patience kLoadChannels;
-    static const Patience kLoadDefault;
+    static const RetryPolicy kStoreChannels;
+    static const RetryPolicy kLoadChannels;
+    static const RetryPolicy kLoadDefault;
 
     void loadCatalogue();
     void takeTimeZone();
 
-    void sweepLeftOvers(DirEntries& entries);
+    void removeStaleTempFiles(DirEntries& entries);
     void matchRows(DirEntries& entries);
     void dropRow(const std::string& rowId, const std::string& file);
     void addRowsForFiles(const DirEntries& entries);
@@ -96,7 +96,7 @@ private:
     Fcodes failStart(const std::string& rowId, Fcodes code);
     Fcodes cfgActivated(const std::string& rowId);
 
-    Fcodes requestChannels(const std::string& command, Patience patience);
+    Fcodes requestChannels(const std::string& command, RetryPolicy policy);
     void sendEvent(const std::string& id, const std::string& cfgName, Fcodes fcode);
 
     /// Single properties of rows, and of the component that names the configuration to start.

@@ -78,7 +78,7 @@ int main(int argc, char** argv)
 {
     const Options options = parse(argc, argv);
 
-    // Texts of whole catalogues are large and short-lived: their memory goes back to the device at
+    // Traits of whole catalogues are large and short-lived: their memory goes back to the device at
     // once, and is not kept for the next one.
     mallopt(M_MMAP_THRESHOLD, 1 << 20);
     mallopt(M_TRIM_THRESHOLD, 2 << 20);

@@ -1,8 +1,8 @@
 #include "DataCommunicator.h"
 
 #include "DbgLine.h"
-#include "MessageFrame.h"
 #include "MessageText.h"
+#include "wire/MessageFrame.h"
 
 #include <cerrno>
 #include <chrono>
@@ -100,12 +100,12 @@ Fcodes DataCommunicator::readMsg(int socket, MessageHeader& header, std::string&
                                  SocketAddress& sender, int timeout)
 {
     switch (waitReadable(socket, timeout)) {
-    case WaitResult::kReadable:
+    case WaitResult::READABLE:
         return receiveMsg(socket, header, body, sender);
-    case WaitResult::kTimeOut:
+    case WaitResult::TIMED_OUT:
         DBG_LOG(SEV_ERROR) << "readMsg: Time out " << timeout << " sec. for sock=" << socket;
         return FC_COMM_ERROR;
-    case WaitResult::kFailed:
+    case WaitResult::FAILED:
         break;
     }
     DBG_LOG(SEV_ERROR) << "readMsg: select failed errno=" << errno;
@@ -206,9 +206,9 @@ Fcodes DataCommunicator::readline(int socket, std::string& line, int timeout)
 {
     for (char byte = 0; byte != '\n'; line.push_back(byte)) {
         const WaitResult waited = waitReadable(socket, timeout);
-        if (waited == WaitResult::kFailed)
+        if (waited == WaitResult::FAILED)
             DBG_LOG(SEV_ERROR) << "readLine: select failed for sock=" << socket;
-        else if (waited == WaitResult::kTimeOut)
+        else if (waited == WaitResult::TIMED_OUT)
             DBG_LOG(SEV_ERROR) << "readLine: Time out " << timeout << " sec. for sock=" << socket;
         else if (read(socket, &byte, 1) == 1)
             continue;

@@ -10,9 +10,9 @@
 //
 // Time-outs are whole seconds: -1 does not wait at all, 0 waits without limit.
 
-#include "DatagramSocket.h"
 #include "Fcodes.h"
-#include "ResponseHistory.h"
+#include "wire/DatagramSocket.h"
+#include "wire/ResponseHistory.h"
 
 #include <atomic>
 #include <cstddef>
@@ -133,11 +133,11 @@ private:
     Fcodes awaitResponse(const std::string& responderPath, const MessageHeader& requestHeader,
                          MessageHeader& responseHeader, std::string& responseBody, int timeout,
                          int tries);
-    Fcodes lookOnceMore(Fcodes failure, const std::string& responderPath,
-                        const MessageHeader& requestHeader, MessageHeader& responseHeader,
-                        std::string& responseBody);
-    void fileForOwner(const MessageHeader& header, const std::string& body,
-                      const std::string& sender);
+    Fcodes checkHistoryAfterReadError(Fcodes failure, const std::string& responderPath,
+                                      const MessageHeader& requestHeader,
+                                      MessageHeader& responseHeader, std::string& responseBody);
+    void fileForeignAnswer(const MessageHeader& header, const std::string& body,
+                           const std::string& sender);
     static void logStored(const ResponseHistory::Sizes& sizes);
 
     std::string mSockName = "sockName";

@@ -3,8 +3,8 @@
 #include "DataCommunicator.h"
 
 #include "DbgLine.h"
-#include "MessageFrame.h"
 #include "MessageText.h"
+#include "wire/MessageFrame.h"
 
 namespace
 {
@@ -13,7 +13,7 @@ constexpr char kUnit[] = "DataCommunicator";
 constexpr std::size_t npos = std::string::npos;
 
 /// The log texts of a request for one data item.
-struct ItemRequestTexts {
+struct ItemRequestMessages {
     const char* type;
     const char* failed;
     const char* code;
@@ -26,7 +26,7 @@ struct ItemRequestTexts {
     const char* noValue;
 };
 
-constexpr ItemRequestTexts kGetTexts = {
+constexpr ItemRequestMessages kGetMessages = {
     .type = "GET",
     .failed = "requestDataItem: Failed to sendRequest:\n",
     .code = "requestDataItem: FCODE=",
@@ -41,7 +41,7 @@ constexpr ItemRequestTexts kGetTexts = {
 
 // Kept on purpose: peers count on a write whose answer has no body being a body error, although a
 // "SET" is answered without one; the code of the peer is part of the result.
-constexpr ItemRequestTexts kSetTexts = {
+constexpr ItemRequestMessages kSetMessages = {
     .type = "SET",
     .failed = "requestSetDataItem: Failed to sendRequest:\n",
     .code = "requestSetDataItem: FCODE=",
@@ -55,7 +55,7 @@ constexpr ItemRequestTexts kSetTexts = {
 };
 
 /// Takes the value of the one item that was asked for out of an answer.
-Fcodes readItem(const ItemRequestTexts& texts, const std::string& body, const std::string& item,
+Fcodes readItem(const ItemRequestMessages& texts, const std::string& body, const std::string& item,
                 std::string& value)
 {
     if (body.empty()) {
@@ -84,7 +84,7 @@ Fcodes readItem(const ItemRequestTexts& texts, const std::string& body, const st
     return FC_OK;
 }
 
-Fcodes askForItem(DataCommunicator& communicator, const ItemRequestTexts& texts,
+Fcodes askForItem(DataCommunicator& communicator, const ItemRequestMessages& texts,
                   const std::string& responderPath, const std::string& body,
                   const std::string& item, std::string& value, int timeout, int tries)
 {
@@ -113,7 +113,7 @@ Fcodes DataCommunicator::requestDataItem(const std::string& responderPath, const
                                          int timeout, int tries)
 {
     const std::string body = tableItemBody(table, row, itemElement(item));
-    return askForItem(*this, kGetTexts, responderPath, body, item, value, timeout, tries);
+    return askForItem(*this, kGetMessages, responderPath, body, item, value, timeout, tries);
 }
 
 Fcodes DataCommunicator::requestSetDataItem(const std::string& responderPath,
@@ -123,7 +123,7 @@ Fcodes DataCommunicator::requestSetDataItem(const std::string& responderPath,
 {
     const std::string body = tableItemBody(table, row, itemElement(item, value));
     std::string written; // what the answer says; nobody asks
-    return askForItem(*this, kSetTexts, responderPath, body, item, written, timeout, tries);
+    return askForItem(*this, kSetMessages, responderPath, body, item, written, timeout, tries);
 }
 
 Fcodes DataCommunicator::requestGetParam(const std::string& responderPath,
@@ -133,5 +133,5 @@ Fcodes DataCommunicator::requestGetParam(const std::string& responderPath,
 {
     const std::string body = componentItemBody(dataSet, component, row, itemElement(item));
     // Kept on purpose: peers count on these lines being logged as those of requestDataItem.
-    return askForItem(*this, kGetTexts, responderPath, body, item, value, timeout, tries);
+    return askForItem(*this, kGetMessages, responderPath, body, item, value, timeout, tries);
 }

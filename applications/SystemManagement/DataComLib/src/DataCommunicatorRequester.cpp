@@ -3,9 +3,9 @@
 #include "DataCommunicator.h"
 
 #include "DbgLine.h"
-#include "LocalTime.h"
 #include "MessageEvent.h"
-#include "MessageFrame.h"
+#include "base/LocalTime.h"
+#include "wire/MessageFrame.h"
 
 #include <atomic>
 #include <cstdint>
@@ -67,7 +67,8 @@ Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
         SocketAddress from;
         const Fcodes read = readMsg(mSendSocket.descriptor(), header, body, from, timeout);
         if (read != FC_OK)
-            return lookOnceMore(read, responderPath, requestHeader, responseHeader, responseBody);
+            return checkHistoryAfterReadError(read, responderPath, requestHeader, responseHeader,
+                                              responseBody);
 
         const std::string sender = from.path();
         if (sender == responderPath && header.ID == requestHeader.ID) {
@@ -79,7 +80,7 @@ Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
         DBG_LOG(SEV_ERROR) << "sendRequest: Responder=" << sender << "!=" << responderPath
                            << " or respID=" << header.ID << "!=" << requestHeader.ID
                            << " retries left=" << tries;
-        fileForOwner(header, body, sender);
+        fileForeignAnswer(header, body, sender);
     }
     DBG_LOG(SEV_SYS) << "sendRequest: **** found in history *** id=" << requestHeader.ID
                      << " sender=" << filed.sender << " resp=" << filed.body;
@@ -87,9 +88,11 @@ Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
     return FC_OK;
 }
 
-Fcodes DataCommunicator::lookOnceMore(Fcodes failure, const std::string& responderPath,
-                                      const MessageHeader& requestHeader,
-                                      MessageHeader& responseHeader, std::string& responseBody)
+Fcodes DataCommunicator::checkHistoryAfterReadError(Fcodes failure,
+                                                    const std::string& responderPath,
+                                                    const MessageHeader& requestHeader,
+                                                    MessageHeader& responseHeader,
+                                                    std::string& responseBody)
 {
     FiledResponse filed;
     if (mHistory.findAnswer(requestHeader.ID, responderPath, filed)) {
@@ -108,8 +111,8 @@ Fcodes DataCommunicator::lookOnceMore(Fcodes failure, const std::string& respond
     return failure;
 }
 
-void DataCommunicator::fileForOwner(const MessageHeader& header, const std::string& body,
-                                    const std::string& sender)
+void DataCommunicator::fileForeignAnswer(const MessageHeader& header, const std::string& body,
+                                         const std::string& sender)
 {
     logStored(mHistory.storeRead(header.ID, {headerText(header), body, sender}));
     DBG_LOG(SEV_SYS) << "sendRequest: **** stored in history *** id=" << header.ID

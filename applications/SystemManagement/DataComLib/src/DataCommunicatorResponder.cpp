@@ -2,13 +2,13 @@
 
 #include "DataCommunicator.h"
 
-#include "DataRequests.h"
 #include "DbgLine.h"
 #include "IDataHolder.h"
 #include "MessageCommand.h"
 #include "MessageEvent.h"
-#include "MessageFrame.h"
 #include "MessageText.h"
+#include "wire/DataRequestHandler.h"
+#include "wire/MessageFrame.h"
 
 #include <algorithm>
 #include <array>
@@ -139,12 +139,12 @@ void DataCommunicator::doWork()
     prctl(PR_SET_NAME, "DataCommunicator"); // the kernel keeps the first 15 characters
     for (;;) {
         switch (waitReadable(mReceiveSocket.descriptor(), kResponderWait)) {
-        case WaitResult::kReadable:
+        case WaitResult::READABLE:
             serveNext();
             break;
-        case WaitResult::kTimeOut:
+        case WaitResult::TIMED_OUT:
             break;
-        case WaitResult::kFailed:
+        case WaitResult::FAILED:
             DBG_LOG(SEV_ERROR) << "doWork: select failed before recv msg or event errno=" << errno;
             std::this_thread::sleep_for(std::chrono::seconds(1));
             break;

@@ -286,7 +286,7 @@ public:
 protected:
     /// One entry of the queue; it owns `data`. The worker refuses a type that it does not know.
     struct event_type {
-        int type = 0;         // kCommand or kEvent
+        int type = 0;         // QUEUE_COMMAND or QUEUE_EVENT
         int size = 0;         // length of the command's text, or size of the event record
         void* data = nullptr; // a std::string, or a MessageEvent
     };
@@ -295,10 +295,10 @@ protected:
     int push(event_type entry);
 
 private:
-    struct CellTexts;
+    struct CellMessages;
 
     template <typename Work>
-    Fcodes withItem(const CellTexts& texts, const std::string& table, int rowId,
+    Fcodes withItem(const CellMessages& texts, const std::string& table, int rowId,
                     const std::string& item, Work work);
     template <typename Work>
     int withTable(const std::string& table, Work work);

@@ -11,7 +11,7 @@
 #include "DbgLine.h"
 #include "MessageCommand.h"
 #include "MessageText.h"
-#include "TableCell.h"
+#include "table/TableCell.h"
 
 #include <mutex>
 
@@ -26,7 +26,7 @@ constexpr int kRequestTries = 3;
 } // namespace
 
 /// The log texts of an operation on a cell; one that is null is not logged.
-struct DataHolder::CellTexts {
+struct DataHolder::CellMessages {
     const char* noTable = nullptr;
     const char* noRow = nullptr;
     const char* noItem = nullptr;
@@ -128,17 +128,17 @@ Fcodes DataHolder::addColumnToTable(const std::string& /*dataSet*/, const std::s
 // Cells
 
 template <typename Work>
-Fcodes DataHolder::withItem(const CellTexts& texts, const std::string& table, int rowId,
+Fcodes DataHolder::withItem(const CellMessages& texts, const std::string& table, int rowId,
                             const std::string& item, Work work)
 {
     Fcodes result = FC_NO_SUCH_NAME;
-    const CellPart missing =
-        workOnCell(findDataTable(table), rowId, item, [&](DataItem& cell) { result = work(cell); });
-    if (missing == CellPart::TABLE && texts.noTable != nullptr)
+    const CellLookup missing =
+        withCell(findDataTable(table), rowId, item, [&](DataItem& cell) { result = work(cell); });
+    if (missing == CellLookup::NO_TABLE && texts.noTable != nullptr)
         DBG_LOG(SEV_ERROR) << texts.noTable << table;
-    if (missing == CellPart::ROW && texts.noRow != nullptr)
+    if (missing == CellLookup::NO_ROW && texts.noRow != nullptr)
         DBG_LOG(SEV_ERROR) << texts.noRow << rowId << " in table=" << table;
-    if (missing == CellPart::ITEM && texts.noItem != nullptr)
+    if (missing == CellLookup::NO_ITEM && texts.noItem != nullptr)
         DBG_LOG(SEV_ERROR) << texts.noItem << item << " in rowId=" << rowId
                            << " in table=" << table;
     return result;

@@ -11,7 +11,7 @@ constexpr char kUnit[] = "DataItem";
 constexpr std::size_t npos = std::string::npos;
 
 /// A share in a column that a table or an object owns; a plain pointer to any other.
-std::shared_ptr<DataColumn> holdOn(DataColumn* column)
+std::shared_ptr<DataColumn> shareColumn(DataColumn* column)
 {
     if (column == nullptr)
         return nullptr;
@@ -22,7 +22,7 @@ std::shared_ptr<DataColumn> holdOn(DataColumn* column)
 
 } // namespace
 
-DataItem::DataItem(DataColumn* column) : mColumn(holdOn(column)) { resetValue(); }
+DataItem::DataItem(DataColumn* column) : mColumn(shareColumn(column)) { resetValue(); }
 
 DataItem::DataItem(const DataItem& other)
     : mIntVal(other.mIntVal), mNewIntVal(other.mNewIntVal), mStrVal(other.mStrVal),
@@ -181,7 +181,7 @@ void DataItem::setValue(const DataItem& other)
     setStrVal(other.getStrVal());
 }
 
-void DataItem::setColumn(DataColumn* column) { mColumn = holdOn(column); }
+void DataItem::setColumn(DataColumn* column) { mColumn = shareColumn(column); }
 
 void DataItem::setRow(DataRow* row)
 {

@@ -1,6 +1,7 @@
 #include "DataObject.h"
 
 #include "DbgLine.h"
+#include "MessageText.h"
 
 namespace
 {
@@ -9,71 +10,69 @@ constexpr char kUnit[] = "DataObject";
 
 } // namespace
 
-template class KeyedRows<ObjectTexts>;
-
-void ObjectTexts::markKey(DataRow& row, const std::string& key)
+void ObjectTraits::markKey(DataRow& row, const std::string& key)
 {
     row.setId(textToInt(key));
     row.setKey(key);
 }
 
-void ObjectTexts::reportEnumLost(const std::string& name, const DataItem& item)
+void ObjectTraits::reportEnumLost(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceParameter: enum column=" << name
                       << " Set default instead of val=" << item.getStrVal();
 }
 
-void ObjectTexts::reportIntLost(const std::string& name, const DataItem& item)
+void ObjectTraits::reportIntLost(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceParameter: int column=" << name
                       << " Set default instead of type=" << item.getType()
                       << " val=" << item.getStrVal();
 }
 
-void ObjectTexts::reportKept(const std::string& name, const DataItem& item)
+void ObjectTraits::reportKept(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceParameter: column=" << name << " Keep val=" << item.getStrVal();
 }
 
-void ObjectTexts::reportColumnChanged(const std::string& object, const DataColumn& column)
+void ObjectTraits::reportColumnChanged(const std::string& object, const DataColumn& column)
 {
     DBG_LOG(SEV_WARN) << "update: dataObject=" << object << " column=" << column.getName()
                       << " changed. Replacing...";
 }
 
-void ObjectTexts::reportRowCopied(const std::string& key)
+void ObjectTraits::reportRowCopied(const std::string& key)
 {
     DBG_LOG(SEV_INFO) << "update: adding rowId=" << key;
 }
 
-void ObjectTexts::reportValueCopied(const std::string& key, const DataColumn& column,
-                                    const DataItem& value)
+void ObjectTraits::reportValueCopied(const std::string& key, const DataColumn& column,
+                                     const DataItem& value)
 {
     DBG_LOG(SEV_INFO) << "newInstance: adding to rowId=" << key << " col=" << column.getName()
                       << " val=" << value.getIntVal() << " str=" << value.getStrVal();
 }
 
-void ObjectTexts::reportNoName(const std::string& text)
+void ObjectTraits::reportNoName(const std::string& text)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: Not found Type in:" << text;
 }
 
-void ObjectTexts::reportNoColumns(const std::string& text)
+void ObjectTraits::reportNoColumns(const std::string& text)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: Not found Parameters in:" << text;
 }
 
-void ObjectTexts::reportBadColumn(Fcodes code)
+void ObjectTraits::reportBadColumn(Fcodes code)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: error in parameter fcode=" << Hex{code};
 }
 
-void ObjectTexts::reportBadRow(const std::string& key, Fcodes code)
+void ObjectTraits::reportBadRow(const std::string& key, Fcodes code)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: error in instance=" << key << " fcode" << Hex{code};
 }
 
-void ObjectTexts::reportTooManyCells(std::size_t rows, std::size_t columns)
+void ObjectTraits::reportTooManyCells(std::size_t rows, std::size_t columns)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: too many cells, instances=" << rows
                        << " parameters=" << columns;

@@ -7,15 +7,15 @@
 // It is the keyed counterpart of DataTable: what is added belongs to the object, what is removed is
 // handed back, and the cycle, text and state operations are those of KeyedRows.
 
-#include "KeyedRows.h"
+#include "table/KeyedRows.h"
 
 class DataObject;
 
 /// In what an object differs from a table.
-struct ObjectTexts {
+struct ObjectTraits {
     using Key = std::string;
     using Holder = DataObject;
-    static constexpr auto kOrder = ColumnSet::Order::OfNames;
+    static constexpr auto kOrder = ColumnSet::Order::BY_NAME;
 
     static constexpr char kNameAttribute[] = "Type";
     static constexpr char kColumnsElement[] = "Parameters";
@@ -41,9 +41,9 @@ struct ObjectTexts {
     static void reportTooManyCells(std::size_t rows, std::size_t columns);
 };
 
-extern template class KeyedRows<ObjectTexts>;
+extern template class KeyedRows<ObjectTraits>;
 
-class DataObject : public KeyedRows<ObjectTexts>
+class DataObject : public KeyedRows<ObjectTraits>
 {
 public:
     DataObject() = default;

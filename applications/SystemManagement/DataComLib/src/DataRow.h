@@ -76,7 +76,7 @@ public:
 
 private:
     friend class DataItem;
-    template <typename Texts>
+    template <typename Traits>
     friend class KeyedRows;
 
     void _addDataItem(const std::string& name, DataItem* item);

@@ -2,9 +2,9 @@
 
 #include "DataTable.h"
 #include "DbgLine.h"
-#include "DurableFile.h"
 #include "MessageText.h"
-#include "TableCell.h"
+#include "base/AtomicFile.h"
+#include "table/TableCell.h"
 
 #include <array>
 #include <fstream>
@@ -161,7 +161,7 @@ Fcodes DataSet::store(const std::string& file) const
     std::string text;
     toString(text);
     const std::lock_guard guard(oneWriter);
-    if (const int error = writeDurably(file, [&](std::ostream& out) { out << text; }))
+    if (const int error = replaceFileAtomically(file, [&](std::ostream& out) { out << text; }))
         DBG_LOG(SEV_ERROR) << "store: Couldn't write file=" << file << " errno=" << error;
     // Kept on purpose: peers count on no write error in the result.
     DBG_LOG(SEV_INFO) << "store: stored in file=" << file;
@@ -235,18 +235,18 @@ Fcodes DataSet::getIntParam(const std::string& table, int rowId, const std::stri
                             int* value) const
 {
     const auto read = [value](const DataItem& cell) { *value = cell.getIntVal(); };
-    switch (workOnCell(getTable(table), rowId, item, read)) {
-    case CellPart::TABLE:
+    switch (withCell(getTable(table), rowId, item, read)) {
+    case CellLookup::NO_TABLE:
         DBG_LOG(SEV_ERROR) << "getIntParam: No such table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellPart::ROW:
+    case CellLookup::NO_ROW:
         DBG_LOG(SEV_ERROR) << "getIntParam: No such rowId=" << rowId << " in table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellPart::ITEM:
+    case CellLookup::NO_ITEM:
         DBG_LOG(SEV_ERROR) << "getIntParam: No such item=" << item << " in rowId=" << rowId
                            << " in table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellPart::NONE:
+    case CellLookup::FOUND:
         break;
     }
     return FC_OK;
@@ -256,18 +256,18 @@ Fcodes DataSet::getStringParam(const std::string& table, int rowId, const std::s
                                std::string* value) const
 {
     const auto read = [value](const DataItem& cell) { *value = cell.getStrVal(); };
-    switch (workOnCell(getTable(table), rowId, item, read)) {
-    case CellPart::TABLE:
+    switch (withCell(getTable(table), rowId, item, read)) {
+    case CellLookup::NO_TABLE:
         DBG_LOG(SEV_ERROR) << "getStringParam: No such table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellPart::ROW:
+    case CellLookup::NO_ROW:
         DBG_LOG(SEV_ERROR) << "getStringParam: No such rowId=" << rowId << " in table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellPart::ITEM:
+    case CellLookup::NO_ITEM:
         DBG_LOG(SEV_ERROR) << "getStringParam: No such item=" << item << " in rowId=" << rowId
                            << " in table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellPart::NONE:
+    case CellLookup::FOUND:
         break;
     }
     return FC_OK;

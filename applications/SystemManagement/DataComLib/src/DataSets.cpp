@@ -1,8 +1,8 @@
 #include "DataSets.h"
 
-#include "DataSetMerge.h"
 #include "DbgLine.h"
-#include "DurableFile.h"
+#include "base/AtomicFile.h"
+#include "store/DatasetUpdate.h"
 
 #include <fstream>
 #include <iostream>
@@ -127,7 +127,7 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
         if (const Json::Value* document = member(&mDataSets, dataset);
             document != nullptr && !document->isNull())
             copy << *document;
-        number = ++mCopies;
+        number = ++mSnapshots;
     }
     if (copy.view().empty()) {
         DBG_LOG(SEV_ERROR) << "storeDataSet: Not found dataset=" << dataset;
@@ -138,7 +138,8 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
     std::uint64_t& stored = mStored[path];
     if (number < stored)
         return FC_OK; // the file already holds a later state
-    const int error = writeDurably(path, [&copy](std::ostream& file) { file << copy.view(); });
+    const int error =
+        replaceFileAtomically(path, [&copy](std::ostream& file) { file << copy.view(); });
     if (error == 0)
         stored = number;
     else
@@ -182,9 +183,9 @@ Fcodes DataSets::updateDataSet(const std::string& src, const std::string& ref, b
                                << " OR ref=" << ref;
             return FC_NO_SUCH_NAME;
         }
-        if (!DataSetMerge::isReference(*refComponents))
+        if (!DatasetUpdate::isReference(*refComponents))
             throw std::invalid_argument("not a reference");
-        return DataSetMerge(src, ref, *srcComponents, *refComponents)
+        return DatasetUpdate(src, ref, *srcComponents, *refComponents)
             .run({keepAbsent, mergeProperties, replaceInstances});
     } catch (const std::exception&) {
         DBG_LOG(SEV_ERROR) << "updateDataSet: Exc: Couldn't update dataset src=" << src;

@@ -13,7 +13,7 @@
 // the operations share is explained in IDataSets.h.
 
 #include "IDataSets.h"
-#include "InstanceRef.h"
+#include "store/InstanceRef.h"
 
 #include <cstdint>
 #include <json/value.h>
@@ -245,9 +245,9 @@ private:
 
     Json::Value mDataSets;           // committed documents, by dataset name
     Json::Value mChanges;            // working copies, of the same shape
-    pthread_mutex_t mMutex;          // recursive; guards both trees and mCopies
+    pthread_mutex_t mMutex;          // recursive; guards both trees and mSnapshots
     std::shared_mutex mChangesMutex; // taken after mMutex to change mChanges; alone by isChanged…()
-    std::uint64_t mCopies = 0;       // numbers the copies that are made to be stored
+    std::uint64_t mSnapshots = 0;    // numbers the copies that are made to be stored
 
     // Serialises the writing of files. Who holds it never takes mMutex, because a caller may hold
     // mMutex around storeDataSet().

@@ -3,8 +3,8 @@
 
 #include "DataSets.h"
 #include "DbgLine.h"
-#include "InstanceFilter.h"
-#include "PropertyRule.h"
+#include "store/InstanceFilter.h"
+#include "store/PropertyRule.h"
 
 namespace
 {

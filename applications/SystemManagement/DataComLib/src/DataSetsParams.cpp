@@ -3,7 +3,7 @@
 
 #include "DataSets.h"
 #include "DbgLine.h"
-#include "PropertyRule.h"
+#include "store/PropertyRule.h"
 
 #include <json/writer.h>
 

@@ -2,8 +2,9 @@
 
 #include "DataSets.h"
 #include "DbgLine.h"
-#include "ParamsReader.h"
-#include "ParamsWriter.h"
+#include "store/ParamsReader.h"
+#include "store/ParamsWriter.h"
+#include "store/RequestText.h"
 
 #include <json/writer.h>
 
@@ -91,6 +92,17 @@ private:
     Json::Value& mAnswer;
 };
 
+/// Ends an answer with the result's "fcode" and "description", and gives it to the caller in place
+/// of what `reply` held. Returns the result.
+Fcodes finishReply(Fcodes result, Json::Value& answer, Json::Value& reply)
+{
+    answer["fcode"] = static_cast<Json::UInt>(result);
+    if (const auto text = gFcodeString.find(result); text != gFcodeString.end())
+        answer["description"] = text->second;
+    reply.swap(answer);
+    return result;
+}
+
 } // namespace
 
 Fcodes DataSets::setParams(const Json::Value& request, Json::Value& reply)
@@ -108,7 +120,7 @@ Fcodes DataSets::setParams(const Json::Value& request, Json::Value& reply)
     } catch (const std::exception&) {
         DBG_LOG(SEV_ERROR) << "setParams: Exc: Couldn't set request parameters=" << request;
     }
-    return conclude(result, answer, reply);
+    return finishReply(result, answer, reply);
 }
 
 Fcodes DataSets::getParams(const Json::Value& request, Json::Value& reply)
@@ -121,7 +133,7 @@ Fcodes DataSets::getParams(const Json::Value& request, Json::Value& reply)
     } catch (const std::exception&) {
         DBG_LOG(SEV_ERROR) << "getParams: Exc: Couldn't get request parameters=" << request;
     }
-    return conclude(result, answer, reply);
+    return finishReply(result, answer, reply);
 }
 
 Fcodes DataSets::fetchPropertyNames(const Json::Value& request, Json::Value& reply)
@@ -136,7 +148,7 @@ Fcodes DataSets::fetchPropertyNames(const Json::Value& request, Json::Value& rep
         DBG_LOG(SEV_ERROR) << "fetchPropertyNames: Exc: Couldn't set request parameters="
                            << request;
     }
-    return conclude(result, answer, reply);
+    return finishReply(result, answer, reply);
 }
 
 Fcodes DataSets::fetchComponentKeys(const Json::Value& request, Json::Value& reply)
@@ -150,5 +162,5 @@ Fcodes DataSets::fetchComponentKeys(const Json::Value& request, Json::Value& rep
         DBG_LOG(SEV_ERROR) << "fetchComponentKeys: Exc: Couldn't set request parameters="
                            << request;
     }
-    return conclude(result, answer, reply);
+    return finishReply(result, answer, reply);
 }

@@ -1,6 +1,8 @@
 #include "DataTable.h"
 
+#include "DataSet.h"
 #include "DbgLine.h"
+#include "MessageText.h"
 
 #include <algorithm>
 #include <limits>
@@ -12,67 +14,67 @@ constexpr char kUnit[] = "DataTable";
 
 } // namespace
 
-template class KeyedRows<TableTexts>;
+int TableTraits::keyOf(const std::string& id) { return textToInt(id); }
 
-void TableTexts::markKey(DataRow& row, int id)
+void TableTraits::markKey(DataRow& row, int id)
 {
     row.setId(id);
     row.setKey("");
 }
 
-void TableTexts::reportEnumLost(const std::string& name, const DataItem& item)
+void TableTraits::reportEnumLost(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceColumn: enum column=" << name
                       << " Set default instead of val=" << item.getStrVal();
 }
 
-void TableTexts::reportIntLost(const std::string& name, const DataItem& item)
+void TableTraits::reportIntLost(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceColumn: int column=" << name
                       << " Set default instead of type=" << item.getType()
                       << " val=" << item.getStrVal();
 }
 
-void TableTexts::reportKept(const std::string& name, const DataItem& item)
+void TableTraits::reportKept(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceColumn: column=" << name << " Keep val=" << item.getStrVal();
 }
 
-void TableTexts::reportColumnChanged(const std::string& table, const DataColumn& column)
+void TableTraits::reportColumnChanged(const std::string& table, const DataColumn& column)
 {
     DBG_LOG(SEV_WARN) << "update: table=" << table << " column=" << column.getName()
                       << " changed. Replacing...";
 }
 
-void TableTexts::reportRowCopied(int id) { DBG_LOG(SEV_INFO) << "update: adding rowId=" << id; }
+void TableTraits::reportRowCopied(int id) { DBG_LOG(SEV_INFO) << "update: adding rowId=" << id; }
 
-void TableTexts::reportValueCopied(int id, const DataColumn& column, const DataItem& value)
+void TableTraits::reportValueCopied(int id, const DataColumn& column, const DataItem& value)
 {
     DBG_LOG(SEV_INFO) << "newRow: adding to rowId=" << id << " col=" << column.getName()
                       << " val=" << value.getIntVal() << " str=" << value.getStrVal();
 }
 
-void TableTexts::reportNoName(const std::string& text)
+void TableTraits::reportNoName(const std::string& text)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: Not found Name in:" << text;
 }
 
-void TableTexts::reportNoColumns(const std::string& text)
+void TableTraits::reportNoColumns(const std::string& text)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: Not found Columns in:" << text;
 }
 
-void TableTexts::reportBadColumn(Fcodes code)
+void TableTraits::reportBadColumn(Fcodes code)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: error in column fcode=" << Hex{code};
 }
 
-void TableTexts::reportBadRow(int id, Fcodes code)
+void TableTraits::reportBadRow(int id, Fcodes code)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: error in row=" << id << " fcode" << Hex{code};
 }
 
-void TableTexts::reportTooManyCells(std::size_t rows, std::size_t columns)
+void TableTraits::reportTooManyCells(std::size_t rows, std::size_t columns)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: too many cells, rows=" << rows << " columns=" << columns;
 }

@@ -8,15 +8,15 @@
 // removed is handed back: drop the result and it is freed. Pointers that look-ups return stay the
 // table's. The cycle, text and state operations are those of KeyedRows.
 
-#include "KeyedRows.h"
+#include "table/KeyedRows.h"
 
 class DataTable;
 
 /// In what a table differs from an object.
-struct TableTexts {
+struct TableTraits {
     using Key = int;
     using Holder = DataTable;
-    static constexpr auto kOrder = ColumnSet::Order::OfInsertion;
+    static constexpr auto kOrder = ColumnSet::Order::BY_INSERTION;
 
     static constexpr char kNameAttribute[] = "Name";
     static constexpr char kColumnsElement[] = "Columns";
@@ -25,7 +25,7 @@ struct TableTexts {
     static constexpr char kColumnsEnd[] = "\t\t</Columns>\n";
     static constexpr char kEnd[] = "\t</Table>\n";
 
-    static int keyOf(const std::string& id) { return textToInt(id); }
+    static int keyOf(const std::string& id);
     static void markKey(DataRow& row, int id);
 
     static void reportEnumLost(const std::string& name, const DataItem& item);
@@ -41,9 +41,9 @@ struct TableTexts {
     static void reportTooManyCells(std::size_t rows, std::size_t columns);
 };
 
-extern template class KeyedRows<TableTexts>;
+extern template class KeyedRows<TableTraits>;
 
-class DataTable : public KeyedRows<TableTexts>
+class DataTable : public KeyedRows<TableTraits>
 {
 public:
     DataTable() = default;

@@ -1,6 +1,6 @@
 #include "DbgPrintClient.h"
 
-#include "LocalTime.h"
+#include "base/LocalTime.h"
 
 #include <array>
 #include <cerrno>

@@ -40,12 +40,12 @@ std::size_t findPlainly(std::string_view text, const Pattern& pattern, std::size
 /// it. In text made of that letter jumping would be slow; there the plain search goes on.
 std::size_t find(std::string_view text, const Pattern& pattern, std::size_t from)
 {
-    constexpr int kPatience = 32;
+    constexpr int kMaxMisses = 32;
     if (from > text.size() || pattern.size() > text.size() - from)
         return npos;
     const std::size_t lead = pattern.before.size();
     const std::size_t end = text.size() - pattern.size() + 1;
-    for (int misses = 0; misses < kPatience && from < end && !pattern.name.empty(); ++misses) {
+    for (int misses = 0; misses < kMaxMisses && from < end && !pattern.name.empty(); ++misses) {
         const void* letter =
             std::memchr(text.data() + from + lead, pattern.name.front(), end - from);
         if (letter == nullptr)

@@ -1,0 +1,283 @@
+#include "store/DatasetUpdate.h"
+
+#include "DbgLine.h"
+#include "store/JsonMember.h"
+#include "store/PropertyRule.h"
+
+#include <algorithm>
+
+namespace
+{
+
+// The report is part of the store's log.
+constexpr char kUnit[] = "applications/SystemManagement/DataComLib/src/DataSets";
+
+/// The instances of a component by the first shape that it has.
+struct Instances {
+    explicit Instances(Json::Value& component)
+    {
+        Json::Value* many = member(&component, "instances");
+        Json::Value* one = member(&component, "instance");
+        if (many != nullptr && many->isObject())
+            keyed = many;
+        else if (many != nullptr && many->isArray())
+            indexed = many;
+        else if (one != nullptr && one->isObject())
+            single = one;
+    }
+
+    Json::Value* keyed = nullptr;
+    Json::Value* indexed = nullptr;
+    Json::Value* single = nullptr;
+};
+
+std::vector<std::string> memberNames(const Json::Value& value)
+{
+    return value.isObject() ? value.getMemberNames() : std::vector<std::string>();
+}
+
+bool lacks(const Json::Value& instance, const std::string& property)
+{
+    return instance.isObject() && member(&instance, property) == nullptr;
+}
+
+bool has(const Json::Value& instance, const std::string& property)
+{
+    return member(&instance, property) != nullptr;
+}
+
+/// A value that somebody took out by hand comes back; a boot with nothing to mend stays quiet.
+bool isLackedAnywhere(const std::string& property, Json::Value& component)
+{
+    const Instances instances(component);
+    if (instances.single != nullptr)
+        return lacks(*instances.single, property);
+    const Json::Value* many = instances.keyed != nullptr ? instances.keyed : instances.indexed;
+    return many != nullptr && std::any_of(many->begin(), many->end(), [&](const Json::Value& one) {
+               return lacks(one, property);
+           });
+}
+
+} // namespace
+
+bool DatasetUpdate::isReference(const Json::Value& components)
+{
+    return components.isObject() &&
+           std::all_of(components.begin(), components.end(), [](const Json::Value& component) {
+               const Json::Value* properties = member(&component, "properties");
+               return component.isObject() && (properties == nullptr || properties->isObject());
+           });
+}
+
+Fcodes DatasetUpdate::run(const Options& options)
+{
+    Fcodes result = FC_OK;
+    for (const std::string& component : memberNames(mRef))
+        result |= addOrUpdate(component, *member(&mRef, component), options);
+
+    if (options.keepAbsent)
+        return result;
+    for (const std::string& component : memberNames(mSrc))
+        if (const Json::Value* ref = member(&mRef, component))
+            removeAbsentProperties(component, *member(&mSrc, component), *ref);
+    removeAbsentComponents();
+    return result;
+}
+
+Fcodes DatasetUpdate::addOrUpdate(const std::string& component, const Json::Value& ref,
+                                  const Options& options)
+{
+    Json::Value* src = member(&mSrc, component);
+    if (src == nullptr) {
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding comp=" << component
+                           << " to src_dataset=" << mSrcName;
+        Json::Value* slot = openMember(&mSrc, component);
+        if (slot == nullptr)
+            return FC_WRONG_TYPE;
+        *slot = ref;
+        return FC_OK;
+    }
+
+    DBG_LOG(SEV_ERROR) << "updateDataSet: Updating existing comp=" << component
+                       << " in src_dataset=" << mSrcName;
+    Fcodes result = FC_OK;
+    if (options.replaceInstances)
+        result |= replaceInstances(*src, ref);
+    if (options.mergeProperties)
+        result |= mergeProperties(component, *src, ref);
+    return result;
+}
+
+Fcodes DatasetUpdate::replaceInstances(Json::Value& src, const Json::Value& ref)
+{
+    for (const char* name : {"instances", "instance"}) {
+        const Json::Value* replacement = member(&ref, name);
+        if (replacement == nullptr || replacement->isNull())
+            continue;
+        Json::Value* slot = openMember(&src, name);
+        if (slot == nullptr)
+            return FC_WRONG_TYPE;
+        *slot = *replacement;
+    }
+    return FC_OK;
+}
+
+Fcodes DatasetUpdate::mergeProperties(const std::string& component, Json::Value& src,
+                                      const Json::Value& ref)
+{
+    const Json::Value* definitions = member(&ref, "properties");
+    if (definitions == nullptr || !definitions->isObject())
+        return FC_OK;
+    Json::Value* properties = openMember(&src, "properties");
+    if (properties == nullptr || !(properties->isObject() || properties->isNull()))
+        return FC_WRONG_TYPE;
+
+    const bool takesAll = properties->isNull();
+    if (takesAll) {
+        DBG_LOG(SEV_ERROR) << "updateDataSet: No properties in comp=" << component << ". Adding...";
+        *properties = Json::Value(Json::objectValue);
+    }
+    for (auto definition = definitions->begin(); definition != definitions->end(); ++definition) {
+        const std::string property = definition.name();
+        const bool missing = member(properties, property) == nullptr;
+        if (missing && !takesAll)
+            DBG_LOG(SEV_ERROR) << "updateDataSet: Adding property=" << property;
+        *openMember(properties, property) = *definition;
+        if (missing || isLackedAnywhere(property, src))
+            completeInstances(component, property, src, ref);
+    }
+    return FC_OK;
+}
+
+void DatasetUpdate::completeInstances(const std::string& component, const std::string& property,
+                                      Json::Value& src, const Json::Value& ref)
+{
+    const Instances instances(src);
+    const PropertyRule rule(member(member(&ref, "properties"), property));
+    if (instances.keyed != nullptr) {
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Values are objects with keys in comp=" << component;
+        completeKeyed(property, *instances.keyed, ref);
+    } else if (instances.indexed != nullptr) {
+        for (Json::ArrayIndex index = 0; index < instances.indexed->size(); ++index) {
+            Json::Value& instance = (*instances.indexed)[index];
+            if (!lacks(instance, property))
+                continue;
+            DBG_LOG(SEV_ERROR) << "updateDataSet: Adding default value ind=" << index;
+            instance[property] = rule.defaultValue();
+        }
+    } else if (instances.single != nullptr) {
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Testing single instance in comp=" << component;
+        if (!lacks(*instances.single, property))
+            return;
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding default single instance prop=" << property;
+        (*instances.single)[property] = rule.defaultValue();
+    } else {
+        DBG_LOG(SEV_ERROR) << "updateDataSet: No values in comp=" << component;
+    }
+}
+
+void DatasetUpdate::completeKeyed(const std::string& property, Json::Value& instances,
+                                  const Json::Value& ref)
+{
+    const PropertyRule rule(member(member(&ref, "properties"), property));
+    const Json::Value* refInstances = member(&ref, "instances");
+    for (auto instance = instances.begin(); instance != instances.end(); ++instance) {
+        const std::string key = instance.name();
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Testing value key=" << key;
+        if (const Json::Value* present = member(&*instance, property)) {
+            DBG_LOG(SEV_ERROR) << "updateDataSet: Found value=" << textOf(present);
+        } else if (instance->isObject() &&
+                   !takeReferenceValue(rule, member(member(refInstances, key), property),
+                                       (*instance)[property])) {
+            DBG_LOG(SEV_ERROR) << "updateDataSet: Adding default value key=" << key;
+            (*instance)[property] = rule.defaultValue();
+        }
+    }
+}
+
+bool DatasetUpdate::takeReferenceValue(const PropertyRule& rule, const Json::Value* offered,
+                                       Json::Value& value)
+{
+    if (offered == nullptr)
+        return false;
+    DBG_LOG(SEV_ERROR) << "updateDataSet: Found value=" << textOf(offered);
+    const std::string type = textOf(&rule.type());
+    if (type == "integer" && offered->isConvertibleTo(Json::intValue)) {
+        value = offered->asInt();
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding int value=" << value.asInt();
+    } else if (type == "boolean" && offered->isConvertibleTo(Json::booleanValue)) {
+        value = offered->asBool();
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding boolean value=" << value.asBool();
+    } else if (type == "enum") {
+        value = *offered;
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding enum value=" << textOf(offered);
+    } else if (type != "integer" && type != "boolean" &&
+               offered->isConvertibleTo(Json::stringValue)) {
+        value = offered->asString();
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding string value=" << value.asString();
+    } else {
+        return false;
+    }
+    return true;
+}
+
+void DatasetUpdate::removeAbsentProperties(const std::string& component, Json::Value& src,
+                                           const Json::Value& ref)
+{
+    DBG_LOG(SEV_ERROR) << "updateDataSet: Removing non-existent properties from comp=" << component;
+    Json::Value* properties = member(&src, "properties");
+    if (properties == nullptr)
+        return;
+    const Json::Value* kept = member(&ref, "properties");
+    for (const std::string& property : memberNames(*properties)) {
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Testing property=" << property;
+        if (member(kept, property) != nullptr)
+            continue;
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Removing property=" << property;
+        dropMember(properties, property);
+        removeValues(property, src);
+    }
+}
+
+void DatasetUpdate::removeValues(const std::string& property, Json::Value& src)
+{
+    DBG_LOG(SEV_ERROR) << "updateDataSet: Removing non-existent values prop=" << property
+                       << " in ref_dataset=" << mRefName;
+    const Instances instances(src);
+    if (instances.keyed != nullptr) {
+        for (auto instance = instances.keyed->begin(); instance != instances.keyed->end();
+             ++instance) {
+            if (!has(*instance, property))
+                continue;
+            DBG_LOG(SEV_ERROR) << "updateDataSet: Removing value from key=" << instance.name()
+                               << " in ref_dataset=" << mRefName;
+            dropMember(&*instance, property);
+        }
+    } else if (instances.indexed != nullptr) {
+        for (Json::ArrayIndex index = 0; index < instances.indexed->size(); ++index) {
+            Json::Value& instance = (*instances.indexed)[index];
+            if (!has(instance, property))
+                continue;
+            DBG_LOG(SEV_ERROR) << "updateDataSet: Removing value from ind=" << index
+                               << " in ref_dataset=" << mRefName;
+            dropMember(&instance, property);
+        }
+    } else if (instances.single != nullptr && has(*instances.single, property)) {
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Removing value from single inst prop=" << property
+                           << " in ref_dataset=" << mRefName;
+        dropMember(instances.single, property);
+    }
+}
+
+void DatasetUpdate::removeAbsentComponents()
+{
+    DBG_LOG(SEV_ERROR) << "updateDataSet: Looking for components to remove from src_dataset="
+                       << mSrcName;
+    for (const std::string& component : memberNames(mSrc)) {
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Looking to Remove comp=" << component;
+        if (member(&mRef, component) != nullptr)
+            continue;
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Removing comp=" << component;
+        dropMember(&mSrc, component);
+    }
+}

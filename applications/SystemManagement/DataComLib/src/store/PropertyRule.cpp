@@ -1,0 +1,112 @@
+#include "store/PropertyRule.h"
+
+#include "store/JsonMember.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+namespace
+{
+
+constexpr Json::ValueType jsonTypeOf(int) { return Json::intValue; }
+Json::ValueType jsonTypeOf(const std::string&) { return Json::stringValue; }
+
+/// Base 0: "0x1F" and "017" are hexadecimal and octal, text that is no number is 0, and what
+/// follows a number is ignored. Values out of range are cut to the range.
+int toInt(const std::string& text)
+{
+    const long value = std::strtol(text.c_str(), nullptr, 0);
+    return static_cast<int>(
+        std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+} // namespace
+
+// Kept on purpose: peers count on the definition's type and that of the value held both having to
+// be right; a value of another type is never overwritten by a typed write.
+
+Fcodes PropertyRule::admit(int value, const Json::Value& held, Json::Value& stored) const
+{
+    if (isType("integer") && held.isInt()) {
+        stored = value;
+        return FC_OK;
+    }
+    if (!isType("enum"))
+        return FC_WRONG_TYPE;
+    if (!isEnumerated(value))
+        return FC_BAD_VALUE;
+    stored = value;
+    return FC_OK;
+}
+
+Fcodes PropertyRule::admit(bool value, const Json::Value& held, Json::Value& stored) const
+{
+    if (!isType("boolean") || !held.isBool())
+        return FC_WRONG_TYPE;
+    stored = value;
+    return FC_OK;
+}
+
+Fcodes PropertyRule::admit(const std::string& value, const Json::Value& held,
+                           Json::Value& stored) const
+{
+    if (isType("string") && held.isString()) {
+        stored = value;
+    } else if (isType("enum")) {
+        if (!isEnumerated(value))
+            return FC_BAD_VALUE;
+        stored = value;
+    } else if (isType("integer") && held.isInt()) {
+        stored = toInt(value);
+    } else if (isType("boolean") && held.isBool()) {
+        stored = value == "true";
+    } else {
+        return FC_WRONG_TYPE;
+    }
+    return FC_OK;
+}
+
+Fcodes PropertyRule::admit(const Json::Value& value, const Json::Value& held,
+                           Json::Value& stored) const
+{
+    if (value.isBool())
+        return admit(value.asBool(), held, stored);
+    if (value.isInt())
+        return admit(value.asInt(), held, stored);
+    if (value.isString() && (isType("string") || isType("enum")))
+        return admit(value.asString(), held, stored);
+    return FC_WRONG_TYPE;
+}
+
+const Json::Value& PropertyRule::type() const
+{
+    const Json::Value* type = member(mDefinition, "type");
+    return type == nullptr ? Json::Value::nullSingleton() : *type;
+}
+
+Json::Value PropertyRule::defaultValue() const
+{
+    const Json::Value* value = member(mDefinition, "default");
+    return value == nullptr ? Json::Value("0") : *value;
+}
+
+bool PropertyRule::hasText(std::string_view name, std::string_view text) const
+{
+    const Json::Value* value = member(mDefinition, name);
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    return value != nullptr && value->isString() && value->getString(&begin, &end) &&
+           std::string_view(begin, static_cast<std::size_t>(end - begin)) == text;
+}
+
+template <typename Value>
+bool PropertyRule::isEnumerated(const Value& value) const
+{
+    const Json::Value* values = member(mDefinition, "values");
+    if (values == nullptr || !values->isArray())
+        return false;
+    return std::any_of(values->begin(), values->end(), [&value](const Json::Value& element) {
+        return element.isConvertibleTo(jsonTypeOf(value)) && element.as<Value>() == value;
+    });
+}

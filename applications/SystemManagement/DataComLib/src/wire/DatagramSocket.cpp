@@ -1,0 +1,126 @@
+#include "wire/DatagramSocket.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <limits>
+#include <poll.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr std::size_t kFamilySize = sizeof(sa_family_t);
+constexpr int kDatagramOverhead = 32; // what the kernel keeps of the send buffer
+
+} // namespace
+
+SocketAddress::SocketAddress(const sockaddr_un& raw, socklen_t length)
+    : mRaw(raw), mLength(std::min<socklen_t>(length, sizeof raw))
+{
+}
+
+bool SocketAddress::assign(const std::string& path)
+{
+    if (path.size() > sizeof mRaw.sun_path) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    mRaw = {};
+    mRaw.sun_family = AF_UNIX;
+    path.copy(mRaw.sun_path, path.size());
+    mLength = static_cast<socklen_t>(kFamilySize + path.size());
+    return true;
+}
+
+std::string SocketAddress::path() const
+{
+    if (mLength <= kFamilySize)
+        return {};
+    return std::string(mRaw.sun_path, strnlen(mRaw.sun_path, mLength - kFamilySize));
+}
+
+bool DatagramSocket::open()
+{
+    close();
+    mDescriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    return mDescriptor != -1;
+}
+
+bool DatagramSocket::bind(const std::string& path)
+{
+    SocketAddress address;
+    if (!address.assign(path))
+        return false;
+    unlink(path.c_str()); // left by an earlier run, or in use: the path is ours now
+    return ::bind(mDescriptor, address.raw(), address.length()) == 0;
+}
+
+bool DatagramSocket::setTimeout(int option, int seconds)
+{
+    const timeval limit{.tv_sec = seconds, .tv_usec = 0};
+    return setsockopt(mDescriptor, SOL_SOCKET, option, &limit, sizeof limit) == 0;
+}
+
+void DatagramSocket::close()
+{
+    if (mDescriptor != -1)
+        ::close(mDescriptor);
+    mDescriptor = -1;
+}
+
+std::size_t DatagramSocket::sendLimit() const
+{
+    int size = 0;
+    socklen_t length = sizeof size;
+    if (getsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUF, &size, &length) != 0 || size < 0)
+        return std::numeric_limits<std::size_t>::max();
+    return static_cast<std::size_t>(std::max(size - kDatagramOverhead, 0));
+}
+
+void DatagramSocket::growSendBuffer(int bytes)
+{
+    if (setsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUFFORCE, &bytes, sizeof bytes) != 0)
+        setsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes);
+}
+
+WaitResult waitReadable(int descriptor, int timeout)
+{
+    // poll() overlooks a negative descriptor, and would wait.
+    if (descriptor < 0) {
+        errno = EBADF;
+        return WaitResult::FAILED;
+    }
+    // Kept on purpose: peers count on 0 being no limit and -1 being no wait, not the other way.
+    const timespec limit{.tv_sec = timeout == -1 ? 0 : timeout, .tv_nsec = 0};
+    pollfd watched{.fd = descriptor, .events = POLLIN, .revents = 0};
+    const int ready = ppoll(&watched, 1, timeout == 0 ? nullptr : &limit, nullptr);
+    if (ready == 0)
+        return WaitResult::TIMED_OUT;
+    if (ready == -1)
+        return WaitResult::FAILED;
+    if ((watched.revents & POLLNVAL) != 0) {
+        errno = EBADF;
+        return WaitResult::FAILED;
+    }
+    return WaitResult::READABLE; // or in error, which the read will tell
+}
+
+ssize_t receiveDatagram(int socket, char* buffer, std::size_t size, SocketAddress& sender)
+{
+    sockaddr_un raw{};
+    socklen_t length = sizeof raw;
+    errno = 0; // so that an empty datagram is not reported with an old reason
+    const ssize_t count =
+        recvfrom(socket, buffer, size, 0, reinterpret_cast<sockaddr*>(&raw), &length);
+    sender = count < 0 ? SocketAddress() : SocketAddress(raw, length);
+    return count;
+}
+
+bool sendDatagram(int socket, std::string_view text, const SocketAddress& receiver, bool mayWait)
+{
+    const int flags = MSG_NOSIGNAL | (mayWait ? 0 : MSG_DONTWAIT);
+    return sendto(socket, text.data(), text.size(), flags, receiver.raw(), receiver.length()) != -1;
+}

@@ -1,0 +1,121 @@
+#include "wire/MessageFrame.h"
+
+#include "MessageEvent.h"
+
+#include <initializer_list>
+#include <string_view>
+
+namespace
+{
+
+constexpr int kUnnumbered = 100;
+constexpr std::size_t kHeaderReserve = 128;
+
+std::string join(std::initializer_list<std::string_view> pieces)
+{
+    std::string text;
+    for (const std::string_view piece : pieces)
+        text.append(piece);
+    return text;
+}
+
+} // namespace
+
+std::string headerText(const MessageHeader& header)
+{
+    std::string text;
+    return header.toString(text);
+}
+
+std::string messageText(const MessageHeader& header, const std::string& body)
+{
+    std::string text;
+    text.reserve(kHeaderReserve + body.size());
+    header.toString(text).append(body);
+    return text;
+}
+
+MessageHeader requestHeaderFor(const std::string& type, const std::string& body)
+{
+    MessageHeader header;
+    header.ID = kUnnumbered;
+    header.Type = type;
+    header.Size = static_cast<int>(body.size());
+    return header;
+}
+
+std::string commandBody(const std::string& commandText)
+{
+    return join({"<BODY>\n\t", commandText, "\n</BODY>\n"});
+}
+
+std::string subscribeCommand(const std::string& sockName)
+{
+    return join({
+        "\t<Command ID=\"SUBSCRIBE\" >\n",
+        "\t\t<Parameter Name=\"SockName\" Value=\"",
+        sockName,
+        "\" />\n",
+        "\t</Command>\n",
+    });
+}
+
+std::string tableItemBody(const std::string& table, int row, const std::string& itemElement)
+{
+    return join({
+        "<BODY>\n",
+        "\t<Table Name=\"",
+        table,
+        "\" >\n",
+        "\t\t<Row ID=\"",
+        std::to_string(row),
+        "\" >\n",
+        itemElement,
+        "\t\t</Row>\n",
+        "\t</Table>\n",
+        "</BODY>\n",
+    });
+}
+
+std::string componentItemBody(const std::string& dataSet, const std::string& component,
+                              const std::string& row, const std::string& itemElement)
+{
+    // Kept on purpose: peers count on the data set's end tag standing without its tab.
+    return join({
+        "<BODY>\n",
+        "\t<DataSet ID=\"",
+        dataSet,
+        "\" >\n",
+        "\t<Component Name=\"",
+        component,
+        "\" >\n",
+        "\t\t<Row ID=\"",
+        row,
+        "\" >\n",
+        itemElement,
+        "\t\t</Row>\n",
+        "\t</Component>\n",
+        "</DataSet>\n",
+        "</BODY>\n",
+    });
+}
+
+std::string itemElement(const std::string& item)
+{
+    return join({"\t\t<Item Name=\"", item, "\" />\n"});
+}
+
+std::string itemElement(const std::string& item, const std::string& value)
+{
+    return join({"\t\t<Item Name=\"", item, "\" Value=\"", value, "\" />\n"});
+}
+
+std::string eventMessage(const MessageEvent& event)
+{
+    std::string element;
+    event.toString(element);
+    const std::string body = join({"<BODY>\n", element, "</BODY>\n"});
+    MessageHeader header = requestHeaderFor("EVENT", body);
+    header.Fcode = event.Fcode;
+    return messageText(header, body);
+}

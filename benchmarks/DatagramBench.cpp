@@ -1,0 +1,110 @@
+// How long can one datagram of the greatest size keep the responder from the next request?
+
+#include "Daemon.h"
+#include "Session.h"
+#include "benches.h"
+
+namespace
+{
+
+constexpr std::size_t kGreatest = 69999;
+
+/// A body that repeats one piece as often as a datagram holds it.
+struct Shape {
+    const char* name;
+    const char* type;
+    const char* before;
+    const char* piece;
+    const char* after;
+};
+
+constexpr char kTable[] = "<BODY><Table Name=\"ConfigurationsTable\" >";
+constexpr char kRow[] = "<BODY><Table Name=\"ConfigurationsTable\" ><Row ID=\"Channels 00042\" >";
+
+constexpr Shape kShapes[] = {
+    {"many rows that exist", "GET", kTable, "<Row ID=\"Channels 00042\"/>", "</Table></BODY>"},
+    {"many rows that do not exist", "GET", kTable, "<Row ID=\"\"/>", "</Table></BODY>"},
+    {"many items of a row", "GET", kRow, "<Item Name=\"Name\"/>", "</Row></Table></BODY>"},
+    {"many missing items of a row", "GET", kRow, "<Item Name=\"\"/>", "</Row></Table></BODY>"},
+    {"many items of every row", "GET", kTable, "<Item Name=\"Name\"/>", "</Table></BODY>"},
+    {"many missing items of every row", "GET", kTable, "<Item Name=\"\"/>", "</Table></BODY>"},
+    {"many tables", "GET", "<BODY>", "<Table Name=\"ConfigurationsTable\"/>", "</BODY>"},
+    {"many tables that do not exist", "GET", "<BODY>", "<Table Name=\"\"/>", "</BODY>"},
+    {"tables without end", "GET", "<BODY>", "<Table Name=\"ConfigurationsTable\" >", "</BODY>"},
+    {"only opening brackets", "GET", "<BODY>", "<", "</BODY>"},
+    {"start tags without end", "GET", kTable, "<Row ", "</Table></BODY>"},
+    {"bare rows", "GET", kTable, "<Row></Row>", "</Table></BODY>"},
+    {"many writes", "SET", kRow, "<Item Name=\"Description\" Value=\"x\"/>",
+     "</Row></Table></BODY>"},
+    {"many writes that fail", "SET", kRow, "<Item Name=\"\" Value=\"\"/>", "</Row></Table></BODY>"},
+    {"many bad parameters", "COMMAND", "<BODY><Command ID=\"SAVE_CFG\" >", "<Parameter />",
+     "</Command></BODY>"},
+    {"many parameters without value", "COMMAND", "<BODY><Command ID=\"SAVE_CFG\" >",
+     "<Parameter Name=\"\"/>", "</Command></BODY>"},
+    {"an event of bad parameters", "EVENT", "<BODY><Event ID=\"x\" >", "<Parameter />",
+     "</Event></BODY>"},
+    {"no body", "GET", "", "<", ""},
+};
+
+std::string datagram(const Shape& shape)
+{
+    const std::string before = std::string("<HEADER ID=\"1\" Type=\"") + shape.type +
+                               "\" Size=\"69900\" >\n</HEADER>\n" + shape.before;
+    const std::string after = shape.after;
+    const std::string piece = shape.piece;
+    std::string text = before;
+    while (text.size() + piece.size() + after.size() <= kGreatest)
+        text += piece;
+    text += after;
+    return text.append(kGreatest - text.size(), ' ');
+}
+
+/// What the daemon computes from a datagram's arrival until it has answered a small request that
+/// came right behind it, less what it computes for that alone.
+double busySeconds(const Session& session, const Daemon& daemon, const std::string& text)
+{
+    RawSocket attacker("/tmp/sockBenchAttacker");
+    RawSocket client("/tmp/sockBenchClient");
+    PreparedMessage get = getItem(rowName(1));
+    const auto busy = [&](bool attacked) {
+        const double before = daemon.cpuSeconds();
+        if (attacked)
+            attacker.send(daemon.address(), text);
+        ask(client, daemon.address(), get);
+        attacker.drain();
+        return daemon.cpuSeconds() - before;
+    };
+    const auto medians =
+        session.interleave(7, {[&] { return busy(true); }, [&] { return busy(false); }});
+    return medians[0] - medians[1];
+}
+
+void reportWorst(Session& session, const std::string& level, const std::string& pipe, double goal)
+{
+    constexpr double kLimit = 5e-3;
+    const Daemon daemon(level);
+    std::string worst;
+    double worstSeconds = 0;
+    for (const Shape& shape : kShapes) {
+        const double seconds = busySeconds(session, daemon, datagram(shape));
+        session.detail(shape.name, seconds);
+        if (seconds > worstSeconds) {
+            worst = shape.name;
+            worstSeconds = seconds;
+        }
+    }
+    session.report(
+        {"69,999 bytes, " + pipe + ": " + worst, worstSeconds, "limit", kLimit, goal, level});
+}
+
+} // namespace
+
+void benchDatagrams(Session& session)
+{
+    DataDirectory data;
+    data.show(100);
+    reportWorst(session, "2", "no pipe", 1);
+    const Collector collector;
+    reportWorst(session, "2", "a pipe", 0);
+    reportWorst(session, "0", "a pipe", 0);
+}

@@ -1,0 +1,45 @@
+// What does a GET of one item cost over a bare round trip, and does the catalogue's size matter?
+
+#include "Daemon.h"
+#include "Session.h"
+#include "benches.h"
+
+void benchGet(Session& session)
+{
+    constexpr int kCount = 30;
+    constexpr int kRounds = 1001;
+    RawSocket client("/tmp/sockBenchClient");
+
+    const RawPeer peer("/tmp/sockBenchPeer", 330);
+    const sockaddr_un peerAddress = addressOf("/tmp/sockBenchPeer");
+    const std::string request(270, 'r');
+
+    DataDirectory data;
+    data.show(100);
+    Daemon small("2");
+    small.moveTo("/tmp/sockCfgSmall");
+    expectItem(client, small, rowName(99));
+    PreparedMessage getSmall = getItem(rowName(50));
+    data.show(10000);
+    const Daemon large("2");
+    expectItem(client, large, rowName(9999));
+    PreparedMessage getLarge = getItem(rowName(5000));
+
+    const auto roundTrip = [&] {
+        client.send(peerAddress, request);
+        client.receive();
+    };
+    const auto medians = session.interleave(
+        kRounds,
+        {[&] { return session.secondsEach(kCount, roundTrip); },
+         [&] {
+             return session.secondsEach(kCount, [&] { ask(client, small.address(), getSmall); });
+         },
+         [&] {
+             return session.secondsEach(kCount, [&] { ask(client, large.address(), getLarge); });
+         }});
+    session.report(
+        {"GET of one item, 100 rows", medians[1], "L, bare round trip", medians[0], 1.4, "2"});
+    session.report(
+        {"GET of one item, 10,000 rows", medians[2], "at 100 rows", medians[1], 1.1, "2"});
+}

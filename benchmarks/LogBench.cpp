@@ -1,0 +1,75 @@
+// What does a log line cost that nobody reads: a closed site, and the daemon without a pipe?
+
+#include "Daemon.h"
+#include "DbgLine.h"
+#include "Micro.h"
+#include "Session.h"
+#include "benches.h"
+
+namespace
+{
+
+constexpr char kUnit[] = "LogQuestion";
+
+std::atomic<int> gPlainLevel{2};
+
+void comparison(benchmark::State& state)
+{
+    int lines = 0;
+    for (auto _ : state) {
+        if (gPlainLevel.load(std::memory_order_relaxed) <= SEV_INFO)
+            benchmark::DoNotOptimize(++lines);
+        benchmark::ClobberMemory();
+    }
+}
+
+void site(benchmark::State& state)
+{
+    int value = 0;
+    for (auto _ : state) {
+        DBG_LOG(SEV_INFO) << "site: value=" << ++value;
+        benchmark::ClobberMemory();
+    }
+}
+
+void measureSites(Session& session)
+{
+    gDbgLevel = 2;
+    const auto figures = microFigures(session, {{"comparison", comparison}, {"site", site}});
+    session.report({"closed log site", figures.at("site"), "one comparison",
+                    figures.at("comparison"), 1.1, "2"});
+    gDbgLevel = 0;
+    const auto open = microFigures(session, {{"site", site}});
+    session.report({"open log site, no pipe", open.at("site"), "one comparison",
+                    figures.at("comparison"), 0, "0"});
+}
+
+/// One daemon, whose level is switched between the figures.
+void measureDaemon(Session& session, const std::string& pipe, double goal)
+{
+    const Daemon daemon("2");
+    RawSocket client("/tmp/sockBenchClient");
+    PreparedMessage everything = command("StartDbgPrint");
+    PreparedMessage nothing = command("StopDbgPrint");
+    PreparedMessage get = getItem(rowName(42));
+    const auto getAfter = [&](PreparedMessage& level) {
+        ask(client, daemon.address(), level);
+        return session.secondsEach(30, [&] { ask(client, daemon.address(), get); });
+    };
+    const auto medians = session.interleave(
+        501, {[&] { return getAfter(everything); }, [&] { return getAfter(nothing); }});
+    session.report(
+        {"GET of one item, level 0, " + pipe, medians[0], "at level 5", medians[1], goal, "0"});
+}
+
+} // namespace
+
+void benchLog(Session& session)
+{
+    measureSites(session);
+    DataDirectory data;
+    data.show(100);
+    measureDaemon(session, "no pipe", 1.02);
+    const Collector collector;
+    measureDaemon(session, "a pipe that is read", 0);
+}

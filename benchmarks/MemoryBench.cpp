@@ -1,0 +1,41 @@
+// How much memory does a catalogue take over the JSON library's own tree, that is what a bare
+// process grows by when it parses the same file? A daemon with an empty catalogue is the zero.
+
+#include "Daemon.h"
+#include "RawStore.h"
+#include "Session.h"
+#include "benches.h"
+
+namespace
+{
+
+struct Footprint {
+    double loaded;
+    double duringStore;
+};
+
+Footprint footprint(DataDirectory& data, int rows)
+{
+    data.show(rows);
+    const Daemon daemon("2");
+    const double loaded = memoryOf(daemon.pid()).resident;
+    RawSocket client("/tmp/sockBenchClient");
+    PreparedMessage store = setAutoStart(rowName(1));
+    forgetPeak(daemon.pid());
+    ask(client, daemon.address(), store);
+    return {loaded, memoryOf(daemon.pid()).peak};
+}
+
+} // namespace
+
+void benchMemory(Session& session)
+{
+    DataDirectory data;
+    const Footprint empty = footprint(data, 0);
+    const Footprint full = footprint(data, 10000);
+    const double tree = bytesOfBareParse("/data/cfg/cfg_stored_set.json");
+    session.report({"memory after start-up, 10,000 rows", full.loaded - empty.loaded,
+                    "parsed by jsoncpp alone", tree, 1.15, "2", Unit::BYTES});
+    session.report({"peak during a store, 10,000 rows", full.duringStore - empty.loaded,
+                    "parsed by jsoncpp alone", tree, 2.2, "2", Unit::BYTES});
+}

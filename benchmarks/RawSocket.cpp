@@ -1,0 +1,142 @@
+#include "RawSocket.h"
+
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/prctl.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr std::size_t kBufferSize = 300000;
+constexpr char kIdStart[] = "<HEADER ID=\"";
+constexpr std::size_t kIdAt = sizeof kIdStart - 1;
+constexpr std::size_t kIdWidth = 7;
+
+[[noreturn]] void answerForever(const std::string& path, std::size_t size)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    RawSocket socket(path);
+    const std::string answer(size, 'a');
+    for (sockaddr_un sender{};;) {
+        socket.receive(sender);
+        socket.send(sender, answer);
+    }
+}
+
+} // namespace
+
+void giveUp(const std::string& why)
+{
+    if (errno != 0)
+        std::fprintf(stderr, "bench: %s (%s)\n", why.c_str(), std::strerror(errno));
+    else
+        std::fprintf(stderr, "bench: %s\n", why.c_str());
+    std::exit(1);
+}
+
+sockaddr_un addressOf(const std::string& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    return address;
+}
+
+RawSocket::RawSocket(const std::string& path)
+    : mSocket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)), mBuffer(kBufferSize)
+{
+    const sockaddr_un address = addressOf(path);
+    unlink(path.c_str());
+    if (bind(mSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == -1)
+        giveUp("cannot bind " + path);
+}
+
+RawSocket::~RawSocket() { close(mSocket); }
+
+bool RawSocket::send(const sockaddr_un& receiver, std::string_view text)
+{
+    if (sendto(mSocket, text.data(), text.size(), MSG_DONTWAIT,
+               reinterpret_cast<const sockaddr*>(&receiver), sizeof receiver) != -1)
+        return true;
+    if (errno != EAGAIN)
+        giveUp(std::string("cannot send to ") + receiver.sun_path);
+    return false;
+}
+
+std::string_view RawSocket::receive(sockaddr_un& sender)
+{
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(mSocket, &readable);
+    timeval limit{30, 0};
+    if (select(mSocket + 1, &readable, nullptr, nullptr, &limit) != 1)
+        giveUp("no datagram came");
+    socklen_t length = sizeof sender;
+    const ssize_t size = recvfrom(mSocket, mBuffer.data(), mBuffer.size(), 0,
+                                  reinterpret_cast<sockaddr*>(&sender), &length);
+    if (size == -1)
+        giveUp("cannot receive");
+    return {mBuffer.data(), static_cast<std::size_t>(size)};
+}
+
+std::string_view RawSocket::receive()
+{
+    sockaddr_un sender{};
+    return receive(sender);
+}
+
+void RawSocket::drain()
+{
+    while (recv(mSocket, mBuffer.data(), mBuffer.size(), MSG_DONTWAIT) != -1) {
+    }
+}
+
+RawPeer::RawPeer(const std::string& path, std::size_t answerSize) : mPid(fork())
+{
+    if (mPid == 0)
+        answerForever(path, answerSize);
+    while (access(path.c_str(), F_OK) == -1)
+        usleep(100);
+}
+
+RawPeer::~RawPeer()
+{
+    kill(mPid, SIGKILL);
+    waitpid(mPid, nullptr, 0);
+}
+
+PreparedMessage::PreparedMessage(const std::string& type, const std::string& body)
+    : mText(kIdStart + std::to_string(mId) + "\" Type=\"" + type + "\" Size=\"" +
+            std::to_string(body.size()) + "\" >\n</HEADER>\n" + body)
+{
+}
+
+const std::string& PreparedMessage::next()
+{
+    char* const id = mText.data() + kIdAt;
+    std::to_chars(id, id + kIdWidth, ++mId);
+    return mText;
+}
+
+bool PreparedMessage::isAnsweredBy(std::string_view text) const
+{
+    return text.size() > kIdAt + kIdWidth &&
+           std::memcmp(text.data() + kIdAt, mText.data() + kIdAt, kIdWidth) == 0;
+}
+
+std::string_view ask(RawSocket& client, const sockaddr_un& peer, PreparedMessage& message)
+{
+    client.send(peer, message.next());
+    const std::string_view answer = client.receive();
+    if (!message.isAnsweredBy(answer))
+        giveUp("a foreign answer came");
+    return answer;
+}

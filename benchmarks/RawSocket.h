@@ -1,0 +1,73 @@
+#pragma once
+
+// Named datagram sockets with nothing around them: what a message costs the kernel, and the client
+// with which the daemon is measured. A wait that lasts half a minute ends the benchmarks. One
+// thread a socket.
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <sys/un.h>
+#include <vector>
+
+sockaddr_un addressOf(const std::string& path);
+
+class RawSocket
+{
+public:
+    explicit RawSocket(const std::string& path);
+    ~RawSocket();
+
+    RawSocket(const RawSocket&) = delete;
+    RawSocket& operator=(const RawSocket&) = delete;
+
+    /// False when the receiver is full; any other failure ends the benchmarks.
+    bool send(const sockaddr_un& receiver, std::string_view text);
+
+    /// select(), then recvfrom().
+    std::string_view receive(sockaddr_un& sender);
+    std::string_view receive();
+
+    /// Takes what is there.
+    void drain();
+
+private:
+    int mSocket;
+    std::vector<char> mBuffer;
+};
+
+/// A process that answers each datagram with `answerSize` bytes, and does nothing else.
+class RawPeer
+{
+public:
+    RawPeer(const std::string& path, std::size_t answerSize);
+    ~RawPeer();
+
+    RawPeer(const RawPeer&) = delete;
+    RawPeer& operator=(const RawPeer&) = delete;
+
+private:
+    pid_t mPid;
+};
+
+/// A message prepared as one datagram; only its identifier changes from one use to the next.
+class PreparedMessage
+{
+public:
+    PreparedMessage(const std::string& type, const std::string& body);
+
+    const std::string& next();
+
+    /// True when the text is the answer to the last use.
+    bool isAnsweredBy(std::string_view text) const;
+
+private:
+    int mId = 1000000; // of constant width
+    std::string mText;
+};
+
+/// One round trip, whose answer is checked for its identifier and returned.
+std::string_view ask(RawSocket& client, const sockaddr_un& peer, PreparedMessage& message);
+
+[[noreturn]] void giveUp(const std::string& why);

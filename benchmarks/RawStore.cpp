@@ -1,0 +1,112 @@
+#include "RawStore.h"
+
+#include "Daemon.h"
+#include "RawSocket.h"
+#include "Session.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <fstream>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr char kCfgDir[] = "/data/cfg";
+constexpr char kCatalogue[] = "/data/cfg/cfg_stored_set.json";
+
+void synchronise(const std::string& path)
+{
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    fsync(descriptor);
+    close(descriptor);
+}
+
+void lookAtEachFile(const std::string& directory)
+{
+    dirent** list = nullptr;
+    const int count = scandir(directory.c_str(), &list, nullptr, alphasort);
+    for (int i = 0; i < count; ++i) {
+        struct stat info;
+        stat((directory + '/' + list[i]->d_name).c_str(), &info);
+        std::free(list[i]);
+    }
+    std::free(list);
+}
+
+/// Starts this program as a probe and returns the number that it prints.
+double askProbe(const char* word, const std::string& path)
+{
+    std::array<int, 2> ends;
+    if (pipe2(ends.data(), O_CLOEXEC) == -1)
+        giveUp("cannot make a pipe");
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        execl("/proc/self/exe", "Benchmarks", "--probe", word, path.c_str(), nullptr);
+        giveUp("cannot run a probe");
+    }
+    close(ends[1]);
+    std::array<char, 64> text{};
+    if (read(ends[0], text.data(), text.size() - 1) <= 0)
+        giveUp("a probe failed");
+    close(ends[0]);
+    waitpid(pid, nullptr, 0);
+    return std::strtod(text.data(), nullptr);
+}
+
+} // namespace
+
+Json::Value parseFile(const std::string& path)
+{
+    std::ifstream file(path);
+    Json::Value document;
+    Json::Reader reader;
+    if (!reader.parse(file, document))
+        giveUp("cannot parse " + path);
+    return document;
+}
+
+void storeCopy(const Json::Value& document, const std::string& directory, const std::string& name)
+{
+    const std::string target = directory + '/' + name;
+    const std::string beside = target + ".new";
+    {
+        const Json::Value copy = document;
+        std::ofstream file(beside);
+        file << copy;
+    }
+    synchronise(beside);
+    if (rename(beside.c_str(), target.c_str()) == -1)
+        giveUp("cannot replace " + target);
+    synchronise(directory);
+}
+
+double secondsOfBareStart()
+{
+    const Stopwatch watch;
+    askProbe("start", kCatalogue);
+    return watch.seconds();
+}
+
+double bytesOfBareParse(const std::string& path) { return askProbe("parse", path); }
+
+bool runProbe(const std::string& word, const std::string& path)
+{
+    const double before = memoryOf(getpid()).resident;
+    const Json::Value document = parseFile(path);
+    if (word == "start") {
+        lookAtEachFile(kCfgDir);
+        storeCopy(document, kCfgDir, "cfg_stored_set.json");
+    } else if (word != "parse") {
+        return false;
+    }
+    std::printf("%.0f\n", memoryOf(getpid()).resident - before);
+    std::fflush(stdout);
+    _exit(0); // a daemon that has started does not free its tree either
+}

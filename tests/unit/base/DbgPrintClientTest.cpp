@@ -1,0 +1,133 @@
+#include "DbgPrintClient.h"
+
+#include "DbgLine.h"
+#include "LogCapture.h"
+#include "base/LocalTime.h"
+
+#include <cerrno>
+#include <csignal>
+#include <gmock/gmock.h>
+#include <thread>
+#include <unistd.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+constexpr char kUnit[] = "SomeUnit";
+
+TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
+{
+    LogCapture log;
+    setTaskName(currentTaskId(), "tMain");
+    errno = EACCES;
+    DBG_LOG(SEV_ERROR) << "init: Couldn't make dir="
+                       << "/data/cfg"
+                       << " errno=" << errno;
+    EXPECT_EQ(EACCES, errno);
+    DBG_LOG(SEV_WARN) << "code=" << Hex{0x10020} << " then " << 16;
+
+    const std::string date = "[0-9][0-9]/[0-9][0-9]/[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\."
+                             "[0-9][0-9][0-9] tMain\\(" +
+                             std::to_string(getpid()) + "\\)SomeUnit:[0-9]+:";
+    EXPECT_THAT(log.text(),
+                MatchesRegex("ERROR" + date + "init: Couldn't make dir=/data/cfg errno=13\n" +
+                             "WARN " + date + "code=10020 then 16\n"));
+}
+
+TEST(DbgPrintClientTest, LevelIsAThresholdAndAClosedSiteEvaluatesNothing)
+{
+    LogCapture log;
+    const int expected[][2] = {{-7, 5}, {0, 5}, {1, 4}, {3, 2}, {4, 1}, {5, 0}, {99, 0}};
+    for (const auto& [level, lines] : expected) {
+        log.clear();
+        int evaluated = 0;
+        gDbgLevel = level;
+        DBG_LOG(SEV_INFO) << "i" << ++evaluated;
+        DBG_LOG(SEV_WARN) << "w" << ++evaluated;
+        DBG_LOG(SEV_ERROR) << "e" << ++evaluated;
+        DBG_LOG(SEV_FATAL) << "f" << ++evaluated;
+        DBG_LOG(SEV_SYS) << "s" << ++evaluated;
+        EXPECT_EQ(static_cast<std::size_t>(lines), log.entries().size()) << level;
+        EXPECT_EQ(lines, evaluated) << level;
+    }
+}
+
+TEST(DbgPrintClientTest, FirstNameOfAThreadStaysAndALineBeforeItLeavesItUnnamed)
+{
+    LogCapture log;
+    std::thread([] {
+        setTaskName(currentTaskId(), "tFirst");
+        setTaskName(currentTaskId(), "tSecond");
+        DBG_LOG(SEV_INFO) << "named";
+    }).join();
+    EXPECT_THAT(log.text(), HasSubstr(" tFirst("));
+
+    DBG_LOG(SEV_INFO) << "too early";
+    setTaskName(currentTaskId(), "tLate");
+    log.clear();
+    DBG_LOG(SEV_INFO) << "still unnamed";
+    EXPECT_THAT(log.text(), HasSubstr(" tUnknwn("));
+}
+
+TEST(DbgPrintClientTest, LinesFollowTheZoneFromTheVeryNextLine)
+{
+    LogCapture log;
+    const auto hourOfNextLine = [&log] {
+        log.clear();
+        DBG_LOG(SEV_INFO) << "hour";
+        return std::stoi(log.text().substr(14, 2));
+    };
+    setTimeZone("UTC0");
+    const int before = hourOfNextLine();
+    setTimeZone("XYZ-5");
+    const int ahead = (hourOfNextLine() - before + 24) % 24;
+    EXPECT_TRUE(ahead == 5 || ahead == 6) << ahead; // the hour may turn between the two lines
+    EXPECT_EQ("05-Mar-24  14:07:09", toLocalTimeText(1709629629));
+}
+
+TEST(DbgPrintClientTest, ReaderThatLeavesCostsLinesAndReturnsToNewOnes)
+{
+    const auto handler = std::signal(SIGPIPE, SIG_DFL);
+    {
+        LogCapture first;
+        DBG_LOG(SEV_INFO) << "read";
+    }
+    DBG_LOG(SEV_INFO) << "lost"; // would raise SIGPIPE
+    LogCapture second;
+    DBG_LOG(SEV_INFO) << "read again";
+    EXPECT_THAT(second.entries(), ElementsAre("INFO SomeUnit:read again"));
+
+    sigset_t pending;
+    sigpending(&pending);
+    EXPECT_FALSE(sigismember(&pending, SIGPIPE));
+    EXPECT_EQ(SIG_DFL, std::signal(SIGPIPE, handler));
+}
+
+TEST(DbgPrintClientTest, FullPipeLosesLinesWithoutWaiting)
+{
+    LogCapture log;
+    const std::string longText(60000, 'x');
+    for (int i = 0; i < 100; ++i)
+        DBG_LOG(SEV_INFO) << longText; // far more than the pipe holds, and nobody reads
+    EXPECT_LT(log.text().size(), 100 * longText.size());
+    log.clear();
+    DBG_LOG(SEV_INFO) << "after";
+    EXPECT_THAT(log.entries(), ElementsAre("INFO SomeUnit:after"));
+}
+
+TEST(DbgPrintClientTest, MissingFifoIsReportedOnceAndClosesEveryLine)
+{
+    testing::internal::CaptureStdout();
+    setTaskName(currentTaskId(), "tMain");
+    int evaluated = 0;
+    DBG_LOG(SEV_FATAL) << ++evaluated;
+    EXPECT_EQ("DbgPrintClient: Couldn't open a fifo /tmp/sockDbg errno=2\n",
+              testing::internal::GetCapturedStdout());
+    EXPECT_EQ(0, evaluated);
+}
+
+} // namespace

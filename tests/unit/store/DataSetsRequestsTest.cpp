@@ -1,0 +1,483 @@
+#include "StoreFixture.h"
+#include "store/RequestText.h"
+
+#include <gmock/gmock.h>
+#include <stdexcept>
+
+namespace
+{
+
+using testing::ElementsAre;
+
+constexpr char kDocument[] = R"({
+    'K': {
+        'properties': {'Int': {'type': 'integer', 'access': 'RW'}, 'Text': {'type': 'string'},
+                       'Enum': {'type': 'enum', 'values': [1, 'two']}, 'Bare': {'type': 'enum'},
+                       'Fixed': {'type': 'integer', 'access': 'RO'}, 'Bool': {'type': 'boolean'},
+                       'Stale': {'type': 'integer'}, 'Undone': {'type': 'integer'}},
+        'instances': {
+            'a': {'Int': 1, 'Text': 'x', 'Enum': 1, 'Bare': 1, 'Fixed': 5, 'Bool': false,
+                  'Stale': '7', 'Free': 9},
+            'b': {'Int': 2, 'Text': 'y'}, 'five': 5
+        }
+    },
+    'I': {'properties': {'Int': {'type': 'integer'}}, 'instances': [{'Int': 10}, {'Int': 11}, null]},
+    'S': {'properties': {'Int': {'type': 'integer'}}, 'instance': {'Int': 20}},
+    'N': {'instances': 5}
+})";
+
+struct Operation {
+    const char* name;
+    Fcodes (DataSets::*call)(const Json::Value&, Json::Value&);
+};
+
+constexpr Operation kSet = {"setParams", &DataSets::setParams};
+constexpr Operation kGet = {"getParams", &DataSets::getParams};
+constexpr Operation kFetchNames = {"fetchPropertyNames", &DataSets::fetchPropertyNames};
+constexpr Operation kFetchKeys = {"fetchComponentKeys", &DataSets::fetchComponentKeys};
+
+class DataSetsRequestsTest : public StoreTest
+{
+protected:
+    void SetUp() override { load(kDocument); }
+
+    /// Asks for the components; checks how the reply ends, and that each line begins with the
+    /// operation and the request. The components of the reply come back.
+    std::string ask(const Operation& operation, const std::string& components, Fcodes wanted)
+    {
+        return askWhole(operation, "{'dataset': 'D', 'components': " + components + "}", wanted);
+    }
+
+    std::string askWhole(const Operation& operation, const std::string& request, Fcodes wanted)
+    {
+        logged();
+        reply = "left from before";
+        EXPECT_EQ(wanted, (store.*operation.call)(parsed(request), reply));
+        EXPECT_EQ(Json::Value(static_cast<Json::UInt>(wanted)), reply["fcode"]);
+        EXPECT_EQ(Json::Value(gFcodeString.at(wanted)), reply["description"]);
+
+        const std::string start = "ERROR " + std::string(operation.name) + ": " + json(request);
+        told.clear();
+        for (const std::string& line : logged()) {
+            EXPECT_THAT(line, testing::StartsWith(start));
+            told += (told.empty() ? "" : ";") + line.substr(std::min(line.size(), start.size()));
+        }
+        return compact(std::as_const(reply)["components"]);
+    }
+
+    std::string get(const std::string& components, Fcodes wanted = FC_OK)
+    {
+        return ask(kGet, components, wanted);
+    }
+
+    void set(const std::string& components, Fcodes wanted = FC_OK)
+    {
+        ask(kSet, components, wanted);
+        EXPECT_EQ(2u, reply.size());
+    }
+
+    Json::Value reply;
+    std::string told; ///< what follows the request in the lines, parted by semicolons
+};
+
+TEST_F(DataSetsRequestsTest, RowsByIndexAndRowsByKeyAreAnsweredInFormsOfTheirOwn)
+{
+    EXPECT_EQ(json(R"({'I': {'rows': [{'index': 1, 'properties': {'Int': 11}},
+                                      {'index': 0, 'properties': {'Int': 10}}]},
+                       'K': {'instances': {'b': {'Int': 2, 'Text': 'y'}, 'a': {'Text': 'x'}}}})"),
+              get(R"({'I': {'rows': [1, {'index': 0}], 'properties': ['Int']},
+                      'K': {'rows': ['b', {'index': 'a', 'properties': ['Text']}],
+                            'properties': ['Int', 'Text']}})"));
+    EXPECT_EQ("D", reply["dataset"].asString());
+    EXPECT_EQ(4u, reply.size());
+
+    EXPECT_EQ(
+        json("{'I': {'rows': [{'Int': 11}, null]}, 'K': {'instances': {'b': {}, 'five': 5}}}"),
+        get("{'I': {'rows': [1, 2]},"
+            " 'K': {'rows': ['five', {'index': 'b', 'properties': []}]}}"));
+    EXPECT_EQ(json("{'I': {'rows': [{'Int': 10}, {'Int': 11}, null]}}"), get("{'I': null}"));
+    EXPECT_EQ("", told);
+}
+
+TEST_F(DataSetsRequestsTest, RequestWithoutComponentsIsAnsweredWithAllInstances)
+{
+    const std::string all = json(R"({'I': {'instances': [{'Int': 10}, {'Int': 11}, null]},
+        'K': {'instances': {'a': {'Int': 1, 'Text': 'x', 'Enum': 1, 'Bare': 1, 'Fixed': 5,
+              'Bool': false, 'Stale': '7', 'Free': 9}, 'b': {'Int': 2, 'Text': 'y'}, 'five': 5}},
+        'N': {'instances': 5}, 'S': {'instances': []}})");
+    EXPECT_EQ(all, get("{}"));
+    EXPECT_EQ(all, get("null"));
+    EXPECT_EQ(all, askWhole(kGet, "{'dataset': 'D'}", FC_OK));
+    EXPECT_EQ("", told);
+}
+
+TEST_F(DataSetsRequestsTest, WhatGetParamsCannotReadIsToldAndTheRestIsAnswered)
+{
+    struct Case {
+        const char* components;
+        Fcodes code;
+        const char* answer;
+        const char* told;
+    };
+    for (const Case& c : {
+             Case{"{'X': {}, 'I': {'rows': [1]}}", FC_NO_SUCH_NAME,
+                  "{'I': {'rows': [{'Int': 11}]}}", " No such component=X"},
+             Case{"{'I': {'rows': 1}, 'X': {}}", FC_NO_SUCH_NAME, "{}",
+                  " rows is not an array; No such component=X"},
+             Case{"{'I': {'rows': [0], 'properties': {}}}", FC_BODY_ERROR, "{}",
+                  " properties is not an array"},
+             Case{"{'I': 5}", FC_BODY_ERROR, "{}", " comp=I is not an object"},
+             Case{"[1]", FC_BODY_ERROR, "{}", " components is not an object"},
+             Case{"{'I': {'rows': [0, 1.5, {'index': []}, [0]], 'properties': [7]}}", FC_BODY_ERROR,
+                  "{'I': {'rows': [{'index': 0}]}}",
+                  " properties[0] is not a string; rows[1] is not int or string;"
+                  " rows[2] is not int or string; rows[3] is not int or string"},
+             Case{"{'I': {'rows': [3, -1, 'a', {'index': 0, 'properties': 'Int'}]}}", FC_BODY_ERROR,
+                  "{}",
+                  " comp=I instances invalid index=3; comp=I instances invalid index=-1;"
+                  " values are not objects (by rowKey); properties is not an array"},
+             Case{"{'K': {'rows': [0, 'c', 'five'], 'properties': ['Int']}}", FC_NO_SUCH_NAME,
+                  "{'K': {'instances': {'five': {}}}}",
+                  " comp=K values are not array (by index).; doesn't have member=c;"
+                  " comp=K instances rowKey=five no param=Int"},
+             Case{"{'I': {'rows': [1], 'properties': ['No', 'Int']}}", FC_NO_SUCH_NAME,
+                  "{'I': {'rows': [{'index': 1, 'properties': {'Int': 11}}]}}",
+                  " comp=I instances index=1 no param=No"},
+             Case{"{'S': {}}", FC_OK, "{}",
+                  " No Values in comp=S;"
+                  " instances are neither an object(by rowKey), nor an array(by index)"},
+             Case{"{'N': {'rows': ['']}}", FC_NO_SUCH_NAME, "{}",
+                  " values are not objects (by rowKey);"
+                  " instances are neither an object(by rowKey), nor an array(by index)"},
+         }) {
+        EXPECT_EQ(json(c.answer), get(c.components, c.code)) << c.components;
+        EXPECT_EQ(c.told, told) << c.components;
+    }
+}
+
+TEST_F(DataSetsRequestsTest, RequestWithoutDatasetIsABodyErrorInWordsThatDiffer)
+{
+    for (const auto& [operation, line] : {std::pair{kGet, " no rowKey=dataset or the dataset"},
+                                          std::pair{kFetchNames, " no key=dataset or the dataset"},
+                                          std::pair{kFetchKeys, " no key=dataset or the dataset"}})
+        for (const char* request :
+             {"{'components': {'K': {}}}", "{'dataset': 'E', 'components': {'K': {}}}",
+              "{'dataset': 5, 'components': {'K': {}}}"}) {
+            EXPECT_EQ("null", askWhole(operation, request, FC_BODY_ERROR));
+            EXPECT_EQ(line, told) << request;
+            EXPECT_EQ(2u, reply.size());
+        }
+}
+
+TEST_F(DataSetsRequestsTest, FetchingNamesAnswersNoneAndLeavesAMemberInTheDocument)
+{
+    const auto stored = [this] {
+        store.storeDataSet("D", "/tmp/fetched.json");
+        Json::Value root;
+        std::ifstream file("/tmp/fetched.json");
+        Json::Reader().parse(file, root);
+        root.removeMember("components");
+        return compact(root);
+    };
+    const std::string components = committed();
+    EXPECT_EQ(json("{'K': {'properties': []}}"),
+              ask(kFetchNames, "{'K': 0, 'N': {}, 'X': []}", FC_NO_SUCH_NAME));
+    EXPECT_EQ(" comp=N No key=properties; No such component=X", told);
+    EXPECT_EQ(json("{'K': {'properties': null}}"), stored());
+    EXPECT_FALSE(reply.isMember("dataset"));
+
+    EXPECT_EQ(json("{'I': {'rows': []}, 'K': {'rows': []}}"),
+              ask(kFetchKeys, "{'I': {}, 'K': {}, 'S': {}}", FC_UNAVAILABLE));
+    EXPECT_EQ(" comp=I values are not objects (by rowKey); comp=S No key=instances", told);
+    EXPECT_EQ(json("{'K': {'properties': null, 'instances': null}}"), stored());
+    EXPECT_EQ(components, committed());
+    EXPECT_FALSE(store.isChanged());
+}
+
+TEST_F(DataSetsRequestsTest, FetchedNamesAreThoseThatStandBesideTheComponents)
+{
+    write("/tmp/D.json", R"({'components': {'C': {'properties': {'p': {}}, 'instances': {'k': {}}}},
+        'C': {'properties': {'q': 1, 'o': 2}, 'instances': [1]}, 'dataset': 'D'})");
+    store.loadDataSet("/tmp/D.json");
+    EXPECT_EQ(json("{'C': {'properties': ['o', 'q']}}"), ask(kFetchNames, "{'C': {}}", FC_OK));
+    EXPECT_EQ(json("{'C': {'rows': []}}"), ask(kFetchKeys, "{'C': {}}", FC_OK));
+}
+
+/// Brings its data up to date when asked, as a store before real hardware does.
+class LiveStore : public DataSets
+{
+public:
+    std::vector<std::string> mCalls;
+
+    Fcodes onGetDataset(const std::string& d) override { return note("dataset " + d); }
+    Fcodes onGetComponent(const std::string&, const std::string& c) override
+    {
+        return note("component " + c);
+    }
+    Fcodes onGetComponentEntry(const std::string& d, const std::string& c,
+                               const std::string& key) override
+    {
+        if (key == "gone")
+            removeInstance(d, c, key);
+        return note("entry " + c + ' ' + key);
+    }
+    Fcodes onGetComponentEntry(const std::string&, const std::string& c, int index) override
+    {
+        if (index == 1)
+            throw std::runtime_error("no answer");
+        return note("entry " + c + ' ' + std::to_string(index));
+    }
+    Fcodes onGetComponentValue(const std::string& d, const std::string& c, const std::string& p,
+                               const std::string& key) override
+    {
+        if (p == "New")
+            loadComponent(d, c, R"({"instances": {"a": {"New": "read"}}})");
+        return note("value " + c + ' ' + key + ' ' + p);
+    }
+    Fcodes onGetComponentValue(const std::string& d, const std::string& c, const std::string& p,
+                               int index) override
+    {
+        initIntParam(d, c, p, 99, index);
+        return note("value " + c + ' ' + std::to_string(index) + ' ' + p);
+    }
+
+private:
+    Fcodes note(const std::string& call)
+    {
+        mCalls.push_back(call);
+        return FC_UNAVAILABLE; // is ignored
+    }
+};
+
+TEST_F(DataSetsRequestsTest, HooksComeJustBeforeEachReadAndMayChangeWhatIsRead)
+{
+    LiveStore live;
+    live.loadComponent("D", "I", R"({"properties": {"Int": {"type": "integer"}},
+                                     "instances": [{"Int": 1}, {"Int": 2}]})");
+    live.loadComponent("D", "K", R"({"instances": {"a": {"New": 1, "Old": 2}, "gone": {}}})");
+    const auto request = parsed(R"({'dataset': 'D', 'components': {
+        'I': {'rows': [0], 'properties': ['Int', 'No']},
+        'K': {'rows': ['gone', 'a'], 'properties': ['New', 'Old']}}})");
+    EXPECT_EQ(FC_NO_SUCH_NAME, live.getParams(request, reply));
+    EXPECT_EQ(json(R"({'I': {'rows': [{'index': 0, 'properties': {'Int': 99}}]},
+                       'K': {'instances': {'a': {'New': 'read'}}}})"),
+              compact(reply["components"]));
+    EXPECT_THAT(live.mCalls,
+                ElementsAre("dataset D", "component I", "entry I 0", "value I 0 Int", "component K",
+                            "entry K gone", "entry K a", "value K a New"));
+
+    live.mCalls.clear();
+    EXPECT_EQ(FC_OK, live.getParams(parsed("{'dataset': 'D'}"), reply));
+    EXPECT_THAT(live.mCalls, ElementsAre("dataset D", "component I", "component K"));
+    logged();
+    const auto bad = parsed("{'dataset': 'D', 'components': {'I': {'rows': [0, 1]}}}");
+    EXPECT_EQ(FC_UNAVAILABLE, live.getParams(bad, reply));
+    EXPECT_EQ(Json::Value("Unavailable"), reply["description"]);
+    EXPECT_EQ(Lines{"ERROR getParams: Exc: Couldn't get request parameters=" + compact(bad)},
+              logged());
+}
+
+TEST_F(DataSetsRequestsTest, SetParamsWritesPendingValuesOfEveryType)
+{
+    const std::string before = committed();
+    const auto setAll = [this] {
+        set(R"({'I': {'properties': {'Int': 30}, 'rows': [1, {'index': 0, 'properties': {'Int': 31}}]},
+            'K': {'rows': [{'index': 'a', 'properties': {'Text': 'z', 'Enum': 'two', 'Bool': true}},
+                           'b'], 'properties': {'Int': -3}}})");
+    };
+    setAll();
+    EXPECT_EQ("", told);
+    EXPECT_EQ(before, committed());
+    EXPECT_TRUE(store.isChangedProperty("D", "K", "Bool", "a"));
+    EXPECT_FALSE(store.isChangedProperty("D", "K", "Int", "a"));
+    store.rollback();
+    store.commit();
+    EXPECT_EQ(before, committed());
+
+    setAll();
+    store.commit();
+    Json::Value wanted = parsed(before);
+    wanted["I"]["instances"][0]["Int"] = 31;
+    wanted["I"]["instances"][1]["Int"] = 30;
+    wanted["K"]["instances"]["b"]["Int"] = -3;
+    Json::Value& a = wanted["K"]["instances"]["a"];
+    a["Text"] = "z";
+    a["Enum"] = "two";
+    a["Bool"] = true;
+    EXPECT_EQ(compact(wanted), committed());
+}
+
+TEST_F(DataSetsRequestsTest, ARefusalIsToldAndWritesNothingAtAll)
+{
+    store.setIntParam("D", "I", "Int", 77, 0);
+    const std::string before = committed();
+    const auto rows = [](const std::string& text) {
+        return "{'I': {'rows': [0], 'properties': {'Int': 1}}, 'K': {'rows': [" + text + "]}}";
+    };
+    const auto a = [&rows](const std::string& values) {
+        return rows("{'index': 'a', 'properties': {'Bool': true, " + values + "}}");
+    };
+    struct Case {
+        std::string components;
+        Fcodes code;
+        std::string line;
+    };
+    for (const Case& c : std::vector<Case>{
+             {a("'Fixed': 6"), FC_ACCESS_DENIED, " comp=K param=Fixed access=RO"},
+             {a("'No': 6"), FC_NO_SUCH_NAME, " comp=K ind=a hasn't param=No"},
+             {a("'Free': 6"), FC_NO_SUCH_NAME, " comp=K ind=a hasn't param=Free"},
+             {a("'Undone': 6"), FC_NO_SUCH_NAME, " comp=K ind=a hasn't param=Undone"},
+             {a("'Int': '6'"), FC_WRONG_TYPE, " comp=K param=Int type mismatch"},
+             {a("'Int': true"), FC_WRONG_TYPE, " comp=K param=Int type mismatch"},
+             {a("'Int': 3000000000"), FC_WRONG_TYPE, " comp=K param=Int type mismatch"},
+             {a("'Int': null"), FC_WRONG_TYPE, " comp=K param=Int type mismatch"},
+             {a("'Bool': 'true'"), FC_WRONG_TYPE, " comp=K param=Bool type mismatch"},
+             {a("'Text': 6"), FC_WRONG_TYPE, " comp=K param=Text type mismatch"},
+             {a("'Stale': 6"), FC_WRONG_TYPE, " comp=K param=Stale type mismatch"},
+             {a("'Enum': ['two']"), FC_WRONG_TYPE, " comp=K param=Enum type mismatch"},
+             {a("'Enum': 2"), FC_BAD_VALUE, " comp=K param=Enum enum mismatch value=2"},
+             {a("'Bare': 'x'"), FC_BAD_VALUE, " comp=K param=Bare enum mismatch value=\"x\""},
+             {rows("{'index': 'c', 'properties': {}}"), FC_NO_SUCH_NAME, " doesn't have member=c"},
+             {rows("{'index': '', 'properties': {}}"), FC_NO_SUCH_NAME, " doesn't have member="},
+             {rows("{'index': 0, 'properties': {}}"), FC_NO_SUCH_NAME,
+              " comp=K values are not array (by index)."},
+             {rows("{'index': 'a'}"), FC_BODY_ERROR,
+              " comp=K rows[0] is not an Object || hasn't=index || hasn't=properties"},
+             {rows("{'properties': {}}"), FC_BODY_ERROR,
+              " comp=K rows[0] is not an Object || hasn't=index || hasn't=properties"},
+             {rows("'a'"), FC_BODY_ERROR, " comp=K rows[0] No key=properties"},
+             {rows("{'index': 'b', 'properties': {'Int': 4}}, 2.5"), FC_BODY_ERROR,
+              " comp=K rows[1] is neither int, nor string"},
+             {"{'I': {'rows': [0, 9], 'properties': {'Int': 1}}}", FC_NO_SUCH_NAME,
+              " comp=I instances invalid index=9"},
+             {"{'I': {'rows': [0], 'properties': [1]}}", FC_BODY_ERROR,
+              " comp=I properties is not an object"},
+             {"{'I': {'properties': {'Int': 1}}}", FC_BODY_ERROR, " comp=I no array key=rows"},
+             {"{'I': {'rows': [0], 'properties': {'Int': 1}}, 'X': {}}", FC_NO_SUCH_NAME,
+              " No such component=X"},
+             {"{'N': {}}", FC_NO_SUCH_NAME, " comp=N No key=properties"},
+             {"{'S': {}}", FC_NO_SUCH_NAME, " comp=S No key=instances"},
+             {"[]", FC_BODY_ERROR, " no key=components"},
+         }) {
+        set(c.components, c.code);
+        EXPECT_EQ(c.line, told) << c.components;
+        int pending = 0;
+        store.getNewIntParam("D", "I", "Int", pending, 0);
+        EXPECT_EQ(77, pending) << c.components;
+        EXPECT_FALSE(store.isChangedComponent("D", "K")) << c.components;
+        EXPECT_EQ(before, committed()) << c.components;
+    }
+
+    set("{'I': {}, 'K': {'rows': [0], 'properties': {}}, 'S': {}}", FC_NO_SUCH_NAME);
+    EXPECT_EQ(" comp=I no array key=rows; comp=K values are not array (by index).;"
+              " comp=S No key=instances",
+              told);
+    askWhole(kSet, "{'components': {}}", FC_BODY_ERROR);
+    EXPECT_EQ(" no key=dataset", told);
+    askWhole(kSet, "{'dataset': 'E'}", FC_NO_SUCH_NAME);
+    EXPECT_EQ(" No such dataset=E", told);
+}
+
+TEST_F(DataSetsRequestsTest, AWorkingCopyOfAnotherShapeRefusesTheWholeRequest)
+{
+    const std::vector<std::pair<const char*, const char*>> shapes = {
+        {"K", "{'properties': {}, 'instances': []}"},
+        {"K", "{'instances': {'b': 5}}"},
+        {"K", "5"},
+        {"I", "{'instances': {}}"},
+        {"I", "{'instances': [{}, 'x']}"}};
+    for (const auto& [component, shape] : shapes) {
+        store.rollback();
+        load("{'" + std::string(component) + "': " + shape + "}");
+        store.touchComponent("D", component);
+        load(kDocument);
+        set(R"({'I': {'rows': [0, 1], 'properties': {'Int': 1}},
+                'K': {'rows': ['b'], 'properties': {'Int': 1}}})",
+            FC_WRONG_TYPE);
+        EXPECT_THAT(told, testing::EndsWith(" doesn't fit the working copy"));
+        EXPECT_FALSE(store.isChangedProperty("D", "I", "Int", 0)) << shape;
+        EXPECT_FALSE(store.isChangedProperty("D", "K", "Int", "b")) << shape;
+    }
+}
+
+TEST_F(DataSetsRequestsTest, AReplyMayTakeThePlaceOfItsRequest)
+{
+    Json::Value both = parsed("{'dataset': 'D', 'components': {'I': {'rows': [0]}}}");
+    EXPECT_EQ(FC_OK, store.getParams(both, both));
+    EXPECT_EQ(json("{'rows': [{'Int': 10}]}"), compact(both["components"]["I"]));
+}
+
+TEST_F(DataSetsRequestsTest, RequestsAndDocumentsOfAnyShapeAreAnswered)
+{
+    const char* const shapes[] = {"null",
+                                  "5",
+                                  "-1",
+                                  "2.5",
+                                  "true",
+                                  "''",
+                                  "'a'",
+                                  "[]",
+                                  "{}",
+                                  "[[]]",
+                                  "[null, 5, 'a', {}]",
+                                  "{'a': 5, '': null}",
+                                  "{'index': {}}",
+                                  "{'instances': 0, 'properties': []}",
+                                  "{'rows': [{'index': 'a'}]}",
+                                  "[{'index': -2147483648, 'properties': {'a': []}}]"};
+    const char* const documents[] = {
+        "@",
+        "{'components': @}",
+        "{'components': {'a': @}}",
+        "{'a': @, 'components': {'a': {}}}",
+        "{'components': {'a': {'instances': @, 'properties': {'a': {'type': 'integer'}}}}}",
+        "{'components': {'a': {'instances': {'a': @}, 'properties': @, 'instance': @}}, 'a': @}",
+        "{'components': {'dataset': @, 'components': {'properties': @}}, 'dataset': @}"};
+    const char* const requests[] = {
+        "@",
+        "{'dataset': @}",
+        "{'dataset': 'D', 'components': @}",
+        "{'dataset': 'D', 'components': {'a': @, 'dataset': @, 'components': @}}",
+        "{'dataset': 'D', 'components': {'a': {'rows': @, 'properties': @}}}",
+        "{'dataset': 'D', 'components': {'a': {'rows': ['a', 0, @], 'properties': {'a': @}}}}"};
+    const auto filled = [](std::string text, const std::string& shape) {
+        for (std::size_t at; (at = text.find('@')) != std::string::npos;)
+            text.replace(at, 1, shape);
+        return text;
+    };
+    for (const char* document : documents)
+        for (const char* stands : shapes)
+            for (const char* request : requests)
+                for (const char* asked : shapes) {
+                    write("/tmp/D.json", filled(document, stands));
+                    store.loadDataSet("D", "/tmp/D.json");
+                    const Json::Value wanted = parsed(filled(request, asked));
+                    for (const Operation& operation : {kSet, kGet, kFetchNames, kFetchKeys}) {
+                        const Fcodes result = (store.*operation.call)(wanted, reply);
+                        ASSERT_EQ(reply["fcode"].asUInt(), result);
+                        ASSERT_TRUE(result != FC_UNAVAILABLE || operation.name[0] == 'f');
+                        ASSERT_TRUE(store.commit() == FC_OK && !store.isChanged());
+                    }
+                }
+}
+
+TEST(RequestTextTest, LinesOfALongRequestStopShowingItWhenThePipeIsFull)
+{
+    Json::Value request;
+    for (int row = 0; row < 20000; ++row)
+        request.append(row);
+    const RequestText text(request);
+    std::ostringstream first;
+    first << text;
+    EXPECT_GT(first.view().size(), 100000u);
+    EXPECT_TRUE(first.view().ends_with("19999\n]"));
+
+    std::ostringstream rest;
+    for (int line = 0; line < 20000; ++line)
+        rest << text << '\n';
+    EXPECT_EQ(0u, rest.view().find(first.view()));
+    EXPECT_LT(rest.view().size(), 1500000u);
+    EXPECT_TRUE(rest.view().ends_with("\n(as above)\n"));
+}
+
+} // namespace
