@@ -33,19 +33,20 @@ Answer CfgClient::sendCommand(const MessageCommand& command, int timeout)
     for (auto param = command.getParamsBegin(); param != command.getParamsEnd(); ++param)
         requireValidText(param->second);
     std::string text;
-    return ask("COMMAND", "ACK", "<BODY>\n\t" + command.toString(text) + "\n</BODY>\n", timeout);
+    return ask(kTypeCommand, kTypeAck, "<BODY>\n\t" + command.toString(text) + "\n</BODY>\n",
+               timeout);
 }
 
 Answer CfgClient::getData(const std::string& body, int timeout)
 {
-    return ask("GET", "RESPONSE", body, timeout);
+    return ask(kTypeGet, kTypeResponse, body, timeout);
 }
 
 Answer CfgClient::subscribe(int timeout)
 {
     MessageCommand command;
-    command.setId("SUBSCRIBE");
-    command.addParam("SockName", mSockets.receivePath());
+    command.setId(kCommandSubscribe);
+    command.addParam(kParamSockName, mSockets.receivePath());
     return sendCommand(command, timeout);
 }
 
@@ -55,7 +56,7 @@ bool CfgClient::nextEvent(MessageEvent& event, int timeout)
     std::string body;
     SocketAddress sender;
     if (mCommunicator.readMsg(mEvents.descriptor(), header, body, sender, timeout) != FC_OK ||
-        header.Type != "EVENT")
+        header.Type != kTypeEvent)
         return false;
     std::string element;
     if (getSegment(body, 0, "Event", element) == std::string::npos)

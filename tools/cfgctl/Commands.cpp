@@ -204,7 +204,7 @@ ExitStatus Commands::remove(const std::string& name)
 ExitStatus Commands::debug(bool on)
 {
     return send(on ? "debug on" : "debug off",
-                makeCommand(on ? "StartDbgPrint" : "StopDbgPrint", {}), kTimeout);
+                makeCommand(on ? kCommandStartDbgPrint : kCommandStopDbgPrint, {}), kTimeout);
 }
 
 ExitStatus Commands::watch(int count, int seconds)

@@ -13,7 +13,8 @@ TEST(MessageCommandTest, ACommandPrintsItsParametersWithOneTab)
 {
     MessageCommand command;
     command.setId("SUBSCRIBE");
-    command.addParam("SockName", "/tmp/s");
+    command.addParam("SockName", "/tmp/old");
+    command.getParamsBegin()->second = "/tmp/s";
     std::string text = "replaced";
     EXPECT_EQ("<Command ID=\"SUBSCRIBE\" >\n\t<Parameter Name=\"SockName\" Value=\"/tmp/s\" />\n"
               "</Command>\n",

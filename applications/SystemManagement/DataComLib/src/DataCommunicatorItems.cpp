@@ -3,7 +3,6 @@
 #include "DataCommunicator.h"
 
 #include "DbgLine.h"
-#include "MessageText.h"
 #include "wire/MessageFrame.h"
 
 namespace
@@ -27,7 +26,7 @@ struct ItemRequestMessages {
 };
 
 constexpr ItemRequestMessages kGetMessages = {
-    .type = "GET",
+    .type = kTypeGet,
     .failed = "requestDataItem: Failed to sendRequest:\n",
     .code = "requestDataItem: FCODE=",
     .request = "requestDataItem: Request Header was:\n",
@@ -40,9 +39,9 @@ constexpr ItemRequestMessages kGetMessages = {
 };
 
 // Kept on purpose: peers count on a write whose answer has no body being a body error, although a
-// "SET" is answered without one; the code of the peer is part of the result.
+// SET is answered without one; the code of the peer is part of the result.
 constexpr ItemRequestMessages kSetMessages = {
-    .type = "SET",
+    .type = kTypeSet,
     .failed = "requestSetDataItem: Failed to sendRequest:\n",
     .code = "requestSetDataItem: FCODE=",
     .request = "requestSetDataItem: Request Header was:\n",
@@ -98,7 +97,7 @@ Fcodes askForItem(DataCommunicator& communicator, const ItemRequestMessages& tex
         DBG_LOG(SEV_ERROR) << texts.code << sent;
         return sent;
     }
-    if (response.ID != request.ID || response.Type != "RESPONSE") {
+    if (response.ID != request.ID || response.Type != kTypeResponse) {
         DBG_LOG(SEV_ERROR) << texts.request << headerText(request);
         DBG_LOG(SEV_ERROR) << texts.mismatch << headerText(response);
         return FC_HEADER_ERROR;

@@ -124,7 +124,7 @@ Fcodes DataCommunicator::requestCommand(const std::string& responderPath,
                                         int timeout, int tries)
 {
     const std::string body = commandBody(commandText);
-    MessageHeader request = requestHeaderFor("COMMAND", body);
+    MessageHeader request = requestHeaderFor(kTypeCommand, body);
     MessageHeader response;
     const Fcodes sent =
         sendRequest(responderPath, request, body, response, responseBody, timeout, tries);
@@ -134,7 +134,7 @@ Fcodes DataCommunicator::requestCommand(const std::string& responderPath,
         DBG_LOG(SEV_ERROR) << "requestCommand: FCODE=" << Hex{sent};
         return sent;
     }
-    if (response.ID == request.ID && response.Type == "ACK")
+    if (response.ID == request.ID && response.Type == kTypeAck)
         return response.Fcode;
     DBG_LOG(SEV_ERROR) << "requestCommand: Request Header was:\n" << headerText(request);
     DBG_LOG(SEV_ERROR) << "requestCommand: Response Header mismatch:\n" << headerText(response);

@@ -6,7 +6,6 @@
 #include "IDataHolder.h"
 #include "MessageCommand.h"
 #include "MessageEvent.h"
-#include "MessageText.h"
 #include "wire/DataRequestHandler.h"
 #include "wire/MessageFrame.h"
 
@@ -31,8 +30,9 @@ constexpr int kAnswerTries = 3;
 constexpr int kPrintEverything = 0;
 constexpr int kPrintNothing = 5;
 
-/// Answers to requests of this process; everything else but "EVENT" is a request.
-constexpr std::array<std::string_view, 4> kAnswerTypes = {"ACK", "NACK", "RESPONSE", "NO_REPLY"};
+/// Answers to requests of this process; everything else but an event is a request.
+constexpr std::array<std::string_view, 4> kAnswerTypes = {kTypeAck, kTypeNack, kTypeResponse,
+                                                          kTypeNoReply};
 
 bool isAnswer(const std::string& type)
 {
@@ -51,7 +51,7 @@ Fcodes subscribeObserver(DataCommunicator& communicator, const std::string& comm
     std::string name;
     std::string value;
     getPropertyValue(parameter, 0, "Name", name);
-    if (getPropertyValue(parameter, 0, "Value", value) == npos || name != "SockName") {
+    if (getPropertyValue(parameter, 0, "Value", value) == npos || name != kParamSockName) {
         DBG_LOG(SEV_ERROR) << "treatCommandMsg: Not found tags Name=SockName or Value in:\n"
                            << parameter;
         return FC_BODY_ERROR;
@@ -112,11 +112,11 @@ struct CommandRow {
 
 /// Every other command is the holder's.
 constexpr std::array<CommandRow, 5> kCommands = {{
-    {"SUBSCRIBE", subscribeObserver},
-    {"Add Row", addRow},
-    {"Get Next Row", getNextRow},
-    {"StopDbgPrint", stopDbgPrint},
-    {"StartDbgPrint", startDbgPrint},
+    {kCommandSubscribe, subscribeObserver},
+    {kCommandAddRow, addRow},
+    {kCommandGetNextRow, getNextRow},
+    {kCommandStopDbgPrint, stopDbgPrint},
+    {kCommandStartDbgPrint, startDbgPrint},
 }};
 
 } // namespace
@@ -163,7 +163,7 @@ void DataCommunicator::serveNext()
                            << " fcode=" << Hex{read};
         DBG_LOG(SEV_ERROR) << "doWork: msg header:\n" << headerText(header);
         DBG_LOG(SEV_ERROR) << "doWork: msg body:\n" << body;
-    } else if (header.Type == "EVENT") {
+    } else if (header.Type == kTypeEvent) {
         DBG_LOG(SEV_INFO) << "doWork: Event arrived: msg header:\n" << headerText(header);
         DBG_LOG(SEV_INFO) << "doWork: msg body:\n" << body;
         treatEventMsg(header, body);
@@ -201,7 +201,7 @@ void DataCommunicator::refuse(Fcodes reason, const MessageHeader& header, const 
                        << " id=" << header.ID << " req=" << body << " fcode=" << reason;
     MessageHeader refusal;
     refusal.ID = header.ID;
-    refusal.Type = "NACK";
+    refusal.Type = kTypeNack;
     refusal.Fcode = reason;
     const Fcodes sent = sendMessage(mReceiveSocket.descriptor(), refusal, {}, sender,
                                     kAnswerRetryDelay, kAnswerTries);
@@ -215,16 +215,16 @@ void DataCommunicator::refuse(Fcodes reason, const MessageHeader& header, const 
 Fcodes DataCommunicator::treatMsg(const MessageHeader& header, const std::string& body,
                                   MessageHeader& responseHeader, std::string& responseBody)
 {
-    if (header.Type == "GET")
+    if (header.Type == kTypeGet)
         return treatDataMsg(header, body, responseHeader, responseBody);
-    if (header.Type == "SET") {
+    if (header.Type == kTypeSet) {
         const Fcodes result = treatDataMsg(header, body, responseHeader, responseBody);
         if (result != FC_OK)
             mDataHolder.load()->rollbackChanges();
         return result;
     }
-    if (header.Type == "COMMAND") {
-        // The answer is an "ACK" also when the command failed; it carries the command's result.
+    if (header.Type == kTypeCommand) {
+        // The answer is an ACK also when the command failed; it carries the command's result.
         treatCommandMsg(header, body, responseHeader, responseBody);
         return FC_OK;
     }
@@ -246,7 +246,7 @@ Fcodes DataCommunicator::treatCommandMsg(const MessageHeader& header, const std:
 {
     const Fcodes result = runCommand(body, responseBody);
     responseHeader.ID = header.ID;
-    responseHeader.Type = "ACK";
+    responseHeader.Type = kTypeAck;
     responseHeader.Fcode = result;
     // Kept on purpose: peers count on Size before the BODY tags are added, 13 bytes short.
     responseHeader.Size = static_cast<int>(responseBody.size());
@@ -285,7 +285,7 @@ Fcodes DataCommunicator::treatEventMsg(const MessageHeader& header, const std::s
         DBG_LOG(SEV_ERROR) << "treatEventMsg: Not Found BODY tags in msg:\n" << body;
         return FC_BODY_ERROR;
     }
-    if (header.Type != "EVENT")
+    if (header.Type != kTypeEvent)
         return FC_OK;
 
     std::string element;

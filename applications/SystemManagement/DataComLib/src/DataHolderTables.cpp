@@ -332,13 +332,13 @@ Fcodes DataHolder::requestGetIntParam(const std::string& target, const std::stri
 Fcodes DataHolder::requestAddRow(const std::string& target, const std::string& table, int rowId,
                                  int& newRowId, int timeout, int tries)
 {
-    return requestRow("Add Row", target, table, rowId, newRowId, timeout, tries);
+    return requestRow(kCommandAddRow, target, table, rowId, newRowId, timeout, tries);
 }
 
 Fcodes DataHolder::requestNextRowId(const std::string& target, const std::string& table, int rowId,
                                     int& nextRowId, int timeout, int tries)
 {
-    return requestRow("Get Next Row", target, table, rowId, nextRowId, timeout, tries);
+    return requestRow(kCommandGetNextRow, target, table, rowId, nextRowId, timeout, tries);
 }
 
 Fcodes DataHolder::requestRow(const char* command, const std::string& target,

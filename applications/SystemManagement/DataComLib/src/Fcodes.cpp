@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-const std::map<Fcodes, std::string> gFcodeString = {
+const FcodeStrings gFcodeString = {
     {FC_OK, "OK"},
     {FC_HEADER_ERROR, "Message Header Error"},
     {FC_BODY_ERROR, "Message Body Error"},
@@ -19,24 +19,34 @@ const std::map<Fcodes, std::string> gFcodeString = {
     {FC_LOS, "LOS"},
 };
 
+const std::string& FcodeStrings::operator[](Fcodes code) const
+{
+    static const std::string noText;
+    const auto known = find(code);
+    return known == end() ? noText : known->second;
+}
+
 std::string fcodeText(Fcodes code)
 {
     if (const auto known = gFcodeString.find(code); known != gFcodeString.end())
         return known->second;
 
-    std::string words;
+    std::string joined;
+    const auto append = [&joined](const std::string& text) {
+        joined += (joined.empty() ? "" : ", ") + text;
+    };
     std::uint32_t rest = code & ~static_cast<std::uint32_t>(FC_OK);
     for (const auto& [single, text] : gFcodeString) {
         const std::uint32_t bit = single & ~static_cast<std::uint32_t>(FC_OK);
         if (bit == 0 || (rest & bit) == 0)
             continue;
         rest &= ~bit;
-        words += (words.empty() ? "" : ", ") + text;
+        append(text);
     }
-    if (rest != 0 || words.empty()) {
+    if (rest != 0 || joined.empty()) {
         std::ostringstream unknown;
         unknown << "code 0x" << Hex{FC_OK | rest};
-        words += (words.empty() ? "" : ", ") + unknown.str();
+        append(unknown.str());
     }
-    return words;
+    return joined;
 }

@@ -10,7 +10,7 @@
 //  - Nothing throws across a public operation. Exceptions of the JSON library are caught inside the
 //    store (DataSets), exceptions of the standard library are not expected and not caught.
 //  - A result is ignored on purpose only where start-up must go on without it; the line says so.
-//  - A caller that only wants words for an operator asks fcodeText().
+//  - A caller that wants a text for an operator asks fcodeText().
 
 #include <cstdint>
 #include <map>
@@ -39,9 +39,19 @@ constexpr Fcodes operator|(Fcodes left, Fcodes right)
 
 constexpr Fcodes& operator|=(Fcodes& left, Fcodes right) { return left = left | right; }
 
-/// The text of each single code; exactly the twelve rows of the enumeration.
-extern const std::map<Fcodes, std::string> gFcodeString;
+/// A map from code to text that is only read, by any number of threads. Reading a code without a
+/// row, such as a joined one, gives an empty text and inserts nothing.
+class FcodeStrings : public std::map<Fcodes, std::string>
+{
+public:
+    using std::map<Fcodes, std::string>::map;
 
-/// Words for any code, joined ones included: "OK", "No Such Name", "Bad Value, Unavailable".
-/// Bits that have no text are shown in hexadecimal.
+    const std::string& operator[](Fcodes code) const;
+};
+
+/// The text of each single code; exactly the twelve rows of the enumeration.
+extern const FcodeStrings gFcodeString;
+
+/// The text of any code, joined ones included: "OK", "No Such Name", "Bad Value, Unavailable".
+/// Bits that have no text are shown in hexadecimal. Any thread may call.
 std::string fcodeText(Fcodes code);

@@ -8,10 +8,20 @@
 
 #include <string>
 
+/// The commands that every communicator takes.
+inline constexpr char kCommandSubscribe[] = "SUBSCRIBE";
+inline constexpr char kCommandAddRow[] = "Add Row";
+inline constexpr char kCommandGetNextRow[] = "Get Next Row";
+inline constexpr char kCommandStartDbgPrint[] = "StartDbgPrint";
+inline constexpr char kCommandStopDbgPrint[] = "StopDbgPrint";
+
+/// The parameter of kCommandSubscribe: the observer's receive socket.
+inline constexpr char kParamSockName[] = "SockName";
+
 class MessageCommand : public MessageParams
 {
 public:
-    std::string ID = "NULL"; ///< The command's name, such as "SUBSCRIBE" or "Add Row".
+    std::string ID = "NULL"; ///< The command's name, such as kCommandSubscribe.
 
     std::string getId() const { return ID; }
     void setId(const std::string& id) { ID = id; }

@@ -1,7 +1,6 @@
 #include "MessageHeader.h"
 
 #include "DbgLine.h"
-#include "MessageText.h"
 
 #include <algorithm>
 #include <array>
@@ -14,7 +13,8 @@ namespace
 constexpr char kUnit[] = "MessageHeader";
 
 /// The types whose header carries a result code.
-constexpr std::array<std::string_view, 4> kTypesWithFcode = {"RESPONSE", "ACK", "NACK", "EVENT"};
+constexpr std::array<std::string_view, 4> kTypesWithFcode = {kTypeResponse, kTypeAck, kTypeNack,
+                                                             kTypeEvent};
 
 template <typename Number>
 void appendNumber(std::string& out, Number number, int base)

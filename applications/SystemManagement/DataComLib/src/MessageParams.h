@@ -24,7 +24,9 @@ public:
     void clearParams() { mParams.clear(); }
     void cleanUpRelations() { clearParams(); }
 
-    /// The parameters in byte-wise name order.
+    /// All parameters, in byte-wise name order. Removing one ends only its own iterator.
+    ParamMap::iterator getParamsBegin() { return mParams.begin(); }
+    ParamMap::iterator getParamsEnd() { return mParams.end(); }
     ParamMap::const_iterator getParamsBegin() const { return mParams.begin(); }
     ParamMap::const_iterator getParamsEnd() const { return mParams.end(); }
 

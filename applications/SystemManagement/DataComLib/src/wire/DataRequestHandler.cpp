@@ -3,7 +3,6 @@
 #include "DbgLine.h"
 #include "IDataHolder.h"
 #include "MessageHeader.h"
-#include "MessageText.h"
 
 #include <string_view>
 #include <vector>
@@ -67,7 +66,7 @@ bool readName(std::string_view element, std::string& name)
     return true;
 }
 
-/// One "GET" being answered. The result is that of the last call of the holder.
+/// One GET being answered. The result is that of the last call of the holder.
 class GetRequest
 {
 public:
@@ -239,7 +238,7 @@ const std::vector<std::string>& GetRequest::properties()
     return mProperties;
 }
 
-/// One "SET" being carried out. The result is that of the last item written.
+/// One SET being carried out. The result is that of the last item written.
 class SetRequest
 {
 public:
@@ -339,14 +338,14 @@ Fcodes treatDataRequest(IDataHolder& dataHolder, const MessageHeader& requestHea
     if (findSegment(requestBody, 0, "BODY", body) == npos) {
         // Kept on purpose: peers count on a request without a body being accepted in silence.
         DBG_LOG(SEV_ERROR) << "treatDataMsg: Not Found BODY tags in:\n" << requestBody;
-    } else if (requestHeader.Type == "GET") {
+    } else if (requestHeader.Type == kTypeGet) {
         GetRequest request(dataHolder, responseBody, sendLimit);
         whole = request.run(body);
         result = request.result();
-    } else if (requestHeader.Type == "SET") {
+    } else if (requestHeader.Type == kTypeSet) {
         result = SetRequest(dataHolder).run(body);
     }
-    responseHeader.Type = "RESPONSE";
+    responseHeader.Type = kTypeResponse;
     responseHeader.ID = requestHeader.ID;
     responseHeader.Fcode = result;
     // A body in pieces is not to be read by the requester.

@@ -1,5 +1,6 @@
 #include "wire/MessageFrame.h"
 
+#include "MessageCommand.h"
 #include "MessageEvent.h"
 
 #include <initializer_list>
@@ -52,8 +53,12 @@ std::string commandBody(const std::string& commandText)
 std::string subscribeCommand(const std::string& sockName)
 {
     return join({
-        "\t<Command ID=\"SUBSCRIBE\" >\n",
-        "\t\t<Parameter Name=\"SockName\" Value=\"",
+        "\t<Command ID=\"",
+        kCommandSubscribe,
+        "\" >\n",
+        "\t\t<Parameter Name=\"",
+        kParamSockName,
+        "\" Value=\"",
         sockName,
         "\" />\n",
         "\t</Command>\n",
@@ -115,7 +120,7 @@ std::string eventMessage(const MessageEvent& event)
     std::string element;
     event.toString(element);
     const std::string body = join({"<BODY>\n", element, "</BODY>\n"});
-    MessageHeader header = requestHeaderFor("EVENT", body);
+    MessageHeader header = requestHeaderFor(kTypeEvent, body);
     header.Fcode = event.Fcode;
     return messageText(header, body);
 }
