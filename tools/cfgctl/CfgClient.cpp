@@ -1,14 +1,11 @@
 #include "CfgClient.h"
 
 #include "CfgPaths.h"
-#include "MessageCommand.h"
-#include "MessageEvent.h"
-#include "MessageHeader.h"
-#include "MessageText.h"
 
 #include <algorithm>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace
 {
@@ -21,12 +18,13 @@ constexpr std::size_t kHeaderRoom = 100;
 CfgClient::CfgClient()
     : mSockets([this](const std::string& receive, const std::string& send) {
           mCommunicator.init(nullptr, receive, send, "tCfgctl");
-          if (!mEvents.open() || !mEvents.bind(receive))
-              throw std::runtime_error("cannot make the socket " + receive);
+          mEvents = bindSocket(receive);
           chmod(receive.c_str(), 0777); // the manager may run as another user
       })
 {
 }
+
+CfgClient::~CfgClient() { close(mEvents); }
 
 Answer CfgClient::sendCommand(const MessageCommand& command, int timeout)
 {
@@ -54,8 +52,9 @@ bool CfgClient::nextEvent(MessageEvent& event, int timeout)
 {
     MessageHeader header;
     std::string body;
-    SocketAddress sender;
-    if (mCommunicator.readMsg(mEvents.descriptor(), header, body, sender, timeout) != FC_OK ||
+    sockaddr_un sender;
+    socklen_t senderLength = 0;
+    if (mCommunicator.readMsg(mEvents, header, body, sender, senderLength, timeout) != FC_OK ||
         header.Type != kTypeEvent)
         return false;
     std::string element;

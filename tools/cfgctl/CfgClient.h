@@ -6,13 +6,8 @@
 #include "ClientSockets.h"
 #include "DataCommunicator.h"
 #include "Fcodes.h"
-#include "wire/DatagramSocket.h"
 
 #include <string>
-
-class MessageCommand;
-class MessageEvent;
-class MessageHeader;
 
 /// What came back. `came` is false when nobody answered in time.
 struct Answer {
@@ -27,6 +22,10 @@ class CfgClient
 {
 public:
     CfgClient();
+    ~CfgClient();
+
+    CfgClient(const CfgClient&) = delete;
+    CfgClient& operator=(const CfgClient&) = delete;
 
     /// Time-outs are in seconds. A request is sent once: it may change things. One that no message
     /// can carry is not sent: std::invalid_argument.
@@ -43,7 +42,7 @@ private:
     Answer ask(const char* type, const char* answerType, const std::string& body, int timeout);
 
     DataCommunicator mCommunicator;
-    DatagramSocket mEvents; // has the receive path: nobody else reads in this process
+    int mEvents = -1; // has the receive path: nobody else reads in this process
     ClientSockets mSockets;
 };
 

@@ -1,7 +1,5 @@
 #include "ClientSockets.h"
 
-#include "wire/DatagramSocket.h"
-
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -34,16 +32,25 @@ extern "C" void removeAndEnd(int signal)
     _exit(128 + signal);
 }
 
-/// connect() to the path: 0, or errno.
-int tryConnect(const std::string& path)
+/// Calls bind() or connect() on a new socket with the path: 0, or errno. The socket is left in
+/// `descriptor`, to be closed in any case.
+int openSocket(const std::string& path, int (*call)(int, const sockaddr*, socklen_t),
+               int& descriptor)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const bool connected =
-        connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    const int error = connected ? 0 : errno;
+    descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    return call(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0
+               ? 0
+               : errno;
+}
+
+/// connect() to the path: 0, or errno.
+int tryConnect(const std::string& path)
+{
+    int probe = -1;
+    const int error = openSocket(path, connect, probe);
     close(probe);
     return error;
 }
@@ -82,14 +89,6 @@ private:
     int mFd;
 };
 
-/// The communicator ends the process where it cannot bind, without a word; so try before it does.
-void tryBind(const std::string& path)
-{
-    DatagramSocket trial;
-    if (!trial.open() || !trial.bind(path))
-        throw std::runtime_error("cannot make the socket " + path + ": " + std::strerror(errno));
-}
-
 } // namespace
 
 ClientSockets::ClientSockets(
@@ -106,8 +105,9 @@ ClientSockets::ClientSockets(
         mSendPath.copy(gSendPath, sizeof gSendPath - 1);
         for (const int ending : {SIGINT, SIGTERM, SIGHUP})
             std::signal(ending, removeAndEnd);
-        tryBind(mReceivePath);
-        tryBind(mSendPath);
+        // The communicator ends the process where it cannot bind, without a word; so try before.
+        close(bindSocket(mReceivePath));
+        close(bindSocket(mSendPath));
         bindBoth(mReceivePath, mSendPath);
         return;
     }
@@ -118,6 +118,17 @@ ClientSockets::~ClientSockets()
 {
     unlink(mReceivePath.c_str());
     unlink(mSendPath.c_str());
+}
+
+int bindSocket(const std::string& path)
+{
+    unlink(path.c_str());
+    int descriptor = -1;
+    const int error = openSocket(path, bind, descriptor);
+    if (error == 0)
+        return descriptor;
+    close(descriptor);
+    throw std::runtime_error("cannot make the socket " + path + ": " + std::strerror(error));
 }
 
 bool isServed(const std::string& path) { return tryConnect(path) == 0; }

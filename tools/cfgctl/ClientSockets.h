@@ -26,5 +26,9 @@ private:
     std::string mSendPath;
 };
 
+/// A datagram socket bound to the path, which it takes over; the caller closes it. Throws
+/// std::runtime_error with words for the user when it cannot be made.
+int bindSocket(const std::string& path);
+
 /// True when a process has bound the path and takes datagrams from this one.
 bool isServed(const std::string& path);

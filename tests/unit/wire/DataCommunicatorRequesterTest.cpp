@@ -1,5 +1,4 @@
 #include "CommunicatorFixture.h"
-#include "MessageEvent.h"
 
 #include <atomic>
 #include <chrono>
@@ -212,6 +211,8 @@ TEST_F(DataCommunicatorRequesterTest, AnAnswerFiledMeanwhileIsFoundWhateverElseI
                                 " sender=/tmp/elsewhere resp=" + truth) != std::string::npos;
     };
     EXPECT_TRUE(isFound("", [&] { file(), lie(mLastId); }));
+    // The stranger's answer has replaced nothing, and no line says that it was stored.
+    EXPECT_THAT(mLog.text(), Not(HasSubstr("sendRequest: **** stored in history")));
     EXPECT_TRUE(isFound("", [&] {
         lie(mLastId);
         EXPECT_TRUE(mLog.waitFor("respID=" + std::to_string(mLastId) + "!="));

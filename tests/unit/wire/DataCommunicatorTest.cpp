@@ -1,6 +1,5 @@
 #include "CommunicatorFixture.h"
 #include "DbgPrintClient.h"
-#include "MessageEvent.h"
 
 #include <array>
 #include <chrono>
@@ -31,7 +30,7 @@ protected:
             mPeer.send("/tmp/read", datagram);
         mLog.clear();
         mBody = "untouched";
-        return mCom.readMsg(socket.descriptor(), mHeader, mBody, mSender, timeout);
+        return mCom.readMsg(socket.descriptor(), mHeader, mBody, mSender, mSenderLength, timeout);
     }
 
     /// What is made of a message of this type by a direct call, and the answer's code to a command.
@@ -74,7 +73,8 @@ protected:
     ScriptedPeer mPeer{"/tmp/peer"};
     MessageHeader mHeader;
     std::string mBody;
-    SocketAddress mSender;
+    sockaddr_un mSender{};
+    socklen_t mSenderLength = 0;
 };
 
 // Start-up
@@ -136,13 +136,14 @@ TEST_F(DataCommunicatorTest, ReadingTellsAnAcceptedMessageFromAnUnusableOne)
         EXPECT_EQ(code, read(datagram)) << lastLine;
         EXPECT_EQ(body, mBody) << lastLine;
         EXPECT_EQ(lastLine, logged().back());
-        EXPECT_EQ("/tmp/peer", mSender.path());
+        EXPECT_STREQ("/tmp/peer", mSender.sun_path);
+        EXPECT_EQ(12u, mSenderLength);
     }
     read("nothing");
     EXPECT_EQ("INFO readMsg: recvfrom sock=/tmp/peer senderlen=12 readSize=7", logged().front());
     EXPECT_EQ(FC_COMM_ERROR, read("", -1));
     EXPECT_THAT(logged(), ElementsAre(HasSubstr("ERROR readMsg: Time out -1 sec. for sock=")));
-    EXPECT_EQ(FC_COMM_ERROR, mCom.readMsg(-1, mHeader, mBody, mSender, 0));
+    EXPECT_EQ(FC_COMM_ERROR, mCom.readMsg(-1, mHeader, mBody, mSender, mSenderLength, 0, 3));
     EXPECT_THAT(logged(), ElementsAre("ERROR readMsg: select failed errno=9"));
 }
 
@@ -152,7 +153,8 @@ TEST_F(DataCommunicatorTest, SendingToAFullReceiverTriesAgainAndToAMissingOneDoe
     SocketAddress receiver;
     ASSERT_TRUE(socket.open() && receiver.assign("/tmp/peer"));
     const auto send = [&](int delay, int tries) {
-        return mCom.sendMessage(socket.descriptor(), mHeader, "b", receiver, delay, tries);
+        return mCom.sendMessage(socket.descriptor(), mHeader, "b", receiver.address(),
+                                receiver.length(), delay, tries);
     };
     const auto sending = [&](const std::string& path) {
         return "INFO sendMessage: Sending msg via sockfd=" + std::to_string(socket.descriptor()) +
@@ -298,6 +300,22 @@ TEST_F(DataCommunicatorTest, AFailedSetIsRolledBackAndAFailedGetIsNot)
                                              "setTextParam(S, T, x, 1, 1)"));
 }
 
+TEST_F(DataCommunicatorTest, WithoutAHolderRequestsAreUnavailableAndEventsAreDropped)
+{
+    mCom.setDataHolder(nullptr);
+    const std::string table = "<Parameter Name=\"Table\" Value=\"T\" />";
+    EXPECT_EQ(FC_UNAVAILABLE, command(kCommand));
+    EXPECT_EQ(FC_UNAVAILABLE, command("Add Row", table));
+    EXPECT_EQ(FC_UNAVAILABLE, command("Get Next Row", table));
+    for (const char* type : {"GET", "SET"})
+        EXPECT_EQ(FC_UNAVAILABLE, treat(type, "<BODY><Table Name=\"T\" /></BODY>"));
+    EXPECT_EQ(FC_UNAVAILABLE, treat("EVENT", "<BODY><Event ID=\"Up\" Source=\"S\" /></BODY>"));
+
+    EXPECT_EQ(FC_OK, command("StartDbgPrint", ""));
+    EXPECT_EQ(FC_OK, command("SUBSCRIBE", "<Parameter Name=\"SockName\" Value=\"/tmp/peer\" />"));
+    EXPECT_EQ("/tmp/peer ", observers());
+}
+
 // The loop
 
 TEST_F(DataCommunicatorTest, TheResponderAnswersRequests)
@@ -320,6 +338,20 @@ TEST_F(DataCommunicatorTest, TheResponderAnswersRequests)
     EXPECT_TRUE(mLog.waitFor("doWork: response body:\n\n"));
     EXPECT_THAT(logged(), Contains("ERROR doWork: treatMsg failed from sock=/tmp/peer id=7 req= "
                                    "fcode=65537"));
+}
+
+TEST_F(DataCommunicatorTest, AnAnswerTooLargeForTheSocketIsRefusedAndOneForTheReaderIsSent)
+{
+    startResponder();
+    mHolder.commandText.assign(80000, 'x');
+    mPeer.send(kSock, message("COMMAND", kCommand));
+    EXPECT_EQ("<BODY>" + mHolder.commandText + "</BODY>", mPeer.receive().body);
+
+    mHolder.commandText.assign(300000, 'x');
+    mPeer.send(kSock, message("COMMAND", kCommand));
+    EXPECT_EQ("<HEADER ID=\"7\" Type=\"NACK\" Fcode=\"10100\" Size=\"0\" >\n</HEADER>\n",
+              mPeer.receive().text);
+    EXPECT_THAT(mLog.text(), HasSubstr("doWork: sending resp failed to sock=/tmp/peer id=7 req="));
 }
 
 TEST_F(DataCommunicatorTest, TheRespondersLinesCarryTheTaskName)

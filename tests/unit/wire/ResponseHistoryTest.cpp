@@ -11,9 +11,9 @@ class ResponseHistoryTest : public testing::Test
 {
 protected:
     void store(int id, const std::string& body) { mSizes = mHistory.store(id, {"", body, ""}); }
-    void storeRead(int id, const std::string& body, const std::string& sender)
+    bool storeRead(int id, const std::string& body, const std::string& sender)
     {
-        mHistory.storeRead(id, {"", body, sender});
+        return mHistory.storeReadByRequester(id, {"", body, sender}).has_value();
     }
 
     /// What is filed, and what of it is an answer; "-" for nothing.
@@ -54,12 +54,12 @@ TEST_F(ResponseHistoryTest, WhatARequesterReadIsAnAnswerOnlyFromThePathThatWasAs
     storeRead(1, "lie", "/liar");
     EXPECT_EQ("lie", filed(1));
     EXPECT_EQ("-", answer(1));
-    storeRead(1, "read for its owner", "/asked");
+    EXPECT_TRUE(storeRead(1, "read for its owner", "/asked"));
     EXPECT_EQ("read for its owner", answer(1));
 
     store(1, "truth");
     EXPECT_EQ("truth", answer(1));
-    storeRead(1, "another lie", "/liar");
+    EXPECT_FALSE(storeRead(1, "another lie", "/liar"));
     EXPECT_EQ("truth", answer(1));
     EXPECT_EQ("truth", filed(1));
 }

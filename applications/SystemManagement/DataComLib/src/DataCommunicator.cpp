@@ -1,8 +1,9 @@
 #include "DataCommunicator.h"
 
 #include "DbgLine.h"
-#include "MessageText.h"
+#include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
+#include "wire/ResponseHistory.h"
 
 #include <cerrno>
 #include <chrono>
@@ -43,6 +44,14 @@ char* receiveBuffer()
 
 } // namespace
 
+DataCommunicator::DataCommunicator()
+    : mReceiveSocket(std::make_unique<DatagramSocket>()),
+      mSendSocket(std::make_unique<DatagramSocket>()), mHistory(std::make_unique<ResponseHistory>())
+{
+}
+
+DataCommunicator::~DataCommunicator() = default;
+
 void DataCommunicator::init(IDataHolder* dataHolder, const std::string& sockName,
                             const std::string& sendSockName, const std::string& taskName)
 {
@@ -56,18 +65,18 @@ void DataCommunicator::init(IDataHolder* dataHolder, const std::string& sockName
     // What peers leave unread is charged to the sender. With the usual buffer one that has stopped
     // reading could use it up, and nobody else would be answered. The size of a message stays
     // limited to what the usual buffer holds.
-    mSendLimit = mReceiveSocket.sendLimit();
-    mReceiveSocket.growSendBuffer(kSendBuffer);
+    mSendLimit = mReceiveSocket->sendLimit();
+    mReceiveSocket->growSendBuffer(kSendBuffer);
 }
 
 void DataCommunicator::openSendSocket()
 {
-    if (!mSendSocket.open()) {
+    if (!mSendSocket->open()) {
         DBG_LOG(SEV_FATAL) << "init: Send Socket create failed";
         endProcess();
     }
-    setTimeouts(mSendSocket);
-    if (!mSendSocket.bind(mSendSockName)) {
+    setTimeouts(*mSendSocket);
+    if (!mSendSocket->bind(mSendSockName)) {
         DBG_LOG(SEV_FATAL) << "init: Socket bind failed to " << mSendSockName << " errno=" << errno;
         endProcess();
     }
@@ -76,15 +85,15 @@ void DataCommunicator::openSendSocket()
 
 void DataCommunicator::openReceiveSocket()
 {
-    if (!mReceiveSocket.open()) {
+    if (!mReceiveSocket->open()) {
         DBG_LOG(SEV_FATAL) << "init: Socket create failed";
         endProcess();
     }
-    if (!mReceiveSocket.bind(mSockName)) {
+    if (!mReceiveSocket->bind(mSockName)) {
         DBG_LOG(SEV_FATAL) << "init: Socket bind failed to " << mSockName << " errno=" << errno;
         endProcess();
     }
-    setTimeouts(mReceiveSocket);
+    setTimeouts(*mReceiveSocket);
     chmod(mSockName.c_str(), 0777);
 }
 
@@ -94,6 +103,16 @@ void DataCommunicator::setTimeouts(DatagramSocket& socket)
         DBG_LOG(SEV_ERROR) << "init: setsockopt SO_RCVTIMEO failed";
     if (!socket.setTimeout(SO_SNDTIMEO, kSocketTimeout))
         DBG_LOG(SEV_ERROR) << "init: setsockopt SO_SNDTIMEO failed";
+}
+
+Fcodes DataCommunicator::readMsg(int socket, MessageHeader& header, std::string& body,
+                                 sockaddr_un& sender, socklen_t& senderLength, int timeout, int)
+{
+    SocketAddress from;
+    const Fcodes result = readMsg(socket, header, body, from, timeout);
+    sender = from.address();
+    senderLength = from.length();
+    return result;
 }
 
 Fcodes DataCommunicator::readMsg(int socket, MessageHeader& header, std::string& body,
@@ -131,11 +150,11 @@ Fcodes DataCommunicator::receiveMsg(int socket, MessageHeader& header, std::stri
     }
     // Text ends at its first NUL.
     const std::string_view text(buffer, strnlen(buffer, static_cast<std::size_t>(count)));
-    return takeMsg(text, header, body, sender);
+    return parseMsg(text, header, body, sender);
 }
 
-Fcodes DataCommunicator::takeMsg(std::string_view text, MessageHeader& header, std::string& body,
-                                 const SocketAddress& sender)
+Fcodes DataCommunicator::parseMsg(std::string_view text, MessageHeader& header, std::string& body,
+                                  const SocketAddress& sender)
 {
     std::string_view element;
     const std::size_t headerEnd = findSegment(text, 0, "HEADER", element);
@@ -164,10 +183,12 @@ Fcodes DataCommunicator::takeMsg(std::string_view text, MessageHeader& header, s
 }
 
 Fcodes DataCommunicator::sendMessage(int socket, const MessageHeader& header,
-                                     const std::string& body, const SocketAddress& receiver,
-                                     int retryDelay, int tries)
+                                     const std::string& body, const sockaddr_un& receiver,
+                                     socklen_t receiverLength, int retryDelay, int tries)
 {
-    return sendText(socket, messageText(header, body), receiver, retryDelay, tries);
+    const SocketAddress address(receiver, receiverLength);
+    const int error = sendText(socket, messageText(header, body), address, retryDelay, tries);
+    return error == 0 ? FC_OK : FC_COMM_ERROR;
 }
 
 bool DataCommunicator::fitsDatagram(const std::string& text) const
@@ -178,28 +199,30 @@ bool DataCommunicator::fitsDatagram(const std::string& text) const
     return false;
 }
 
-Fcodes DataCommunicator::sendText(int socket, const std::string& text,
-                                  const SocketAddress& receiver, int retryDelay, int tries)
+/// Tries until the text is sent: 0, or the errno of the last try.
+int DataCommunicator::sendText(int socket, const std::string& text, const SocketAddress& receiver,
+                               int retryDelay, int tries)
 {
     for (; tries > 0; --tries) {
         DBG_LOG(SEV_INFO) << "sendMessage: Sending msg via sockfd=" << socket
                           << " to sock=" << receiver.path() << " :\n"
                           << text;
         if (fitsDatagram(text) && sendDatagram(socket, text, receiver, retryDelay != kNoWaiting))
-            return FC_OK;
-        if (errno != EAGAIN) {
+            return 0;
+        const int error = errno;
+        if (error != EAGAIN) {
             DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
-                               << " errno=" << errno << " Stop sending.";
-            return FC_COMM_ERROR;
+                               << " errno=" << error << " Stop sending.";
+            return error;
         }
         DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
-                           << " errno=" << errno << " tries left=" << tries;
+                           << " errno=" << error << " tries left=" << tries;
         // Kept on purpose: peers count on a wait after each try, the last one too.
         if (retryDelay != kNoWaiting)
             std::this_thread::sleep_for(
                 std::chrono::seconds(retryDelay == 0 ? kDefaultRetryDelay : retryDelay));
     }
-    return FC_COMM_ERROR;
+    return EAGAIN;
 }
 
 Fcodes DataCommunicator::readline(int socket, std::string& line, int timeout)
@@ -223,21 +246,21 @@ Fcodes DataCommunicator::readline(int socket, std::string& line, int timeout)
 void DataCommunicator::storeResponse(int id, const std::string& headerText, const std::string& body,
                                      const std::string& sender)
 {
-    logStored(mHistory.store(id, {headerText, body, sender}));
+    const ResponseHistory::Sizes sizes = mHistory->store(id, {headerText, body, sender});
+    logStored(sizes.queue, sizes.entries);
 }
 
-void DataCommunicator::logStored(const ResponseHistory::Sizes& sizes)
+void DataCommunicator::logStored(std::size_t queued, std::size_t entries)
 {
-    DBG_LOG(SEV_SYS) << "**** storeResponse: stored=" << sizes.queue
-                     << " messages (hdrs=" << sizes.entries << ",bds=" << sizes.entries
-                     << ",snds=" << sizes.entries << ")";
+    DBG_LOG(SEV_SYS) << "**** storeResponse: stored=" << queued << " messages (hdrs=" << entries
+                     << ",bds=" << entries << ",snds=" << entries << ")";
 }
 
 bool DataCommunicator::getResponse(int id, std::string& headerText, std::string& body,
                                    std::string& sender) const
 {
     FiledResponse filed;
-    if (!mHistory.find(id, filed))
+    if (!mHistory->find(id, filed))
         return false;
     headerText = std::move(filed.header);
     body = std::move(filed.body);

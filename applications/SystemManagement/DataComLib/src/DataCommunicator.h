@@ -11,37 +11,45 @@
 // Time-outs are whole seconds: -1 does not wait at all, 0 waits without limit.
 
 #include "Fcodes.h"
-#include "wire/DatagramSocket.h"
-#include "wire/ResponseHistory.h"
+#include "MessageCommand.h"
+#include "MessageEvent.h"
+#include "MessageHeader.h"
 
 #include <atomic>
 #include <cstddef>
 #include <ctime>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <sys/socket.h>
+#include <sys/un.h>
 
+class DatagramSocket;
 class IDataHolder;
-class MessageEvent;
-class MessageHeader;
+class ResponseHistory;
+class SocketAddress;
 
 class DataCommunicator
 {
 public:
-    DataCommunicator() = default;
+    DataCommunicator();
+    ~DataCommunicator();
 
     DataCommunicator(const DataCommunicator&) = delete;
     DataCommunicator& operator=(const DataCommunicator&) = delete;
 
     /// Makes both sockets, taking their paths over from an earlier process. Ends the process, with
-    /// status 0, when a socket cannot be made. The holder is not owned, and must not be null once
-    /// messages come.
+    /// status 0, when a socket cannot be made. The holder is not owned. Without one (null) its
+    /// commands and data requests are answered "Unavailable" and events are dropped.
     void init(IDataHolder* dataHolder, const std::string& sockName, const std::string& sendSockName,
               const std::string& taskName);
 
-    /// Starts the responder thread; it runs doWork(), which never returns.
+    /// Starts the responder thread, which runs work(); that only calls doWork(), which never
+    /// returns.
     void start();
+    void work() { doWork(); }
     void doWork();
 
     IDataHolder* getDataHolder() const { return mDataHolder; }
@@ -93,10 +101,11 @@ public:
     /// Transfers on one socket. readMsg() leaves the body untouched when the header's Size is less
     /// than 1. sendMessage() tries again after `retryDelay` seconds while the receiver is full; a
     /// delay of -1 never waits, a delay of 0 is 10 seconds. readline() appends up to a line feed.
-    Fcodes readMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender,
-                   int timeout);
+    Fcodes readMsg(int socket, MessageHeader& header, std::string& body, sockaddr_un& sender,
+                   socklen_t& senderLength, int timeout, int unused = 3);
     Fcodes sendMessage(int socket, const MessageHeader& header, const std::string& body,
-                       const SocketAddress& receiver, int retryDelay, int tries);
+                       const sockaddr_un& receiver, socklen_t receiverLength, int retryDelay,
+                       int tries);
     Fcodes readline(int socket, std::string& line, int timeout);
 
     /// Answers filed for whoever waits for them. getResponse() is false when nothing is filed, the
@@ -113,20 +122,22 @@ private:
     void openReceiveSocket();
     void setTimeouts(DatagramSocket& socket);
 
-    void work();
     void serveNext();
     void serveRequest(const MessageHeader& header, const std::string& body,
                       const SocketAddress& sender);
-    void refuse(Fcodes reason, const MessageHeader& header, const std::string& body,
-                const std::string& responseBody, const SocketAddress& sender);
+    void rejectRequest(Fcodes reason, const MessageHeader& header, const std::string& body,
+                       const std::string& responseBody, const SocketAddress& sender);
+    void sendNack(const MessageHeader& nack, const SocketAddress& receiver);
     Fcodes runCommand(const std::string& body, std::string& result);
 
+    Fcodes readMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender,
+                   int timeout);
     Fcodes receiveMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender);
-    Fcodes takeMsg(std::string_view text, MessageHeader& header, std::string& body,
-                   const SocketAddress& sender);
+    Fcodes parseMsg(std::string_view text, MessageHeader& header, std::string& body,
+                    const SocketAddress& sender);
     bool fitsDatagram(const std::string& text) const;
-    Fcodes sendText(int socket, const std::string& text, const SocketAddress& receiver,
-                    int retryDelay, int tries);
+    int sendText(int socket, const std::string& text, const SocketAddress& receiver, int retryDelay,
+                 int tries);
     Fcodes sendEventText(const std::string& observerPath, const std::string& text, int timeout,
                          int tries);
 
@@ -138,19 +149,19 @@ private:
                                       MessageHeader& responseHeader, std::string& responseBody);
     void fileForeignAnswer(const MessageHeader& header, const std::string& body,
                            const std::string& sender);
-    static void logStored(const ResponseHistory::Sizes& sizes);
+    static void logStored(std::size_t queued, std::size_t entries);
 
     std::string mSockName = "sockName";
-    DatagramSocket mReceiveSocket;
+    const std::unique_ptr<DatagramSocket> mReceiveSocket;
     std::string mSendSockName = "sendSockName";
-    DatagramSocket mSendSocket;
+    const std::unique_ptr<DatagramSocket> mSendSocket;
     std::string mTaskName = "tCom";
     std::size_t mSendLimit = static_cast<std::size_t>(-1); // no longer text is sent
 
     std::atomic<IDataHolder*> mDataHolder{nullptr};
 
     std::recursive_mutex mMutex; // held by the one requester that reads the send socket
-    ResponseHistory mHistory;    // has a lock of its own
+    const std::unique_ptr<ResponseHistory> mHistory; // has a lock of its own
 
     mutable std::mutex mSubscribersMutex; // guards mSubscribers
     std::list<std::string> mSubscribers;

@@ -3,9 +3,10 @@
 #include "DataCommunicator.h"
 
 #include "DbgLine.h"
-#include "MessageEvent.h"
 #include "base/LocalTime.h"
+#include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
+#include "wire/ResponseHistory.h"
 
 #include <atomic>
 #include <cstdint>
@@ -36,13 +37,14 @@ Fcodes DataCommunicator::sendRequest(const std::string& responderPath, MessageHe
                                      std::string& responseBody, int timeout, int tries)
 {
     SocketAddress responder;
-    const bool hasAddress = responder.assign(responderPath);
+    const bool isValidPath = responder.assign(responderPath);
     Fcodes result = FC_COMM_ERROR;
     for (; result != FC_OK && tries > 0; --tries) {
         requestHeader.ID = static_cast<int>(nextRequestId.fetch_add(1, std::memory_order_relaxed));
-        const Fcodes sent = hasAddress ? sendMessage(mSendSocket.descriptor(), requestHeader, body,
-                                                     responder, timeout, tries)
-                                       : FC_COMM_ERROR;
+        const Fcodes sent =
+            isValidPath ? sendMessage(mSendSocket->descriptor(), requestHeader, body,
+                                      responder.address(), responder.length(), timeout, tries)
+                        : FC_COMM_ERROR;
         if (sent != FC_OK) {
             DBG_LOG(SEV_ERROR) << "sendRequest: Error in sending to sock:" << responderPath
                                << " fcode=" << Hex{sent};
@@ -61,11 +63,11 @@ Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
 {
     const std::lock_guard guard(mMutex);
     FiledResponse filed;
-    while (!mHistory.findAnswer(requestHeader.ID, responderPath, filed)) {
+    while (!mHistory->findAnswer(requestHeader.ID, responderPath, filed)) {
         MessageHeader header;
         std::string body;
         SocketAddress from;
-        const Fcodes read = readMsg(mSendSocket.descriptor(), header, body, from, timeout);
+        const Fcodes read = readMsg(mSendSocket->descriptor(), header, body, from, timeout);
         if (read != FC_OK)
             return checkHistoryAfterReadError(read, responderPath, requestHeader, responseHeader,
                                               responseBody);
@@ -95,7 +97,7 @@ Fcodes DataCommunicator::checkHistoryAfterReadError(Fcodes failure,
                                                     std::string& responseBody)
 {
     FiledResponse filed;
-    if (mHistory.findAnswer(requestHeader.ID, responderPath, filed)) {
+    if (mHistory->findAnswer(requestHeader.ID, responderPath, filed)) {
         DBG_LOG(SEV_ERROR) << "sendRequest: **** found in history after read=err *** id="
                            << requestHeader.ID << " sender=" << filed.sender
                            << " resp=" << filed.body;
@@ -114,7 +116,11 @@ Fcodes DataCommunicator::checkHistoryAfterReadError(Fcodes failure,
 void DataCommunicator::fileForeignAnswer(const MessageHeader& header, const std::string& body,
                                          const std::string& sender)
 {
-    logStored(mHistory.storeRead(header.ID, {headerText(header), body, sender}));
+    const auto sizes =
+        mHistory->storeReadByRequester(header.ID, {headerText(header), body, sender});
+    if (!sizes)
+        return;
+    logStored(sizes->queue, sizes->entries);
     DBG_LOG(SEV_SYS) << "sendRequest: **** stored in history *** id=" << header.ID
                      << " sender=" << sender << " resp=" << body;
 }
@@ -158,14 +164,12 @@ Fcodes DataCommunicator::sendEventText(const std::string& observerPath, const st
                                        int timeout, int tries)
 {
     SocketAddress observer;
-    Fcodes sent = FC_COMM_ERROR;
-    if (observer.assign(observerPath))
-        sent = sendText(mReceiveSocket.descriptor(), text, observer, timeout, tries);
-    if (sent != FC_OK) {
-        DBG_LOG(SEV_ERROR) << "requestEvent: Failed to sendMessage:\n" << text;
-        DBG_LOG(SEV_ERROR) << "requestEvent: FCODE=" << sent;
-    }
-    return sent;
+    if (observer.assign(observerPath) &&
+        sendText(mReceiveSocket->descriptor(), text, observer, timeout, tries) == 0)
+        return FC_OK;
+    DBG_LOG(SEV_ERROR) << "requestEvent: Failed to sendMessage:\n" << text;
+    DBG_LOG(SEV_ERROR) << "requestEvent: FCODE=" << FC_COMM_ERROR;
+    return FC_COMM_ERROR;
 }
 
 void DataCommunicator::notify(MessageEvent& event)

@@ -4,9 +4,8 @@
 
 #include "DbgLine.h"
 #include "IDataHolder.h"
-#include "MessageCommand.h"
-#include "MessageEvent.h"
 #include "wire/DataRequestHandler.h"
+#include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
 
 #include <algorithm>
@@ -39,6 +38,15 @@ bool isAnswer(const std::string& type)
     return std::ranges::find(kAnswerTypes, type) != kAnswerTypes.end();
 }
 
+MessageHeader nackHeader(int id, Fcodes reason)
+{
+    MessageHeader header;
+    header.ID = id;
+    header.Type = kTypeNack;
+    header.Fcode = reason;
+    return header;
+}
+
 // Commands of the communicator itself. Their results carry no text.
 
 Fcodes subscribeObserver(DataCommunicator& communicator, const std::string& command)
@@ -60,37 +68,36 @@ Fcodes subscribeObserver(DataCommunicator& communicator, const std::string& comm
     return FC_OK;
 }
 
-/// Calls `onRow` where the command names a row, else `onTable`. The row that the holder answers is
+/// Calls `onRow` where the command names a row, else `onTable`. The row that the holder returns is
 /// not passed back.
-template <typename OnRow, typename OnTable>
-Fcodes withTable(const std::string& text, OnRow onRow, OnTable onTable)
+Fcodes callOnTable(DataCommunicator& communicator, const std::string& text,
+                   int (IDataHolder::*onRow)(const std::string& table, int row),
+                   int (IDataHolder::*onTable)(const std::string& table))
 {
     MessageCommand command;
     std::string table;
     std::string row;
     if (command.initFromString(text) != FC_OK || !command.getParam("Table", table))
         return FC_BODY_ERROR;
+    IDataHolder* const holder = communicator.getDataHolder();
+    if (holder == nullptr)
+        return FC_UNAVAILABLE;
     if (command.getParam("Row", row))
-        onRow(table, textToInt(row));
+        (holder->*onRow)(table, textToInt(row));
     else
-        onTable(table);
+        (holder->*onTable)(table);
     return FC_OK;
 }
 
 Fcodes addRow(DataCommunicator& communicator, const std::string& command)
 {
-    IDataHolder& holder = *communicator.getDataHolder();
-    return withTable(
-        command, [&](const std::string& table, int row) { holder.newRow(table, row); },
-        [&](const std::string& table) { holder.appendNewRow(table); });
+    return callOnTable(communicator, command, &IDataHolder::newRow, &IDataHolder::appendNewRow);
 }
 
 Fcodes getNextRow(DataCommunicator& communicator, const std::string& command)
 {
-    IDataHolder& holder = *communicator.getDataHolder();
-    return withTable(
-        command, [&](const std::string& table, int row) { holder.getNextRowIndex(table, row); },
-        [&](const std::string& table) { holder.getFirstRowIndex(table); });
+    return callOnTable(communicator, command, &IDataHolder::getNextRowIndex,
+                       &IDataHolder::getFirstRowIndex);
 }
 
 Fcodes stopDbgPrint(DataCommunicator&, const std::string&)
@@ -131,14 +138,12 @@ void DataCommunicator::start()
     }
 }
 
-void DataCommunicator::work() { doWork(); }
-
 void DataCommunicator::doWork()
 {
     setTaskName(currentTaskId(), mTaskName);
     prctl(PR_SET_NAME, "DataCommunicator"); // the kernel keeps the first 15 characters
     for (;;) {
-        switch (waitReadable(mReceiveSocket.descriptor(), kResponderWait)) {
+        switch (waitReadable(mReceiveSocket->descriptor(), kResponderWait)) {
         case WaitResult::READABLE:
             serveNext();
             break;
@@ -157,7 +162,7 @@ void DataCommunicator::serveNext()
     MessageHeader header;
     std::string body;
     SocketAddress sender;
-    const Fcodes read = receiveMsg(mReceiveSocket.descriptor(), header, body, sender);
+    const Fcodes read = receiveMsg(mReceiveSocket->descriptor(), header, body, sender);
     if (read != FC_OK) {
         DBG_LOG(SEV_ERROR) << "doWork: readMsg failed from sock=" << sender.path()
                            << " fcode=" << Hex{read};
@@ -183,33 +188,39 @@ void DataCommunicator::serveRequest(const MessageHeader& header, const std::stri
     std::string responseBody;
     const Fcodes result = treatMsg(header, body, responseHeader, responseBody);
     if (result != FC_OK) {
-        refuse(result, header, body, responseBody, sender);
+        rejectRequest(result, header, body, responseBody, sender);
         return;
     }
-    const Fcodes sent = sendMessage(mReceiveSocket.descriptor(), responseHeader, responseBody,
-                                    sender, kAnswerRetryDelay, kAnswerTries);
-    if (sent != FC_OK)
-        DBG_LOG(SEV_ERROR) << "doWork: sending resp failed to sock=" << sender.path()
-                           << " id=" << header.ID << " req=" << body << " resp=" << responseBody
-                           << " fcode=" << sent;
+    const int error =
+        sendText(mReceiveSocket->descriptor(), messageText(responseHeader, responseBody), sender,
+                 kAnswerRetryDelay, kAnswerTries);
+    if (error == 0)
+        return;
+    DBG_LOG(SEV_ERROR) << "doWork: sending resp failed to sock=" << sender.path()
+                       << " id=" << header.ID << " req=" << body << " resp=" << responseBody
+                       << " fcode=" << FC_COMM_ERROR;
+    if (error == EMSGSIZE)
+        sendNack(nackHeader(header.ID, FC_UNAVAILABLE), sender);
 }
 
-void DataCommunicator::refuse(Fcodes reason, const MessageHeader& header, const std::string& body,
-                              const std::string& responseBody, const SocketAddress& sender)
+void DataCommunicator::rejectRequest(Fcodes reason, const MessageHeader& header,
+                                     const std::string& body, const std::string& responseBody,
+                                     const SocketAddress& sender)
 {
     DBG_LOG(SEV_ERROR) << "doWork: treatMsg failed from sock=" << sender.path()
                        << " id=" << header.ID << " req=" << body << " fcode=" << reason;
-    MessageHeader refusal;
-    refusal.ID = header.ID;
-    refusal.Type = kTypeNack;
-    refusal.Fcode = reason;
-    const Fcodes sent = sendMessage(mReceiveSocket.descriptor(), refusal, {}, sender,
-                                    kAnswerRetryDelay, kAnswerTries);
-    if (sent != FC_OK)
-        DBG_LOG(SEV_ERROR) << "doWork: response failed to sock=" << sender.path()
-                           << " fcode=" << sent;
-    DBG_LOG(SEV_ERROR) << "doWork: response header:\n" << headerText(refusal);
+    const MessageHeader nack = nackHeader(header.ID, reason);
+    sendNack(nack, sender);
+    DBG_LOG(SEV_ERROR) << "doWork: response header:\n" << headerText(nack);
     DBG_LOG(SEV_ERROR) << "doWork: response body:\n" << responseBody;
+}
+
+void DataCommunicator::sendNack(const MessageHeader& nack, const SocketAddress& receiver)
+{
+    if (sendText(mReceiveSocket->descriptor(), headerText(nack), receiver, kAnswerRetryDelay,
+                 kAnswerTries) != 0)
+        DBG_LOG(SEV_ERROR) << "doWork: response failed to sock=" << receiver.path()
+                           << " fcode=" << FC_COMM_ERROR;
 }
 
 Fcodes DataCommunicator::treatMsg(const MessageHeader& header, const std::string& body,
@@ -219,8 +230,9 @@ Fcodes DataCommunicator::treatMsg(const MessageHeader& header, const std::string
         return treatDataMsg(header, body, responseHeader, responseBody);
     if (header.Type == kTypeSet) {
         const Fcodes result = treatDataMsg(header, body, responseHeader, responseBody);
-        if (result != FC_OK)
-            mDataHolder.load()->rollbackChanges();
+        IDataHolder* const holder = mDataHolder;
+        if (result != FC_OK && holder != nullptr)
+            holder->rollbackChanges();
         return result;
     }
     if (header.Type == kTypeCommand) {
@@ -238,7 +250,14 @@ Fcodes DataCommunicator::treatMsg(const MessageHeader& header, const std::string
 Fcodes DataCommunicator::treatDataMsg(const MessageHeader& header, const std::string& body,
                                       MessageHeader& responseHeader, std::string& responseBody)
 {
-    return treatDataRequest(*mDataHolder, header, body, responseHeader, responseBody, mSendLimit);
+    IDataHolder* const holder = mDataHolder;
+    if (holder != nullptr)
+        return treatDataRequest(*holder, header, body, responseHeader, responseBody, mSendLimit);
+    responseHeader.Type = kTypeResponse;
+    responseHeader.ID = header.ID;
+    responseHeader.Fcode = FC_UNAVAILABLE;
+    responseHeader.Size = 0;
+    return FC_UNAVAILABLE;
 }
 
 Fcodes DataCommunicator::treatCommandMsg(const MessageHeader& header, const std::string& body,
@@ -275,7 +294,8 @@ Fcodes DataCommunicator::runCommand(const std::string& body, std::string& result
     for (const CommandRow& row : kCommands)
         if (id == row.id)
             return row.run(*this, command);
-    return mDataHolder.load()->execute(command, result) | FC_OK;
+    IDataHolder* const holder = mDataHolder;
+    return holder == nullptr ? FC_UNAVAILABLE : holder->execute(command, result) | FC_OK;
 }
 
 Fcodes DataCommunicator::treatEventMsg(const MessageHeader& header, const std::string& body)
@@ -300,7 +320,8 @@ Fcodes DataCommunicator::treatEventMsg(const MessageHeader& header, const std::s
         return read;
     }
     event->Fcode = header.Fcode;
-    return mDataHolder.load()->handle(event.release()) | FC_OK;
+    IDataHolder* const holder = mDataHolder;
+    return holder == nullptr ? FC_UNAVAILABLE : holder->handle(event.release()) | FC_OK;
 }
 
 void DataCommunicator::subscribe(const std::string& sockName)

@@ -30,6 +30,7 @@ public:
     std::string path() const;
 
     /// The bytes themselves: an answer goes to exactly the address that came.
+    const sockaddr_un& address() const { return mRaw; }
     const sockaddr* raw() const { return reinterpret_cast<const sockaddr*>(&mRaw); }
     socklen_t length() const { return mLength; }
 

@@ -5,7 +5,7 @@
 namespace
 {
 
-constexpr std::size_t kHeld = 10;
+constexpr std::size_t kCapacity = 10;
 
 } // namespace
 
@@ -15,12 +15,13 @@ ResponseHistory::Sizes ResponseHistory::store(int id, FiledResponse response)
     return file(id, {std::move(response), false});
 }
 
-ResponseHistory::Sizes ResponseHistory::storeRead(int id, FiledResponse response)
+std::optional<ResponseHistory::Sizes> ResponseHistory::storeReadByRequester(int id,
+                                                                            FiledResponse response)
 {
     const std::lock_guard guard(mMutex);
     const auto filed = mEntries.find(id);
     if (filed != mEntries.end() && !filed->second.readByRequester)
-        return {mOrder.size(), mEntries.size()};
+        return std::nullopt;
     return file(id, {std::move(response), true});
 }
 
@@ -54,7 +55,7 @@ ResponseHistory::Sizes ResponseHistory::file(int id, Entry entry)
     // filing, so it stands twice in the queue and takes the newer answer along.
     mOrder.push_back(id);
     mEntries.insert_or_assign(id, std::move(entry));
-    while (mOrder.size() > kHeld) {
+    while (mOrder.size() > kCapacity) {
         mEntries.erase(mOrder.front());
         mOrder.pop_front();
     }

@@ -9,6 +9,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 
 struct FiledResponse {
@@ -20,7 +21,7 @@ struct FiledResponse {
 class ResponseHistory
 {
 public:
-    /// How much is held after a store: for the log.
+    /// How much is held after a store, for the log.
     struct Sizes {
         std::size_t queue;
         std::size_t entries;
@@ -31,8 +32,8 @@ public:
     Sizes store(int id, FiledResponse response);
 
     /// Files what a requester read and was not the answer that it waited for. It never replaces
-    /// what the responder has filed.
-    Sizes storeRead(int id, FiledResponse response);
+    /// what the responder has filed: then nothing is stored, and no sizes come back.
+    std::optional<Sizes> storeReadByRequester(int id, FiledResponse response);
 
     /// What is filed, which stays filed; false when there is nothing. findAnswer() passes over what
     /// a requester read from another path than the one that was asked: anybody may send anything to
