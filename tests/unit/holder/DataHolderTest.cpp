@@ -6,7 +6,9 @@
 #include "MessageEvent.h"
 #include "RecordingStore.h"
 
+#include <cerrno>
 #include <functional>
+#include <future>
 #include <gmock/gmock.h>
 
 namespace
@@ -14,6 +16,23 @@ namespace
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+
+// The operations as applications and peers' doubles declare them.
+template <typename Wanted, typename Declared>
+constexpr bool isDeclaredAs(Declared)
+{
+    return std::is_same_v<Wanted, Declared>;
+}
+using Names = const std::string&;
+static_assert(isDeclaredAs<void (IDataHolder::*)(std::string, DataSet*)>(&IDataHolder::addDataSet));
+static_assert(isDeclaredAs<DataSet* (IDataHolder::*)(std::string)>(&IDataHolder::getDataSet));
+static_assert(isDeclaredAs<DataSet* (IDataHolder::*)(Names)>(&IDataHolder::findDataSetWithTable));
+static_assert(isDeclaredAs<Fcodes (IDataHolder::*)(Names, Names, std::string&, unsigned, unsigned)>(
+    &IDataHolder::requestCommand));
+static_assert(isDeclaredAs<Fcodes (IDataHolder::*)(Names, Names, int, int&, unsigned, unsigned)>(
+    &IDataHolder::requestAddRow));
+static_assert(isDeclaredAs<Fcodes (DataHolder::*)(Names, MessageEvent&, unsigned, unsigned)>(
+    &DataHolder::requestEvent));
 
 /// An application that notes what its worker is handed.
 class NotingHolder : public DataHolder
@@ -98,6 +117,23 @@ TEST(DataHolderTest, WorkerTakesEntriesInTheirOrderAndKnowsTwoCommandsToTheLette
                             "ERROR DataHolder:doWork: unknown event arrived id=9",
                             "INFO DataHolder:doExecute: arrived command=Accept Changes",
                             "WARN DataHolder:doExecute: Unsupported Command=Accept Changes "));
+}
+
+TEST(DataHolderTest, ItsLockIsRecursiveAndOfTheThreadThatTookItAlsoBeforeInit)
+{
+    struct Holder : DataHolder {
+        Fcodes doHandle(MessageEvent*) override { return FC_OK; }
+    } holder;
+    const auto ofAnother = [&](auto operation) {
+        return std::async(std::launch::async, operation).get();
+    };
+    EXPECT_EQ(EPERM, holder.unlock());
+    EXPECT_EQ(0, holder.lock());
+    EXPECT_EQ(0, holder.lock());
+    EXPECT_EQ(EPERM, ofAnother([&] { return holder.unlock(); }));
+    EXPECT_EQ(0, holder.unlock());
+    EXPECT_EQ(0, holder.unlock());
+    EXPECT_EQ(EPERM, holder.unlock());
 }
 
 TEST(DataHolderTest, EveryOperationOfTheStoreIsPassedOnWithItsArgumentsAndResult)

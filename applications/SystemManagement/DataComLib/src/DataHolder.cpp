@@ -60,17 +60,9 @@ IDataSets* DataHolder::createDataSets()
     return factory.createDataSets();
 }
 
-int DataHolder::lock()
-{
-    mMutex.lock();
-    return 0;
-}
+int DataHolder::lock() { return pthread_mutex_lock(&mMutex); }
 
-int DataHolder::unlock()
-{
-    mMutex.unlock();
-    return 0;
-}
+int DataHolder::unlock() { return pthread_mutex_unlock(&mMutex); }
 
 Fcodes DataHolder::execute(const std::string& command, std::string& /*result*/)
 {
@@ -102,15 +94,17 @@ Fcodes DataHolder::doExecute(const std::string& command, std::string& /*result*/
 }
 
 Fcodes DataHolder::requestCommand(const std::string& target, const std::string& command,
-                                  std::string& result, int timeout, int tries)
+                                  std::string& result, unsigned timeout, unsigned tries)
 {
-    return mCommunicator.requestCommand(target, command, result, timeout, tries);
+    return mCommunicator.requestCommand(target, command, result, static_cast<int>(timeout),
+                                        static_cast<int>(tries));
 }
 
-Fcodes DataHolder::requestEvent(const std::string& target, const MessageEvent& event, int timeout,
-                                int tries)
+Fcodes DataHolder::requestEvent(const std::string& target, MessageEvent& event, unsigned timeout,
+                                unsigned tries)
 {
-    return mCommunicator.requestEvent(target, event, timeout, tries);
+    return mCommunicator.requestEvent(target, event, static_cast<int>(timeout),
+                                      static_cast<int>(tries));
 }
 
 void DataHolder::notify(MessageEvent& event) { mCommunicator.notify(event); }

@@ -63,13 +63,13 @@ public:
     /// Data sets of tables, by name. The holder does not own them: they live as long as it does. An
     /// earlier one of that name is replaced; null changes nothing. Register all before other
     /// threads use them.
-    void addDataSet(const std::string& name, DataSet* dataSet) override;
-    DataSet* getDataSet(const std::string& name) const override;
+    void addDataSet(std::string name, DataSet* dataSet) override;
+    DataSet* getDataSet(std::string name) override;
 
     /// Where tables come from: the first registered set that holds the table, or null. Every
     /// operation on a table asks findDataTable().
     DataTable* findDataTable(const std::string& table) override;
-    DataSet* findDataSetWithTable(const std::string& table) const override;
+    DataSet* findDataSetWithTable(const std::string& table) override;
 
     /// Columns: their names in order (none for an unknown table), default as decimal text, type
     /// code. FC_NO_SUCH_NAME for an unknown table or column.
@@ -118,9 +118,9 @@ public:
     /// Messages to peers, on the calling thread, see DataCommunicator. `target` is the path of the
     /// peer's receive socket, `timeout` is in seconds.
     Fcodes requestCommand(const std::string& target, const std::string& command,
-                          std::string& result, int timeout, int tries) override;
-    Fcodes requestEvent(const std::string& target, const MessageEvent& event, int timeout,
-                        int tries);
+                          std::string& result, unsigned timeout, unsigned tries) override;
+    Fcodes requestEvent(const std::string& target, MessageEvent& event, unsigned timeout,
+                        unsigned tries);
     void notify(MessageEvent& event);
     DataCommunicator& getDataCommunicator() const { return mCommunicator; }
 
@@ -145,9 +145,9 @@ public:
 
     /// Rows of a peer's table. The row is written only when the peer's answer names one.
     Fcodes requestAddRow(const std::string& target, const std::string& table, int rowId,
-                         int& newRowId, int timeout, int tries) override;
+                         int& newRowId, unsigned timeout, unsigned tries) override;
     Fcodes requestNextRowId(const std::string& target, const std::string& table, int rowId,
-                            int& nextRowId, int timeout, int tries) override;
+                            int& nextRowId, unsigned timeout, unsigned tries) override;
 
     /// The store of this holder, under the names and with the results of IDataSets.
     /// Whole datasets:
@@ -303,7 +303,7 @@ private:
     template <typename Work>
     int withTable(const std::string& table, Work work);
     Fcodes requestRow(const char* command, const std::string& target, const std::string& table,
-                      int rowId, int& answeredRow, int timeout, int tries);
+                      int rowId, int& answeredRow, unsigned timeout, unsigned tries);
 
     bool pop(event_type& entry);
     void serve(const event_type& entry);
@@ -315,5 +315,5 @@ private:
     std::string mName;
     std::mutex mQueueMutex; // guards mQueue
     std::deque<event_type> mQueue;
-    std::recursive_mutex mMutex; // the application's, behind lock()/unlock()
+    pthread_mutex_t mMutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP; // behind lock()/unlock()
 };

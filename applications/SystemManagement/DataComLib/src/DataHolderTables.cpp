@@ -52,13 +52,13 @@ Fcodes DataHolder::rollbackChanges()
     return FC_OK;
 }
 
-void DataHolder::addDataSet(const std::string& name, DataSet* dataSet)
+void DataHolder::addDataSet(std::string name, DataSet* dataSet)
 {
     if (dataSet != nullptr)
-        mDataSets[name] = dataSet;
+        mDataSets[std::move(name)] = dataSet;
 }
 
-DataSet* DataHolder::getDataSet(const std::string& name) const
+DataSet* DataHolder::getDataSet(std::string name)
 {
     const auto found = mDataSets.find(name);
     return found == mDataSets.end() ? nullptr : found->second;
@@ -70,7 +70,7 @@ DataTable* DataHolder::findDataTable(const std::string& table)
     return holds == nullptr ? nullptr : holds->getTable(table);
 }
 
-DataSet* DataHolder::findDataSetWithTable(const std::string& table) const
+DataSet* DataHolder::findDataSetWithTable(const std::string& table)
 {
     for (const auto& [name, dataSet] : mDataSets)
         if (dataSet != nullptr && dataSet->getTable(table) != nullptr)
@@ -330,20 +330,20 @@ Fcodes DataHolder::requestGetIntParam(const std::string& target, const std::stri
 }
 
 Fcodes DataHolder::requestAddRow(const std::string& target, const std::string& table, int rowId,
-                                 int& newRowId, int timeout, int tries)
+                                 int& newRowId, unsigned timeout, unsigned tries)
 {
     return requestRow(kCommandAddRow, target, table, rowId, newRowId, timeout, tries);
 }
 
 Fcodes DataHolder::requestNextRowId(const std::string& target, const std::string& table, int rowId,
-                                    int& nextRowId, int timeout, int tries)
+                                    int& nextRowId, unsigned timeout, unsigned tries)
 {
     return requestRow(kCommandGetNextRow, target, table, rowId, nextRowId, timeout, tries);
 }
 
 Fcodes DataHolder::requestRow(const char* command, const std::string& target,
-                              const std::string& table, int rowId, int& answeredRow, int timeout,
-                              int tries)
+                              const std::string& table, int rowId, int& answeredRow,
+                              unsigned timeout, unsigned tries)
 {
     MessageCommand request;
     request.setId(command);

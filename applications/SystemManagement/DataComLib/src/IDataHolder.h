@@ -58,11 +58,11 @@ public:
 
     /// Requests to peers, on the calling thread.
     virtual Fcodes requestAddRow(const std::string& target, const std::string& table, int rowId,
-                                 int& newRowId, int timeout, int tries) = 0;
+                                 int& newRowId, unsigned timeout, unsigned tries) = 0;
     virtual Fcodes requestCommand(const std::string& target, const std::string& command,
-                                  std::string& result, int timeout, int tries) = 0;
+                                  std::string& result, unsigned timeout, unsigned tries) = 0;
     virtual Fcodes requestNextRowId(const std::string& target, const std::string& table, int rowId,
-                                    int& nextRowId, int timeout, int tries) = 0;
+                                    int& nextRowId, unsigned timeout, unsigned tries) = 0;
     virtual Fcodes requestRemoteIntParam(const std::string& target, const std::string& table,
                                          int rowId, const std::string& item, int& value) = 0;
     virtual Fcodes requestRemoteStringParam(const std::string& target, const std::string& table,
@@ -94,9 +94,9 @@ public:
     /// Data sets of tables, and where tables and components are found.
     virtual Fcodes addColumnToTable(const std::string& dataSet, const std::string& table,
                                     const std::string& column, int type, int defaultValue) = 0;
-    virtual void addDataSet(const std::string& name, DataSet* dataSet) = 0;
-    virtual DataSet* getDataSet(const std::string& name) const = 0;
-    virtual DataSet* findDataSetWithTable(const std::string& table) const = 0;
+    virtual void addDataSet(std::string name, DataSet* dataSet) = 0;
+    virtual DataSet* getDataSet(std::string name) = 0;
+    virtual DataSet* findDataSetWithTable(const std::string& table) = 0;
     virtual DataTable* findDataTable(const std::string& table) = 0;
     virtual std::vector<std::string> getColumnNames(const std::string& table) = 0;
     virtual Fcodes findDataSetWithComponent(std::string& dataset, const std::string& component) = 0;
