@@ -200,8 +200,9 @@ TEST_F(DataSetsTest, AStepOfSeveralCallsIsWholeForOtherThreadsAndInTheFileThatAl
 {
     load("{'C': {'properties': {'a': {'type': 'integer'}, 'b': {'type': 'integer'}}, "
          "'instance': {'a': 0, 'b': 0}}}");
-    const auto values = [this](const char* dataset) {
-        const std::lock_guard guard(store);
+    IDataSets& shared = store;
+    const auto values = [&](const char* dataset) {
+        const std::lock_guard guard(shared);
         std::pair found(-1, -2);
         store.getIntParam(dataset, "C", "a", found.first, "");
         store.getNewIntParam(dataset, "C", "b", found.second, "");

@@ -1,12 +1,10 @@
 // The examples of docs/json-requests.md, taken from the page when the tests are built.
 
 #include "DataSetsFactory.h"
-#include "IDataSets.h"
 #include "LogCapture.h"
 
 #include <gtest/gtest.h>
 #include <json/reader.h>
-#include <json/value.h>
 #include <memory>
 
 #undef assert

@@ -3,6 +3,7 @@
 #include "DbgLine.h"
 #include "base/AtomicFile.h"
 #include "store/DatasetUpdate.h"
+#include "store/InstanceRef.h"
 
 #include <fstream>
 #include <iostream>
@@ -55,9 +56,9 @@ DataSets::~DataSets()
     pthread_mutex_destroy(&mMutex);
 }
 
-void DataSets::lock() { pthread_mutex_lock(&mMutex); }
+void DataSets::doLock() { pthread_mutex_lock(&mMutex); }
 
-void DataSets::unlock() { pthread_mutex_unlock(&mMutex); }
+void DataSets::doUnlock() { pthread_mutex_unlock(&mMutex); }
 
 Fcodes DataSets::loadDataSet(const std::string& path)
 {

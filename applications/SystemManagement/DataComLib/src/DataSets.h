@@ -13,16 +13,16 @@
 // the operations share is explained in IDataSets.h.
 
 #include "IDataSets.h"
-#include "store/InstanceRef.h"
 
 #include <cstdint>
-#include <json/value.h>
 #include <map>
 #include <mutex>
 #include <pthread.h>
 #include <shared_mutex>
 
 class InstanceFilter;
+class InstanceRef;
+struct ParamRef;
 
 class DataSets : public IDataSets
 {
@@ -32,9 +32,6 @@ public:
 
     DataSets(const DataSets&) = delete;
     DataSets& operator=(const DataSets&) = delete;
-
-    void lock();
-    void unlock();
 
     /// Whole datasets and components. loadDataSet(path) takes the name from the document itself.
     Fcodes loadDataSet(const std::string& path) override;
@@ -204,6 +201,9 @@ public:
                                const std::string& property, int index) override;
 
 private:
+    void doLock() override;
+    void doUnlock() override;
+
     /// How a writer differs from the others.
     struct WriteOperation {
         const char* prefix;           // of its log lines, up to the dataset

@@ -2,6 +2,7 @@
 
 #include "DataSets.h"
 #include "DbgLine.h"
+#include "store/InstanceRef.h"
 
 #include <mutex>
 #include <shared_mutex>

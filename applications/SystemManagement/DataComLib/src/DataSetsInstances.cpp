@@ -4,6 +4,7 @@
 #include "DataSets.h"
 #include "DbgLine.h"
 #include "store/InstanceFilter.h"
+#include "store/InstanceRef.h"
 #include "store/PropertyRule.h"
 
 namespace

@@ -3,6 +3,7 @@
 
 #include "DataSets.h"
 #include "DbgLine.h"
+#include "store/InstanceRef.h"
 #include "store/PropertyRule.h"
 
 #include <json/writer.h>

@@ -2,7 +2,7 @@
 
 // Makes the store of a data holder.
 
-class IDataSets;
+#include "IDataSets.h"
 
 class IDataSetFactory
 {

@@ -14,7 +14,7 @@
 
 #include "Fcodes.h"
 
-#include <json/forwards.h>
+#include <json/value.h>
 #include <list>
 #include <string>
 #include <vector>
@@ -22,6 +22,11 @@
 class IDataSets
 {
 public:
+    /// Groups calls into one step: `const std::lock_guard guard(*store);`. Recursive; while one
+    /// thread holds it, the operations wait in every other.
+    void lock() { doLock(); }
+    void unlock() { doUnlock(); }
+
     /// Whole datasets and components. loadDataSet(path) takes the name from the document itself.
     virtual Fcodes loadDataSet(const std::string& path) = 0;
     virtual Fcodes loadDataSet(const std::string& dataset, const std::string& path) = 0;
@@ -200,4 +205,10 @@ public:
                                        const std::string& property, const std::string& key) = 0;
     virtual Fcodes onGetComponentValue(const std::string& dataset, const std::string& component,
                                        const std::string& property, int index) = 0;
+
+private:
+    // Last, so that the operations keep their places in the virtual table. A store without threads
+    // needs no lock.
+    virtual void doLock() {}
+    virtual void doUnlock() {}
 };
