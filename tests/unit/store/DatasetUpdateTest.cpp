@@ -73,7 +73,7 @@ TEST_F(DatasetUpdateTest, AValueThatAnInstanceLacksComesBackAndAFullSetStaysQuie
     expectUpdate(component + ", 'instances': {'a': {'p': 1}, 'b': {}}}}", component + "}}",
                  component + ", 'instances': {'a': {'p': 1}, 'b': {'p': 5}}}}",
                  {updating('C'), "Values are objects with keys in comp=C",
-                  "Testing value key=a", "Found value=1", "Testing value key=b", "Adding default value key=b",
+                  "Testing value key=a", "Found value=1", "Testing value key=b", "Adding string value=5", "Adding default value key=b",
                   "Removing non-existent properties from comp=C", "Testing property=p",
                   "Looking for components to remove from src_dataset=D", "Looking to Remove comp=C"});
     // clang-format on
@@ -90,7 +90,7 @@ TEST_F(DatasetUpdateTest, ANewPropertyCompletesKeyedInstancesByItsType)
                  "{'C': {" + defined + ", 'instances': "
                  "{'a': {'o': 1, 'n': 3}, 'b': {'o': 2, 'n': 7}, 'c': {'o': 3, 'n': 8}, 'd': 5}}}",
                  {updating('C'), "Adding property=n",
-                  "Values are objects with keys in comp=C", "Testing value key=a", "Adding default value key=a",
+                  "Values are objects with keys in comp=C", "Testing value key=a", "Adding int value=3", "Adding default value key=a",
                   "Testing value key=b", "Found value=7", "Testing value key=c", "Found value=8", "Adding int value=8",
                   "Testing value key=d"});
     // clang-format on
@@ -101,12 +101,13 @@ TEST_F(DatasetUpdateTest, AReferenceValueIsTakenInTheFormOfTheNewType)
     // clang-format off
     struct Case { std::string type, offered, taken; Lines lines; };
     // clang-format on
+    const std::string key = "Adding default value key=k";
     for (const Case& c : {
              Case{"integer", "2.0", "2", {"Found value=2.0", "Adding int value=2"}},
              Case{"boolean", "1", "true", {"Found value=1", "Adding boolean value=1"}},
              Case{"string", "5", "'5'", {"Found value=5", "Adding string value=5"}},
              Case{"enum", "'e'", "'e'", {"Found value=e", "Adding enum value=e"}},
-             Case{"integer", "'x'", "'d'", {"Found value=x", "Adding default value key=k"}},
+             Case{"integer", "'x'", "0", {"Found value=x", "Adding int value=0", key}},
              Case{"other", "1", "'1'", {"Found value=1", "Adding string value=1"}},
          }) {
         SCOPED_TRACE(c.type);
@@ -119,6 +120,37 @@ TEST_F(DatasetUpdateTest, AReferenceValueIsTakenInTheFormOfTheNewType)
                      start + ", 'instances': {'k': {'n': " + c.offered + "}}}}",
                      start + ", 'instances': {'k': {'n': " + c.taken + "}}}}", lines);
     }
+}
+
+TEST_F(DatasetUpdateTest, ACompletedInstanceHoldsTheDefaultInItsTypeAndCanBeWritten)
+{
+    const std::string defined =
+        "{'properties': {'i': {'type': 'integer', 'default': '7'}, 'j': {'type': 'integer'}, "
+        "'l': {'type': 'integer', 'default': [7]}, 'b': {'type': 'boolean', 'default': 'true'}, "
+        "'c': {'type': 'boolean'}, 's': {'type': 'string', 'default': 5}, "
+        "'e': {'type': 'enum', 'values': [1, 2], 'default': 2}, 'u': {'default': 2.5}}";
+    const std::string row = "{'i': 7, 'j': 0, 'l': 0, 'b': true, 'c': false, 's': '5', 'e': 2, "
+                            "'u': 2.5}";
+    load("{'I': {'instances': [{}]}, 'K': {'instances': {'k': {}}}, 'S': {'instance': {}}}");
+    load("{'I': " + defined + "}, 'K': " + defined + "}, 'S': " + defined + "}}", "R");
+    EXPECT_EQ(FC_OK, store.updateDataSet("D", "R", false, true, false));
+    EXPECT_EQ(json("{'I': " + defined + ", 'instances': [" + row + "]}, 'K': " + defined +
+                   ", 'instances': {'k': " + row + "}}, 'S': " + defined + ", 'instance': " + row +
+                   "}}"),
+              committed());
+    Lines added;
+    for (const std::string& line : logged())
+        if (line.find("Adding ") != std::string::npos &&
+            line.find("Adding default") == std::string::npos)
+            added.push_back(line.substr(line.find("Adding ")));
+    EXPECT_THAT(added, testing::ElementsAre("Adding boolean value=1", "Adding boolean value=0",
+                                            "Adding enum value=2", "Adding int value=7",
+                                            "Adding int value=0", "Adding int value=0",
+                                            "Adding string value=5", "Adding string value=2.5"));
+    expectEach(FC_OK,
+               {store.setIntParam("D", "I", "i", 1, 0), store.setIntParam("D", "K", "j", 1, "k"),
+                store.setBoolParam("D", "S", "c", true, ""),
+                store.setTextParam("D", "S", "s", "x", "")});
 }
 
 TEST_F(DatasetUpdateTest, IndexedSingleAndMissingInstancesAreCompletedWithTheDefault)

@@ -5,6 +5,7 @@
 #include "store/PropertyRule.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace
 {
@@ -56,6 +57,33 @@ bool isLackedAnywhere(const std::string& property, Json::Value& component)
     return many != nullptr && std::any_of(many->begin(), many->end(), [&](const Json::Value& one) {
                return lacks(one, property);
            });
+}
+
+/// The value in the form of a property type; nothing when it has no such form.
+std::optional<Json::Value> inFormOf(const std::string& type, const Json::Value* value)
+{
+    if (value == nullptr || type == "enum")
+        return value == nullptr ? std::nullopt : std::optional(*value);
+    if (type == "integer" && value->isConvertibleTo(Json::intValue))
+        return value->asInt();
+    if (type == "boolean" && value->isConvertibleTo(Json::booleanValue))
+        return value->asBool();
+    if (type != "integer" && type != "boolean" && value->isConvertibleTo(Json::stringValue))
+        return value->asString();
+    return std::nullopt;
+}
+
+/// The line for a value that a keyed instance has been given.
+void reportAdded(const std::string& type, const Json::Value& value)
+{
+    if (type == "integer")
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding int value=" << value.asInt();
+    else if (type == "boolean")
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding boolean value=" << value.asBool();
+    else if (type == "enum")
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding enum value=" << textOf(&value);
+    else
+        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding string value=" << textOf(&value);
 }
 
 } // namespace
@@ -163,14 +191,14 @@ void DatasetUpdate::completeInstances(const std::string& component, const std::s
             if (!lacks(instance, property))
                 continue;
             DBG_LOG(SEV_ERROR) << "updateDataSet: Adding default value ind=" << index;
-            instance[property] = rule.defaultValue();
+            instance[property] = rule.typedDefault();
         }
     } else if (instances.single != nullptr) {
         DBG_LOG(SEV_ERROR) << "updateDataSet: Testing single instance in comp=" << component;
         if (!lacks(*instances.single, property))
             return;
         DBG_LOG(SEV_ERROR) << "updateDataSet: Adding default single instance prop=" << property;
-        (*instances.single)[property] = rule.defaultValue();
+        (*instances.single)[property] = rule.typedDefault();
     } else {
         DBG_LOG(SEV_ERROR) << "updateDataSet: No values in comp=" << component;
     }
@@ -180,45 +208,25 @@ void DatasetUpdate::completeKeyed(const std::string& property, Json::Value& inst
                                   const Json::Value& ref)
 {
     const PropertyRule rule(member(member(&ref, "properties"), property));
+    const std::string type = textOf(&rule.type());
     const Json::Value* refInstances = member(&ref, "instances");
     for (auto instance = instances.begin(); instance != instances.end(); ++instance) {
         const std::string key = instance.name();
         DBG_LOG(SEV_ERROR) << "updateDataSet: Testing value key=" << key;
         if (const Json::Value* present = member(&*instance, property)) {
             DBG_LOG(SEV_ERROR) << "updateDataSet: Found value=" << textOf(present);
-        } else if (instance->isObject() &&
-                   !takeReferenceValue(rule, member(member(refInstances, key), property),
-                                       (*instance)[property])) {
-            DBG_LOG(SEV_ERROR) << "updateDataSet: Adding default value key=" << key;
-            (*instance)[property] = rule.defaultValue();
+        } else if (instance->isObject()) {
+            const Json::Value* offered = member(member(refInstances, key), property);
+            if (offered != nullptr)
+                DBG_LOG(SEV_ERROR) << "updateDataSet: Found value=" << textOf(offered);
+            std::optional<Json::Value> taken = inFormOf(type, offered);
+            Json::Value& added = (*instance)[property];
+            added = taken ? *taken : rule.typedDefault();
+            reportAdded(type, added);
+            if (!taken)
+                DBG_LOG(SEV_ERROR) << "updateDataSet: Adding default value key=" << key;
         }
     }
-}
-
-bool DatasetUpdate::takeReferenceValue(const PropertyRule& rule, const Json::Value* offered,
-                                       Json::Value& value)
-{
-    if (offered == nullptr)
-        return false;
-    DBG_LOG(SEV_ERROR) << "updateDataSet: Found value=" << textOf(offered);
-    const std::string type = textOf(&rule.type());
-    if (type == "integer" && offered->isConvertibleTo(Json::intValue)) {
-        value = offered->asInt();
-        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding int value=" << value.asInt();
-    } else if (type == "boolean" && offered->isConvertibleTo(Json::booleanValue)) {
-        value = offered->asBool();
-        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding boolean value=" << value.asBool();
-    } else if (type == "enum") {
-        value = *offered;
-        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding enum value=" << textOf(offered);
-    } else if (type != "integer" && type != "boolean" &&
-               offered->isConvertibleTo(Json::stringValue)) {
-        value = offered->asString();
-        DBG_LOG(SEV_ERROR) << "updateDataSet: Adding string value=" << value.asString();
-    } else {
-        return false;
-    }
-    return true;
 }
 
 void DatasetUpdate::removeAbsentProperties(const std::string& component, Json::Value& src,

@@ -44,8 +44,6 @@ private:
     void completeInstances(const std::string& component, const std::string& property,
                            Json::Value& src, const Json::Value& ref);
     void completeKeyed(const std::string& property, Json::Value& instances, const Json::Value& ref);
-    bool takeReferenceValue(const PropertyRule& rule, const Json::Value* offered,
-                            Json::Value& value);
 
     void removeAbsentProperties(const std::string& component, Json::Value& src,
                                 const Json::Value& ref);

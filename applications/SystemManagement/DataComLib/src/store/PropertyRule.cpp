@@ -21,6 +21,8 @@ int toInt(const std::string& text)
         std::clamp<long>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
+bool toBool(const std::string& text) { return text == "true"; }
+
 } // namespace
 
 // Kept on purpose: peers count on the definition's type and that of the value held both having to
@@ -60,7 +62,7 @@ Fcodes PropertyRule::admit(const std::string& value, const Json::Value& held,
     } else if (isType("integer") && held.isInt()) {
         stored = toInt(value);
     } else if (isType("boolean") && held.isBool()) {
-        stored = value == "true";
+        stored = toBool(value);
     } else {
         return FC_WRONG_TYPE;
     }
@@ -89,6 +91,22 @@ Json::Value PropertyRule::defaultValue() const
 {
     const Json::Value* value = member(mDefinition, "default");
     return value == nullptr ? Json::Value("0") : *value;
+}
+
+Json::Value PropertyRule::typedDefault() const
+{
+    const Json::Value value = defaultValue();
+    if (isType("integer")) {
+        if (value.isString())
+            return toInt(value.asString());
+        return value.isConvertibleTo(Json::intValue) ? value.asInt() : 0;
+    }
+    if (isType("boolean")) {
+        if (value.isString())
+            return toBool(value.asString());
+        return value.isConvertibleTo(Json::booleanValue) && value.asBool();
+    }
+    return isType("string") ? Json::Value(textOf(&value)) : value;
 }
 
 bool PropertyRule::hasText(std::string_view name, std::string_view text) const

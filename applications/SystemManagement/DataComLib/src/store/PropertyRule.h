@@ -35,6 +35,11 @@ public:
     /// What a new instance holds: the definition's "default", or the text "0" without one.
     Json::Value defaultValue() const;
 
+    /// The same in the form of the definition's type, so that a typed write finds a value that it
+    /// may overwrite: an integer or a boolean (texts converted as by admit(), 0 or false for what
+    /// has no such form), a text for "string", the default as it stands for any other type.
+    Json::Value typedDefault() const;
+
 private:
     bool hasText(std::string_view name, std::string_view text) const;
     bool isType(std::string_view name) const { return hasText("type", name); }
