@@ -2,7 +2,6 @@
 #include "store/RequestText.h"
 
 #include <gmock/gmock.h>
-#include <stdexcept>
 
 namespace
 {
@@ -95,8 +94,10 @@ TEST_F(DataSetsRequestsTest, RowsByIndexAndRowsByKeyAreAnsweredInFormsOfTheirOwn
         json("{'I': {'rows': [{'Int': 11}, null]}, 'K': {'instances': {'b': {}, 'five': 5}}}"),
         get("{'I': {'rows': [1, 2]},"
             " 'K': {'rows': ['five', {'index': 'b', 'properties': []}]}}"));
-    EXPECT_EQ(json("{'I': {'rows': [{'Int': 10}, {'Int': 11}, null]}}"), get("{'I': null}"));
     EXPECT_EQ("", told);
+    EXPECT_EQ(json("{'I': {'instances': [{'Int': 10}, {'Int': 11}, null]}, "
+                   "'K': {'instances': {'a': {'Int': 1}, 'b': {'Int': 2}, 'five': {}}}}"),
+              get("{'I': null, 'K': {'properties': ['Int']}}", FC_NO_SUCH_NAME));
 }
 
 TEST_F(DataSetsRequestsTest, RequestWithoutComponentsIsAnsweredWithAllInstances)
@@ -224,7 +225,7 @@ public:
     Fcodes onGetComponentEntry(const std::string&, const std::string& c, int index) override
     {
         if (index == 1)
-            throw std::runtime_error("no answer");
+            throw index; // of any type
         return note("entry " + c + ' ' + std::to_string(index));
     }
     Fcodes onGetComponentValue(const std::string& d, const std::string& c, const std::string& p,

@@ -2,9 +2,9 @@
 
 #include "DataSets.h"
 #include "DbgLine.h"
+#include "store/NamesFetch.h"
 #include "store/ParamsReader.h"
 #include "store/ParamsWriter.h"
-#include "store/RequestText.h"
 
 #include <json/writer.h>
 
@@ -13,94 +13,26 @@ namespace
 
 constexpr char kUnit[] = "applications/SystemManagement/DataComLib/src/DataSets";
 
-/// How the two operations that fetch names differ.
-struct FetchOperation {
-    const char* prefix;    // of its log lines
-    const char* member;    // of the component, whose names are fetched
-    const char* answer;    // the member of the reply
-    const char* complaint; // about a component without the member
-};
-
-constexpr FetchOperation kFetchPropertyNames = {"fetchPropertyNames: ", "properties", "properties",
-                                                " No key=properties"};
-constexpr FetchOperation kFetchComponentKeys = {"fetchComponentKeys: ", "instances", "rows",
-                                                " No key=instances"};
-
-class NamesFetch
-{
-public:
-    NamesFetch(const FetchOperation& operation, Json::Value& documents, const Json::Value& request,
-               Json::Value& answer)
-        : mOperation(operation), mDocuments(documents), mRequest(request), mText(request),
-          mAnswer(answer)
-    {
+/// Carries out a request and fills the reply in place of what the caller's value held; the last
+/// members are the result's "fcode" and "description". `run` fills the answer; whatever it or a
+/// hook of a derived store throws is FC_UNAVAILABLE, with the line that begins with `failure`.
+template <typename Run>
+Fcodes answerRequest(const char* failure, const Json::Value& request, Json::Value& reply, Run run)
+try {
+    Json::Value answer(Json::objectValue);
+    Fcodes result = FC_UNAVAILABLE;
+    try {
+        result = run(answer);
+    } catch (...) {
+        DBG_LOG(SEV_ERROR) << failure << request;
     }
-
-    Fcodes run()
-    {
-        const Json::Value* name = member(&mRequest, "dataset");
-        const Json::Value* wanted = member(&mRequest, "components");
-        Json::Value* document =
-            name != nullptr && name->isString() ? member(&mDocuments, name->asString()) : nullptr;
-        const Json::Value* components = member(document, "components");
-        if (components == nullptr || wanted == nullptr || !wanted->isObject()) {
-            DBG_LOG(SEV_ERROR) << mOperation.prefix << mText << " no key=dataset or the dataset";
-            return FC_BODY_ERROR;
-        }
-        Fcodes result = FC_OK;
-        for (auto it = wanted->begin(); it != wanted->end(); ++it) {
-            const Fcodes fetched = fetch(it.name(), member(components, it.name()), *document);
-            if (fetched != FC_OK)
-                result = fetched;
-        }
-        return result;
-    }
-
-private:
-    Fcodes fetch(const std::string& name, const Json::Value* component, Json::Value& document)
-    {
-        if (component == nullptr) {
-            DBG_LOG(SEV_ERROR) << mOperation.prefix << mText << " No such component=" << name;
-            return FC_NO_SUCH_NAME;
-        }
-        const Json::Value* tested = member(component, mOperation.member);
-        if (tested == nullptr) {
-            DBG_LOG(SEV_ERROR) << mOperation.prefix << mText << " comp=" << name
-                               << mOperation.complaint;
-            return FC_OK;
-        }
-        Json::Value& names = mAnswer["components"][name][mOperation.answer];
-        names = Json::Value(Json::arrayValue);
-        if (!tested->isObject()) {
-            DBG_LOG(SEV_ERROR) << mOperation.prefix << mText << " comp=" << name
-                               << " values are not objects (by rowKey)";
-            return FC_UNAVAILABLE;
-        }
-        // Kept on purpose: peers count on the names being looked for beside "components", where an
-        // ordinary document has none, and on the member that the look-up leaves in the document.
-        const Json::Value* listed = openMember(openMember(&document, name), mOperation.member);
-        if (listed != nullptr && listed->isObject())
-            for (auto it = listed->begin(); it != listed->end(); ++it)
-                names.append(it.name());
-        return FC_OK;
-    }
-
-    const FetchOperation& mOperation;
-    Json::Value& mDocuments;
-    const Json::Value& mRequest;
-    const RequestText mText;
-    Json::Value& mAnswer;
-};
-
-/// Ends an answer with the result's "fcode" and "description", and gives it to the caller in place
-/// of what `reply` held. Returns the result.
-Fcodes finishReply(Fcodes result, Json::Value& answer, Json::Value& reply)
-{
     answer["fcode"] = static_cast<Json::UInt>(result);
     if (const auto text = gFcodeString.find(result); text != gFcodeString.end())
         answer["description"] = text->second;
     reply.swap(answer);
     return result;
+} catch (...) {
+    return FC_UNAVAILABLE; // no memory for the line or the reply
 }
 
 } // namespace
@@ -108,59 +40,44 @@ Fcodes finishReply(Fcodes result, Json::Value& answer, Json::Value& reply)
 Fcodes DataSets::setParams(const Json::Value& request, Json::Value& reply)
 {
     const std::lock_guard guard(*this);
-    Json::Value answer(Json::objectValue);
-    Fcodes result = FC_UNAVAILABLE;
-    try {
-        ParamsWriter writer(mDataSets, mChanges, request);
-        result = writer.check();
-        if (result == FC_OK) {
-            const std::unique_lock changing(mChangesMutex);
-            writer.write();
-        }
-    } catch (const std::exception&) {
-        DBG_LOG(SEV_ERROR) << "setParams: Exc: Couldn't set request parameters=" << request;
-    }
-    return finishReply(result, answer, reply);
+    return answerRequest("setParams: Exc: Couldn't set request parameters=", request, reply,
+                         [&](Json::Value&) {
+                             ParamsWriter writer(mDataSets, mChanges, request);
+                             const Fcodes verdict = writer.check();
+                             if (verdict == FC_OK) {
+                                 const std::unique_lock changing(mChangesMutex);
+                                 writer.write();
+                             }
+                             return verdict;
+                         });
 }
 
 Fcodes DataSets::getParams(const Json::Value& request, Json::Value& reply)
 {
     const std::lock_guard guard(*this);
-    Json::Value answer(Json::objectValue);
-    Fcodes result = FC_UNAVAILABLE;
-    try {
-        result = ParamsReader(*this, mDataSets, request, answer).run();
-    } catch (const std::exception&) {
-        DBG_LOG(SEV_ERROR) << "getParams: Exc: Couldn't get request parameters=" << request;
-    }
-    return finishReply(result, answer, reply);
+    return answerRequest(
+        "getParams: Exc: Couldn't get request parameters=", request, reply,
+        [&](Json::Value& answer) { return ParamsReader(*this, mDataSets, request, answer).run(); });
 }
+
+// Kept on purpose: log readers count on the word "set" in the two operations that fetch names.
 
 Fcodes DataSets::fetchPropertyNames(const Json::Value& request, Json::Value& reply)
 {
     const std::lock_guard guard(*this);
-    Json::Value answer(Json::objectValue);
-    Fcodes result = FC_UNAVAILABLE;
-    try {
-        result = NamesFetch(kFetchPropertyNames, mDataSets, request, answer).run();
-    } catch (const std::exception&) {
-        // Kept on purpose: peers count on the word "set" in the two operations that fetch names.
-        DBG_LOG(SEV_ERROR) << "fetchPropertyNames: Exc: Couldn't set request parameters="
-                           << request;
-    }
-    return finishReply(result, answer, reply);
+    return answerRequest(
+        "fetchPropertyNames: Exc: Couldn't set request parameters=", request, reply,
+        [&](Json::Value& answer) {
+            return NamesFetch(NamesFetch::kPropertyNames, mDataSets, request, answer).run();
+        });
 }
 
 Fcodes DataSets::fetchComponentKeys(const Json::Value& request, Json::Value& reply)
 {
     const std::lock_guard guard(*this);
-    Json::Value answer(Json::objectValue);
-    Fcodes result = FC_UNAVAILABLE;
-    try {
-        result = NamesFetch(kFetchComponentKeys, mDataSets, request, answer).run();
-    } catch (const std::exception&) {
-        DBG_LOG(SEV_ERROR) << "fetchComponentKeys: Exc: Couldn't set request parameters="
-                           << request;
-    }
-    return finishReply(result, answer, reply);
+    return answerRequest(
+        "fetchComponentKeys: Exc: Couldn't set request parameters=", request, reply,
+        [&](Json::Value& answer) {
+            return NamesFetch(NamesFetch::kComponentKeys, mDataSets, request, answer).run();
+        });
 }

@@ -60,10 +60,15 @@ void ParamsReader::dumpComponents()
         return;
     for (const std::string& component : components->getMemberNames()) {
         mStore.onGetComponent(mDataset, component);
-        const Json::Value* instances = findInstances(component);
-        mAnswer["components"][component]["instances"] =
-            instances == nullptr ? Json::Value(Json::arrayValue) : *instances;
+        dumpInstances(component);
     }
+}
+
+void ParamsReader::dumpInstances(const std::string& component)
+{
+    const Json::Value* instances = findInstances(component);
+    mAnswer["components"][component]["instances"] =
+        instances == nullptr ? Json::Value(Json::arrayValue) : *instances;
 }
 
 void ParamsReader::readComponent(const std::string& component, const Json::Value& wanted)
@@ -126,8 +131,16 @@ void ParamsReader::readRequested(const std::string& component, const Json::Value
 
 void ParamsReader::readAllRows(const std::string& component, const Json::Value* properties)
 {
-    for (const RequestRow& row : rowsOf(findInstances(component)))
-        readRow(component, row, properties);
+    const Json::Value* instances = findInstances(component);
+    const bool whole = properties == nullptr && instances != nullptr && instances->isArray();
+    for (const RequestRow& row : rowsOf(instances)) {
+        if (whole)
+            callEntryHook(component, row);
+        else
+            readRow(component, row, properties);
+    }
+    if (whole)
+        dumpInstances(component);
 }
 
 void ParamsReader::readRow(const std::string& component, const RequestRow& row,

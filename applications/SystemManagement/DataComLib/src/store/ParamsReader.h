@@ -18,6 +18,7 @@ public:
 
 private:
     void dumpComponents();
+    void dumpInstances(const std::string& component);
     void readComponent(const std::string& component, const Json::Value& wanted);
     void readRequested(const std::string& component, const Json::Value& element,
                        Json::ArrayIndex position, const Json::Value* properties);
