@@ -37,8 +37,8 @@ char* receiveBuffer()
 
 [[noreturn]] void endProcess()
 {
-    // Kept on purpose: peers count on status 0 also when the sockets could not be made; whoever
-    // supervises the process would otherwise restart it for ever.
+    // Kept on purpose: supervisors count on status 0 when the sockets cannot be made; they would
+    // otherwise restart the process for ever.
     std::exit(0);
 }
 
@@ -217,7 +217,7 @@ int DataCommunicator::sendText(int socket, const std::string& text, const Socket
         }
         DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
                            << " errno=" << error << " tries left=" << tries;
-        // Kept on purpose: peers count on a wait after each try, the last one too.
+        // Kept on purpose: callers count on a wait after each try, the last one too.
         if (retryDelay != kNoWaiting)
             std::this_thread::sleep_for(
                 std::chrono::seconds(retryDelay == 0 ? kDefaultRetryDelay : retryDelay));

@@ -1,14 +1,18 @@
 #pragma once
 
-// Connects this process with its peers over two datagram sockets: on the receive socket a thread of
-// its own, the responder, serves requests, takes events and files answers; from the send socket any
-// thread asks peers. A message is one datagram of fewer than 70000 bytes.
+// Connects this process with its peers over two datagram sockets: on the receive socket the
+// responder, a thread of its own, serves requests, takes events and files answers; from the send
+// socket any thread sends requests to peers. A message is one datagram of fewer than 70000 bytes:
+// a longer one is sent while the socket takes it (about 208 KiB), but no reader here accepts it.
 //
-// Owned by a DataHolder, and told everything through IDataHolder, which is called on the responder
-// thread. Once start() has been called it must live as long as the process: nothing stops the
-// responder. Requests and notify() may come from any thread; init() comes first.
+// Usually a member of a DataHolder, which it calls as IDataHolder on the responder thread. Once
+// start() has been called it must live as long as the process: nothing stops the responder.
 //
-// Time-outs are whole seconds: -1 does not wait at all, 0 waits without limit.
+// init() comes first, and once. After it any thread may call any operation; start(), work(),
+// doWork() and setDataHolder() belong to the owner. A time-out is in whole seconds: -1 does not
+// wait at all, 0 waits without limit, and with any other negative value reading fails. `tries`
+// below 1 sends nothing and gives FC_COMM_ERROR. A socket path has at most 108 bytes; a longer one
+// cannot be reached, which is FC_COMM_ERROR.
 
 #include "Fcodes.h"
 #include "MessageCommand.h"
@@ -40,14 +44,15 @@ public:
     DataCommunicator(const DataCommunicator&) = delete;
     DataCommunicator& operator=(const DataCommunicator&) = delete;
 
-    /// Makes both sockets, taking their paths over from an earlier process. Ends the process, with
-    /// status 0, when a socket cannot be made. The holder is not owned. Without one (null) its
-    /// commands and data requests are answered "Unavailable" and events are dropped.
+    /// Makes both sockets, with mode 0777, and takes their paths over from an earlier process. Ends
+    /// the process, with status 0, when a socket cannot be made. `taskName` names the responder in
+    /// log lines. The holder is not owned and must live as long as messages come. Without one
+    /// (null) what it would carry out is answered FC_UNAVAILABLE, and events are dropped.
     void init(IDataHolder* dataHolder, const std::string& sockName, const std::string& sendSockName,
               const std::string& taskName);
 
     /// Starts the responder thread, which runs work(); that only calls doWork(), which never
-    /// returns.
+    /// returns. A thread that cannot be made is only logged.
     void start();
     void work() { doWork(); }
     void doWork();
@@ -55,22 +60,31 @@ public:
     IDataHolder* getDataHolder() const { return mDataHolder; }
     void setDataHolder(IDataHolder* dataHolder) { mDataHolder = dataHolder; }
 
-    /// Asks the peer that listens on `responderPath`, and waits for its answer. `tries` attempts
-    /// are made, each under an identifier of its own, which is left in the request's header. FC_OK
-    /// says that an answer came; with a header of Size 0 the response body stays untouched.
+    /// Sends a request to the peer whose receive socket is `responderPath` and waits for the
+    /// answer. Each of the `tries` sends it under a new ID, which is left in the request's header,
+    /// and waits for `timeout`, anew when it has read another requester's answer. Meanwhile other
+    /// requesters wait for their turn. FC_OK says that an answer came, of whatever type and code;
+    /// with Size 0 in its header the response body stays untouched. Else FC_COMM_ERROR: the peer
+    /// cannot be reached or did not answer; or what readMsg() returns for a bad answer, and then
+    /// the response header carries the request's type and ID, and the failure.
     Fcodes sendRequest(const std::string& responderPath, MessageHeader& requestHeader,
                        const std::string& body, MessageHeader& responseHeader,
                        std::string& responseBody, int timeout, int tries);
 
-    /// Sends a command (its element text); the result is the peer's own, or why there is none.
+    /// Sends a command (its element text). The result is the code of the peer's ACK, a failure of
+    /// sendRequest(), or FC_HEADER_ERROR when the answer is no ACK, such as a NACK.
     Fcodes requestCommand(const std::string& responderPath, const std::string& commandText,
                           std::string& responseBody, int timeout, int tries);
 
-    /// Asks for the peer's events, to be sent to this process's receive socket.
+    /// Asks the peer to send its events to this process's receive socket, with a time-out of 10 and
+    /// 3 tries; results as of requestCommand(). The peer forgets it when it ends.
     Fcodes requestSubscribe(const std::string& responderPath);
 
-    /// Read and write one data item of a peer. The peer's failure is part of the result, also when
-    /// the item came.
+    /// Read and write one data item of a peer. FC_OK, or the joined codes of what failed: those of
+    /// sendRequest(), FC_HEADER_ERROR when the answer is no RESPONSE (a refused request is answered
+    /// with a NACK), FC_BODY_ERROR when the item is not in it, and the peer's own code, also when
+    /// the item came. `value` is written whenever the item came. A write that succeeded is
+    /// FC_BODY_ERROR: its answer has no body.
     Fcodes requestDataItem(const std::string& responderPath, const std::string& table, int row,
                            const std::string& item, std::string& value, int timeout, int tries);
     Fcodes requestSetDataItem(const std::string& responderPath, const std::string& table, int row,
@@ -80,16 +94,24 @@ public:
                            const std::string& component, const std::string& row,
                            const std::string& item, std::string& value, int timeout, int tries);
 
-    /// Events. notify() stamps the event with the local time and sends it to every observer in the
-    /// order of subscription; one that is full, or gone, is skipped at once. An observer is listed
-    /// once; there is no way off the list.
+    /// Sends an event to one observer; no answer is awaited. FC_COMM_ERROR when it could not be
+    /// sent; `timeout` is the delay between tries, as of sendMessage().
     Fcodes requestEvent(const std::string& observerPath, const MessageEvent& event, int timeout,
                         int tries);
+
+    /// Stamps the event with the local time and sends it to every observer in the order of
+    /// subscription. One that is full, or gone, is skipped at once and only logged.
     void notify(MessageEvent& event);
+
+    /// Adds an observer's receive socket at the end of the list; a path that is listed already
+    /// moves there. There is no way off the list.
     void subscribe(const std::string& sockName);
 
-    /// What the responder does with a message. treatMsg() serves a request and leaves its answer in
-    /// the response; a result other than FC_OK says that the answer is a "NACK" of that code.
+    /// What the responder does with a message, on the calling thread. treatMsg() serves a request
+    /// and leaves the answer in the response; a result other than FC_OK says that a NACK of that
+    /// code is to be sent instead. treatCommandMsg() returns the code that it also leaves in its
+    /// ACK. An answer to a GET that no socket could send is left incomplete. A GET in which more
+    /// than 20000 items cannot be read is given up with FC_UNAVAILABLE.
     Fcodes treatMsg(const MessageHeader& header, const std::string& body,
                     MessageHeader& responseHeader, std::string& responseBody);
     Fcodes treatCommandMsg(const MessageHeader& header, const std::string& body,
@@ -98,23 +120,34 @@ public:
                         MessageHeader& responseHeader, std::string& responseBody);
     Fcodes treatEventMsg(const MessageHeader& header, const std::string& body);
 
-    /// Transfers on one socket. readMsg() leaves the body untouched when the header's Size is less
-    /// than 1. sendMessage() tries again after `retryDelay` seconds while the receiver is full; a
-    /// delay of -1 never waits, a delay of 0 is 10 seconds. readline() appends up to a line feed.
+    /// Takes the next datagram from a socket. The sender's address is written in any case, with
+    /// length 0 when none came; a header that fails leaves what was read before it, and the body is
+    /// untouched unless one was read: not when the header's Size is less than 1. FC_COMM_ERROR
+    /// after a time-out, a failed read or 70000 bytes and more; FC_HEADER_ERROR or FC_BODY_ERROR
+    /// when that element is missing. The last argument is not used.
     Fcodes readMsg(int socket, MessageHeader& header, std::string& body, sockaddr_un& sender,
                    socklen_t& senderLength, int timeout, int unused = 3);
+
+    /// Sends header and body as one datagram. While the receiver is full it tries again after
+    /// `retryDelay` seconds; a delay of -1 never waits, a delay of 0 is 10 seconds, and the last
+    /// try is followed by a wait too. FC_COMM_ERROR after the last try, and at once for any other
+    /// reason, such as nobody there or a message longer than the socket sends (about 208 KiB).
     Fcodes sendMessage(int socket, const MessageHeader& header, const std::string& body,
                        const sockaddr_un& receiver, socklen_t receiverLength, int retryDelay,
                        int tries);
+
+    /// Appends what it reads up to and including a line feed, each byte within the time-out;
+    /// FC_COMM_ERROR leaves what was read before.
     Fcodes readline(int socket, std::string& line, int timeout);
 
-    /// Answers filed for whoever waits for them. getResponse() is false when nothing is filed, the
-    /// outputs are then untouched.
+    /// The last ten answers that came for whoever waits for them. Storing one more drops the
+    /// oldest. getResponse() is false when nothing is stored under the ID, and the outputs are then
+    /// untouched; what is read stays stored.
     void storeResponse(int id, const std::string& headerText, const std::string& body,
                        const std::string& sender);
     bool getResponse(int id, std::string& headerText, std::string& body, std::string& sender) const;
 
-    /// The form in which events carry a time.
+    /// The form in which events carry a time: "05-Mar-24  14:07:09", local, two blanks.
     static void timeToString(std::time_t time, std::string& out);
 
 private:

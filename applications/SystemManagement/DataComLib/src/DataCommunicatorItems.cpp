@@ -1,4 +1,4 @@
-// The requester's side of the communicator: one data item of a peer, read or written.
+// The requester's side of the communicator: reads and writes one data item of a peer.
 
 #include "DataCommunicator.h"
 
@@ -11,8 +11,8 @@ namespace
 constexpr char kUnit[] = "DataCommunicator";
 constexpr std::size_t npos = std::string::npos;
 
-/// The log texts of a request for one data item.
-struct ItemRequestMessages {
+/// The type and the log texts of a request for one data item.
+struct ItemOperation {
     const char* type;
     const char* failed;
     const char* code;
@@ -25,7 +25,7 @@ struct ItemRequestMessages {
     const char* noValue;
 };
 
-constexpr ItemRequestMessages kGetMessages = {
+constexpr ItemOperation kGetItem = {
     .type = kTypeGet,
     .failed = "requestDataItem: Failed to sendRequest:\n",
     .code = "requestDataItem: FCODE=",
@@ -38,9 +38,9 @@ constexpr ItemRequestMessages kGetMessages = {
     .noValue = "requestDataItem: No Value tags in response:\n",
 };
 
-// Kept on purpose: peers count on a write whose answer has no body being a body error, although a
+// Kept on purpose: callers count on a write whose answer has no body being a body error, although a
 // SET is answered without one; the code of the peer is part of the result.
-constexpr ItemRequestMessages kSetMessages = {
+constexpr ItemOperation kSetItem = {
     .type = kTypeSet,
     .failed = "requestSetDataItem: Failed to sendRequest:\n",
     .code = "requestSetDataItem: FCODE=",
@@ -54,55 +54,55 @@ constexpr ItemRequestMessages kSetMessages = {
 };
 
 /// Takes the value of the one item that was asked for out of an answer.
-Fcodes readItem(const ItemRequestMessages& texts, const std::string& body, const std::string& item,
+Fcodes readItem(const ItemOperation& operation, const std::string& body, const std::string& item,
                 std::string& value)
 {
     if (body.empty()) {
-        DBG_LOG(SEV_ERROR) << texts.empty;
+        DBG_LOG(SEV_ERROR) << operation.empty;
         return FC_BODY_ERROR;
     }
     std::string element;
     if (getSegment(body, 0, "Item", element) == npos) {
-        DBG_LOG(SEV_ERROR) << texts.noItem << body;
+        DBG_LOG(SEV_ERROR) << operation.noItem << body;
         return FC_BODY_ERROR;
     }
     std::string name;
     if (getPropertyValue(element, 0, "Name", name) == npos) {
-        DBG_LOG(SEV_ERROR) << texts.noName << body;
+        DBG_LOG(SEV_ERROR) << operation.noName << body;
         return FC_BODY_ERROR;
     }
     if (name != item) {
-        DBG_LOG(SEV_ERROR) << texts.requested << item << " got=" << name << " in response:\n"
+        DBG_LOG(SEV_ERROR) << operation.requested << item << " got=" << name << " in response:\n"
                            << body;
         return FC_BODY_ERROR;
     }
     if (getPropertyValue(element, 0, "Value", value) == npos) {
-        DBG_LOG(SEV_ERROR) << texts.noValue << body;
+        DBG_LOG(SEV_ERROR) << operation.noValue << body;
         return FC_BODY_ERROR;
     }
     return FC_OK;
 }
 
-Fcodes askForItem(DataCommunicator& communicator, const ItemRequestMessages& texts,
-                  const std::string& responderPath, const std::string& body,
-                  const std::string& item, std::string& value, int timeout, int tries)
+Fcodes requestItem(DataCommunicator& communicator, const ItemOperation& operation,
+                   const std::string& responderPath, const std::string& body,
+                   const std::string& item, std::string& value, int timeout, int tries)
 {
-    MessageHeader request = requestHeaderFor(texts.type, body);
+    MessageHeader request = requestHeaderFor(operation.type, body);
     MessageHeader response;
     std::string responseBody;
     const Fcodes sent = communicator.sendRequest(responderPath, request, body, response,
                                                  responseBody, timeout, tries);
     if (sent != FC_OK) {
-        DBG_LOG(SEV_ERROR) << texts.failed << headerText(request) << body;
-        DBG_LOG(SEV_ERROR) << texts.code << sent;
+        DBG_LOG(SEV_ERROR) << operation.failed << headerText(request) << body;
+        DBG_LOG(SEV_ERROR) << operation.code << sent;
         return sent;
     }
     if (response.ID != request.ID || response.Type != kTypeResponse) {
-        DBG_LOG(SEV_ERROR) << texts.request << headerText(request);
-        DBG_LOG(SEV_ERROR) << texts.mismatch << headerText(response);
+        DBG_LOG(SEV_ERROR) << operation.request << headerText(request);
+        DBG_LOG(SEV_ERROR) << operation.mismatch << headerText(response);
         return FC_HEADER_ERROR;
     }
-    return readItem(texts, responseBody, item, value) | response.Fcode;
+    return readItem(operation, responseBody, item, value) | response.Fcode;
 }
 
 } // namespace
@@ -112,7 +112,7 @@ Fcodes DataCommunicator::requestDataItem(const std::string& responderPath, const
                                          int timeout, int tries)
 {
     const std::string body = tableItemBody(table, row, itemElement(item));
-    return askForItem(*this, kGetMessages, responderPath, body, item, value, timeout, tries);
+    return requestItem(*this, kGetItem, responderPath, body, item, value, timeout, tries);
 }
 
 Fcodes DataCommunicator::requestSetDataItem(const std::string& responderPath,
@@ -121,8 +121,8 @@ Fcodes DataCommunicator::requestSetDataItem(const std::string& responderPath,
                                             int timeout, int tries)
 {
     const std::string body = tableItemBody(table, row, itemElement(item, value));
-    std::string written; // what the answer says; nobody asks
-    return askForItem(*this, kSetMessages, responderPath, body, item, written, timeout, tries);
+    std::string written; // ignored
+    return requestItem(*this, kSetItem, responderPath, body, item, written, timeout, tries);
 }
 
 Fcodes DataCommunicator::requestGetParam(const std::string& responderPath,
@@ -131,6 +131,6 @@ Fcodes DataCommunicator::requestGetParam(const std::string& responderPath,
                                          std::string& value, int timeout, int tries)
 {
     const std::string body = componentItemBody(dataSet, component, row, itemElement(item));
-    // Kept on purpose: peers count on these lines being logged as those of requestDataItem.
-    return askForItem(*this, kGetMessages, responderPath, body, item, value, timeout, tries);
+    // Kept on purpose: log readers count on these lines being those of requestDataItem.
+    return requestItem(*this, kGetItem, responderPath, body, item, value, timeout, tries);
 }

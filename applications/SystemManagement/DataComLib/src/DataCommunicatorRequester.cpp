@@ -1,4 +1,4 @@
-// The requester's side of the communicator: what this process asks of peers and tells them.
+// The requester's side of the communicator: requests to peers, and events for observers.
 
 #include "DataCommunicator.h"
 
@@ -23,7 +23,7 @@ constexpr int kSubscribeTries = 3;
 /// Numbers the requests of the whole process.
 std::atomic<std::uint32_t> nextRequestId{1};
 
-void takeFiled(const FiledResponse& filed, MessageHeader& header, std::string& body)
+void takeStored(const FiledResponse& filed, MessageHeader& header, std::string& body)
 {
     header = MessageHeader();
     header.initFromString(filed.header);
@@ -86,7 +86,7 @@ Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
     }
     DBG_LOG(SEV_SYS) << "sendRequest: **** found in history *** id=" << requestHeader.ID
                      << " sender=" << filed.sender << " resp=" << filed.body;
-    takeFiled(filed, responseHeader, responseBody);
+    takeStored(filed, responseHeader, responseBody);
     return FC_OK;
 }
 
@@ -101,7 +101,7 @@ Fcodes DataCommunicator::checkHistoryAfterReadError(Fcodes failure,
         DBG_LOG(SEV_ERROR) << "sendRequest: **** found in history after read=err *** id="
                            << requestHeader.ID << " sender=" << filed.sender
                            << " resp=" << filed.body;
-        takeFiled(filed, responseHeader, responseBody);
+        takeStored(filed, responseHeader, responseBody);
         return FC_OK;
     }
     DBG_LOG(SEV_ERROR) << "sendRequest: Error in readMsg from sock:" << responderPath

@@ -20,7 +20,7 @@ struct Hex {
 std::ostream& operator<<(std::ostream& out, Hex number);
 
 /// True when a line of this severity is to be produced and somebody could read it.
-inline bool dbgWanted(int severity)
+inline bool dbgEnabled(int severity)
 {
     return gDbgLevel.load(std::memory_order_relaxed) <= severity &&
            DbgPrintClient::getInstance()->isOpen();
@@ -53,4 +53,4 @@ struct DbgLineEnd {
 };
 
 #define DBG_LOG(severity)                                                                          \
-    !dbgWanted(severity) ? (void)0 : DbgLineEnd() & DbgLine((severity), kUnit, __LINE__)
+    !dbgEnabled(severity) ? (void)0 : DbgLineEnd() & DbgLine((severity), kUnit, __LINE__)

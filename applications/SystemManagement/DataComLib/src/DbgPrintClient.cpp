@@ -82,8 +82,8 @@ std::ostringstream* DbgPrintClient::fillInOss(int severity, std::ostringstream* 
 {
     const int savedErrno = errno;
 
-    // Kept on purpose: peers count on the second and its milliseconds coming from two clocks that
-    // are read one after the other and not reconciled.
+    // Kept on purpose: log readers count on the second and its milliseconds coming from two clocks
+    // that are read one after the other and not reconciled.
     const std::string date = dateText(std::time(nullptr));
     timeval now{};
     gettimeofday(&now, nullptr);
@@ -128,7 +128,7 @@ std::string DbgPrintClient::taskName(int threadId)
 {
     const std::lock_guard guard(mMutex);
     // Kept on purpose: a look-up leaves an empty entry, so a thread that logs before it is named
-    // stays unnamed; collectors count on a thread's name never changing.
+    // stays unnamed; log readers count on a thread's name never changing.
     const std::string& name = mTaskNames[threadId];
     return name.empty() ? mTaskNames[kFallbackTask] : name;
 }

@@ -1,8 +1,8 @@
 #pragma once
 
 // The process-wide debug print client: it writes each log line with one write() to the FIFO
-// "/tmp/sockDbg", which a collector reads. Lines that cannot be written are lost; a worker is never
-// stalled and the process never dies for the sake of a line, also when the collector leaves.
+// "/tmp/sockDbg", which a collector reads. A line that cannot be written is lost: after the first
+// call nothing here blocks, and a collector that leaves does not end the process.
 //
 // Code that logs uses DBG_LOG (DbgLine.h). Any thread may call everything here.
 
@@ -29,15 +29,19 @@ public:
     /// collector when the FIFO exists and nobody reads it; without a FIFO it returns at once.
     static DbgPrintClient* getInstance();
 
-    /// Writes the line's header: severity label, local time, task name and pid. Leaves errno as
-    /// it was, so that the values that follow in the line may still name it.
+    /// Writes the header of a line of severity 0 to 4 into the stream, and returns the stream:
+    /// label, local time, task name and pid. The stream's fill character is '0' from then on.
+    /// Leaves errno as it was, so that the values that follow in the line may still name it. The
+    /// same three operations on the one instance.
     std::ostringstream* fillInOss(int severity, std::ostringstream* oss);
 
-    /// Writes the stream's whole text to the FIFO.
+    /// Writes the stream's whole text to the FIFO with one write(); the stream keeps it. Lines of
+    /// more than PIPE_BUF bytes may be torn by others. Leaves errno as it was.
     void doReport(std::ostringstream* oss);
 
-    /// Names the thread for its lines. The first name given stays, and a thread must be named
-    /// before its first line.
+    /// Names the thread for its lines; `threadId` is pthread_self() taken as an int, see
+    /// currentTaskId(). The first name given stays, and a thread that logs before it is named stays
+    /// "tUnknwn".
     void setTaskName(int threadId, const std::string& name);
 
     /// False when the FIFO could not be opened: nobody can ever read a line of this process.
@@ -63,10 +67,9 @@ private:
     unsigned mDateZone = 0;
 };
 
+/// The same three operations on the one instance.
 std::ostringstream* fillInOss(int severity, std::ostringstream* oss);
 void debugReport(std::ostringstream* oss);
-
-/// `threadId` is pthread_self() taken as an int, see currentTaskId().
 void setTaskName(int threadId, const std::string& name);
 
 /// The identifier under which the calling thread is known to setTaskName().

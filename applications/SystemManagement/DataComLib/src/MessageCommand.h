@@ -27,7 +27,8 @@ public:
     void setId(const std::string& id) { ID = id; }
 
     /// Reads the element, or a text in which no other "...ID" attribute stands before it. FC_OK, or
-    /// FC_BODY_ERROR when ID is missing; parameters are added to those already here.
+    /// FC_BODY_ERROR when ID is missing; parameters are added to those already here. One without a
+    /// name or value is skipped and logged, the first 32 of a text.
     Fcodes initFromString(const std::string& text);
 
     /// Replaces `out` with the element text, and returns `out`.

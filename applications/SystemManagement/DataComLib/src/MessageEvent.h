@@ -21,7 +21,8 @@ public:
 
     /// Reads the element, or a text in which no other "...ID" attribute stands before it. FC_OK, or
     /// FC_BODY_ERROR when ID is missing. Other missing attributes keep their values; parameters are
-    /// added to those already here.
+    /// added to those already here. A parameter without a name or value is skipped and logged, the
+    /// first 32 of a text.
     Fcodes initFromString(const std::string& text);
 
     /// Replaces `out` with the element text, and returns `out`.

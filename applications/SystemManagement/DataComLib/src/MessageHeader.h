@@ -27,9 +27,11 @@ public:
     std::string Type; ///< One of the words above.
 
     /// Reads the header's attributes. FC_OK, or FC_HEADER_ERROR when ID, Type or Size is missing;
-    /// fields read before the failure stay set, and a missing Fcode leaves Fcode as it was.
+    /// fields read before the failure stay set, and a missing Fcode leaves Fcode as it was. A
+    /// number without digits is 0.
     Fcodes initFromString(const std::string& text);
 
-    /// Appends the header text to `out`, and returns `out`.
+    /// Appends the header text to `out`, and returns `out`. The Fcode is printed only for kTypeAck,
+    /// kTypeNack, kTypeResponse and kTypeEvent.
     std::string& toString(std::string& out) const;
 };

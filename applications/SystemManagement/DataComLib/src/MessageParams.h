@@ -14,7 +14,7 @@ public:
     using ParamMap = std::map<std::string, std::string>;
 
     /// Adds the parameter, or overwrites the value of the one that has that name. Neither text may
-    /// hold a double quote: the format has no escaping.
+    /// hold a double quote or a ">": the format has no escaping, and reading back ends there.
     void addParam(const std::string& name, const std::string& value) { mParams[name] = value; }
 
     /// False when there is no such parameter; `value` is then untouched.
@@ -36,9 +36,9 @@ protected:
     void appendParams(std::string& out, std::string_view indent) const;
 
     /// Adds every complete "Parameter" element of the text to those already here. An incomplete
-    /// one is skipped, and `report` is told which of its attributes, "Name" or "Value", is missing.
-    /// After some reports it is told no more: each repeats the whole text, and a hostile one of
-    /// thousands of incomplete elements would keep the responder busy with logging.
+    /// one is skipped, and `report` is called with the attribute, "Name" or "Value", that is
+    /// missing, at most kMostReports times: each report repeats the whole text, and a hostile text
+    /// of thousands of incomplete elements would keep the responder busy with logging.
     template <typename Report>
     void readParams(const std::string& text, Report report)
     {

@@ -26,7 +26,7 @@ struct Pattern {
     }
 };
 
-std::size_t findPlainly(std::string_view text, const Pattern& pattern, std::size_t from)
+std::size_t findWithMemmem(std::string_view text, const Pattern& pattern, std::size_t from)
 {
     const std::string joined =
         std::string(pattern.before).append(pattern.name).append(pattern.after);
@@ -37,15 +37,16 @@ std::size_t findPlainly(std::string_view text, const Pattern& pattern, std::size
 }
 
 /// Jumps to the first letter of the name, which is rarer in message text than the bracket before
-/// it. In text made of that letter jumping would be slow; there the plain search goes on.
+/// it. In text made of that letter jumping would be slow, so memmem() takes over.
 std::size_t find(std::string_view text, const Pattern& pattern, std::size_t from)
 {
-    constexpr int kMaxMisses = 32;
+    constexpr int kMaxCandidates = 32;
     if (from > text.size() || pattern.size() > text.size() - from)
         return npos;
     const std::size_t lead = pattern.before.size();
     const std::size_t end = text.size() - pattern.size() + 1;
-    for (int misses = 0; misses < kMaxMisses && from < end && !pattern.name.empty(); ++misses) {
+    for (int candidates = 0; candidates < kMaxCandidates && from < end && !pattern.name.empty();
+         ++candidates) {
         const void* letter =
             std::memchr(text.data() + from + lead, pattern.name.front(), end - from);
         if (letter == nullptr)
@@ -55,7 +56,7 @@ std::size_t find(std::string_view text, const Pattern& pattern, std::size_t from
             return from;
         ++from;
     }
-    return findPlainly(text, pattern, from);
+    return findWithMemmem(text, pattern, from);
 }
 
 bool isBlankDelimiter(std::string_view delimiter)

@@ -6,6 +6,7 @@
 // costs.
 //
 // Positions are byte offsets; "not found" is std::string::npos, and then the output is untouched.
+// Nothing is found from a position behind the text's end. Any thread may call.
 
 #include <cstddef>
 #include <string>
@@ -13,7 +14,7 @@
 
 /// Finds the first element `tag` from `from` on, tags included; returns the position just behind
 /// it. A start tag with attributes is preferred to a bare one, even to one that stands before it.
-/// Elements of the same name do not nest.
+/// Elements of the same name do not nest, and the first ">" ends a start tag, also inside a value.
 std::size_t getSegment(const std::string& text, std::size_t from, const std::string& tag,
                        std::string& out);
 
@@ -27,7 +28,7 @@ std::size_t getPropertyValue(const std::string& text, std::size_t from, const st
 std::size_t getToken(const std::string& text, std::size_t from, const std::string& startDelimiter,
                      const std::string& endDelimiter, std::string& out);
 
-/// The same two finders without copies: `out` points into `text`.
+/// getPropertyValue() and getSegment() without copies: `out` points into `text`.
 std::size_t findPropertyValue(std::string_view text, std::size_t from, std::string_view name,
                               std::string_view& out);
 std::size_t findSegment(std::string_view text, std::size_t from, std::string_view tag,

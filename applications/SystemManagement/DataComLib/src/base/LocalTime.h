@@ -16,7 +16,7 @@ std::string toLocalTimeText(std::time_t time);
 /// Makes `zone` (a TZ value such as "CET-1CEST") the zone of this process and its children.
 void setTimeZone(const std::string& zone);
 
-/// Looks again at the device's own zone, which somebody may have changed where no TZ is set.
+/// Reads the device's own zone again: where no TZ is set, it may have been changed.
 void refreshTimeZone();
 
 /// Counts the calls of setTimeZone(): a broken-down time kept from an older count is stale.

@@ -10,13 +10,13 @@
 namespace
 {
 
-constexpr char kUnit[] = "DataCommunicator"; // it speaks for the communicator
+constexpr char kUnit[] = "DataCommunicator"; // its lines are the communicator's
 constexpr std::size_t npos = std::string::npos;
 constexpr std::string_view kTable = "Table";
 
-/// Reading items that are not there adds nothing to an answer, so its length does not bound such
-/// work: thousands of items over thousands of rows fit into one hostile request.
-constexpr int kUnreadableLimit = 20000;
+/// Reading items that do not exist adds nothing to an answer, so its length does not bound such
+/// work: one hostile request can name thousands of items for thousands of rows.
+constexpr int kMaxUnreadableItems = 20000;
 
 /// The part of a request that names a data set, or the whole body where none is named.
 struct DataSetPart {
@@ -75,7 +75,7 @@ public:
     {
     }
 
-    /// False when processing stopped at an error, with the answer in pieces.
+    /// False when processing stopped at an error; the answer is then incomplete.
     bool run(std::string_view body);
     Fcodes result() const { return mResult; }
 
@@ -84,12 +84,15 @@ private:
     bool addElement(std::string_view element, bool isTable);
     void addRows(std::string_view element);
     void addInstances(std::string_view element);
-    void addRow(const std::string& row, bool named);
+    void addRow(const std::string& row, bool itemsNamed);
     void addItem(const std::string& row, const std::string& item);
     bool readItemNames(std::string_view text);
     const std::vector<std::string>& properties();
 
-    bool isOver() const { return mAnswer.size() > mSendLimit || mUnreadable > kUnreadableLimit; }
+    bool isLimitReached() const
+    {
+        return mAnswer.size() > mSendLimit || mUnreadable > kMaxUnreadableItems;
+    }
     bool stop(Fcodes reason)
     {
         mResult |= reason;
@@ -124,7 +127,7 @@ bool GetRequest::run(std::string_view body)
     const std::string_view tag = findFirstElement(mDataSet.text, element, end);
     if (tag.empty() || !addElements(tag))
         return stop(FC_BODY_ERROR);
-    if (mUnreadable > kUnreadableLimit) {
+    if (mUnreadable > kMaxUnreadableItems) {
         DBG_LOG(SEV_ERROR) << "treatDataMsg: Too many items that cannot be read, in:\n" << body;
         return stop(FC_UNAVAILABLE);
     }
@@ -138,7 +141,7 @@ bool GetRequest::addElements(std::string_view tag)
 {
     SegmentWalk elements(mDataSet.text, tag);
     std::string_view element;
-    while (!isOver() && elements.next(element))
+    while (!isLimitReached() && elements.next(element))
         if (!addElement(element, tag == kTable))
             return false;
     return true;
@@ -172,7 +175,7 @@ void GetRequest::addRows(std::string_view element)
     SegmentWalk rows(element, "Row");
     std::string_view row;
     std::string_view id;
-    while (!isOver() && rows.next(row))
+    while (!isLimitReached() && rows.next(row))
         if (findPropertyValue(row, 0, "ID", id) != npos)
             addRow(std::string(id), readItemNames(row));
 }
@@ -181,19 +184,19 @@ void GetRequest::addInstances(std::string_view element)
 {
     std::vector<std::string> instances;
     mResult = mHolder.getInstances(mDataSet.id, mName, instances);
-    const bool named = readItemNames(element);
+    const bool itemsNamed = readItemNames(element);
     for (const std::string& instance : instances) {
-        if (isOver())
+        if (isLimitReached())
             break;
-        addRow(instance, named);
+        addRow(instance, itemsNamed);
     }
 }
 
-void GetRequest::addRow(const std::string& row, bool named)
+void GetRequest::addRow(const std::string& row, bool itemsNamed)
 {
     mAnswer.append("\t\t\t<Row ID=\"").append(row).append("\" >\n");
-    for (const std::string& item : named ? mItems : properties()) {
-        if (isOver())
+    for (const std::string& item : itemsNamed ? mItems : properties()) {
+        if (isLimitReached())
             break;
         addItem(row, item);
     }
@@ -333,14 +336,14 @@ Fcodes treatDataRequest(IDataHolder& dataHolder, const MessageHeader& requestHea
                         std::string& responseBody, std::size_t sendLimit)
 {
     Fcodes result = FC_OK;
-    bool whole = false;
+    bool complete = false;
     std::string_view body;
     if (findSegment(requestBody, 0, "BODY", body) == npos) {
         // Kept on purpose: peers count on a request without a body being accepted in silence.
         DBG_LOG(SEV_ERROR) << "treatDataMsg: Not Found BODY tags in:\n" << requestBody;
     } else if (requestHeader.Type == kTypeGet) {
         GetRequest request(dataHolder, responseBody, sendLimit);
-        whole = request.run(body);
+        complete = request.run(body);
         result = request.result();
     } else if (requestHeader.Type == kTypeSet) {
         result = SetRequest(dataHolder).run(body);
@@ -348,7 +351,7 @@ Fcodes treatDataRequest(IDataHolder& dataHolder, const MessageHeader& requestHea
     responseHeader.Type = kTypeResponse;
     responseHeader.ID = requestHeader.ID;
     responseHeader.Fcode = result;
-    // A body in pieces is not to be read by the requester.
-    responseHeader.Size = whole ? static_cast<int>(responseBody.size()) : 0;
+    // An incomplete body is not to be read by the requester.
+    responseHeader.Size = complete ? static_cast<int>(responseBody.size()) : 0;
     return result;
 }

@@ -93,7 +93,7 @@ WaitResult waitReadable(int descriptor, int timeout)
         errno = EBADF;
         return WaitResult::FAILED;
     }
-    // Kept on purpose: peers count on 0 being no limit and -1 being no wait, not the other way.
+    // Kept on purpose: callers count on 0 being no limit and -1 being no wait, not the other way.
     const timespec limit{.tv_sec = timeout == -1 ? 0 : timeout, .tv_nsec = 0};
     pollfd watched{.fd = descriptor, .events = POLLIN, .revents = 0};
     const int ready = ppoll(&watched, 1, timeout == 0 ? nullptr : &limit, nullptr);

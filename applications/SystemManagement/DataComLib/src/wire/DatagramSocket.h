@@ -1,8 +1,8 @@
 #pragma once
 
 // A local datagram socket named by a path, the address of a peer, and the three transfers on a
-// descriptor: wait, receive, send. They decide and leave the reason in errno; the communicator
-// speaks. An address is a plain value; a DatagramSocket belongs to one owner, who may let several
+// descriptor: wait, receive, send. They leave the reason of a failure in errno and log nothing. An
+// address is a plain value; a DatagramSocket belongs to one owner, who may let several
 // threads use its descriptor.
 
 #include <cstddef>
@@ -19,7 +19,7 @@ class SocketAddress
 public:
     SocketAddress() = default;
 
-    /// A sender's address as the kernel told it; the length may lie beyond what was stored.
+    /// A sender's address as the kernel returns it; the length may be more than was stored.
     SocketAddress(const sockaddr_un& raw, socklen_t length);
 
     /// Becomes the address of a path. False, with errno ENAMETOOLONG and nothing changed, when the
@@ -29,7 +29,7 @@ public:
     /// The path as text; empty for a sender without an address or in the abstract name space.
     std::string path() const;
 
-    /// The bytes themselves: an answer goes to exactly the address that came.
+    /// The address as received: an answer goes to exactly these bytes.
     const sockaddr_un& address() const { return mRaw; }
     const sockaddr* raw() const { return reinterpret_cast<const sockaddr*>(&mRaw); }
     socklen_t length() const { return mLength; }
@@ -48,7 +48,7 @@ public:
     DatagramSocket(const DatagramSocket&) = delete;
     DatagramSocket& operator=(const DatagramSocket&) = delete;
 
-    /// The steps to a usable socket, in whatever order the owner wants. bind() takes the path over
+    /// The steps to a usable socket; open() comes first. bind() takes the path over
     /// from an earlier owner. False, with errno, on failure.
     bool open();
     bool bind(const std::string& path);

@@ -9,7 +9,7 @@
 namespace
 {
 
-constexpr int kUnnumbered = 100;
+constexpr int kPlaceholderId = 100;
 constexpr std::size_t kHeaderReserve = 128;
 
 std::string join(std::initializer_list<std::string_view> pieces)
@@ -39,7 +39,7 @@ std::string messageText(const MessageHeader& header, const std::string& body)
 MessageHeader requestHeaderFor(const std::string& type, const std::string& body)
 {
     MessageHeader header;
-    header.ID = kUnnumbered;
+    header.ID = kPlaceholderId;
     header.Type = type;
     header.Size = static_cast<int>(body.size());
     return header;

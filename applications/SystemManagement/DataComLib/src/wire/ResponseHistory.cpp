@@ -51,7 +51,7 @@ bool ResponseHistory::findAnswer(int id, const std::string& responderPath,
 
 ResponseHistory::Sizes ResponseHistory::file(int id, Entry entry)
 {
-    // Kept on purpose: peers count on an identifier that is filed again going with its first
+    // Kept on purpose: requesters count on an identifier that is filed again going with its first
     // filing, so it stands twice in the queue and takes the newer answer along.
     mOrder.push_back(id);
     mEntries.insert_or_assign(id, std::move(entry));

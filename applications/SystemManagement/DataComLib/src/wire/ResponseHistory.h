@@ -28,7 +28,8 @@ public:
     };
 
     /// Files an answer; the oldest one goes when more than ten are held. An answer that is there
-    /// under the same identifier is replaced, and its turn to go stays what it was.
+    /// under the same identifier is replaced, and it goes when the first of the two would have
+    /// gone.
     Sizes store(int id, FiledResponse response);
 
     /// Files what a requester read and was not the answer that it waited for. It never replaces
