@@ -34,8 +34,10 @@ TEST_F(CfgFilesTest, OnlyFilesDirectlyInTheDirectoryAreDeleted)
     const std::vector<std::string> kept{"/data/keep", kStoredCatalogue, "/data/cfg/sub/deep"};
     for (const std::string& path : kept)
         writeFile(path, "kept");
-    for (const char* path : {"/data/keep", "/data/cfg/../keep", "/data/cfg/sub/deep", "/data/cfg/",
-                             "/data/cfg", "", kStoredCatalogue, "/data/cfgx"}) {
+    const std::vector<std::string> refused{
+        "/data/keep", "/data/cfg/../keep", "/data/cfg/sub/deep", "/data/cfg/", "/data/cfg",
+        "",           kStoredCatalogue,    "/data/cfgx"};
+    for (const std::string& path : refused) {
         errno = 0;
         EXPECT_FALSE(removeConfigurationFile(path)) << path;
         EXPECT_EQ(EPERM, errno) << path;

@@ -29,7 +29,10 @@ std::string escaped(std::string_view text, std::string_view special)
 
 /// What the shell acts on between double quotes, and outside of any.
 std::string escapeQuoted(std::string_view path) { return '"' + escaped(path, "\\\"$`") + '"'; }
-std::string bare(std::string_view path) { return escaped(path, " \t\n|&;<>()$`\\\"'*?[{"); }
+std::string escapeUnquoted(std::string_view path)
+{
+    return escaped(path, " \t\n|&;<>()$`\\\"'*?[{");
+}
 
 std::string moveCommand(const std::string& source, const std::string& target)
 {
@@ -43,7 +46,7 @@ bool isCatalogue(std::string_view path)
     return path == kStoredCatalogue || path == kLegacyCatalogue;
 }
 
-/// What tells one file from another that comes in its place.
+/// What tells a file from another that has replaced it.
 struct Identity {
     explicit Identity(const std::string& path)
     {
@@ -128,7 +131,7 @@ bool FileMove::run(std::time_t& modified) const
 FileMove importMove(const std::string& source, const std::string& name)
 {
     const std::string target = configurationPath(name);
-    return {source, target, moveCommand(source, bare(target))};
+    return {source, target, moveCommand(source, escapeUnquoted(target))};
 }
 
 FileMove renameMove(const std::string& file, const std::string& newName)

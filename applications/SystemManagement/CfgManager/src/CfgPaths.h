@@ -1,10 +1,12 @@
 #pragma once
 
-// The fixed places of the daemon: its files, its sockets and those of its siblings.
+// The fixed paths of the daemon: its files, its sockets and those of its siblings.
+
+#include <string>
 
 inline constexpr char kCfgDir[] = "/data/cfg";
-inline constexpr char kStoredCatalogue[] = "/data/cfg/cfg_stored_set.json";
-inline constexpr char kLegacyCatalogue[] = "/data/cfg/cfg_stored_set.xml";
+inline const std::string kStoredCatalogue = std::string(kCfgDir) + "/cfg_stored_set.json";
+inline const std::string kLegacyCatalogue = std::string(kCfgDir) + "/cfg_stored_set.xml";
 inline constexpr char kFactoryCatalogue[] = "/etc/sysmgt/cfg_data_set.json";
 
 inline constexpr char kCfgSocket[] = "/tmp/sockCfg";

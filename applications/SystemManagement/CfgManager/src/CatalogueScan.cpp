@@ -1,0 +1,118 @@
+#include "CatalogueScan.h"
+
+#include "CfgFiles.h"
+#include "CfgPaths.h"
+#include "DbgLine.h"
+#include "base/AtomicFile.h"
+
+#include <cstdlib>
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr char kUnit[] = "ConfigurationManager"; // log readers know the scan as the manager's
+
+} // namespace
+
+bool CatalogueScan::run()
+{
+    if (!readDirectory()) {
+        DBG_LOG(SEV_ERROR) << "scanForCfgs: scanDir error dir=" << kCfgDir;
+        return false;
+    }
+    removeStaleTempFiles();
+    matchRows();
+    addRowsForFiles();
+    return true;
+}
+
+bool CatalogueScan::readDirectory()
+{
+    dirent** list = nullptr;
+    const int count = scandir(kCfgDir, &list, nullptr, alphasort);
+    if (count == -1)
+        return false;
+    for (int i = 0; i < count; ++i) {
+        mByPath.emplace(configurationPath(list[i]->d_name), mNames.size());
+        mNames.emplace_back(list[i]->d_name);
+        std::free(list[i]);
+    }
+    std::free(list);
+    mTaken.assign(mNames.size(), false);
+    return true;
+}
+
+/// A store that was cut off may have left its temp file; it is no configuration.
+void CatalogueScan::removeStaleTempFiles()
+{
+    for (const std::string& name : mNames)
+        if (isTempFileName(name) && take(configurationPath(name)))
+            unlink(configurationPath(name).c_str());
+}
+
+void CatalogueScan::matchRows()
+{
+    struct Row {
+        std::string key;
+        std::string file;
+    };
+    std::vector<Row> matched;
+    for (const std::string& key : mTable.keys()) {
+        Row row{key, ""};
+        mTable.readText(key, "File Name", row.file); // a row without one is dropped below
+        if (take(row.file)) {
+            DBG_LOG(SEV_INFO) << "scanForCfgs: file=" << row.file
+                              << " found in cfg entry rowId=" << key;
+            mTable.writeOutcome(key, kAvailable, FC_OK);
+            matched.push_back(std::move(row));
+            continue;
+        }
+        dropRow(key, row.file);
+        // Kept on purpose: log readers and stored catalogues count on the walk starting again from
+        // the first row after each row dropped, while files once matched stay taken. Every row
+        // matched so far thus finds its file gone and is dropped too, in the order of the keys;
+        // then the walk is where it was.
+        for (const Row& earlier : matched)
+            dropRow(earlier.key, earlier.file);
+        matched.clear();
+    }
+}
+
+void CatalogueScan::dropRow(const std::string& rowId, const std::string& file)
+{
+    mTable.remove(rowId);
+    DBG_LOG(SEV_INFO) << "scanForCfgs: file=" << file
+                      << " not found. Deleted cfg entry rowId=" << rowId;
+}
+
+void CatalogueScan::addRowsForFiles()
+{
+    for (std::size_t i = 0; i < mNames.size(); ++i) {
+        const std::string& name = mNames[i];
+        const std::string path = configurationPath(name);
+        if (mTaken[i] || path == kStoredCatalogue || path == kLegacyCatalogue)
+            continue;
+        struct stat info;
+        if (stat(path.c_str(), &info) == -1) {
+            DBG_LOG(SEV_ERROR) << "scanForCfgs: Not found file=" << path;
+            continue;
+        }
+        if (!S_ISREG(info.st_mode))
+            continue;
+        mTable.add(name);
+        DBG_LOG(SEV_INFO) << "scanForCfgs: Added entry rowId=" << name << " for file=" << name;
+        mTable.fillFileRow(name, kNoDescription, info.st_mtime);
+    }
+}
+
+bool CatalogueScan::take(const std::string& path)
+{
+    const auto found = mByPath.find(path);
+    if (found == mByPath.end() || mTaken[found->second])
+        return false;
+    mTaken[found->second] = true;
+    return true;
+}

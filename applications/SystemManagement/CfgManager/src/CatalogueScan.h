@@ -1,0 +1,37 @@
+#pragma once
+
+// The walk at start-up that brings the rows of the catalogue in line with the files of the
+// configuration directory. Used once, on the thread that starts the manager, and logged under the
+// manager's name.
+
+#include "ConfigurationsTable.h"
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+class CatalogueScan
+{
+public:
+    explicit CatalogueScan(ConfigurationsTable table) : mTable(table) {}
+
+    /// Removes stale temp files, makes rows "Available" whose file is there, drops the others, and
+    /// adds a row for each regular file that has none. The changes are neither committed nor
+    /// stored. False, and no row is touched, when the directory cannot be listed.
+    bool run();
+
+private:
+    bool readDirectory();
+    void removeStaleTempFiles();
+    void matchRows();
+    void dropRow(const std::string& rowId, const std::string& file);
+    void addRowsForFiles();
+    bool take(const std::string& path);
+
+    ConfigurationsTable mTable;
+
+    /// The names in the directory, sorted; one is taken once it has met its row.
+    std::vector<std::string> mNames;
+    std::vector<bool> mTaken;
+    std::unordered_map<std::string, std::size_t> mByPath;
+};
