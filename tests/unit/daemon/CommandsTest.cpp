@@ -120,7 +120,7 @@ TEST_F(CommandsTest, BadCommandsAreRefusedWithTheirOwnWordsAndChangeNothing)
         {"SAVE_CFG", {{"Name", ""}}, FC_BAD_VALUE, "ERROR addConfiguration: Empty cfg name supplied"},
         {"SAVE_CFG", {{"Name", ".."}}, FC_BAD_VALUE, "ERROR addConfiguration: Bad filename supplied =.."},
         {"REMOVE_CFG", {}, FC_BODY_ERROR, "ERROR removeConfiguration: Not Found tag RowID"},
-        {"REMOVE_CFG", {{"RowID", "b"}}, FC_NO_SUCH_NAME, "INFO execute: command=REMOVE_CFG"},
+        {"REMOVE_CFG", {{"RowID", "b"}}, FC_NO_SUCH_NAME, "ERROR removeConfiguration: Not Found row=b in table=ConfigurationsTable"},
         {"SET_AUTOSTART_CFG", {}, FC_BAD_VALUE, "ERROR setAutoStart: No RowID in command:\n%"},
         {"SET_AUTOSTART_CFG", {{"RowID", "a"}}, FC_BAD_VALUE, "ERROR setAutoStart: Empty AutoStart | RowID in command:\n%"},
         {"SET_AUTOSTART_CFG", {{"RowID", ""}, {"AutoStart", "true"}}, FC_BAD_VALUE, "ERROR setAutoStart: Empty AutoStart | RowID in command:\n%"},
@@ -132,7 +132,7 @@ TEST_F(CommandsTest, BadCommandsAreRefusedWithTheirOwnWordsAndChangeNothing)
         {rename, {{"Name", ""}, {"New Name", "b"}}, FC_BAD_VALUE, "ERROR renameConfiguration: Empty cfg name supplied"},
         {rename, {{"Name", "a"}}, FC_BAD_VALUE, "ERROR renameConfiguration: Empty new cfg name supplied"},
         {rename, {{"Name", "a"}, {"New Name", "../b"}}, FC_BAD_VALUE, "ERROR renameConfiguration: Bad filename supplied =../b"},
-        {rename, {{"Name", "b"}, {"New Name", "c"}}, FC_NO_SUCH_NAME, "INFO renameConfiguration: oldname=b new name=c"},
+        {rename, {{"Name", "b"}, {"New Name", "c"}}, FC_NO_SUCH_NAME, "ERROR renameConfiguration: Couldn't stat filename=/data/cfg/c"},
         // clang-format on
     };
     for (auto [id, parameters, result, lastLine] : table) {
@@ -319,8 +319,9 @@ TEST_F(CommandsTest, FileNameThatAPeerHasChangedNeverLeadsOutOfTheDirectory)
     change("a", "File Name", "/data/precious");
     change("7", "File Name", "/data/precious");
     EXPECT_EQ(FC_UNAVAILABLE, rename("a", "b"));
-    EXPECT_EQ(FC_OK, remove("a"));
+    EXPECT_EQ(FC_UNAVAILABLE, remove("a"));
     EXPECT_EQ(FC_OK, deleteRow("ConfigurationsTable", 7));
+    EXPECT_THAT(rows(), IsEmpty());
     const std::string refused = ": Failed to remove file=/data/precious errno=1";
     const auto lines = logged();
     EXPECT_THAT(lines, Contains("ERROR removeConfiguration" + refused));

@@ -111,6 +111,12 @@ bool removeConfigurationFile(const std::string& path)
     return std::remove(path.c_str()) == 0;
 }
 
+bool pathExists(const std::string& path)
+{
+    struct stat info;
+    return lstat(path.c_str(), &info) == 0;
+}
+
 bool findRegularFile(const std::string& path, std::time_t& modified)
 {
     struct stat info;

@@ -24,6 +24,9 @@ bool liesInCfgDir(std::string_view path);
 /// the catalogue says.
 bool removeConfigurationFile(const std::string& path);
 
+/// True when anything stands at `path`, a dangling link included.
+bool pathExists(const std::string& path);
+
 /// True when a regular file, or a link to one, stands at `path`; `modified` is then its time.
 bool findRegularFile(const std::string& path, std::time_t& modified);
 

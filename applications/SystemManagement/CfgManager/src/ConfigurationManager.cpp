@@ -306,8 +306,11 @@ Fcodes ConfigurationManager::renameConfiguration(const std::string& command)
         DBG_LOG(SEV_ERROR) << "renameConfiguration: Bad filename supplied =" << newName;
         return FC_BAD_VALUE;
     }
-    if (!catalogue().has(name))
+    if (!catalogue().has(name)) {
+        DBG_LOG(SEV_ERROR) << "renameConfiguration: Couldn't stat filename="
+                           << configurationPath(newName);
         return FC_NO_SUCH_NAME;
+    }
 
     std::string description = kNoDescription;
     catalogue().readText(name, "Description",
@@ -364,8 +367,11 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
         DBG_LOG(SEV_ERROR) << "removeConfiguration: Not Found tag RowID";
         return FC_BODY_ERROR;
     }
-    if (!catalogue().has(rowId))
+    if (!catalogue().has(rowId)) {
+        DBG_LOG(SEV_ERROR) << "removeConfiguration: Not Found row=" << rowId
+                           << " in table=" << kConfigurationsTable;
         return FC_NO_SUCH_NAME;
+    }
 
     Fcodes result = FC_OK;
     std::string file;
@@ -376,6 +382,8 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
     } else if (!removeConfigurationFile(file)) {
         DBG_LOG(SEV_ERROR) << "removeConfiguration: Failed to remove file=" << file
                            << " errno=" << errno;
+        if (pathExists(file))
+            result |= FC_UNAVAILABLE;
     }
     result |= catalogue().remove(rowId);
     std::string autoStart;
