@@ -25,7 +25,7 @@ struct Options {
 Options parse(int argc, char** argv)
 {
     Options options;
-    opterr = 0; // the usage is all that is said
+    opterr = 0; // only the usage is printed
     for (int option; (option = getopt(argc, argv, "v:dp:s:")) != -1;) {
         switch (option) {
         case 'v':
@@ -72,17 +72,9 @@ void writeStartFile(const std::string& path)
     std::fclose(file);
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+/// Everything between the manager's construction and its destruction.
+void serve(const Options& options)
 {
-    const Options options = parse(argc, argv);
-
-    // Traits of whole catalogues are large and short-lived: their memory goes back to the device at
-    // once, and is not kept for the next one.
-    mallopt(M_MMAP_THRESHOLD, 1 << 20);
-    mallopt(M_TRIM_THRESHOLD, 2 << 20);
-
     ConfigurationManager manager;
     if (options.detach)
         std::ignore = daemon(1, 1); // one that cannot detach serves in the foreground
@@ -93,6 +85,26 @@ int main(int argc, char** argv)
 
     manager.init();
     while (pause() == -1 && errno == EINTR) {
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const Options options = parse(argc, argv);
+
+    // Texts of whole catalogues are large and short-lived: their memory goes back to the device at
+    // once, and is not kept for the next one.
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    mallopt(M_TRIM_THRESHOLD, 2 << 20);
+
+    try {
+        serve(options);
+    } catch (...) {
+        // An exception that nobody catches ends the process without unwinding: caught here, it has
+        // destroyed the manager before it does.
+        throw;
     }
     return 0;
 }

@@ -1,0 +1,55 @@
+// The daemon's process entry: options, pid file, start file, and the end by an exception.
+
+#include "CfgPaths.h"
+#include "Device.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+
+namespace
+{
+
+using testing::HasSubstr;
+
+TEST(MainTest, DetachedDaemonLeavesItsPidInBothFilesAndServes)
+{
+    Device device;
+    ChildProcess starter({"CfgManager", "-d", "-v", "7", "-v", "0", "-p", "/tmp/pid", "-s",
+                          "/tmp/start", "no option"});
+    ASSERT_EQ(0, starter.wait());
+    ASSERT_TRUE(device.log().waitFor("init: dataCommunicator started"));
+    const std::string pid = readFile("/tmp/pid");
+    EXPECT_EQ("0:" + pid.substr(0, pid.size() - 1) + ":0\n", readFile("/tmp/start"));
+    EXPECT_EQ(binary("CfgManager"),
+              std::filesystem::read_symlink("/proc/" + std::to_string(std::stoi(pid)) + "/exe"));
+    EXPECT_EQ("no configurations\n", Device::cfgctl({"list"}));
+    kill(std::stoi(pid), SIGKILL);
+}
+
+TEST(MainTest, FilesThatCannotBeWrittenDoNotStopTheDaemon)
+{
+    Device device;
+    ChildProcess& daemon =
+        device.start("CfgManager", {"-v", "none", "-p", "/no/pid", "-s", "/no/start"});
+    EXPECT_EQ("/no/start: No such file or directory\n", daemon.errors());
+    EXPECT_TRUE(device.log().waitFor("init: dataCommunicator started")); // no number is level 0
+}
+
+TEST(MainTest, UnknownOptionPrintsTheUsageAndStartsNothing)
+{
+    ChildProcess daemon({"CfgManager", "-p", "/tmp/no-pid", "-x"});
+    EXPECT_EQ(1, daemon.wait());
+    EXPECT_EQ("Usage: " + binary("CfgManager") +
+                  " [-v verboseLevel] [-d] [-p pidfile] [-s startfile]\n",
+              daemon.errors());
+    EXPECT_FALSE(std::filesystem::exists("/tmp/no-pid"));
+}
+
+TEST(MainTest, ManagerIsDestroyedBeforeAnExceptionEndsTheProcess)
+{
+    ChildProcess daemon({"ThrowingManager"});
+    EXPECT_EQ(-SIGABRT, daemon.wait());
+    EXPECT_EQ("manager: destroyed", daemon.errors());
+}
+
+} // namespace
