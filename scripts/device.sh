@@ -8,7 +8,7 @@ collector_pid=
 
 fail() {
     echo
-    echo "run: NOT AS TOLD: $*"
+    echo "run: FAILED: $*"
     echo "The end of the log:"
     tail -n 20 "$device_log" | sed 's/^/    /'
     exit 1
