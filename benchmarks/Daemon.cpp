@@ -1,5 +1,6 @@
 #include "Daemon.h"
 
+#include "CfgPaths.h"
 #include "RawStore.h"
 #include "Session.h"
 
@@ -21,13 +22,9 @@ namespace fs = std::filesystem;
 namespace
 {
 
-constexpr char kCfgDir[] = "/data/cfg";
-constexpr char kStoredCatalogue[] = "/data/cfg/cfg_stored_set.json";
-constexpr char kFactoryCatalogue[] = "/etc/sysmgt/cfg_data_set.json";
-constexpr char kSocket[] = "/tmp/sockCfg";
 constexpr char kDbgFifo[] = "/tmp/sockDbg";
 
-std::string putAside(int rows) { return std::string(kCfgDir) + '.' + std::to_string(rows); }
+std::string pathAside(int rows) { return std::string(kCfgDir) + '.' + std::to_string(rows); }
 
 Json::Value row(const std::string& name)
 {
@@ -83,17 +80,17 @@ DataDirectory::~DataDirectory()
         umount2("/data", MNT_DETACH);
 }
 
-void DataDirectory::show(int rows)
+void DataDirectory::select(int rows)
 {
-    if (rows == mShown)
+    if (rows == mSelected)
         return;
-    if (mShown != -1)
-        fs::rename(kCfgDir, putAside(mShown));
-    if (fs::exists(putAside(rows)))
-        fs::rename(putAside(rows), kCfgDir);
+    if (mSelected != -1)
+        fs::rename(kCfgDir, pathAside(mSelected));
+    if (fs::exists(pathAside(rows)))
+        fs::rename(pathAside(rows), kCfgDir);
     else
         make(rows);
-    mShown = rows;
+    mSelected = rows;
 }
 
 void DataDirectory::make(int rows)
@@ -114,9 +111,9 @@ void DataDirectory::make(int rows)
     close(directory);
 }
 
-Daemon::Daemon(const std::string& level) : mAddress(addressOf(kSocket))
+Daemon::Daemon(const std::string& level) : mAddress(addressOf(kCfgSocket))
 {
-    unlink(kSocket);
+    unlink(kCfgSocket);
     const Stopwatch watch;
     mPid = fork();
     if (mPid == 0)
@@ -149,7 +146,7 @@ double Daemon::cpuSeconds() const
 
 void Daemon::moveTo(const std::string& path)
 {
-    fs::rename(kSocket, path);
+    fs::rename(kCfgSocket, path);
     mAddress = addressOf(path);
 }
 

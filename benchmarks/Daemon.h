@@ -15,7 +15,7 @@ class Session;
 /// The name of the row and configuration with this number.
 std::string rowName(int number);
 
-/// What stands on /data: sets of configurations, of which the daemon finds the one that is shown.
+/// What stands on /data: sets of configurations, of which the daemon finds the selected one.
 class DataDirectory
 {
 public:
@@ -29,13 +29,13 @@ public:
 
     /// Puts a catalogue of `rows` rows, and their files, on /data/cfg; what stood there is kept for
     /// the next time. 0 rows: the factory catalogue.
-    void show(int rows);
+    void select(int rows);
 
 private:
     void make(int rows);
 
     bool mMounted = false;
-    int mShown = -1;
+    int mSelected = -1;
 };
 
 class Daemon

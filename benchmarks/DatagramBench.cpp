@@ -33,7 +33,7 @@ constexpr Shape kShapes[] = {
     {"tables without end", "GET", "<BODY>", "<Table Name=\"ConfigurationsTable\" >", "</BODY>"},
     {"only opening brackets", "GET", "<BODY>", "<", "</BODY>"},
     {"start tags without end", "GET", kTable, "<Row ", "</Table></BODY>"},
-    {"bare rows", "GET", kTable, "<Row></Row>", "</Table></BODY>"},
+    {"rows without attributes", "GET", kTable, "<Row></Row>", "</Table></BODY>"},
     {"many writes", "SET", kRow, "<Item Name=\"Description\" Value=\"x\"/>",
      "</Row></Table></BODY>"},
     {"many writes that fail", "SET", kRow, "<Item Name=\"\" Value=\"\"/>", "</Row></Table></BODY>"},
@@ -102,7 +102,7 @@ void reportWorst(Session& session, const std::string& level, const std::string& 
 void benchDatagrams(Session& session)
 {
     DataDirectory data;
-    data.show(100);
+    data.select(100);
     reportWorst(session, "2", "no pipe", 1);
     const Collector collector;
     reportWorst(session, "2", "a pipe", 0);

@@ -1,4 +1,4 @@
-// What does an event cost over bare datagrams, and what does a subscriber cost that reads nothing?
+// What does an event cost over raw datagrams, and what does a subscriber cost that reads nothing?
 
 #include "Daemon.h"
 #include "DataCommunicator.h"
@@ -36,7 +36,7 @@ public:
     }
 
     /// The same bytes to the same sockets.
-    double bareSecondsEach(int count, RawSocket& sender)
+    double rawSecondsEach(int count, RawSocket& sender)
     {
         mCommunicator->notify(mEvent);
         const std::string text(mSubscribers.back().receive());
@@ -94,9 +94,9 @@ void benchEvents(Session& session)
         const int each = session.smoke() ? 1 : 200 / count;
         const auto medians =
             session.interleave(kRounds, {[&] { return notifier.secondsEach(each); },
-                                         [&] { return notifier.bareSecondsEach(each, sender); }});
+                                         [&] { return notifier.rawSecondsEach(each, sender); }});
         session.report({"event to " + std::to_string(count) + " subscribers", medians[0],
-                        "bare datagrams", medians[1], 1.25, "2"});
+                        "raw datagrams", medians[1], 1.25, "2"});
     }
 
     Notifier free("All", 10);

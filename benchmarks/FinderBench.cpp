@@ -18,7 +18,7 @@ struct Text {
 };
 
 constexpr Text kTexts[] = {
-    {"bare rows", "<Row></Row>", ""},
+    {"rows without attributes", "<Row></Row>", ""},
     {"rows with attributes", "<Row ID=\"1\" ></Row>", ""},
     {"start tags, one end", "<Row ", "</Row>"},
     {"only opening brackets", "<", ""},

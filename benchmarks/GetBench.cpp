@@ -1,4 +1,4 @@
-// What does a GET of one item cost over a bare round trip, and does the catalogue's size matter?
+// What does a GET of one item cost over a raw round trip, and does the catalogue's size matter?
 
 #include "Daemon.h"
 #include "Session.h"
@@ -15,12 +15,12 @@ void benchGet(Session& session)
     const std::string request(270, 'r');
 
     DataDirectory data;
-    data.show(100);
+    data.select(100);
     Daemon small("2");
     small.moveTo("/tmp/sockCfgSmall");
     expectItem(client, small, rowName(99));
     PreparedMessage getSmall = getItem(rowName(50));
-    data.show(10000);
+    data.select(10000);
     const Daemon large("2");
     expectItem(client, large, rowName(9999));
     PreparedMessage getLarge = getItem(rowName(5000));
@@ -39,7 +39,7 @@ void benchGet(Session& session)
              return session.secondsEach(kCount, [&] { ask(client, large.address(), getLarge); });
          }});
     session.report(
-        {"GET of one item, 100 rows", medians[1], "L, bare round trip", medians[0], 1.4, "2"});
+        {"GET of one item, 100 rows", medians[1], "raw round trip", medians[0], 1.4, "2"});
     session.report(
         {"GET of one item, 10,000 rows", medians[2], "at 100 rows", medians[1], 1.1, "2"});
 }

@@ -9,7 +9,7 @@
 namespace
 {
 
-constexpr char kUnit[] = "LogQuestion";
+constexpr char kUnit[] = "LogBench";
 
 std::atomic<int> gPlainLevel{2};
 
@@ -49,15 +49,15 @@ void measureDaemon(Session& session, const std::string& pipe, double goal)
 {
     const Daemon daemon("2");
     RawSocket client("/tmp/sockBenchClient");
-    PreparedMessage everything = command("StartDbgPrint");
-    PreparedMessage nothing = command("StopDbgPrint");
+    PreparedMessage logAll = command("StartDbgPrint");
+    PreparedMessage logNothing = command("StopDbgPrint");
     PreparedMessage get = getItem(rowName(42));
     const auto getAfter = [&](PreparedMessage& level) {
         ask(client, daemon.address(), level);
         return session.secondsEach(30, [&] { ask(client, daemon.address(), get); });
     };
     const auto medians = session.interleave(
-        501, {[&] { return getAfter(everything); }, [&] { return getAfter(nothing); }});
+        501, {[&] { return getAfter(logAll); }, [&] { return getAfter(logNothing); }});
     session.report(
         {"GET of one item, level 0, " + pipe, medians[0], "at level 5", medians[1], goal, "0"});
 }
@@ -68,7 +68,7 @@ void benchLog(Session& session)
 {
     measureSites(session);
     DataDirectory data;
-    data.show(100);
+    data.select(100);
     measureDaemon(session, "no pipe", 1.02);
     const Collector collector;
     measureDaemon(session, "a pipe that is read", 0);

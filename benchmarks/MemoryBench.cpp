@@ -1,6 +1,7 @@
-// How much memory does a catalogue take over the JSON library's own tree, that is what a bare
+// How much memory does a catalogue take over the JSON library's own tree, that is what a
 // process grows by when it parses the same file? A daemon with an empty catalogue is the zero.
 
+#include "CfgPaths.h"
 #include "Daemon.h"
 #include "RawStore.h"
 #include "Session.h"
@@ -16,7 +17,7 @@ struct Footprint {
 
 Footprint footprint(DataDirectory& data, int rows)
 {
-    data.show(rows);
+    data.select(rows);
     const Daemon daemon("2");
     const double loaded = memoryOf(daemon.pid()).resident;
     RawSocket client("/tmp/sockBenchClient");
@@ -33,7 +34,7 @@ void benchMemory(Session& session)
     DataDirectory data;
     const Footprint empty = footprint(data, 0);
     const Footprint full = footprint(data, 10000);
-    const double tree = bytesOfBareParse("/data/cfg/cfg_stored_set.json");
+    const double tree = rawParseBytes(kStoredCatalogue);
     session.report({"memory after start-up, 10,000 rows", full.loaded - empty.loaded,
                     "parsed by jsoncpp alone", tree, 1.15, "2", Unit::BYTES});
     session.report({"peak during a store, 10,000 rows", full.duringStore - empty.loaded,

@@ -7,7 +7,7 @@
 namespace
 {
 
-class Collector : public benchmark::BenchmarkReporter
+class TimeReporter : public benchmark::BenchmarkReporter
 {
 public:
     bool ReportContext(const Context& /*context*/) override { return true; }
@@ -51,7 +51,7 @@ microFigures(const Session& session,
     int count = static_cast<int>(pointers.size());
     benchmark::Initialize(&count, pointers.data());
 
-    Collector collector;
-    benchmark::RunSpecifiedBenchmarks(&collector);
-    return collector.medians();
+    TimeReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    return reporter.medians();
 }

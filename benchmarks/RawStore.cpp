@@ -1,5 +1,6 @@
 #include "RawStore.h"
 
+#include "CfgPaths.h"
 #include "Daemon.h"
 #include "RawSocket.h"
 #include "Session.h"
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -17,9 +19,6 @@
 namespace
 {
 
-constexpr char kCfgDir[] = "/data/cfg";
-constexpr char kCatalogue[] = "/data/cfg/cfg_stored_set.json";
-
 void synchronise(const std::string& path)
 {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -27,7 +26,7 @@ void synchronise(const std::string& path)
     close(descriptor);
 }
 
-void lookAtEachFile(const std::string& directory)
+void statEachFile(const std::string& directory)
 {
     dirent** list = nullptr;
     const int count = scandir(directory.c_str(), &list, nullptr, alphasort);
@@ -72,9 +71,8 @@ Json::Value parseFile(const std::string& path)
     return document;
 }
 
-void storeCopy(const Json::Value& document, const std::string& directory, const std::string& name)
+void storeCopy(const Json::Value& document, const std::string& target)
 {
-    const std::string target = directory + '/' + name;
     const std::string beside = target + ".new";
     {
         const Json::Value copy = document;
@@ -84,25 +82,25 @@ void storeCopy(const Json::Value& document, const std::string& directory, const 
     synchronise(beside);
     if (rename(beside.c_str(), target.c_str()) == -1)
         giveUp("cannot replace " + target);
-    synchronise(directory);
+    synchronise(std::filesystem::path(target).parent_path());
 }
 
-double secondsOfBareStart()
+double rawStartSeconds()
 {
     const Stopwatch watch;
-    askProbe("start", kCatalogue);
+    askProbe("start", kStoredCatalogue);
     return watch.seconds();
 }
 
-double bytesOfBareParse(const std::string& path) { return askProbe("parse", path); }
+double rawParseBytes(const std::string& path) { return askProbe("parse", path); }
 
 bool runProbe(const std::string& word, const std::string& path)
 {
     const double before = memoryOf(getpid()).resident;
     const Json::Value document = parseFile(path);
     if (word == "start") {
-        lookAtEachFile(kCfgDir);
-        storeCopy(document, kCfgDir, "cfg_stored_set.json");
+        statEachFile(kCfgDir);
+        storeCopy(document, kStoredCatalogue);
     } else if (word != "parse") {
         return false;
     }

@@ -8,15 +8,15 @@
 
 Json::Value parseFile(const std::string& path);
 
-/// A copy of the document is written to a new file, synchronised, renamed over the old one, and the
+/// A copy of the document is written to a new file, synchronised, renamed over `target`, and the
 /// directory synchronised.
-void storeCopy(const Json::Value& document, const std::string& directory, const std::string& name);
+void storeCopy(const Json::Value& document, const std::string& target);
 
-/// Parses the catalogue on /data/cfg, looks at each file there, and stores the catalogue once.
-double secondsOfBareStart();
+/// Parses the stored catalogue, stats each file beside it, and stores the catalogue once.
+double rawStartSeconds();
 
-/// What a bare process grows by when it parses the file.
-double bytesOfBareParse(const std::string& path);
+/// The memory that a process grows by when it parses the file.
+double rawParseBytes(const std::string& path);
 
 /// The probes' side; false when the word is none of theirs.
 bool runProbe(const std::string& word, const std::string& path);

@@ -10,22 +10,22 @@ namespace
 
 constexpr char kFormat[] = "%-58s %10s  %-40s %7s  %7s  %-8s %s\n";
 
-std::string number(const char* format, double value)
+std::string formatNumber(const char* format, double value)
 {
     std::array<char, 32> text;
     std::snprintf(text.data(), text.size(), format, value);
     return text.data();
 }
 
-std::string quantity(double value, Unit unit)
+std::string formatFigure(double value, Unit unit)
 {
     if (unit == Unit::BYTES)
-        return number("%.2f MB", value / 1e6);
+        return formatNumber("%.2f MB", value / 1e6);
     if (value < 1e-6)
-        return number("%.2f ns", value * 1e9);
+        return formatNumber("%.2f ns", value * 1e9);
     if (value < 1e-3)
-        return number("%.2f us", value * 1e6);
-    return number("%.2f ms", value * 1e3);
+        return formatNumber("%.2f us", value * 1e6);
+    return formatNumber("%.2f ms", value * 1e3);
 }
 
 } // namespace
@@ -65,17 +65,18 @@ void Session::report(const Row& row)
         verdict = "";
     else if (!mSmoke && !met)
         ++mMissed;
-    const std::string baseline = row.baselineName + "  " + quantity(row.baseline, row.unit);
-    std::printf(kFormat, row.work.c_str(), quantity(row.figure, row.unit).c_str(), baseline.c_str(),
-                number("%.3f", ratio).c_str(),
-                row.goal == 0 ? "" : number("%.2f", row.goal).c_str(), verdict, row.level.c_str());
+    const std::string baseline = row.baselineName + "  " + formatFigure(row.baseline, row.unit);
+    std::printf(kFormat, row.work.c_str(), formatFigure(row.figure, row.unit).c_str(),
+                baseline.c_str(), formatNumber("%.3f", ratio).c_str(),
+                row.goal == 0 ? "" : formatNumber("%.2f", row.goal).c_str(), verdict,
+                row.level.c_str());
     std::fflush(stdout);
 }
 
 void Session::detail(const std::string& name, double seconds) const
 {
     if (mDetailed)
-        std::printf("    %-48s %10s\n", name.c_str(), quantity(seconds, Unit::SECONDS).c_str());
+        std::printf("    %-48s %10s\n", name.c_str(), formatFigure(seconds, Unit::SECONDS).c_str());
 }
 
 void Session::printHead() const

@@ -18,7 +18,7 @@ struct Row {
     double figure;
     std::string baselineName;
     double baseline;
-    double goal;       ///< the most that figure / baseline may be; 0 where it is only told
+    double goal;       ///< the most that figure / baseline may be; 0 where none is set
     std::string level; ///< log level of what was measured
     Unit unit = Unit::SECONDS;
 };
@@ -47,11 +47,14 @@ public:
     /// Prints the line at once.
     void report(const Row& row);
 
-    /// A figure behind the next line, shown when a question is asked by its name.
+    /// A figure behind the next line, shown when a benchmark is chosen by its name.
     void detail(const std::string& name, double seconds) const;
 
     void printHead() const;
     void printFoot() const;
+
+    /// How many goals the figures reported so far have missed; 0 in a smoke run.
+    int missedGoals() const { return mMissed; }
 
 private:
     bool mSmoke;

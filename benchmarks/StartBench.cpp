@@ -11,17 +11,17 @@ namespace
 void measure(Session& session, DataDirectory& data, const std::string& place)
 {
     const auto startWith = [&data](int rows) {
-        data.show(rows);
+        data.select(rows);
         return Daemon("2").startSeconds();
     };
     const auto medians = session.interleave(9, {[&] { return startWith(10000); },
                                                 [&] {
-                                                    data.show(10000);
-                                                    return secondsOfBareStart();
+                                                    data.select(10000);
+                                                    return rawStartSeconds();
                                                 },
                                                 [&] { return startWith(1000); }});
     session.report({"start-up, 10,000 configurations, " + place, medians[0],
-                    "parse + scandir and stat + C", medians[1], 2.0, "2"});
+                    "parse + scandir and stat + raw store", medians[1], 2.0, "2"});
     session.report({"start-up, 10,000 configurations, " + place, medians[0], "1,000 of them",
                     medians[2], 12.0, "2"});
 }

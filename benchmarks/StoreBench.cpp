@@ -1,5 +1,6 @@
 // What does a command with one store cost over writing the catalogue with the JSON library alone?
 
+#include "CfgPaths.h"
 #include "Daemon.h"
 #include "RawStore.h"
 #include "Session.h"
@@ -12,12 +13,12 @@ namespace
 
 void measure(Session& session, DataDirectory& data, const std::string& place, int rows)
 {
-    data.show(rows);
+    data.select(rows);
     const Daemon daemon("2");
     RawSocket client("/tmp/sockBenchClient");
     PreparedMessage commands[] = {setAutoStart(rowName(1)), setAutoStart(rowName(2))};
-    const Json::Value catalogue = parseFile("/data/cfg/cfg_stored_set.json");
-    std::filesystem::create_directory("/data/bare");
+    const Json::Value catalogue = parseFile(kStoredCatalogue);
+    std::filesystem::create_directory("/data/raw");
 
     bool odd = false; // each store changes the file
     const auto store = [&] {
@@ -26,13 +27,13 @@ void measure(Session& session, DataDirectory& data, const std::string& place, in
             std::string_view::npos)
             giveUp("the daemon does not store");
     };
-    const auto bareStore = [&] { storeCopy(catalogue, "/data/bare", "catalogue.json"); };
+    const auto rawStore = [&] { storeCopy(catalogue, "/data/raw/catalogue.json"); };
 
     const auto medians = session.interleave(std::max(15, std::min(501, 200000 / rows)),
                                             {[&] { return session.secondsEach(1, store); },
-                                             [&] { return session.secondsEach(1, bareStore); }});
+                                             [&] { return session.secondsEach(1, rawStore); }});
     session.report({"SET_AUTOSTART_CFG, " + std::to_string(rows) + " rows, " + place, medians[0],
-                    "C, bare store", medians[1], 1.1, "2"});
+                    "raw store", medians[1], 1.1, "2"});
 }
 
 } // namespace

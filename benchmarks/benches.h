@@ -1,10 +1,10 @@
 #pragma once
 
-// The questions that the benchmarks answer, one file each.
+// The benchmarks and what each answers, one file each.
 
 class Session;
 
-void benchGet(Session& session);       ///< What does a GET cost over a bare round trip?
+void benchGet(Session& session);       ///< What does a GET cost over a raw round trip?
 void benchStore(Session& session);     ///< What does a command with one store cost?
 void benchEvents(Session& session);    ///< What does an event cost, and a stuck subscriber?
 void benchStart(Session& session);     ///< How long does a start take?

@@ -17,7 +17,7 @@ namespace
 
 struct Bench {
     std::string_view name;
-    void (*ask)(Session& session);
+    void (*run)(Session& session);
 };
 
 constexpr Bench kBenches[] = {
@@ -72,18 +72,19 @@ int main(int argc, char** argv)
         giveUp("run by ./bench, in a private world");
 
     const Options options = parse(argc, argv);
-    std::vector<Bench> asked;
-    for (const Bench& question : kBenches)
-        if (question.name.find(options.filter) != std::string_view::npos)
-            asked.push_back(question);
-    if (asked.empty())
-        giveUp("no question is named like " + options.filter);
+    std::vector<Bench> chosen;
+    for (const Bench& bench : kBenches)
+        if (bench.name.find(options.filter) != std::string_view::npos)
+            chosen.push_back(bench);
+    if (chosen.empty())
+        giveUp("no benchmark is named like " + options.filter);
 
     std::cout.setstate(std::ios::failbit); // the library reports a missing pipe there
     pinToOneCore();
     Session session(options.smoke, !options.filter.empty(), options.disk);
     session.printHead();
-    for (const Bench& question : asked)
-        question.ask(session);
+    for (const Bench& bench : chosen)
+        bench.run(session);
     session.printFoot();
+    return session.missedGoals() == 0 ? 0 : 1;
 }
