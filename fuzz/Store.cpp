@@ -1,0 +1,181 @@
+// A document is loaded, the operations of the lines below it are carried out, and the store is
+// committed, written and read again. A line is an operation and its arguments:
+//   set|COMPONENT|PROPERTY|VALUE|INSTANCE
+
+#include "DataSetsFactory.h"
+#include "FuzzTarget.h"
+#include "IDataSets.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <json/reader.h>
+#include <memory>
+#include <sstream>
+#include <string_view>
+#include <vector>
+
+namespace
+{
+
+constexpr char kEndOfDocument[] = "\n---\n";
+
+struct Arguments {
+    explicit Arguments(const std::string& line)
+    {
+        std::istringstream stream(line);
+        for (std::string text; std::getline(stream, text, '|');)
+            texts.push_back(text);
+        texts.resize(6);
+    }
+    const std::string& operator[](std::size_t i) const { return texts[i]; }
+    int number(std::size_t i) const { return std::atoi(texts[i].c_str()); }
+
+    std::vector<std::string> texts;
+};
+
+/// Reads a property in all its forms.
+void get(IDataSets& store, const std::string& component, const std::string& property,
+         const auto& instance)
+{
+    int number = 0;
+    std::string text;
+    bool truth = false;
+    store.getIntParam("D", component, property, number, instance);
+    store.getTextParam("D", component, property, text, instance);
+    store.getBoolParam("D", component, property, truth, instance);
+    store.getNewIntParam("D", component, property, number, instance);
+    store.getNewTextParam("D", component, property, text, instance);
+    store.getNewBoolParam("D", component, property, truth, instance);
+    store.isChangedProperty("D", component, property, instance);
+    store.isChangedInstance("D", component, instance);
+    store.hasInstance("D", component, instance);
+}
+
+void set(IDataSets& store, const Arguments& a, const auto& instance)
+{
+    store.setIntParam("D", a[1], a[2], a.number(3), instance);
+    store.setBoolParam("D", a[1], a[2], a[3] == "true", instance);
+    if (store.setTextParam("D", a[1], a[2], a[3], instance) == FC_OK)
+        require(store.isChangedProperty("D", a[1], a[2], instance), "what was set is pending");
+    get(store, a[1], a[2], instance);
+}
+
+void init(IDataSets& store, const Arguments& a, const auto& instance)
+{
+    store.initIntParam("D", a[1], a[2], a.number(3), instance);
+    store.initBoolParam("D", a[1], a[2], a[3] == "true", instance);
+    store.initTextParam("D", a[1], a[2], a[3], instance);
+    get(store, a[1], a[2], instance);
+}
+
+void list(IDataSets& store, const Arguments& a)
+{
+    std::vector<std::string> names;
+    std::list<std::string> values;
+    std::string texts[4];
+    int size = 0;
+    store.getProperties("D", a[1], names);
+    store.getInstances("D", a[1], names);
+    store.getInstancesByParameter("D", a[1], a[2], a[3], a[4]);
+    store.getInstancesByParameter("D", a[1], a[2], a[3], a.number(4));
+    store.getInstancesByKey("D", a[1], a[3], a[4]);
+    store.getComponentProperty("D", a[1], a[2], texts[0], texts[1], texts[2], values);
+    store.getComponentPropertyDefault("D", a[1], a[2], texts[3]);
+    store.getComponentSize("D", a[1], size);
+    store.findDataSetWithComponent(texts[0], a[1]);
+}
+
+void request(IDataSets& store, const Arguments& a)
+{
+    Json::Value document;
+    if (!Json::Reader().parse(a[1], document))
+        return;
+    for (const auto operation : {&IDataSets::getParams, &IDataSets::setParams,
+                                 &IDataSets::fetchPropertyNames, &IDataSets::fetchComponentKeys}) {
+        Json::Value reply;
+        const Fcodes code = (store.*operation)(document, reply);
+        require(reply["fcode"].asUInt() == static_cast<unsigned>(code), "a reply holds its code");
+    }
+}
+
+struct Operation {
+    std::string_view name;
+    void (*run)(IDataSets& store, const Arguments& a);
+};
+
+const Operation kOperations[] = {
+    {"set", [](auto& s, auto& a) { set(s, a, a[4]), set(s, a, a.number(4)); }},
+    {"init", [](auto& s, auto& a) { init(s, a, a[4]), init(s, a, a.number(4)); }},
+    {"list", list},
+    {"request", request},
+    {"add", [](auto& s, auto& a) { s.addInstance("D", a[1], a[2]); }},
+    {"append",
+     [](auto& s, auto& a) {
+         int i = 0;
+         s.appendInstance("D", a[1], i);
+     }},
+    {"remove",
+     [](auto& s, auto& a) {
+         s.removeInstance("D", a[1], a[2]);
+         s.removeInstance("D", a[1], a.number(2));
+     }},
+    {"clear", [](auto& s, auto& a) { s.clearComponent("D", a[1]); }},
+    {"load", [](auto& s, auto& a) { s.loadComponent("D", a[1], a[2]); }},
+    {"delete", [](auto& s, auto& a) { s.deleteComponent("D", a[1]); }},
+    {"touch",
+     [](auto& s, auto& a) { a[1].empty() ? s.touchDataSet("D") : s.touchComponent("D", a[1]); }},
+    {"untouch",
+     [](auto& s, auto& a) {
+         s.untouchProperty("D", a[1], a[2], a[3]);
+         s.untouchProperty("D", a[1], a[2], a.number(3));
+         s.untouchComponent("D", a[1]);
+     }},
+    {"commit", [](auto& s, auto& a) { s.commitComponent("D", a[1]); }},
+    {"rollback", [](auto& s, auto& a) { s.rollbackComponent("D", a[1]); }},
+    {"update",
+     [](auto& s, auto& a) {
+         s.addDataSet("R");
+         s.loadComponent("R", a[1], a[2]);
+         s.updateDataSet("D", "R", a[3] == "1", a[4] == "1", a[5] == "1");
+     }},
+};
+
+std::string written(IDataSets& store, const std::string& dataset)
+{
+    store.storeDataSet(dataset, "/tmp/written.json");
+    std::ifstream file("/tmp/written.json");
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    const std::string text = textOf(data, size);
+    const std::size_t end = std::min(text.find(kEndOfDocument), text.size());
+    std::ofstream("/tmp/D.json") << text.substr(0, end);
+    DataSetsFactory factory;
+    const std::unique_ptr<IDataSets> made(factory.createDataSets());
+    IDataSets& store = *made;
+    if (store.loadDataSet("D", "/tmp/D.json") != FC_OK)
+        return 0;
+
+    std::istringstream lines(text.substr(end));
+    for (std::string line; std::getline(lines, line);) {
+        const Arguments arguments(line);
+        for (const Operation& operation : kOperations)
+            if (operation.name == arguments[0])
+                operation.run(store, arguments);
+    }
+    store.commit();
+    require(!store.isChanged(), "nothing is pending after a commit");
+
+    const std::string document = written(store, "D");
+    require(store.loadDataSet("Again", "/tmp/written.json") == FC_OK, "what is written is read",
+            document);
+    // The JSON library mends a text that is not UTF-8.
+    if (std::ranges::all_of(text, [](char c) { return c > 0; }))
+        require(written(store, "Again") == document, "what is read is written the same", document);
+    return 0;
+}
