@@ -1,7 +1,7 @@
 #pragma once
 
-// A device manager: it holds the device's time zone, tells it to whoever asks, and announces a
-// change to its subscribers; and it keeps a table of sensors, whose limits peers may set. A small
+// A device manager: it holds the device's time zone, serves it to peers and announces each change
+// to its subscribers; and it keeps a table of sensors, whose limits peers may set. A small
 // application on DataComLib: one dataset, one table, two commands, one event.
 //
 // Made once by main() and never destroyed before the process ends. start() runs on the main thread;
@@ -24,7 +24,8 @@ public:
     IDataSets* createDataSets() override;
 
     /// "SET_TIME_ZONE" with the parameter "TZ"; "APPLY_LIMITS", which makes the limits that peers
-    /// have set take effect.
+    /// have set take effect. It takes a command of the application's own for that: "Accept Changes"
+    /// and "Rollback Changes" do nothing when a peer sends them, see DataHolder::doExecute().
     Fcodes execute(const std::string& command, std::string& result) override;
 
     /// Nobody sends events to this manager.

@@ -81,6 +81,9 @@ Fcodes DataHolder::handle(MessageEvent* event)
 Fcodes DataHolder::doExecute(const std::string& command, std::string& /*result*/)
 {
     DBG_LOG(SEV_INFO) << "doExecute: arrived command=" << command;
+    // Kept on purpose: peers that send these commands count on nothing being accepted or rolled
+    // back. What they send is a whole Command element, which never equals the words alone; these
+    // come from the application itself, through execute().
     if (command == "Accept Changes") {
         acceptChanges(); // the sender has its answer already
         return FC_OK;
