@@ -37,7 +37,7 @@ protected:
     }
 
     /// Rows with these ids, all clean.
-    void haveRows(const std::vector<int>& ids)
+    void addCleanRows(const std::vector<int>& ids)
     {
         for (const int id : ids)
             table.newRow(id, nullptr, false);

@@ -9,7 +9,7 @@ namespace
 class DataItemTest : public TableFixture
 {
 protected:
-    DataItemTest() : limit((haveRows({1}), cell(1, "Limit"))), mode(cell(1, "Mode")) {}
+    DataItemTest() : limit((addCleanRows({1}), cell(1, "Limit"))), mode(cell(1, "Mode")) {}
 
     /// Committed and pending value, each as text and integer, and the state.
     static std::string show(const DataItem& item)
@@ -143,7 +143,7 @@ TEST_F(DataItemTest, TextHoldsTheCommittedValueAndIsRead)
 
 TEST_F(DataItemTest, MovesBetweenRowsWithItsOwnership)
 {
-    haveRows({2});
+    addCleanRows({2});
     DataRow& second = *table.getRows(2);
     limit.initValue(7);
     limit.setRow(&second); // frees the item that stood there
@@ -160,7 +160,32 @@ TEST_F(DataItemTest, MovesBetweenRowsWithItsOwnership)
     EXPECT_EQ(second.getDataItem("Limit"), nullptr);
     second.addDataItem("Alias", mode.clone());
     delete second.getDataItem("Alias"); // leaves its row by itself
-    EXPECT_EQ(second.getDataItemListEnd() - second.getDataItemListBegin(), 1);
+    EXPECT_EQ(std::distance(second.getDataItemListBegin(), second.getDataItemListEnd()), 1);
+}
+
+TEST_F(DataItemTest, LinksOfItemAndRowCanBeSetApart)
+{
+    DataRow row(9);
+    DataItem* const item = limit.clone();
+    row._addDataItem("Limit", item);
+    EXPECT_EQ(item, row.getDataItem("Limit"));
+    EXPECT_EQ(nullptr, item->getRow());
+    item->__setRow(&row);
+    item->_clearRow();
+    EXPECT_EQ(item, row.getDataItem("Limit"));
+    row._addDataItem("Limit", item); // is there already
+    row._removeDataItem(item);
+    row._addDataItem("Alias", item);
+    row._removeDataItem("Alias");
+    EXPECT_EQ(row.getDataItemListBegin(), row.getDataItemListEnd());
+
+    row._addDataItem("Limit", item);
+    item->__setRow(&row);
+    item->_setRow(table.getRows(1)); // takes it out of its row, and into none
+    EXPECT_EQ(nullptr, row.getDataItem("Limit"));
+    EXPECT_EQ(table.getRows(1), item->getRow());
+    EXPECT_EQ(&limit, table.getRows(1)->getDataItem("Limit"));
+    delete item;
 }
 
 } // namespace

@@ -56,6 +56,20 @@ TEST_F(DataObjectTest, IsWrittenInOrderOfNamesAndKeysAndReadBack)
     EXPECT_EQ(copy.getInstances(), (Names{"10", "left"}));
 }
 
+TEST_F(DataObjectTest, EmptyKeyIsAKey)
+{
+    fan.newInstance("", nullptr, false);
+    std::string text;
+    DataObject copy;
+    EXPECT_EQ(FC_OK, copy.initFromString(fan.toString(text)));
+    EXPECT_EQ((Names{"", "10", "left"}), copy.getInstances());
+
+    table.addRows(3, new DataRow(0)); // a row of a table shows its id again
+    fan.addInstance("", table.removeRows(3).release());
+    table.addRows(3, fan.getInstance(""));
+    EXPECT_EQ("\t\t\t<Row ID=\"3\" >\n\t\t\t</Row>\n", table.getRows(3)->toString(text));
+}
+
 TEST_F(DataObjectTest, ReadingReportsWhatIsWrong)
 {
     EXPECT_EQ(fan.initFromString("<Object>"), FC_BODY_ERROR);
@@ -95,10 +109,10 @@ TEST_F(DataObjectTest, AcceptsAndRollsBackLikeATable)
 
 TEST_F(DataObjectTest, ReplacedParameterKeepsTheValuesItCanHold)
 {
-    fan.replaceParameter("Mode", column("Mode", DataColumn::ENUM, 0, {"Eco", "Off"}));
-    fan.replaceParameter("Mode", column("Mode", DataColumn::INT));
+    delete fan.replaceParameter("Mode", column("Mode", DataColumn::ENUM, 0, {"Eco", "Off"}));
+    delete fan.replaceParameter("Mode", column("Mode", DataColumn::INT));
     fan.removeParameter("Mode");
-    fan.replaceParameter("Speed", column("Speed", DataColumn::STR));
+    delete fan.replaceParameter("Speed", column("Speed", DataColumn::STR));
     expectLogged(
         {"WARN DataObject:replaceParameter: enum column=Mode Set default instead of val=Auto",
          "WARN DataObject:replaceParameter: int column=Mode Set default instead of type=2 val=Off",

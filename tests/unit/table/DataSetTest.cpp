@@ -113,6 +113,41 @@ TEST_F(DataSetTest, FailedStoreIsLoggedAndIsNoError)
                   "INFO DataSet:store: stored in file=/data/none/file"});
 }
 
+TEST_F(DataSetTest, StoreLogsWhatCannotBeReadBack)
+{
+    const auto stored = [this](const std::vector<std::string>& errors) {
+        log.clear();
+        set.store(kFile);
+        std::vector<std::string> expected;
+        for (const std::string& error : errors)
+            expected.push_back("ERROR DataSet:store: Can't be read back: " + error);
+        expected.emplace_back("INFO DataSet:store: stored in file=/data/sensors.xml");
+        expectLogged(expected);
+    };
+    DataTable& fans = *set.getTable("Fans");
+    DataItem& speed = *fans.getRows(1)->getDataItem("Speed");
+    fans.addColumns("Mode", column("Mode", DataColumn::ENUM, 7, {"a<b", "Off"}));
+    auto* const mode = new DataItem(fans.getColumns("Mode"));
+    fans.getRows(1)->addDataItem("Mode", mode); // has no value: 7 is none
+    speed.initStrVal("12 V <&");
+    stored({});
+    for (const char* value : {"a>b", "\"a"}) {
+        speed.initStrVal(value);
+        stored({std::string("table=Fans row=1 item=Speed value=") + value});
+    }
+    speed.initStrVal("");
+    mode->initStrVal("On");
+    stored({"table=Fans row=1 item=Mode value=On"});
+    mode->init(column("Gone", DataColumn::INT));
+    stored({"table=Fans row=1 item=Gone value=0"});
+    fans.getColumns("Mode")->addValue(2, "<On>");
+    stored({"table=Fans column=Mode"}); // the first of a table
+    set.setVersion("1\"");
+    fans.setId("F>");
+    stored({"dataset=Dev version=1\"", "table=F>"});
+    delete mode->getColumn();
+}
+
 TEST_F(DataSetTest, TouchesOneTableOrAll)
 {
     EXPECT_EQ(set.touch("None") | set.untouch("None"), FC_OK);

@@ -1,7 +1,9 @@
 #include "DataSet.h"
 #include "TableFixture.h"
 
+#include <functional>
 #include <limits>
+#include <map>
 #include <memory>
 
 namespace
@@ -45,7 +47,7 @@ TEST_F(DataTableTest, RowIdsStartAtOneAndFreeOnesAreFoundInGapsAndAtTheEnd)
     table.doDeleteRow(1);
     EXPECT_EQ(table.newRow(), 1);
 
-    haveRows({2, 4});
+    addCleanRows({2, 4});
     EXPECT_EQ(table.getAvailableRowId(), 3);
     EXPECT_EQ(table.appendNewRow(), 5);
     EXPECT_EQ(table.newRow(), 3);
@@ -53,18 +55,18 @@ TEST_F(DataTableTest, RowIdsStartAtOneAndFreeOnesAreFoundInGapsAndAtTheEnd)
     table.doDeleteRow(1);
     EXPECT_EQ(table.newRow(), 1);
 
-    haveRows({std::numeric_limits<int>::max(), -3});
+    addCleanRows({std::numeric_limits<int>::max(), -3});
     EXPECT_EQ(table.appendNewRow(), 7); // nothing lies behind the highest id there is
     table.doDeleteAllRows();
-    haveRows({-3});
+    addCleanRows({-3});
     EXPECT_EQ(table.appendNewRow(), 1);
-    haveRows({3});
+    addCleanRows({3});
     EXPECT_EQ(table.newRow(), 2);
 }
 
 TEST_F(DataTableTest, TheThreeWalksPassOverDifferentRows)
 {
-    haveRows({1, 2, 3, 4, 5, 6});
+    addCleanRows({1, 2, 3, 4, 5, 6});
     const auto mark = [&](std::vector<unsigned> states) {
         for (int id = 1; id <= 6; ++id)
             table.getRows(id)->setState(states[static_cast<std::size_t>(id - 1)]);
@@ -87,9 +89,44 @@ TEST_F(DataTableTest, TheThreeWalksPassOverDifferentRows)
     EXPECT_EQ(table.getNextRowIndex(7), 0);
 }
 
+TEST_F(DataTableTest, FirstRowIsTheFirstOneNotMarkedDeletedWhateverHasHappenedSince)
+{
+    using Change = std::function<void()>;
+    const Change changes[] = {
+        [this] { table.getRows(2)->setState(STATE_ADDED); },
+        [this] { table.getRows(1)->touch(); },
+        [this] { table.getRows(3)->untouch(); },
+        [this] { table.getRows(2)->acceptChanges(); },
+        [this] { table.getRows(4)->rollbackChanges(); },
+        [this] { table.rollbackChanges(); },
+        [this] { table.acceptChanges(); },
+        [this] { table.newRow(-2, nullptr, false); },
+        [this] { table.addRows(-1, new DataRow(7)); },
+        [this] { table.addRows(2, new DataRow(7)); },
+        [this] { table.addRows(9, table.removeRows(3).release()); },
+        [this] { table.deleteRow(5); },
+        [this] { table.doDeleteRow(5); },
+        [this] { delete table.getRows(5); },
+        [this] { table.clearRows(); },
+    };
+    for (const Change& change : changes) {
+        table.clearRows();
+        addCleanRows({1, 2, 3, 4, 5, 6});
+        for (const int id : {1, 2, 3, 4})
+            table.deleteRow(id);
+        EXPECT_EQ(5, table.getFirstRowIndex());
+        change();
+        int first = 0;
+        for (const auto& [id, row] : std::map(table.getRowsBegin(), table.getRowsEnd()))
+            if (first == 0 && (row->getState() & STATE_DELETED) == 0)
+                first = id;
+        EXPECT_EQ(first, table.getFirstRowIndex()) << "change " << &change - changes;
+    }
+}
+
 TEST_F(DataTableTest, DeletedRowStaysUntilChangesAreAccepted)
 {
-    haveRows({1, 2, 3, 4});
+    addCleanRows({1, 2, 3, 4});
     EXPECT_EQ(table.deleteRow(9), FC_NO_SUCH_NAME);
     EXPECT_FALSE(table.isChanged());
     EXPECT_EQ(table.deleteRow(2) | table.deleteRow(3), FC_OK);
@@ -109,7 +146,7 @@ TEST_F(DataTableTest, DeletedRowStaysUntilChangesAreAccepted)
 
 TEST_F(DataTableTest, AcceptingPassesOverCleanRows)
 {
-    haveRows({1});
+    addCleanRows({1});
     cell(1, "Limit").setValue("5");
     table.getRows(1)->setState(STATE_CLEAN);
     table.acceptChanges();
@@ -118,7 +155,7 @@ TEST_F(DataTableTest, AcceptingPassesOverCleanRows)
 
 TEST_F(DataTableTest, RollbackRemovesNewRowsAndKeepsAllThatWereTouched)
 {
-    haveRows({1, 2});
+    addCleanRows({1, 2});
     const DataRow& pattern = *table.getRows(1);
     table.deleteRow(1);
     cell(2, "Limit").setValue("5");
@@ -138,7 +175,7 @@ TEST_F(DataTableTest, RollbackRemovesNewRowsAndKeepsAllThatWereTouched)
 
 TEST_F(DataTableTest, NewRowOnAnExistingIdLeavesTheRowUnlessItIsReused)
 {
-    haveRows({1, 2});
+    addCleanRows({1, 2});
     cell(1, "Limit").initValue("7");
     cell(2, "Mode").initValue("Off");
     delete cell(2, "Limit").getRow()->removeDataItem("Limit").release();
@@ -165,7 +202,7 @@ TEST_F(DataTableTest, NewRowOnAnExistingIdLeavesTheRowUnlessItIsReused)
 
 TEST_F(DataTableTest, TouchingGoesDownToTheItems)
 {
-    haveRows({1});
+    addCleanRows({1});
     table.touch();
     EXPECT_EQ(table.getState() & state(1) & cell(1, "Mode").getState(), STATE_MODIFIED);
     table.untouch();
@@ -176,7 +213,7 @@ TEST_F(DataTableTest, TouchingGoesDownToTheItems)
 
 TEST_F(DataTableTest, RemovedColumnTakesItsCellsWithIt)
 {
-    haveRows({1});
+    addCleanRows({1});
     table.addColumns("Late", column("Late", DataColumn::INT)); // gives existing rows no cell
     EXPECT_EQ(table.getColumnNames(), (std::vector<std::string>{"Limit", "Mode", "Late"}));
     const auto removed = table.removeColumns("Limit");
@@ -190,16 +227,16 @@ TEST_F(DataTableTest, RemovedColumnTakesItsCellsWithIt)
 
 TEST_F(DataTableTest, ReplacedColumnGoesToTheEndAndKeepsTheValuesItCanHold)
 {
-    haveRows({1, 2});
+    addCleanRows({1, 2});
     cell(2, "Mode").initValue("Off");
 
-    table.replaceColumn("Mode", column("Mode", DataColumn::ENUM, 1, {"Auto", "Eco", "On"}));
+    delete table.replaceColumn("Mode", column("Mode", DataColumn::ENUM, 1, {"Auto", "Eco", "On"}));
     EXPECT_EQ(table.getColumnNames(), (std::vector<std::string>{"Limit", "Mode"}));
     EXPECT_EQ(cell(1, "Mode").getStrVal() + cell(2, "Mode").getStrVal(), "OnEco");
     EXPECT_EQ(cell(1, "Mode").getIntVal(), 1);
-    table.replaceColumn("Limit", column("Limit", DataColumn::INT, 41));
-    table.replaceColumn("Mode", column("Mode", DataColumn::INT, 5));
-    table.replaceColumn("Mode", column("Mode", DataColumn::STR));
+    delete table.replaceColumn("Limit", column("Limit", DataColumn::INT, 41));
+    delete table.replaceColumn("Mode", column("Mode", DataColumn::INT, 5));
+    delete table.replaceColumn("Mode", column("Mode", DataColumn::STR));
     EXPECT_EQ(cell(1, "Limit").getStrVal() + cell(1, "Mode").getStrVal(), "405");
     expectLogged(
         {"WARN DataTable:replaceColumn: enum column=Mode Set default instead of val=Off",
@@ -210,10 +247,41 @@ TEST_F(DataTableTest, ReplacedColumnGoesToTheEndAndKeepsTheValuesItCanHold)
          "WARN DataTable:replaceColumn: column=Mode Keep val=5",
          "WARN DataTable:replaceColumn: column=Mode Keep val=5"});
 
-    const auto old = table.replaceColumn("Limit", nullptr);
+    const std::unique_ptr<DataColumn> old(table.replaceColumn("Limit", nullptr));
     EXPECT_EQ(old->getDefVal(), 41);
     EXPECT_EQ(table.getColumns("Limit"), nullptr);
     EXPECT_EQ(cell(1, "Limit").getColumn(), old.get()); // the cells stay
+}
+
+TEST_F(DataTableTest, ReplacedColumnIsTheCallers)
+{
+    static int freed;
+    freed = 0;
+    struct CountedColumn : DataColumn {
+        ~CountedColumn() override { ++freed; }
+    };
+    DataColumn* const first = new CountedColumn;
+    first->init("a", DataColumn::RW, DataColumn::INT);
+    EXPECT_EQ(nullptr, table.replaceColumn("a", first));
+    addCleanRows({1});
+    EXPECT_EQ(nullptr, table.replaceColumn("a", first)); // by itself
+    EXPECT_EQ(first, table.replaceColumn("a", column("a", DataColumn::INT)));
+    EXPECT_EQ(0, freed);
+
+    EXPECT_NE(first, cell(1, "a").getColumn());
+    delete table.replaceColumn("a", first); // added again, it is the table's
+    DataTable other("Other");
+    other.addColumns("a", column("a", DataColumn::STR));
+    table.update(other, false, true, false, false); // and is freed where nobody gets it
+    EXPECT_EQ(1, freed);
+
+    auto* const last = new CountedColumn;
+    delete table.replaceColumn("a", last);
+    EXPECT_EQ(last, table.replaceColumn("a", nullptr));
+    EXPECT_EQ(last, cell(1, "a").getColumn()); // the cells stay, and point at it
+    table.clearRows();
+    EXPECT_EQ(1, freed);
+    delete last;
 }
 
 TEST_F(DataTableTest, UpdateTakesOverWhatItsFlagsSay)
@@ -223,7 +291,7 @@ TEST_F(DataTableTest, UpdateTakesOverWhatItsFlagsSay)
     reference.addColumns("Name", column("Name", DataColumn::INT));
     reference.newRow(1, nullptr, false);
     reference.newRow(3, nullptr, false);
-    haveRows({1, 2});
+    addCleanRows({1, 2});
     using Names = std::vector<std::string>;
 
     table.update(reference, true, false, false, false);
@@ -258,7 +326,7 @@ TEST_F(DataTableTest, IsReadBackAsItWasWritten)
 
 TEST_F(DataTableTest, RowTextIsReadIntoTheItemsOfTheRow)
 {
-    haveRows({1});
+    addCleanRows({1});
     DataRow& row = *table.getRows(1);
     EXPECT_EQ(row.initFromString("<Row><Item Name=\"Limit\" Value=\"7\" /></Row>"), FC_OK);
     EXPECT_EQ(row.getDataItem("Limit")->getIntVal(), 40);
@@ -293,6 +361,29 @@ TEST_F(DataTableTest, ReadingReportsWhatIsWrongAndTakesTheRest)
          "ERROR DataTable:initFromString: error in column fcode=10002",
          "ERROR DataRow:initFromString: No item in row with ID=b",
          "ERROR DataTable:initFromString: error in row=4 fcode10008"});
+}
+
+TEST_F(DataTableTest, TextMayNotAddFarMoreCellsThanItHolds)
+{
+    std::string columns = "<Table Name=\"t\"><Columns>";
+    for (int i = 0; i < 1000; ++i)
+        columns +=
+            "<Column Name=\"" + std::to_string(i) + "\" Access=\"RW\" Type=\"int\" Value=\"1\" />";
+    columns += "</Columns>";
+    DataTable large; // more cells than a short text may add, had these rows any
+    for (int i = 0; i < 1200; ++i)
+        large.appendNewRow();
+    EXPECT_EQ(FC_OK, large.initFromString(columns + "<Row ID=\"5000\" />"));
+
+    std::string greedy = columns;
+    for (int i = 1; i < 5000; ++i)
+        greedy += "<Row ID=\"" + std::to_string(i) + "\" />";
+    log.clear();
+    DataTable refused;
+    EXPECT_EQ(FC_BODY_ERROR, refused.initFromString(greedy));
+    EXPECT_LT(refused.getRowsNum(), 2000);
+    expectLogged({"ERROR DataTable:initFromString: too many cells, rows=" +
+                  std::to_string(refused.getRowsNum()) + " columns=1000"});
 }
 
 } // namespace

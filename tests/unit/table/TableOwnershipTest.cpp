@@ -40,7 +40,7 @@ public:
     void replaceColumn()
     {
         if (DataTable* holder = findTable())
-            holder->replaceColumn("a", column("a", DataColumn::STR));
+            old.emplace_back(holder->replaceColumn("a", column("a", DataColumn::STR)));
     }
     void dropColumn()
     {
@@ -80,6 +80,7 @@ private:
     }
     DataItem* findItem() const { return findRow() ? findRow()->getDataItem("a") : nullptr; }
 
+    std::vector<std::unique_ptr<DataColumn>> old; // goes last: the clone may point at one
     std::unique_ptr<DataItem> clone;
     std::unique_ptr<DataItem> item;
     std::unique_ptr<DataRow> row;

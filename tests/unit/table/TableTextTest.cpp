@@ -70,7 +70,7 @@ protected:
     TableTextTest()
     {
         gDbgLevel = 5;
-        haveRows({1, 2, 30});
+        addCleanRows({1, 2, 30});
         set.addTable("Sensors", new DataTable("Sensors"));
         set.getTable("Sensors")->update(table, true, true, true, false);
         set.toString(good);
@@ -136,23 +136,6 @@ TEST_F(TableTextTest, HugeTextCostsWhatItsLengthCosts)
     for (int i = 0; i < 20'000; ++i)
         names += "<Table Name=\"" + std::to_string(i) + "\"></Table>";
     readEverywhere(names + names);
-}
-
-TEST_F(TableTextTest, TextThatAsksForFarMoreCellsThanItHoldsIsRefused)
-{
-    std::string text = "<Table Name=\"t\"><Columns>";
-    for (int i = 0; i < 1000; ++i)
-        text +=
-            "<Column Name=\"" + std::to_string(i) + "\" Access=\"RW\" Type=\"int\" Value=\"1\" />";
-    text += "</Columns>";
-    for (int i = 1; i < 5000; ++i)
-        text += "<Row ID=\"" + std::to_string(i) + "\" />";
-    DataTable greedy;
-    gDbgLevel = 0;
-    EXPECT_EQ(greedy.initFromString(text), FC_BODY_ERROR);
-    EXPECT_LT(greedy.getRowsNum(), 2000);
-    expectLogged({"ERROR DataTable:initFromString: too many cells, rows=" +
-                  std::to_string(greedy.getRowsNum()) + " columns=1000"});
 }
 
 TEST_F(TableTextTest, LargeTableIsReadAndWrittenInProportionToItsSize)

@@ -58,7 +58,7 @@ TEST_F(TableThreadsTest, AllOperationsMayMeetOnOneTable)
         int number = 0;
         switch (thread) {
         case 0:
-            withCell(&mine, id, "a", [&](DataItem& item) { item.setValue(round); });
+            visitCell(&mine, id, "a", [&](DataItem& item) { item.setValue(round); });
             break;
         case 1:
             set.getIntParam(mine.getId(), id, "a", &number);
@@ -80,8 +80,8 @@ TEST_F(TableThreadsTest, AllOperationsMayMeetOnOneTable)
             break;
         case 6:
             mine.update(other, true, true, round % 5 == 0, true);
-            mine.replaceColumn("a",
-                               column("a", round % 3 == 0 ? DataColumn::STR : DataColumn::INT));
+            delete mine.replaceColumn(
+                "a", column("a", round % 3 == 0 ? DataColumn::STR : DataColumn::INT));
             break;
         default:
             if (round % 4 == 0)

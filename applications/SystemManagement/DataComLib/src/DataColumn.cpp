@@ -19,12 +19,12 @@ const char* typeText(int type)
     return type == DataColumn::INT ? "int" : type == DataColumn::ENUM ? "enum" : "str";
 }
 
-int accessCode(const std::string& text, int otherwise)
+int accessCode(const std::string& text, int unknown)
 {
     return text == "RO"   ? DataColumn::RO
            : text == "RW" ? DataColumn::RW
            : text == "WO" ? DataColumn::WO
-                          : otherwise;
+                          : unknown;
 }
 
 int typeCode(const std::string& text)

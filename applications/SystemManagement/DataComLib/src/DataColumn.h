@@ -1,9 +1,14 @@
 #pragma once
 
 // One column of a table, or one parameter of an object: its name, type, access right, default and,
-// for an enumeration, its values. A column made with `new` belongs to the table or object to which
-// it is given; items that point at it keep it alive beyond that, so none ever points at a freed
-// column. One on the stack must outlive its items. Not locked: its table's lock guards it.
+// for an enumeration, the list of its values.
+//
+// A column made with `new` belongs to the table or object to which it is added. It is freed when it
+// has left that table and no item points at it any more; the exception is
+// DataTable::replaceColumn(), which hands it to the caller. A column on the stack, or one that was
+// never added, must outlive the items that point at it.
+//
+// Not locked: inside a table or object, use it under that one's lock().
 
 #include "Fcodes.h"
 
@@ -17,24 +22,32 @@ public:
     enum Type : int { INT = 1, ENUM = 2, STR = 3 };
     enum Access : int { RO = 1, RW = 2, WO = 3 };
 
+    /// No name, STR, RO, no values, default 0. A copy belongs to the caller.
     DataColumn() = default;
     DataColumn(const DataColumn&) = default;
     DataColumn& operator=(const DataColumn&) = default;
     virtual ~DataColumn() = default;
 
-    /// Names the column and resets its default; values stay as they are.
+    /// Sets name, access and type, and the default to 0; the values stay as they are. The codes are
+    /// not checked: toString() writes an unknown access as RO and an unknown type as STR.
     virtual void init(const std::string& name, int access, int type);
 
-    /// The column's element, in place of what `out` holds; returns `out`. No character is escaped.
+    /// Replaces `out` by the column's element and returns `out`. No character is escaped: a name or
+    /// value text with a double quote or a ">" is not read back.
     virtual std::string& toString(std::string& out) const;
 
-    /// Reads what toString() writes. FC_BODY_ERROR when Name, Access, Type or Value is missing;
-    /// what was read before that stays. Values join those already here, incomplete ones are left
-    /// out.
+    /// Reads what toString() writes. FC_BODY_ERROR when Name, Access, Type or Value is missing; the
+    /// attributes before the missing one have then been taken. An unknown access changes nothing,
+    /// an unknown type gives STR, a default that is no number 0. The values of the text are added
+    /// to those already here; one without index or text is logged and left out.
     Fcodes initFromString(const std::string& text);
 
+    /// As stored, not checked. A table or object finds the column under the name that was given to
+    /// addColumns(), whatever setName() says later.
     const std::string& getName() const { return mName; }
     void setName(const std::string& name) { mName = name; }
+
+    /// A Type, an Access; the default is the number, and for ENUM the index of the value.
     int getType() const { return mType; }
     void setType(int type) { mType = type; }
     int getAccess() const { return mAccess; }
@@ -42,7 +55,8 @@ public:
     int getDefVal() const { return mDefVal; }
     void setDefVal(int value) { mDefVal = value; }
 
-    /// The values of an enumeration. The look-ups leave their output alone when they find nothing.
+    /// The values of an enumeration. Adding overwrites the text of the index and the index of the
+    /// text. The look-ups return false and leave their output alone when they find nothing.
     void addValue(int index, const std::string& text);
     bool getValueText(int index, std::string& text) const;
     bool getValueIndex(const std::string& text, int& index) const;

@@ -295,10 +295,10 @@ protected:
     int push(event_type entry);
 
 private:
-    struct CellMessages;
+    struct CellLogTexts;
 
     template <typename Work>
-    Fcodes withItem(const CellMessages& texts, const std::string& table, int rowId,
+    Fcodes withItem(const CellLogTexts& texts, const std::string& table, int rowId,
                     const std::string& item, Work work);
     template <typename Work>
     int withTable(const std::string& table, Work work);

@@ -1,13 +1,9 @@
-// Tables, here and afar: the part of DataHolder that works on the cells and rows of its registered
-// data sets, and that asks peers for theirs.
+// The part of DataHolder that works on cells and rows: those of its registered data sets, and by
+// request those of peers.
 
 #include "DataHolder.h"
 
-#include "DataColumn.h"
-#include "DataItem.h"
-#include "DataRow.h"
 #include "DataSet.h"
-#include "DataTable.h"
 #include "DbgLine.h"
 #include "MessageCommand.h"
 #include "MessageText.h"
@@ -25,8 +21,8 @@ constexpr int kRequestTries = 3;
 
 } // namespace
 
-/// The log texts of an operation on a cell; one that is null is not logged.
-struct DataHolder::CellMessages {
+/// The log texts of an operation on a cell, by what is missing; null: not logged.
+struct DataHolder::CellLogTexts {
     const char* noTable = nullptr;
     const char* noRow = nullptr;
     const char* noItem = nullptr;
@@ -89,31 +85,31 @@ std::vector<std::string> DataHolder::getColumnNames(const std::string& table)
 Fcodes DataHolder::getDefValue(const std::string& table, const std::string& column,
                                std::string& text)
 {
-    const DataTable* const found = findDataTable(table);
-    if (found == nullptr) {
+    const DataTable* const dataTable = findDataTable(table);
+    if (dataTable == nullptr) {
         DBG_LOG(SEV_ERROR) << "getDefValue: No such table=" << table;
         return FC_NO_SUCH_NAME;
     }
-    const std::lock_guard guard(*found);
-    const DataColumn* const described = found->getColumns(column);
-    if (described == nullptr) {
+    const std::lock_guard guard(*dataTable);
+    const DataColumn* const dataColumn = dataTable->getColumns(column);
+    if (dataColumn == nullptr) {
         DBG_LOG(SEV_ERROR) << "getDefValue: No such colId=" << column;
         return FC_NO_SUCH_NAME;
     }
-    text = std::to_string(described->getDefVal());
+    text = std::to_string(dataColumn->getDefVal());
     return FC_OK;
 }
 
 Fcodes DataHolder::getParamType(const std::string& table, const std::string& column, int& type)
 {
-    const DataTable* const found = findDataTable(table);
-    if (found == nullptr)
+    const DataTable* const dataTable = findDataTable(table);
+    if (dataTable == nullptr)
         return FC_NO_SUCH_NAME;
-    const std::lock_guard guard(*found);
-    const DataColumn* const described = found->getColumns(column);
-    if (described == nullptr)
+    const std::lock_guard guard(*dataTable);
+    const DataColumn* const dataColumn = dataTable->getColumns(column);
+    if (dataColumn == nullptr)
         return FC_NO_SUCH_NAME;
-    type = described->getType();
+    type = dataColumn->getType();
     return FC_OK;
 }
 
@@ -121,24 +117,24 @@ Fcodes DataHolder::addColumnToTable(const std::string& /*dataSet*/, const std::s
                                     const std::string& /*column*/, int /*type*/,
                                     int /*defaultValue*/)
 {
-    // Kept on purpose: peers count on the answer OK, and on no table being touched.
+    // Kept on purpose: older applications count on the answer OK and on no table being touched.
     return FC_OK;
 }
 
 // Cells
 
 template <typename Work>
-Fcodes DataHolder::withItem(const CellMessages& texts, const std::string& table, int rowId,
+Fcodes DataHolder::withItem(const CellLogTexts& texts, const std::string& table, int rowId,
                             const std::string& item, Work work)
 {
     Fcodes result = FC_NO_SUCH_NAME;
-    const CellLookup missing =
-        withCell(findDataTable(table), rowId, item, [&](DataItem& cell) { result = work(cell); });
-    if (missing == CellLookup::NO_TABLE && texts.noTable != nullptr)
+    const CellLookup lookup =
+        visitCell(findDataTable(table), rowId, item, [&](DataItem& cell) { result = work(cell); });
+    if (lookup == CellLookup::NO_TABLE && texts.noTable != nullptr)
         DBG_LOG(SEV_ERROR) << texts.noTable << table;
-    if (missing == CellLookup::NO_ROW && texts.noRow != nullptr)
+    if (lookup == CellLookup::NO_ROW && texts.noRow != nullptr)
         DBG_LOG(SEV_ERROR) << texts.noRow << rowId << " in table=" << table;
-    if (missing == CellLookup::NO_ITEM && texts.noItem != nullptr)
+    if (lookup == CellLookup::NO_ITEM && texts.noItem != nullptr)
         DBG_LOG(SEV_ERROR) << texts.noItem << item << " in rowId=" << rowId
                            << " in table=" << table;
     return result;
@@ -191,8 +187,8 @@ Fcodes DataHolder::getNewStringParam(const std::string& table, int rowId, const 
 Fcodes DataHolder::setIntParam(const std::string& table, int rowId, const std::string& item,
                                int value)
 {
-    // Kept on purpose: peers count on the texts of getStringParam here, and on a missing item not
-    // being logged at all.
+    // Kept on purpose: log readers count on the texts of getStringParam here, and on a missing item
+    // not being logged at all.
     return withItem({"getStringParam: No such table=", "getStringParam: No such rowId=", nullptr},
                     table, rowId, item, [&](DataItem& cell) { return cell.setValue(value); });
 }
@@ -277,7 +273,7 @@ Fcodes DataHolder::deleteRow(const std::string& table, int rowId)
     return FC_OK | (rowId == 0 ? found->doDeleteAllRows() : found->doDeleteRow(rowId));
 }
 
-// Afar
+// Requests to peers
 
 Fcodes DataHolder::requestRemoteStringParam(const std::string& target, const std::string& table,
                                             int rowId, const std::string& item, std::string& value)

@@ -10,7 +10,7 @@ namespace
 constexpr char kUnit[] = "DataItem";
 constexpr std::size_t npos = std::string::npos;
 
-/// A share in a column that a table or an object owns; a plain pointer to any other.
+/// Shares a column that a table or an object owns; just points at any other.
 std::shared_ptr<DataColumn> shareColumn(DataColumn* column)
 {
     if (column == nullptr)
@@ -82,8 +82,8 @@ Fcodes DataItem::initFromString(const std::string& text)
 
 Fcodes DataItem::rollbackChanges()
 {
-    // Kept on purpose: peers count on pending values to survive a rollback, so that the next accept
-    // still commits them.
+    // Kept on purpose: applications count on pending values surviving a rollback, so that the
+    // next accept still commits them.
     mState = STATE_CLEAN;
     return FC_OK;
 }
@@ -99,9 +99,9 @@ void DataItem::initStrVal(const std::string& text)
 Fcodes DataItem::initValue(int value)
 {
     std::string text = std::to_string(value);
-    // Kept on purpose: peers count on a str item to be born and reset with this error and its texts
-    // as they were. A str column has no values, so it is never found here.
-    if (getType() != DataColumn::INT && !described().getValueText(value, text)) {
+    // Kept on purpose: log readers count on this error for each str item that is made or reset, and
+    // applications on its texts staying as they were: a str column has no values to look up.
+    if (getType() != DataColumn::INT && !columnOrDefault().getValueText(value, text)) {
         DBG_LOG(SEV_ERROR) << "initValue: item=" << getId() << " ENUM not found ind=" << value;
         return FC_BAD_VALUE;
     }
@@ -113,7 +113,7 @@ Fcodes DataItem::initValue(int value)
 Fcodes DataItem::initValue(const std::string& text)
 {
     int value = getType() == DataColumn::INT ? textToInt(text) : 0;
-    if (getType() == DataColumn::ENUM && !described().getValueIndex(text, value)) {
+    if (getType() == DataColumn::ENUM && !columnOrDefault().getValueIndex(text, value)) {
         DBG_LOG(SEV_ERROR) << "initValue: item=" << getId() << " ENUM not found text=" << text;
         return FC_BAD_VALUE;
     }
@@ -128,7 +128,7 @@ void DataItem::initValue(const DataItem& other)
     initStrVal(other.getStrVal());
 }
 
-Fcodes DataItem::resetValue() { return initValue(described().getDefVal()); }
+Fcodes DataItem::resetValue() { return initValue(columnOrDefault().getDefVal()); }
 
 void DataItem::setIntVal(int value)
 {
@@ -151,10 +151,10 @@ void DataItem::markModified()
 
 Fcodes DataItem::setValue(int value)
 {
-    // Kept on purpose: peers count on the pending text being made from the value held so far, so
+    // Kept on purpose: peers that read the text count on it being made from the committed value, so
     // that after one call it lags the pending integer by one step.
     std::string text = std::to_string(getIntVal());
-    if (getType() != DataColumn::INT && !described().getValueText(getIntVal(), text)) {
+    if (getType() != DataColumn::INT && !columnOrDefault().getValueText(getIntVal(), text)) {
         DBG_LOG(SEV_WARN) << "setValue(int): item=" << getId() << " ENUM not found ind=" << value;
         return FC_BAD_VALUE;
     }
@@ -166,7 +166,7 @@ Fcodes DataItem::setValue(int value)
 Fcodes DataItem::setValue(const std::string& text)
 {
     int value = getType() == DataColumn::INT ? textToInt(text) : 0;
-    if (getType() == DataColumn::ENUM && !described().getValueIndex(text, value)) {
+    if (getType() == DataColumn::ENUM && !columnOrDefault().getValueIndex(text, value)) {
         DBG_LOG(SEV_ERROR) << "setValue(str): item=" << getId() << " ENUM not found text=" << text;
         return FC_BAD_VALUE;
     }
@@ -203,7 +203,7 @@ void DataItem::__setRow(DataRow* row)
 {
     mRow = row;
     if (row != nullptr && mColumn.use_count() == 0)
-        setColumn(getColumn()); // it may have found an owner since the item was made
+        setColumn(getColumn()); // a table may own the column by now
 }
 
 void DataItem::cleanUpRelations()
@@ -212,7 +212,7 @@ void DataItem::cleanUpRelations()
     mColumn.reset();
 }
 
-const DataColumn& DataItem::described() const
+const DataColumn& DataItem::columnOrDefault() const
 {
     static const DataColumn none;
     return mColumn ? *mColumn : none;

@@ -10,69 +10,69 @@ constexpr char kUnit[] = "DataObject";
 
 } // namespace
 
-void ObjectTraits::markKey(DataRow& row, const std::string& key)
+void ObjectTraits::assignKey(DataRow& row, const std::string& key)
 {
     row.setId(textToInt(key));
     row.setKey(key);
 }
 
-void ObjectTraits::reportEnumLost(const std::string& name, const DataItem& item)
+void ObjectTraits::Log::enumValueReset(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceParameter: enum column=" << name
                       << " Set default instead of val=" << item.getStrVal();
 }
 
-void ObjectTraits::reportIntLost(const std::string& name, const DataItem& item)
+void ObjectTraits::Log::intValueReset(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceParameter: int column=" << name
                       << " Set default instead of type=" << item.getType()
                       << " val=" << item.getStrVal();
 }
 
-void ObjectTraits::reportKept(const std::string& name, const DataItem& item)
+void ObjectTraits::Log::valueKept(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceParameter: column=" << name << " Keep val=" << item.getStrVal();
 }
 
-void ObjectTraits::reportColumnChanged(const std::string& object, const DataColumn& column)
+void ObjectTraits::Log::columnChanged(const std::string& object, const DataColumn& column)
 {
     DBG_LOG(SEV_WARN) << "update: dataObject=" << object << " column=" << column.getName()
                       << " changed. Replacing...";
 }
 
-void ObjectTraits::reportRowCopied(const std::string& key)
+void ObjectTraits::Log::copyingRow(const std::string& key)
 {
     DBG_LOG(SEV_INFO) << "update: adding rowId=" << key;
 }
 
-void ObjectTraits::reportValueCopied(const std::string& key, const DataColumn& column,
+void ObjectTraits::Log::copyingValue(const std::string& key, const DataColumn& column,
                                      const DataItem& value)
 {
     DBG_LOG(SEV_INFO) << "newInstance: adding to rowId=" << key << " col=" << column.getName()
                       << " val=" << value.getIntVal() << " str=" << value.getStrVal();
 }
 
-void ObjectTraits::reportNoName(const std::string& text)
+void ObjectTraits::Log::nameMissing(const std::string& text)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: Not found Type in:" << text;
 }
 
-void ObjectTraits::reportNoColumns(const std::string& text)
+void ObjectTraits::Log::columnsMissing(const std::string& text)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: Not found Parameters in:" << text;
 }
 
-void ObjectTraits::reportBadColumn(Fcodes code)
+void ObjectTraits::Log::badColumn(Fcodes code)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: error in parameter fcode=" << Hex{code};
 }
 
-void ObjectTraits::reportBadRow(const std::string& key, Fcodes code)
+void ObjectTraits::Log::badRow(const std::string& key, Fcodes code)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: error in instance=" << key << " fcode" << Hex{code};
 }
 
-void ObjectTraits::reportTooManyCells(std::size_t rows, std::size_t columns)
+void ObjectTraits::Log::tooManyCells(std::size_t rows, std::size_t columns)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: too many cells, instances=" << rows
                        << " parameters=" << columns;
@@ -88,10 +88,9 @@ std::shared_ptr<DataColumn> DataObject::removeParameter(const DataColumn* column
     return removeColumn(column);
 }
 
-std::shared_ptr<DataColumn> DataObject::replaceParameter(const std::string& name,
-                                                         DataColumn* column)
+DataColumn* DataObject::replaceParameter(const std::string& name, DataColumn* column)
 {
-    return exchangeColumn(name, column);
+    return exchangeAndHandOver(name, column);
 }
 
 std::vector<std::string> DataObject::getParameters() const
@@ -110,9 +109,9 @@ std::vector<std::string> DataObject::getInstances() const
     return keys;
 }
 
-DataRow* DataObject::newInstance(const std::string& key, const DataRow* pattern, bool reuse)
+DataRow* DataObject::newInstance(const std::string& key, const DataRow* templateRow, bool reuse)
 {
-    return makeRow(key, pattern, reuse);
+    return makeRow(key, templateRow, reuse);
 }
 
 void DataObject::update(const DataObject& reference, bool keepParameters, bool mergeParameters,

@@ -17,7 +17,7 @@ constexpr std::size_t npos = std::string::npos;
 
 DataRow::~DataRow()
 {
-    leave();
+    leaveOwner();
     clearDataItem();
 }
 
@@ -26,7 +26,7 @@ Fcodes DataRow::acceptChanges()
     Fcodes result = FC_OK;
     for (DataItem* item : mItemList)
         result |= item->acceptChanges();
-    mState = STATE_CLEAN;
+    setState(STATE_CLEAN);
     return result;
 }
 
@@ -35,7 +35,7 @@ Fcodes DataRow::touch()
     Fcodes result = FC_OK;
     for (DataItem* item : mItemList)
         result |= item->touch();
-    mState = STATE_CLEAN;
+    setState(STATE_CLEAN);
     addState(STATE_MODIFIED);
     return result;
 }
@@ -45,13 +45,13 @@ Fcodes DataRow::untouch()
     Fcodes result = FC_OK;
     for (DataItem* item : mItemList)
         result |= item->untouch();
-    mState = STATE_CLEAN;
+    setState(STATE_CLEAN);
     return result;
 }
 
 std::string& DataRow::toString(std::string& out) const
 {
-    out.assign("\t\t\t<Row ID=\"").append(mKey.empty() ? std::to_string(mId) : mKey);
+    out.assign("\t\t\t<Row ID=\"").append(mHasKey ? mKey : std::to_string(mId));
     out.append("\" >\n");
     std::string element;
     for (const DataItem* item : mItemList)
@@ -65,7 +65,7 @@ Fcodes DataRow::initFromString(const std::string& text)
     const std::size_t idEnd = getPropertyValue(text, 0, "ID", id);
     if (idEnd == npos) {
         DBG_LOG(SEV_ERROR) << "initFromString: Not Found tags ID in:\n" << text;
-        // Kept on purpose: peers count on a row without an ID being no error.
+        // Kept on purpose: stored files count on a row without an ID being no error.
         return FC_OK;
     }
     mId = textToInt(id);
@@ -102,8 +102,28 @@ Fcodes DataRow::rollbackChanges()
     Fcodes result = FC_OK;
     for (DataItem* item : mItemList)
         result |= item->rollbackChanges();
-    mState = STATE_CLEAN;
+    setState(STATE_CLEAN);
     return result;
+}
+
+void DataRow::setKey(const std::string& key)
+{
+    mHasKey = true;
+    mKey = key;
+}
+
+void DataRow::clearKey()
+{
+    mHasKey = false;
+    mKey.clear();
+}
+
+void DataRow::setState(unsigned bits)
+{
+    const bool undeleted = (mState & ~bits & STATE_DELETED) != 0;
+    mState = bits;
+    if (undeleted && mTable != nullptr)
+        mTable->forgetDeletedRows();
 }
 
 void DataRow::addState(unsigned bits)
@@ -134,16 +154,10 @@ void DataRow::addDataItem(const std::string& name, DataItem* item)
 
 std::unique_ptr<DataItem> DataRow::removeDataItem(const std::string& name)
 {
-    return removeDataItem(getDataItem(name));
+    return take(mItems.find(name));
 }
 
-std::unique_ptr<DataItem> DataRow::removeDataItem(DataItem* item)
-{
-    if (item == nullptr || item->getRow() != this)
-        return nullptr;
-    item->_setRow(nullptr);
-    return std::unique_ptr<DataItem>(item);
-}
+std::unique_ptr<DataItem> DataRow::removeDataItem(DataItem* item) { return take(find(item)); }
 
 void DataRow::clearDataItem()
 {
@@ -155,24 +169,42 @@ void DataRow::clearDataItem()
 
 void DataRow::_addDataItem(const std::string& name, DataItem* item)
 {
-    const auto old = removeDataItem(name); // to the end: `name` may be its column's
+    if (item == nullptr || getDataItem(name) == item)
+        return;
+    const auto old = take(mItems.find(name)); // freed last: `name` may be its column's
     mItems.emplace(name, item);
     mItemList.push_back(item);
 }
 
-void DataRow::_removeDataItem(DataItem* item)
+void DataRow::_removeDataItem(const std::string& name) { release(mItems.find(name)); }
+
+void DataRow::_removeDataItem(DataItem* item) { release(find(item)); }
+
+DataRow::ItemMap::iterator DataRow::find(const DataItem* item)
 {
-    const auto held = std::find_if(mItems.begin(), mItems.end(), [item](const auto& entry) {
-        return entry.second.get() == item;
-    });
-    if (held == mItems.end())
-        return;
-    held->second.release();
-    mItems.erase(held);
-    std::erase(mItemList, item);
+    return std::find_if(mItems.begin(), mItems.end(),
+                        [item](const auto& entry) { return entry.second.get() == item; });
 }
 
-void DataRow::leave()
+DataItem* DataRow::release(ItemMap::iterator place)
+{
+    if (place == mItems.end())
+        return nullptr;
+    DataItem* const item = place->second.release();
+    mItems.erase(place);
+    std::erase(mItemList, item);
+    return item;
+}
+
+std::unique_ptr<DataItem> DataRow::take(ItemMap::iterator place)
+{
+    std::unique_ptr<DataItem> item(release(place));
+    if (item != nullptr && item->getRow() == this)
+        item->_clearRow();
+    return item;
+}
+
+void DataRow::leaveOwner()
 {
     if (mTable != nullptr)
         mTable->releaseRow(*this);

@@ -1,6 +1,5 @@
 #include "DataSet.h"
 
-#include "DataTable.h"
 #include "DbgLine.h"
 #include "MessageText.h"
 #include "base/AtomicFile.h"
@@ -26,6 +25,63 @@ std::string readAll(std::istream& file)
         text.append(chunk.data(), static_cast<std::size_t>(file.gcount()));
     } while (file.good());
     return text;
+}
+
+/// An attribute ends at the first quote, an element at the first ">".
+bool isReadable(const std::string& text) { return text.find_first_of("\">") == npos; }
+
+bool isReadable(const DataColumn& column)
+{
+    std::string text;
+    DataColumn copy;
+    return isReadable(column.getName()) && copy.initFromString(column.toString(text)) == FC_OK &&
+           copy.isEqualTo(column);
+}
+
+bool isReadable(const DataItem& item, const DataTable& table)
+{
+    const DataColumn* const column = table.getColumns(item.getId());
+    if (column == nullptr || !isReadable(item.getStrVal()))
+        return false;
+    int index = 0;
+    if (column->getType() != DataColumn::ENUM || column->getValueIndex(item.getStrVal(), index))
+        return true;
+    std::string valueOfNewItem;
+    column->getValueText(column->getDefVal(), valueOfNewItem);
+    return item.getStrVal() == valueOfNewItem;
+}
+
+bool isReadable(const DataRow& row, const DataTable& table)
+{
+    for (auto it = row.getDataItemListBegin(); it != row.getDataItemListEnd(); ++it) {
+        if (isReadable(**it, table))
+            continue;
+        DBG_LOG(SEV_ERROR) << "store: Can't be read back: table=" << table.getId()
+                           << " row=" << row.getId() << " item=" << (*it)->getId()
+                           << " value=" << (*it)->getStrVal();
+        return false;
+    }
+    return true;
+}
+
+/// Logs the first part of the table that its text does not carry.
+void logUnreadablePart(const DataTable& table)
+{
+    const std::lock_guard guard(table);
+    if (!isReadable(table.getId())) {
+        DBG_LOG(SEV_ERROR) << "store: Can't be read back: table=" << table.getId();
+        return;
+    }
+    for (auto it = table.getColumnListBegin(); it != table.getColumnListEnd(); ++it) {
+        if (isReadable(**it))
+            continue;
+        DBG_LOG(SEV_ERROR) << "store: Can't be read back: table=" << table.getId()
+                           << " column=" << (*it)->getName();
+        return;
+    }
+    for (auto row = table.getRowsBegin(); row != table.getRowsEnd(); ++row)
+        if (!isReadable(*row->second, table))
+            return;
 }
 
 } // namespace
@@ -156,14 +212,19 @@ Fcodes DataSet::load(const std::string& file)
 
 Fcodes DataSet::store(const std::string& file) const
 {
-    // Taken behind the tables' locks, and only for the write: a caller may hold such a lock.
+    // Taken after the tables' locks and for the write alone: a caller may hold one of those.
     static std::mutex oneWriter;
     std::string text;
     toString(text);
+    if (!isReadable(mId) || !isReadable(mVersion))
+        DBG_LOG(SEV_ERROR) << "store: Can't be read back: dataset=" << mId
+                           << " version=" << mVersion;
+    for (const auto& [name, entry] : mTables)
+        logUnreadablePart(*entry.table);
     const std::lock_guard guard(oneWriter);
     if (const int error = replaceFileAtomically(file, [&](std::ostream& out) { out << text; }))
         DBG_LOG(SEV_ERROR) << "store: Couldn't write file=" << file << " errno=" << error;
-    // Kept on purpose: peers count on no write error in the result.
+    // Kept on purpose: callers count on no write error in the result.
     DBG_LOG(SEV_INFO) << "store: stored in file=" << file;
     return FC_OK;
 }
@@ -180,11 +241,11 @@ void DataSet::addTable(const std::string& name, DataTable* table)
 {
     if (table == nullptr)
         return;
-    table->leave();
+    table->leaveDataSet();
     removeTable(name);
-    const auto listed = mTableList.insert(mTableList.end(), table);
-    mTables[name] = {std::unique_ptr<DataTable>(table), listed};
-    table->belongTo(this);
+    const auto position = mTableList.insert(mTableList.end(), table);
+    mTables[name] = {std::unique_ptr<DataTable>(table), position};
+    table->setDataSet(this);
 }
 
 std::unique_ptr<DataTable> DataSet::removeTable(const std::string& name)
@@ -223,8 +284,8 @@ void DataSet::releaseTable(DataTable& table) { removeTable(&table).release(); }
 std::unique_ptr<DataTable> DataSet::takeTable(TableMap::iterator place)
 {
     auto table = std::move(place->second.table);
-    table->belongTo(nullptr);
-    mTableList.erase(place->second.listed);
+    table->setDataSet(nullptr);
+    mTableList.erase(place->second.listPosition);
     mTables.erase(place);
     return table;
 }
@@ -235,7 +296,7 @@ Fcodes DataSet::getIntParam(const std::string& table, int rowId, const std::stri
                             int* value) const
 {
     const auto read = [value](const DataItem& cell) { *value = cell.getIntVal(); };
-    switch (withCell(getTable(table), rowId, item, read)) {
+    switch (visitCell(getTable(table), rowId, item, read)) {
     case CellLookup::NO_TABLE:
         DBG_LOG(SEV_ERROR) << "getIntParam: No such table=" << table;
         return FC_NO_SUCH_NAME;
@@ -256,7 +317,7 @@ Fcodes DataSet::getStringParam(const std::string& table, int rowId, const std::s
                                std::string* value) const
 {
     const auto read = [value](const DataItem& cell) { *value = cell.getStrVal(); };
-    switch (withCell(getTable(table), rowId, item, read)) {
+    switch (visitCell(getTable(table), rowId, item, read)) {
     case CellLookup::NO_TABLE:
         DBG_LOG(SEV_ERROR) << "getStringParam: No such table=" << table;
         return FC_NO_SUCH_NAME;

@@ -14,72 +14,72 @@ constexpr char kUnit[] = "DataTable";
 
 } // namespace
 
-int TableTraits::keyOf(const std::string& id) { return textToInt(id); }
+int TableTraits::keyFromText(const std::string& id) { return textToInt(id); }
 
-void TableTraits::markKey(DataRow& row, int id)
+void TableTraits::assignKey(DataRow& row, int id)
 {
     row.setId(id);
-    row.setKey("");
+    row.clearKey();
 }
 
-void TableTraits::reportEnumLost(const std::string& name, const DataItem& item)
+void TableTraits::Log::enumValueReset(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceColumn: enum column=" << name
                       << " Set default instead of val=" << item.getStrVal();
 }
 
-void TableTraits::reportIntLost(const std::string& name, const DataItem& item)
+void TableTraits::Log::intValueReset(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceColumn: int column=" << name
                       << " Set default instead of type=" << item.getType()
                       << " val=" << item.getStrVal();
 }
 
-void TableTraits::reportKept(const std::string& name, const DataItem& item)
+void TableTraits::Log::valueKept(const std::string& name, const DataItem& item)
 {
     DBG_LOG(SEV_WARN) << "replaceColumn: column=" << name << " Keep val=" << item.getStrVal();
 }
 
-void TableTraits::reportColumnChanged(const std::string& table, const DataColumn& column)
+void TableTraits::Log::columnChanged(const std::string& table, const DataColumn& column)
 {
     DBG_LOG(SEV_WARN) << "update: table=" << table << " column=" << column.getName()
                       << " changed. Replacing...";
 }
 
-void TableTraits::reportRowCopied(int id) { DBG_LOG(SEV_INFO) << "update: adding rowId=" << id; }
+void TableTraits::Log::copyingRow(int id) { DBG_LOG(SEV_INFO) << "update: adding rowId=" << id; }
 
-void TableTraits::reportValueCopied(int id, const DataColumn& column, const DataItem& value)
+void TableTraits::Log::copyingValue(int id, const DataColumn& column, const DataItem& value)
 {
     DBG_LOG(SEV_INFO) << "newRow: adding to rowId=" << id << " col=" << column.getName()
                       << " val=" << value.getIntVal() << " str=" << value.getStrVal();
 }
 
-void TableTraits::reportNoName(const std::string& text)
+void TableTraits::Log::nameMissing(const std::string& text)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: Not found Name in:" << text;
 }
 
-void TableTraits::reportNoColumns(const std::string& text)
+void TableTraits::Log::columnsMissing(const std::string& text)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: Not found Columns in:" << text;
 }
 
-void TableTraits::reportBadColumn(Fcodes code)
+void TableTraits::Log::badColumn(Fcodes code)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: error in column fcode=" << Hex{code};
 }
 
-void TableTraits::reportBadRow(int id, Fcodes code)
+void TableTraits::Log::badRow(int id, Fcodes code)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: error in row=" << id << " fcode" << Hex{code};
 }
 
-void TableTraits::reportTooManyCells(std::size_t rows, std::size_t columns)
+void TableTraits::Log::tooManyCells(std::size_t rows, std::size_t columns)
 {
     DBG_LOG(SEV_ERROR) << "initFromString: too many cells, rows=" << rows << " columns=" << columns;
 }
 
-DataTable::~DataTable() { leave(); }
+DataTable::~DataTable() { leaveDataSet(); }
 
 std::shared_ptr<DataColumn> DataTable::removeColumns(const std::string& name)
 {
@@ -91,9 +91,9 @@ std::shared_ptr<DataColumn> DataTable::removeColumns(const DataColumn* column)
     return removeColumn(column);
 }
 
-std::shared_ptr<DataColumn> DataTable::replaceColumn(const std::string& name, DataColumn* column)
+DataColumn* DataTable::replaceColumn(const std::string& name, DataColumn* column)
 {
-    return exchangeColumn(name, column);
+    return exchangeAndHandOver(name, column);
 }
 
 std::vector<std::string> DataTable::getColumnNames() const
@@ -128,9 +128,7 @@ int DataTable::getRowsNum() const
 int DataTable::getFirstRowIndex() const
 {
     const std::lock_guard guard(mMutex);
-    const auto first = std::find_if(mRows.begin(), mRows.end(), [](const auto& entry) {
-        return (entry.second->getState() & STATE_DELETED) == 0;
-    });
+    const auto first = firstKeptRow();
     return first == mRows.end() ? 0 : first->first;
 }
 
@@ -140,8 +138,8 @@ int DataTable::getNextRowIndex(int id) const
     const auto here = mRows.find(id);
     if (here == mRows.end())
         return 0;
-    // Kept on purpose: peers count on a row marked deleted being passed over here only when it has
-    // no other mark, unlike in getFirstRowIndex().
+    // Kept on purpose: peers that ask for the next row count on one marked deleted being passed
+    // over only when it has no other mark, unlike in getFirstRowIndex().
     const auto next = std::find_if(std::next(here), mRows.end(), [](const auto& entry) {
         return entry.second->getState() != STATE_DELETED;
     });
@@ -160,7 +158,7 @@ int DataTable::getLastRowIndex() const
 int DataTable::getAvailableRowId() const
 {
     const std::lock_guard guard(mMutex);
-    // Without gaps there is nothing to search, and adding many rows stays linear.
+    // Without gaps there is nothing to search: adding many rows stays linear.
     const int next = getRowsNum() + 1;
     if (mRows.empty() || (mRows.begin()->first == 1 && mRows.rbegin()->first == next - 1))
         return next;
@@ -178,9 +176,9 @@ int DataTable::newRow()
     return id;
 }
 
-DataRow* DataTable::newRow(int id, const DataRow* pattern, bool reuse)
+DataRow* DataTable::newRow(int id, const DataRow* templateRow, bool reuse)
 {
-    return makeRow(id, pattern, reuse);
+    return makeRow(id, templateRow, reuse);
 }
 
 int DataTable::appendNewRow()
@@ -201,13 +199,19 @@ void DataTable::update(const DataTable& reference, bool keepColumns, bool mergeC
     merge(reference, keepColumns, mergeColumns, copyRows, reuse);
 }
 
-void DataTable::belongTo(DataSet* set)
+DataSet* DataTable::getDataSet() const
+{
+    const std::lock_guard guard(mMutex);
+    return mDataSet;
+}
+
+void DataTable::setDataSet(DataSet* set)
 {
     const std::lock_guard guard(mMutex);
     mDataSet = set;
 }
 
-void DataTable::leave()
+void DataTable::leaveDataSet()
 {
     if (mDataSet != nullptr)
         mDataSet->releaseTable(*this);

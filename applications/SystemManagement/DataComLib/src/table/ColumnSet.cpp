@@ -5,12 +5,26 @@
 namespace
 {
 
-/// Columns come in by plain pointer; one that has an owner already is shared with it.
-std::shared_ptr<DataColumn> own(DataColumn* column)
+/// Frees a column, unless a caller has become its owner.
+struct ColumnDeleter {
+    bool callerOwns = false;
+
+    void operator()(DataColumn* column) const
+    {
+        if (!callerOwns)
+            delete column;
+    }
+};
+
+/// Columns are added by plain pointer; one that is owned already is shared.
+std::shared_ptr<DataColumn> shareOwnership(DataColumn* column)
 {
-    if (auto owned = column->weak_from_this().lock())
-        return owned;
-    return std::shared_ptr<DataColumn>(column);
+    auto shared = column->weak_from_this().lock();
+    if (shared == nullptr)
+        return {column, ColumnDeleter()};
+    if (auto* const deleter = std::get_deleter<ColumnDeleter>(shared))
+        deleter->callerOwns = false;
+    return shared;
 }
 
 } // namespace
@@ -19,9 +33,9 @@ void ColumnSet::add(const std::string& name, DataColumn* column)
 {
     if (column == nullptr)
         return;
-    auto owned = own(column);
-    const auto old = take(name); // to the end: `name` may be its own
-    mByName[name] = {std::move(owned), mList.insert(mList.end(), column)};
+    auto shared = shareOwnership(column);
+    const auto old = take(name); // freed last: `name` may be its own
+    mByName[name] = {std::move(shared), mList.insert(mList.end(), column)};
 }
 
 std::shared_ptr<DataColumn> ColumnSet::take(const std::string& name)
@@ -30,9 +44,16 @@ std::shared_ptr<DataColumn> ColumnSet::take(const std::string& name)
     if (found == mByName.end())
         return nullptr;
     auto column = std::move(found->second.column);
-    mList.erase(found->second.place);
+    mList.erase(found->second.listPosition);
     mByName.erase(found);
     return column;
+}
+
+DataColumn* ColumnSet::handOver(const std::shared_ptr<DataColumn>& column)
+{
+    if (auto* const deleter = std::get_deleter<ColumnDeleter>(column))
+        deleter->callerOwns = true;
+    return column.get();
 }
 
 void ColumnSet::clear()

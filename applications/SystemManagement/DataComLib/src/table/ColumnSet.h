@@ -1,8 +1,9 @@
 #pragma once
 
-// The columns of one table or object, by name and in the order in which they came. It owns them; a
-// column that leaves while items point at it lives on until the last of them lets go. Part of
-// DataTable and DataObject, under their lock.
+// The columns of one table or object, by name and in the order in which they were added. It owns
+// them together with the items that point at them: a column that has left the set is freed with the
+// last such item, unless it is handed to a caller. Part of DataTable and DataObject, under their
+// lock.
 
 #include "DataColumn.h"
 
@@ -23,11 +24,15 @@ public:
     ColumnSet(const ColumnSet&) = delete;
     ColumnSet& operator=(const ColumnSet&) = delete;
 
-    /// Takes the column over, in place of the one that has the name. Null is ignored.
+    /// Takes the column over, in place of one that has the name. Null is ignored.
     void add(const std::string& name, DataColumn* column);
 
-    /// Hands the column back; null when there is none.
+    /// Removes the column and returns the set's share in it; null when there is none.
     std::shared_ptr<DataColumn> take(const std::string& name);
+
+    /// Makes the caller the owner of a column that has been taken out; null for null. Items that
+    /// point at it no longer keep it alive.
+    static DataColumn* handOver(const std::shared_ptr<DataColumn>& column);
 
     void clear();
 
@@ -37,6 +42,7 @@ public:
     const std::string* nameOf(const DataColumn* column) const;
 
     std::size_t size() const { return mByName.size(); }
+    List& list() { return mList; }
     const List& list() const { return mList; }
 
     /// Calls `visit(column)` for each column in this set's order.
@@ -58,7 +64,7 @@ public:
 private:
     struct Entry {
         std::shared_ptr<DataColumn> column;
-        List::iterator place;
+        List::iterator listPosition;
     };
 
     Order mOrder;

@@ -5,6 +5,8 @@
 #include "DataTable.h"
 #include "MessageText.h"
 
+#include <algorithm>
+
 // State and cycle
 
 template <typename Traits>
@@ -58,8 +60,8 @@ Fcodes KeyedRows<Traits>::rollbackChanges()
     Fcodes result = FC_OK;
     for (auto place = mRows.begin(); place != mRows.end();) {
         DataRow& row = *place->second;
-        // Kept on purpose: peers count on a new row staying once a value of it has been set, or
-        // once it has been marked deleted; only its marks are cleared.
+        // Kept on purpose: applications count on a new row staying once a value of it has been
+        // set, or once it has been marked deleted; only its marks are cleared.
         if ((row.getState() & (STATE_MODIFIED | STATE_DELETED)) != 0) {
             result |= row.rollbackChanges();
         } else if ((row.getState() & STATE_ADDED) != 0) {
@@ -177,6 +179,14 @@ std::shared_ptr<DataColumn> KeyedRows<Traits>::exchangeColumn(const std::string&
 }
 
 template <typename Traits>
+DataColumn* KeyedRows<Traits>::exchangeAndHandOver(const std::string& name, DataColumn* column)
+{
+    const std::lock_guard guard(mMutex);
+    const auto old = exchangeColumn(name, column);
+    return old.get() == column ? nullptr : ColumnSet::handOver(old);
+}
+
+template <typename Traits>
 void KeyedRows<Traits>::changeColumn(DataItem& item, const std::string& name, DataColumn& column)
 {
     int index = 0;
@@ -185,13 +195,13 @@ void KeyedRows<Traits>::changeColumn(DataItem& item, const std::string& name, Da
             item.setColumn(&column);
             return;
         }
-        Traits::reportEnumLost(name, item);
+        Traits::Log::enumValueReset(name, item);
         item.init(&column);
     } else if (column.getType() == DataColumn::INT && item.getType() != DataColumn::INT) {
-        Traits::reportIntLost(name, item);
+        Traits::Log::intValueReset(name, item);
         item.init(&column);
     } else {
-        Traits::reportKept(name, item);
+        Traits::Log::valueKept(name, item);
         item.setColumn(&column);
     }
 }
@@ -203,7 +213,7 @@ DataRow* KeyedRows<Traits>::findRow(const Key& key) const
 {
     const std::lock_guard guard(mMutex);
     const auto found = mRows.find(key);
-    return found == mRows.end() ? nullptr : found->second.get();
+    return found == mRows.end() ? nullptr : found->second;
 }
 
 template <typename Traits>
@@ -211,12 +221,14 @@ void KeyedRows<Traits>::addRow(const Key& key, DataRow* row)
 {
     if (row == nullptr)
         return;
-    row->leave(); // before the lock: its holder so far has a lock of its own
+    row->leaveOwner(); // before the lock: the present owner has a lock of its own
     const std::lock_guard guard(mMutex);
-    const auto old = removeRow(key); // to the end: `key` may be its own
-    mRows[key].reset(row);
-    Traits::markKey(*row, key);
-    row->belongTo(static_cast<typename Traits::Holder*>(this));
+    const auto old = removeRow(key); // freed last: `key` may be its own
+    mRows[key] = row;
+    Traits::assignKey(*row, key);
+    row->setOwner(static_cast<typename Traits::Owner*>(this));
+    if (mDeletedBefore && key < *mDeletedBefore)
+        mDeletedBefore.reset();
 }
 
 template <typename Traits>
@@ -242,10 +254,30 @@ void KeyedRows<Traits>::releaseRow(DataRow& row)
 }
 
 template <typename Traits>
+void KeyedRows<Traits>::forgetDeletedRows()
+{
+    const std::lock_guard guard(mMutex);
+    mDeletedBefore.reset();
+}
+
+template <typename Traits>
+typename KeyedRows<Traits>::RowMap::const_iterator KeyedRows<Traits>::firstKeptRow() const
+{
+    const std::lock_guard guard(mMutex);
+    const auto from = mDeletedBefore ? mRows.lower_bound(*mDeletedBefore) : mRows.begin();
+    const auto kept = std::find_if(from, mRows.end(), [](const auto& entry) {
+        return (entry.second->getState() & STATE_DELETED) == 0;
+    });
+    if (!mRows.empty())
+        mDeletedBefore = kept != mRows.end() ? kept->first : mRows.rbegin()->first;
+    return kept;
+}
+
+template <typename Traits>
 typename KeyedRows<Traits>::Place KeyedRows<Traits>::placeOf(const DataRow* row)
 {
     auto place = mRows.begin();
-    while (place != mRows.end() && place->second.get() != row)
+    while (place != mRows.end() && place->second != row)
         ++place;
     return place;
 }
@@ -254,37 +286,36 @@ template <typename Traits>
 std::pair<std::unique_ptr<DataRow>, typename KeyedRows<Traits>::Place>
 KeyedRows<Traits>::takeRow(Place place)
 {
-    auto row = std::move(place->second);
-    row->belongTo(static_cast<typename Traits::Holder*>(nullptr));
+    std::unique_ptr<DataRow> row(place->second);
+    row->setOwner(static_cast<typename Traits::Owner*>(nullptr));
     return {std::move(row), mRows.erase(place)};
 }
 
 template <typename Traits>
-DataRow* KeyedRows<Traits>::makeRow(const Key& key, const DataRow* pattern, bool reuse)
+DataRow* KeyedRows<Traits>::makeRow(const Key& key, const DataRow* templateRow, bool reuse)
 {
     const std::lock_guard guard(mMutex);
     DataRow* row = findRow(key);
     if (row == nullptr)
-        row = newRowAt(key, pattern);
+        row = newRowAt(key, templateRow);
     else if (reuse)
-        refill(*row, key, pattern);
-    // Kept on purpose: peers count on an existing row that is not reused staying as it is, with the
-    // table marked modified all the same.
+        refill(*row, key, templateRow);
+    // Kept on purpose: applications count on an existing row that is not reused staying as it is,
+    // with the table marked modified all the same.
     addState(STATE_MODIFIED);
     return row;
 }
 
 template <typename Traits>
-DataRow* KeyedRows<Traits>::newRowAt(const Key& key, const DataRow* pattern)
+DataRow* KeyedRows<Traits>::newRowAt(const Key& key, const DataRow* templateRow)
 {
     auto* row = new DataRow(0);
     addRow(key, row);
-    row->mItemList.reserve(mColumns.size());
     mColumns.each([&](DataColumn& column) {
         auto* item = new DataItem(&column);
         // Copied before it joins the row, so that the row is new and not modified: a rollback
         // removes it.
-        const DataItem* value = pattern ? pattern->getDataItem(column.getName()) : nullptr;
+        const DataItem* value = templateRow ? templateRow->getDataItem(column.getName()) : nullptr;
         if (value != nullptr)
             item->setValue(*value);
         row->addDataItem(column.getName(), item);
@@ -294,17 +325,17 @@ DataRow* KeyedRows<Traits>::newRowAt(const Key& key, const DataRow* pattern)
 }
 
 template <typename Traits>
-void KeyedRows<Traits>::refill(DataRow& row, const Key& key, const DataRow* pattern)
+void KeyedRows<Traits>::refill(DataRow& row, const Key& key, const DataRow* templateRow)
 {
     mColumns.each([&](const DataColumn& column) {
         DataItem* item = row.getDataItem(column.getName());
         if (item == nullptr)
             return;
-        const DataItem* value = pattern ? pattern->getDataItem(column.getName()) : nullptr;
+        const DataItem* value = templateRow ? templateRow->getDataItem(column.getName()) : nullptr;
         if (value != nullptr) {
-            Traits::reportValueCopied(key, column, *value);
+            Traits::Log::copyingValue(key, column, *value);
             item->setValue(*value);
-        } else if (pattern == nullptr) {
+        } else if (templateRow == nullptr) {
             item->resetValue();
         }
     });
@@ -353,8 +384,8 @@ void KeyedRows<Traits>::merge(const KeyedRows& reference, bool keepColumns, bool
     if (!copyRows)
         return;
     for (const auto& [key, row] : reference.mRows) {
-        Traits::reportRowCopied(key);
-        makeRow(key, row.get(), reuse);
+        Traits::Log::copyingRow(key);
+        makeRow(key, row, reuse);
     }
 }
 
@@ -366,7 +397,7 @@ void KeyedRows<Traits>::mergeReferenceColumns(const KeyedRows& reference)
         if (mine == nullptr) {
             mColumns.add(column.getName(), new DataColumn(column));
         } else if (!mine->isEqualTo(column)) {
-            Traits::reportColumnChanged(mName, column);
+            Traits::Log::columnChanged(mName, column);
             exchangeColumn(column.getName(), new DataColumn(column));
         }
     });
@@ -401,7 +432,7 @@ Fcodes KeyedRows<Traits>::initFromString(const std::string& text)
 {
     const std::lock_guard guard(mMutex);
     if (getPropertyValue(text, 0, Traits::kNameAttribute, mName) == std::string::npos) {
-        Traits::reportNoName(text);
+        Traits::Log::nameMissing(text);
         return FC_BODY_ERROR;
     }
     const Fcodes columns = readColumns(text);
@@ -413,7 +444,7 @@ Fcodes KeyedRows<Traits>::readColumns(const std::string& text)
 {
     std::string_view columns;
     if (findSegment(text, 0, Traits::kColumnsElement, columns) == std::string::npos) {
-        Traits::reportNoColumns(text);
+        Traits::Log::columnsMissing(text);
         return FC_OK;
     }
     Fcodes result = FC_OK;
@@ -425,7 +456,7 @@ Fcodes KeyedRows<Traits>::readColumns(const std::string& text)
         if (read == FC_OK)
             addColumn(column.getName(), new DataColumn(column));
         else
-            Traits::reportBadColumn(read);
+            Traits::Log::badColumn(read);
         result |= read;
     }
     return result;
@@ -437,12 +468,14 @@ Fcodes KeyedRows<Traits>::readRows(const std::string& text)
     // Each row gets a cell for every column, named in the text or not: without a bound a small text
     // of many columns and many empty rows would take all memory there is.
     const std::size_t mostCells = 1'000'000 + 4 * text.size();
+    const std::size_t rowsBefore = mRows.size();
     Fcodes result = FC_OK;
     SegmentWalk walk(text, "Row");
     std::string_view segment;
     while (walk.next(segment)) {
-        if (mColumns.size() * mRows.size() > mostCells) {
-            Traits::reportTooManyCells(mRows.size(), mColumns.size());
+        const std::size_t newRows = mRows.size() - rowsBefore;
+        if (mColumns.size() * newRows > mostCells) {
+            Traits::Log::tooManyCells(newRows, mColumns.size());
             return result | FC_BODY_ERROR;
         }
         result |= readRow(std::string(segment));
@@ -455,10 +488,10 @@ Fcodes KeyedRows<Traits>::readRow(const std::string& segment)
 {
     std::string id;
     getPropertyValue(segment, 0, "ID", id);
-    const Key key = Traits::keyOf(id);
+    const Key key = Traits::keyFromText(id);
     const Fcodes read = makeRow(key, nullptr, false)->initFromString(segment);
     if (read != FC_OK)
-        Traits::reportBadRow(key, read);
+        Traits::Log::badRow(key, read);
     return read;
 }
 

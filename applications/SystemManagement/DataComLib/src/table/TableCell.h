@@ -1,8 +1,7 @@
 #pragma once
 
-// The way to one cell: table, row, item. Whoever addresses cells by name goes it with withCell(),
-// which works under the table's lock and tells at which step the way ended, so that each caller can
-// report that in its own words.
+// Finds one cell by table, row and item. It logs nothing, since each operation on a cell has log
+// texts of its own: the result says what is missing.
 
 #include "DataTable.h"
 
@@ -11,20 +10,20 @@
 
 enum class CellLookup { FOUND, NO_TABLE, NO_ROW, NO_ITEM };
 
-/// Calls `work(DataItem&)` on the cell under the lock of its table, which may be null. Returns what
-/// is missing; NONE when the work has been done.
-template <typename Work>
-CellLookup withCell(DataTable* table, int rowId, const std::string& name, Work work)
+/// Calls `visit(DataItem&)` on the cell, under the lock of its table, which may be null. It has
+/// been called when the result is FOUND.
+template <typename Visit>
+CellLookup visitCell(DataTable* table, int rowId, const std::string& item, Visit visit)
 {
     if (table == nullptr)
         return CellLookup::NO_TABLE;
     const std::lock_guard guard(*table);
-    DataRow* row = table->getRows(rowId);
+    DataRow* const row = table->getRows(rowId);
     if (row == nullptr)
         return CellLookup::NO_ROW;
-    DataItem* item = row->getDataItem(name);
-    if (item == nullptr)
+    DataItem* const cell = row->getDataItem(item);
+    if (cell == nullptr)
         return CellLookup::NO_ITEM;
-    work(*item);
+    visit(*cell);
     return CellLookup::FOUND;
 }
