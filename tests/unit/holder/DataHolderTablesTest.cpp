@@ -45,8 +45,16 @@ public:
 
     Fcodes doHandle(MessageEvent*) override { return FC_OK; }
 
+    DataTable* findDataTable(const std::string& table) override
+    {
+        ++mLookUps;
+        return table == "Alone" ? &mAlone : TableHolder::findDataTable(table);
+    }
+
     DataSet mFirst;
     DataSet mSecond;
+    DataTable mAlone;
+    int mLookUps = 0;
 };
 
 class DataHolderTablesTest : public testing::Test
@@ -207,6 +215,39 @@ TEST_F(DataHolderTablesTest, PeersReadAndWriteTablesThroughDataRequests)
     EXPECT_EQ(FC_OK, set("Speed", "78"));
     EXPECT_EQ(FC_OK, mHolder.acceptChanges());
     EXPECT_EQ("78 78 78 78 0", cell("Speed", 3));
+}
+
+TEST_F(DataHolderTablesTest, ServedTableIsLookedUpOnceAndItsRowsAreNamedByWholeNumbers)
+{
+    std::string text = "untouched";
+    std::vector<std::string> names;
+    for (const char* row : {"3x", "", " 3", "+3", "0x3", "3 ", "99999999999", "2"}) {
+        mHolder.mLookUps = 0;
+        EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.getTextParam("", "Fans", "Speed", text, row));
+        EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.setTextParam("", "Fans", "Speed", "9", row));
+        EXPECT_EQ(2, mHolder.mLookUps);
+        EXPECT_THAT(mLog.entries(), ElementsAre("ERROR TableHolder:getTextParam: No such rowId=" +
+                                                std::string(row) + " in table=Fans"));
+        mLog.clear();
+    }
+    mHolder.mLookUps = 0;
+    EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.getTextParam("", "Fans", "Colour", text, "3"));
+    EXPECT_EQ("untouched", text);
+    EXPECT_EQ(FC_OK, mHolder.getTextParam("", "Fans", "Speed", text, "3"));
+    EXPECT_EQ("30", text);
+    EXPECT_EQ(FC_OK, mHolder.setTextParam("", "Fans", "Speed", "31", "3"));
+    EXPECT_EQ(FC_OK, mHolder.getInstances("", "Fans", names));
+    EXPECT_THAT(names, ElementsAre("1", "3"));
+    EXPECT_EQ(FC_OK, mHolder.getProperties("", "Fans", names));
+    EXPECT_THAT(names, ElementsAre("Speed", "Mode", "Hours"));
+    EXPECT_EQ(FC_OK, mHolder.findDataSetWithComponent(text, "Fans"));
+    EXPECT_EQ("First", text);
+    EXPECT_EQ(FC_OK, mHolder.findDataSetWithComponent(text, "Alone"));
+    EXPECT_EQ("Alone", text);
+    EXPECT_EQ(7, mHolder.mLookUps);
+    EXPECT_THAT(mLog.entries(),
+                ElementsAre("ERROR TableHolder:getTextParam: No such item=Colour in rowId=3 in "
+                            "table=Fans"));
 }
 
 } // namespace
