@@ -24,8 +24,8 @@ constexpr int kWorkerPriority = 30;
 DataHolder::~DataHolder()
 {
     sem_close(&mQueued);
-    // Kept on purpose: peers count on a quick end; what the store holds is abandoned, not taken
-    // apart, and its memory goes back with the process.
+    // Kept on purpose: callers count on a quick exit; the store's destructor is not run, and what
+    // the store holds is freed with the process.
     ::operator delete(static_cast<void*>(mStore));
 }
 
@@ -126,7 +126,7 @@ void DataHolder::doWork()
         event_type entry;
         sem_wait(&mQueued);
         if (pop(entry))
-            serve(entry);
+            dispatch(entry);
     }
 }
 
@@ -149,7 +149,7 @@ bool DataHolder::pop(event_type& entry)
     return true;
 }
 
-void DataHolder::serve(const event_type& entry)
+void DataHolder::dispatch(const event_type& entry)
 {
     switch (entry.type) {
     case QUEUE_COMMAND: {

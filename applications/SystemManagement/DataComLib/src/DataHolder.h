@@ -306,7 +306,7 @@ private:
                       int rowId, int& answeredRow, unsigned timeout, unsigned tries);
 
     bool pop(event_type& entry);
-    void serve(const event_type& entry);
+    void dispatch(const event_type& entry);
 
     mutable DataCommunicator mCommunicator;
     std::map<std::string, DataSet*> mDataSets; // registered before other threads use them

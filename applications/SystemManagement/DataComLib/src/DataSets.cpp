@@ -17,7 +17,7 @@ namespace
 
 constexpr char kUnit[] = "applications/SystemManagement/DataComLib/src/DataSets";
 
-/// Text nested too deeply makes the reader throw; for the caller that is one more parse error.
+/// The reader throws on text that is nested too deeply; callers see a parse error like any other.
 bool parseText(const std::string& text, Json::Value& root, std::string& errors)
 {
     Json::Reader reader;
@@ -25,8 +25,8 @@ bool parseText(const std::string& text, Json::Value& root, std::string& errors)
         if (reader.parse(text, root))
             return true;
         errors = reader.getFormattedErrorMessages();
-    } catch (const std::exception& tooDeep) {
-        errors = tooDeep.what();
+    } catch (const std::exception& exception) {
+        errors = exception.what();
     }
     return false;
 }
@@ -50,8 +50,8 @@ DataSets::DataSets()
 
 DataSets::~DataSets()
 {
-    // Kept on purpose: peers count on a store that is destroyed while its owner holds lock().
-    // Without that lock the call is refused and harms nothing.
+    // Kept on purpose: callers count on being able to destroy the store while they hold lock().
+    // Otherwise the call fails with EPERM and changes nothing.
     pthread_mutex_unlock(&mMutex);
     pthread_mutex_destroy(&mMutex);
 }
@@ -76,7 +76,7 @@ Fcodes DataSets::loadDataSet(const std::string& path)
             DBG_LOG(SEV_ERROR) << "loadDataSet: Not found key=dataset in file=" << path;
             return FC_NO_SUCH_NAME;
         }
-        keepDocument(name->asString(), root);
+        replaceDocument(name->asString(), root);
         return FC_OK;
     } catch (const std::exception&) {
         DBG_LOG(SEV_ERROR) << "loadDataSet: Exc: Couldn't load dataset file=" << path;
@@ -95,7 +95,7 @@ Fcodes DataSets::loadDataSet(const std::string& dataset, const std::string& path
         Json::Value root;
         if (const Fcodes parsed = parseDocument(file, path, root); parsed != FC_OK)
             return parsed;
-        keepDocument(dataset, root);
+        replaceDocument(dataset, root);
         return FC_OK;
     } catch (const std::exception&) {
         DBG_LOG(SEV_ERROR) << "loadDataSet: Exc: Couldn't load dataset file=" << path;
@@ -113,7 +113,7 @@ Fcodes DataSets::parseDocument(std::istream& file, const std::string& path, Json
     return FC_UNAVAILABLE;
 }
 
-void DataSets::keepDocument(const std::string& dataset, Json::Value& document)
+void DataSets::replaceDocument(const std::string& dataset, Json::Value& document)
 {
     const std::lock_guard guard(*this);
     mDataSets[dataset].swap(document);
@@ -121,7 +121,7 @@ void DataSets::keepDocument(const std::string& dataset, Json::Value& document)
 
 Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& path)
 {
-    std::ostringstream copy; // as text it takes half the time of a tree, and a third of the memory
+    std::ostringstream copy; // quicker to make and smaller than a copy of the tree
     std::uint64_t number = 0;
     {
         const std::lock_guard guard(*this);
@@ -136,7 +136,7 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
     }
 
     const std::lock_guard guard(mFileMutex);
-    std::uint64_t& stored = mStored[path];
+    std::uint64_t& stored = mStoredSnapshots[path];
     if (number < stored)
         return FC_OK; // the file already holds a later state
     const int error =
@@ -145,7 +145,7 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
         stored = number;
     else
         DBG_LOG(SEV_ERROR) << "storeDataSet: Couldn't write file=" << path << " errno=" << error;
-    // Kept on purpose: peers count on "OK" also when the file could not be written.
+    // Kept on purpose: callers count on "OK" also when the file could not be written.
     return FC_OK;
 }
 
@@ -162,7 +162,7 @@ Fcodes DataSets::addDataSet(const std::string& dataset)
 Fcodes DataSets::deleteDataSet(const std::string& dataset)
 {
     const std::lock_guard guard(*this);
-    dropMember(&mDataSets, dataset);
+    removeMember(&mDataSets, dataset);
     return FC_OK;
 }
 
@@ -210,12 +210,12 @@ Fcodes DataSets::addComponent(const std::string& dataset, const std::string& com
 {
     const std::lock_guard guard(*this);
     if (member(&mDataSets, dataset) == nullptr && addDataSet(dataset) != FC_OK) {
-        // Kept on purpose: peers count on the store staying locked once more when a derived store
-        // refuses the new dataset.
+        // Kept on purpose: callers count on the store staying locked once more when a derived
+        // store refuses the new dataset; they unlock it.
         lock();
         return FC_NO_SUCH_NAME;
     }
-    Json::Value* slot = openComponent(mDataSets, dataset, component);
+    Json::Value* slot = findOrCreateComponent(mDataSets, dataset, component);
     if (slot == nullptr)
         return FC_WRONG_TYPE;
     *slot = Json::Value(Json::objectValue);
@@ -228,7 +228,7 @@ Fcodes DataSets::deleteComponent(const std::string& dataset, const std::string& 
     const std::lock_guard guard(*this);
     if (findComponent(mDataSets, dataset, component) == nullptr)
         return FC_NO_SUCH_NAME;
-    dropMember(member(member(&mDataSets, dataset), "components"), component);
+    removeMember(member(member(&mDataSets, dataset), "components"), component);
     return FC_OK;
 }
 
@@ -245,7 +245,7 @@ Fcodes DataSets::loadComponent(const std::string& dataset, const std::string& co
     const std::lock_guard guard(*this);
     if (member(&mDataSets, dataset) == nullptr)
         addDataSet(dataset);
-    Json::Value* slot = openComponent(mDataSets, dataset, component);
+    Json::Value* slot = findOrCreateComponent(mDataSets, dataset, component);
     if (slot == nullptr)
         return FC_WRONG_TYPE;
     slot->swap(root);

@@ -206,17 +206,18 @@ private:
 
     /// How a writer differs from the others.
     struct WriteOperation {
-        const char* prefix;           // of its log lines, up to the dataset
-        bool committed = false;       // writes the committed tree and drops what is pending
-        bool namesIndex = false;      // its "No such name." line tells the index
-        bool notesConversion = false; // tells what a text was converted to
+        const char* prefix;          // of its log lines, up to the dataset
+        bool committed = false;      // writes the committed tree and drops what is pending
+        bool logsIndex = false;      // its "No such name." line has the index
+        bool logsConversion = false; // logs what a text was converted to
     };
 
     Fcodes parseDocument(std::istream& file, const std::string& path, Json::Value& root);
-    void keepDocument(const std::string& dataset, Json::Value& document);
+    void replaceDocument(const std::string& dataset, Json::Value& document);
 
     template <typename Value>
-    Fcodes convert(const char* prefix, const ParamRef& at, const Json::Value& held, Value& value);
+    Fcodes convert(const char* prefix, const ParamRef& at, const Json::Value& current,
+                   Value& value);
     template <typename Value>
     Fcodes readParam(const char* prefix, const ParamRef& at, Value& value);
     template <typename Value, typename ReadCommitted>
@@ -225,14 +226,14 @@ private:
     template <typename Value>
     Fcodes writeParam(const WriteOperation& operation, const ParamRef& at, const Value& value);
     template <typename Value>
-    Fcodes reportAbsent(const WriteOperation& operation, const ParamRef& at, const Value& value);
+    Fcodes logMissing(const WriteOperation& operation, const ParamRef& at, const Value& value);
     template <typename Value>
-    void reportRefusal(const WriteOperation& operation, const ParamRef& at, const Value& value,
-                       Fcodes verdict, const Json::Value& type);
+    void logRefusal(const WriteOperation& operation, const ParamRef& at, const Value& value,
+                    Fcodes result, const Json::Value& type);
     template <typename Value>
-    void reportConversion(const WriteOperation& operation, const ParamRef& at, const Value& value,
-                          const Json::Value& stored);
-    Fcodes writeCommitted(const ParamRef& at, Json::Value& held, Json::Value& value);
+    void logConversion(const WriteOperation& operation, const ParamRef& at, const Value& value,
+                       const Json::Value& stored);
+    Fcodes writeCommitted(const ParamRef& at, Json::Value& current, Json::Value& value);
     Fcodes writePending(const WriteOperation& operation, const ParamRef& at, Json::Value& value);
 
     std::vector<std::string> findInstances(const std::string& dataset, const std::string& component,
@@ -252,5 +253,6 @@ private:
     // Serialises the writing of files. Who holds it never takes mMutex, because a caller may hold
     // mMutex around storeDataSet().
     std::mutex mFileMutex;
-    std::map<std::string, std::uint64_t> mStored; // by path: the copy that its file holds
+    std::map<std::string, std::uint64_t>
+        mStoredSnapshots; // by path: the number of the copy in the file
 };

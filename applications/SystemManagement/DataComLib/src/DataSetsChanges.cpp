@@ -19,7 +19,7 @@ const std::string kSingleInstance;
 void DataSets::touchDataSet(const std::string& dataset)
 {
     const std::lock_guard guard(*this);
-    const std::unique_lock changing(mChangesMutex);
+    const std::unique_lock changesGuard(mChangesMutex);
     if (const Json::Value* committed = member(&mDataSets, dataset))
         mChanges[dataset] = *committed;
 }
@@ -27,8 +27,8 @@ void DataSets::touchDataSet(const std::string& dataset)
 void DataSets::untouchDataSet(const std::string& dataset)
 {
     const std::lock_guard guard(*this);
-    const std::unique_lock changing(mChangesMutex);
-    dropMember(&mChanges, dataset);
+    const std::unique_lock changesGuard(mChangesMutex);
+    removeMember(&mChanges, dataset);
 }
 
 void DataSets::touchComponent(const std::string& dataset, const std::string& component)
@@ -37,20 +37,20 @@ void DataSets::touchComponent(const std::string& dataset, const std::string& com
     const Json::Value* committed = findComponent(mDataSets, dataset, component);
     if (committed == nullptr)
         return;
-    const std::unique_lock changing(mChangesMutex);
-    if (Json::Value* copy = openComponent(mChanges, dataset, component))
+    const std::unique_lock changesGuard(mChangesMutex);
+    if (Json::Value* copy = findOrCreateComponent(mChanges, dataset, component))
         *copy = *committed;
 }
 
 void DataSets::untouchComponent(const std::string& dataset, const std::string& component)
 {
     const std::lock_guard guard(*this);
-    const std::unique_lock changing(mChangesMutex);
-    dropMember(member(member(&mChanges, dataset), "components"), component);
+    const std::unique_lock changesGuard(mChangesMutex);
+    removeMember(member(member(&mChanges, dataset), "components"), component);
 }
 
-// The queries do not wait for whoever holds lock(); who needs an answer together with other calls
-// brackets them.
+// The queries do not wait for a thread that holds lock(); a caller that needs several consistent
+// answers takes lock() itself.
 
 bool DataSets::isChanged()
 {
@@ -108,7 +108,7 @@ Fcodes DataSets::commit()
         for (auto copy = components->begin(); copy != components->end(); ++copy)
             commitWorkingCopy(dataset.name(), copy.name(), *copy);
     }
-    const std::unique_lock changing(mChangesMutex);
+    const std::unique_lock changesGuard(mChangesMutex);
     mChanges.clear();
     return FC_OK;
 }
@@ -120,7 +120,7 @@ Fcodes DataSets::commitComponent(const std::string& dataset, const std::string& 
     if (copy == nullptr)
         return FC_OK;
     commitWorkingCopy(dataset, component, *copy);
-    // Kept on purpose: peers count on the dataset still being changed, even with nothing left in
+    // Kept on purpose: callers count on the dataset still being changed, even with nothing left in
     // its working copy.
     untouchComponent(dataset, component);
     return FC_OK;
@@ -144,16 +144,17 @@ void DataSets::commitWorkingCopy(const std::string& dataset, const std::string& 
             commitInstance(dataset, component, InstanceRef(it.name()), *it);
 }
 
-/// Only what the working copy holds is copied, member by member: nothing is ever removed, and an
-/// element that an array only grew past stays as it is.
+/// Only what the working copy holds is copied, member by member: nothing is ever removed, and the
+/// empty elements with which an array grew up to a written index change nothing.
 void DataSets::commitInstance(const std::string& dataset, const std::string& component,
                               const InstanceRef& instance, const Json::Value& copy)
 {
     if (!copy.isObject() || copy.empty())
         return;
-    Json::Value* committed = instance.open(openComponent(mDataSets, dataset, component));
+    Json::Value* committed =
+        instance.findOrCreate(findOrCreateComponent(mDataSets, dataset, component));
     for (auto it = copy.begin(); it != copy.end(); ++it) {
-        Json::Value* value = openMember(committed, it.name());
+        Json::Value* value = findOrCreateMember(committed, it.name());
         if (value == nullptr) {
             DBG_LOG(SEV_ERROR) << "commit: Couldn't commit dataset=" << dataset
                                << " comp=" << component << " ind=" << instance
@@ -167,7 +168,7 @@ void DataSets::commitInstance(const std::string& dataset, const std::string& com
 Fcodes DataSets::rollback()
 {
     const std::lock_guard guard(*this);
-    const std::unique_lock changing(mChangesMutex);
+    const std::unique_lock changesGuard(mChangesMutex);
     mChanges.clear();
     return FC_OK;
 }
@@ -182,14 +183,14 @@ void DataSets::untouchProperty(const std::string& dataset, const std::string& co
                                const std::string& property, const std::string& key)
 {
     const std::lock_guard guard(*this);
-    const std::unique_lock changing(mChangesMutex);
-    dropMember(InstanceRef(key).find(findComponent(mChanges, dataset, component)), property);
+    const std::unique_lock changesGuard(mChangesMutex);
+    removeMember(InstanceRef(key).find(findComponent(mChanges, dataset, component)), property);
 }
 
 void DataSets::untouchProperty(const std::string& dataset, const std::string& component,
                                const std::string& property, int index)
 {
     const std::lock_guard guard(*this);
-    const std::unique_lock changing(mChangesMutex);
-    dropMember(InstanceRef(index).find(findComponent(mChanges, dataset, component)), property);
+    const std::unique_lock changesGuard(mChangesMutex);
+    removeMember(InstanceRef(index).find(findComponent(mChanges, dataset, component)), property);
 }

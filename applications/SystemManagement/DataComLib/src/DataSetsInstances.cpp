@@ -23,8 +23,8 @@ Json::Value newInstance(const Json::Value& component)
     return instance;
 }
 
-/// Calls visit(text, instance) for each instance of whatever shape the component has: keys
-/// ascending, indexes in decimal, or the empty text. False when it has none of the shapes.
+/// Calls visit(text, instance) for each instance. The text is its key (ascending), its index in
+/// decimal, or empty for the single one. False when the component has no instances of any shape.
 template <typename Visit>
 bool forEachInstance(const Json::Value* component, Visit visit)
 {
@@ -58,10 +58,9 @@ Fcodes DataSets::addInstance(const std::string& dataset, const std::string& comp
                            << " comp=" << component;
         return FC_NO_SUCH_NAME;
     }
-    Json::Value* slot = InstanceRef(key).open(found);
-    const bool shapeConflict =
-        key.empty() && slot != nullptr && !slot->isObject() && !slot->isNull();
-    if (slot == nullptr || shapeConflict) {
+    Json::Value* slot = InstanceRef(key).findOrCreate(found);
+    const bool wrongShape = key.empty() && slot != nullptr && !slot->isObject() && !slot->isNull();
+    if (slot == nullptr || wrongShape) {
         DBG_LOG(SEV_ERROR) << "addInstance: Couldn't add to comp=" << component
                            << " instances those are not an object (by key)";
         return FC_WRONG_TYPE;
@@ -77,9 +76,9 @@ Fcodes DataSets::appendInstance(const std::string& dataset, const std::string& c
     Json::Value* found = findComponent(mDataSets, dataset, component);
     if (found == nullptr)
         return FC_NO_SUCH_NAME;
-    Json::Value* instances = openMember(found, "instances");
+    Json::Value* instances = findOrCreateMember(found, "instances");
     if (instances == nullptr || !(instances->isArray() || instances->isNull())) {
-        // Kept on purpose: peers count on the prefix of addInstance in this line.
+        // Kept on purpose: log readers count on the prefix of addInstance in this line.
         DBG_LOG(SEV_ERROR) << "addInstance: Couldn't append to comp=" << component
                            << " values those are not an array (by index)";
         return FC_WRONG_TYPE;
@@ -119,9 +118,9 @@ Fcodes DataSets::removeInstance(const std::string& dataset, const std::string& c
         return FC_NO_SUCH_NAME;
     }
     if (key.empty())
-        dropMember(found, "instance");
+        removeMember(found, "instance");
     else
-        dropMember(member(found, "instances"), key);
+        removeMember(member(found, "instances"), key);
     return FC_OK;
 }
 
@@ -134,8 +133,8 @@ Fcodes DataSets::clearComponent(const std::string& dataset, const std::string& c
                            << " comp=" << component;
         return FC_NO_SUCH_NAME;
     }
-    dropMember(found, "instances");
-    dropMember(found, "instance");
+    removeMember(found, "instances");
+    removeMember(found, "instance");
     return FC_OK;
 }
 

@@ -20,15 +20,15 @@ Json::ValueType jsonTypeOf(const std::string&) { return Json::stringValue; }
 } // namespace
 
 template <typename Value>
-Fcodes DataSets::convert(const char* prefix, const ParamRef& at, const Json::Value& held,
+Fcodes DataSets::convert(const char* prefix, const ParamRef& at, const Json::Value& current,
                          Value& value)
 {
-    if (!held.isConvertibleTo(jsonTypeOf(value))) {
+    if (!current.isConvertibleTo(jsonTypeOf(value))) {
         DBG_LOG(SEV_ERROR) << prefix << at.dataset << " comp=" << at.component
                            << " param=" << at.property << " ind=" << at.instance << " wrong type.";
         return FC_WRONG_TYPE;
     }
-    value = held.as<Value>();
+    value = current.as<Value>();
     return FC_OK;
 }
 
@@ -36,13 +36,13 @@ template <typename Value>
 Fcodes DataSets::readParam(const char* prefix, const ParamRef& at, Value& value)
 {
     const std::lock_guard guard(*this);
-    const Json::Value* held = at.find(mDataSets);
-    if (held == nullptr) {
+    const Json::Value* current = at.find(mDataSets);
+    if (current == nullptr) {
         DBG_LOG(SEV_WARN) << prefix << at.dataset << " comp=" << at.component
                           << " param=" << at.property << " ind=" << at.instance << " No such name.";
         return FC_NO_SUCH_NAME;
     }
-    return convert(prefix, at, *held, value);
+    return convert(prefix, at, *current, value);
 }
 
 template <typename Value, typename ReadCommitted>
@@ -59,29 +59,28 @@ Fcodes DataSets::writeParam(const WriteOperation& operation, const ParamRef& at,
 {
     const std::lock_guard guard(*this);
     Json::Value* component = findComponent(mDataSets, at.dataset, at.component);
-    Json::Value* held = member(at.instance.find(component), at.property);
-    if (held == nullptr)
-        return reportAbsent(operation, at, value);
+    Json::Value* current = member(at.instance.find(component), at.property);
+    if (current == nullptr)
+        return logMissing(operation, at, value);
 
     const PropertyRule rule(member(member(component, "properties"), at.property));
-    Json::Value admitted;
-    if (const Fcodes verdict = rule.admit(value, *held, admitted); verdict != FC_OK) {
-        reportRefusal(operation, at, value, verdict, rule.type());
-        return verdict;
+    Json::Value accepted;
+    if (const Fcodes result = rule.accept(value, *current, accepted); result != FC_OK) {
+        logRefusal(operation, at, value, result, rule.type());
+        return result;
     }
     if (!operation.committed)
-        return writePending(operation, at, admitted);
-    if (operation.notesConversion)
-        reportConversion(operation, at, value, admitted);
-    return writeCommitted(at, *held, admitted);
+        return writePending(operation, at, accepted);
+    if (operation.logsConversion)
+        logConversion(operation, at, value, accepted);
+    return writeCommitted(at, *current, accepted);
 }
 
 template <typename Value>
-Fcodes DataSets::reportAbsent(const WriteOperation& operation, const ParamRef& at,
-                              const Value& value)
+Fcodes DataSets::logMissing(const WriteOperation& operation, const ParamRef& at, const Value& value)
 {
-    // Kept on purpose: peers count on only some of the writers naming the instance here.
-    if (operation.namesIndex)
+    // Kept on purpose: log readers count on only some of the writers naming the instance.
+    if (operation.logsIndex)
         DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
                            << " param=" << at.property << " val=" << value << " ind=" << at.instance
                            << " No such name.";
@@ -92,10 +91,10 @@ Fcodes DataSets::reportAbsent(const WriteOperation& operation, const ParamRef& a
 }
 
 template <typename Value>
-void DataSets::reportRefusal(const WriteOperation& operation, const ParamRef& at,
-                             const Value& value, Fcodes verdict, const Json::Value& type)
+void DataSets::logRefusal(const WriteOperation& operation, const ParamRef& at, const Value& value,
+                          Fcodes result, const Json::Value& type)
 {
-    if (verdict == FC_BAD_VALUE)
+    if (result == FC_BAD_VALUE)
         DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
                            << " param=" << at.property << " val=" << value << " absent in enum";
     else
@@ -105,8 +104,8 @@ void DataSets::reportRefusal(const WriteOperation& operation, const ParamRef& at
 }
 
 template <typename Value>
-void DataSets::reportConversion(const WriteOperation& operation, const ParamRef& at,
-                                const Value& value, const Json::Value& stored)
+void DataSets::logConversion(const WriteOperation& operation, const ParamRef& at,
+                             const Value& value, const Json::Value& stored)
 {
     if (stored.isInt())
         DBG_LOG(SEV_WARN) << operation.prefix << at.dataset << " comp=" << at.component
@@ -118,9 +117,9 @@ void DataSets::reportConversion(const WriteOperation& operation, const ParamRef&
                           << " set as bool=" << stored.asBool();
 }
 
-Fcodes DataSets::writeCommitted(const ParamRef& at, Json::Value& held, Json::Value& value)
+Fcodes DataSets::writeCommitted(const ParamRef& at, Json::Value& current, Json::Value& value)
 {
-    held = std::move(value);
+    current = std::move(value);
     if (at.instance.byIndex())
         untouchProperty(at.dataset, at.component, at.property, at.instance.index());
     else
@@ -131,8 +130,8 @@ Fcodes DataSets::writeCommitted(const ParamRef& at, Json::Value& held, Json::Val
 Fcodes DataSets::writePending(const WriteOperation& operation, const ParamRef& at,
                               Json::Value& value)
 {
-    const std::unique_lock changing(mChangesMutex);
-    Json::Value* pending = at.open(mChanges);
+    const std::unique_lock changesGuard(mChangesMutex);
+    Json::Value* pending = at.findOrCreate(mChanges);
     if (pending == nullptr) {
         DBG_LOG(SEV_ERROR) << operation.prefix << at.dataset << " comp=" << at.component
                            << " param=" << at.property << " ind=" << at.instance
@@ -252,7 +251,7 @@ Fcodes DataSets::setIntParam(const std::string& dataset, const std::string& comp
 Fcodes DataSets::setTextParam(const std::string& dataset, const std::string& component,
                               const std::string& property, const std::string& value, int index)
 {
-    return writeParam({.prefix = "setTextParam: dataset=", .namesIndex = true},
+    return writeParam({.prefix = "setTextParam: dataset=", .logsIndex = true},
                       {dataset, component, property, InstanceRef(index)}, value);
 }
 
@@ -297,8 +296,8 @@ Fcodes DataSets::initTextParam(const std::string& dataset, const std::string& co
 {
     return writeParam({.prefix = "initTextParam: dataset=",
                        .committed = true,
-                       .namesIndex = true,
-                       .notesConversion = true},
+                       .logsIndex = true,
+                       .logsConversion = true},
                       {dataset, component, property, InstanceRef(index)}, value);
 }
 
@@ -307,7 +306,7 @@ Fcodes DataSets::initTextParam(const std::string& dataset, const std::string& co
                                const std::string& key)
 {
     return writeParam(
-        {.prefix = "initTextParam: dataset=", .committed = true, .notesConversion = true},
+        {.prefix = "initTextParam: dataset=", .committed = true, .logsConversion = true},
         {dataset, component, property, InstanceRef(key)}, value);
 }
 

@@ -43,12 +43,12 @@ Fcodes DataSets::setParams(const Json::Value& request, Json::Value& reply)
     return answerRequest("setParams: Exc: Couldn't set request parameters=", request, reply,
                          [&](Json::Value&) {
                              ParamsWriter writer(mDataSets, mChanges, request);
-                             const Fcodes verdict = writer.check();
-                             if (verdict == FC_OK) {
-                                 const std::unique_lock changing(mChangesMutex);
+                             const Fcodes result = writer.check();
+                             if (result == FC_OK) {
+                                 const std::unique_lock changesGuard(mChangesMutex);
                                  writer.write();
                              }
-                             return verdict;
+                             return result;
                          });
 }
 

@@ -38,7 +38,7 @@ private:
     int mFd;
 };
 
-/// Puts a stream's text out to a descriptor through one small buffer, and keeps the first error.
+/// Writes a stream to a descriptor through one small buffer and keeps the first error.
 class FdBuffer : public std::streambuf
 {
 public:
@@ -86,12 +86,12 @@ int writeThrough(int fd, const std::function<void(std::ostream&)>& write)
         return buffer.error();
     if (!stream.good())
         return EIO;
-    return fsync(fd) == 0 || errno == EINVAL ? 0 : errno; // a device may know no sync
+    return fsync(fd) == 0 || errno == EINVAL ? 0 : errno; // not every device can sync
 }
 
-/// The directory and the name in it that a path stands for.
-struct Place {
-    explicit Place(const std::string& path)
+/// The directory and the file name of a path.
+struct PathParts {
+    explicit PathParts(const std::string& path)
     {
         const std::size_t slash = path.rfind('/');
         directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
@@ -102,8 +102,9 @@ struct Place {
     std::string name;
 };
 
-/// The short-lived name of a file. It tells the directory by its inode, since it may stand outside
-/// of it, and it is always the same, so that a left-over is found by the next store.
+/// The temporary name of a file. It contains the inode of the directory, because the name may be
+/// used in the parent directory, and it is always the same, so that the next write of the file
+/// finds and replaces a stale one.
 std::string tempFileName(int directory, const std::string& name)
 {
     struct stat status {
@@ -113,12 +114,13 @@ std::string tempFileName(int directory, const std::string& name)
     return "." + name.substr(0, NAME_MAX - 1 - end.size()) + end;
 }
 
-/// What it takes to give an unnamed file a name and to rename it over the old file.
-struct Placing {
+/// What is needed to link an unnamed file under a temporary name and to rename it over the old
+/// file. Plain pointers and descriptors, because a vfork() child works on it.
+struct Replacement {
     int file;
     const char* path; // of the unnamed file, under /proc
-    int staging;      // where the name stands meanwhile, if it can: the parent directory
-    int directory;
+    int staging;      // directory in which the new file gets its name first: the parent
+    int directory;    // of the old file; takes the place of `staging` where that cannot be used
     const char* tempName;
     const char* name;
     int error;
@@ -126,43 +128,45 @@ struct Placing {
 
 #define NO_SANITIZE __attribute__((no_sanitize("address", "thread", "undefined")))
 
-/// The direct way needs a capability, the way through /proc needs /proc.
-NO_SANITIZE long linkUnnamed(const Placing& placing, int into)
+/// AT_EMPTY_PATH needs a capability; the link through /proc needs a mounted /proc.
+NO_SANITIZE long linkUnnamed(const Replacement& replacement, int into)
 {
-    if (syscall(SYS_linkat, placing.file, "", into, placing.tempName, AT_EMPTY_PATH) == 0)
+    if (syscall(SYS_linkat, replacement.file, "", into, replacement.tempName, AT_EMPTY_PATH) == 0)
         return 0;
     if (errno == EEXIST)
         return -1;
-    return syscall(SYS_linkat, AT_FDCWD, placing.path, into, placing.tempName, AT_SYMLINK_FOLLOW);
+    return syscall(SYS_linkat, AT_FDCWD, replacement.path, into, replacement.tempName,
+                   AT_SYMLINK_FOLLOW);
 }
 
-NO_SANITIZE bool nameIn(const Placing& placing, int into)
+NO_SANITIZE bool linkIn(const Replacement& replacement, int into)
 {
-    if (linkUnnamed(placing, into) == 0)
+    if (linkUnnamed(replacement, into) == 0)
         return true;
     if (errno != EEXIST)
         return false;
-    syscall(SYS_unlinkat, into, placing.tempName, 0); // left by a crash
-    return linkUnnamed(placing, into) == 0;
+    syscall(SYS_unlinkat, into, replacement.tempName, 0); // left by a crash
+    return linkUnnamed(replacement, into) == 0;
 }
 
-/// Only system calls: it runs on the memory of a process whose other threads run on.
-NO_SANITIZE int putInPlace(Placing& placing)
+/// Only system calls: it runs in a vfork() child, which shares its memory with running threads.
+NO_SANITIZE int linkAndRename(Replacement& replacement)
 {
-    int through = placing.staging;
-    if (!nameIn(placing, through)) {
-        through = placing.directory;
-        if (!nameIn(placing, through))
-            return placing.error = errno;
+    int linkedIn = replacement.staging;
+    if (!linkIn(replacement, linkedIn)) {
+        linkedIn = replacement.directory;
+        if (!linkIn(replacement, linkedIn))
+            return replacement.error = errno;
     }
-    if (syscall(SYS_renameat, through, placing.tempName, placing.directory, placing.name) == 0)
-        return placing.error = 0;
-    placing.error = errno;
-    syscall(SYS_unlinkat, through, placing.tempName, 0);
-    return placing.error;
+    if (syscall(SYS_renameat, linkedIn, replacement.tempName, replacement.directory,
+                replacement.name) == 0)
+        return replacement.error = 0;
+    replacement.error = errno;
+    syscall(SYS_unlinkat, linkedIn, replacement.tempName, 0);
+    return replacement.error;
 }
 
-/// False when the child has been taken away, by a process that ignores its children.
+/// False when there is no status: a process that ignores SIGCHLD has its children reaped.
 bool waitForChild(pid_t child, int& status)
 {
     while (waitpid(child, &status, 0) == -1)
@@ -171,11 +175,11 @@ bool waitForChild(pid_t child, int& status)
     return true;
 }
 
-/// A SIGKILL between the two steps would leave the short-lived name. So a child takes them, which
-/// lives on and finishes. It shares the memory instead of copying it, and this thread stands still
-/// until it has ended. And because somebody may look into the directory before that, the name
-/// stands in the parent directory where the two are one file system.
-int putInPlaceByChild(Placing& placing)
+/// A SIGKILL between link and rename would leave the temporary name behind. So a child does both:
+/// it survives its parent and finishes. It comes from vfork(), which copies no memory and suspends
+/// this thread until the child has ended. Because somebody may list the directory before that, the
+/// temporary name is in the parent directory where the two are on one file system.
+int linkAndRenameInChild(Replacement& replacement)
 {
     sigset_t all;
     sigset_t before;
@@ -183,18 +187,19 @@ int putInPlaceByChild(Placing& placing)
     pthread_sigmask(SIG_SETMASK, &all, &before); // the child must not run our signal handlers
     const pid_t child = vfork();
     if (child == 0)
-        syscall(SYS_exit_group, putInPlace(placing)); // _exit() itself may be more than a call
+        syscall(SYS_exit_group,
+                linkAndRename(replacement)); // _exit() itself may be more than a call
     int status = 0;
     if (child == -1)
-        putInPlace(placing);
+        linkAndRename(replacement);
     else if (waitForChild(child, status) && WIFEXITED(status))
-        placing.error = WEXITSTATUS(status);
+        replacement.error = WEXITSTATUS(status);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return placing.error;
+    return replacement.error;
 }
 
-/// The new file on its way: without a name where the file system can do that, else under the
-/// short-lived one. It vanishes unless it is put in place.
+/// The new file before it replaces the old one: without a name where the file system supports that,
+/// else under the temporary name. It is removed unless it is moved into place.
 class NewFile
 {
 public:
@@ -223,7 +228,7 @@ public:
 
     int fd() const { return mFd; }
 
-    int takePlace()
+    int moveIntoPlace()
     {
         if (mNamed) {
             if (renameat(mDirectory, mTempName.c_str(), mDirectory, mName.c_str()) != 0)
@@ -233,9 +238,9 @@ public:
         }
         const std::string path = "/proc/self/fd/" + std::to_string(mFd);
         const Descriptor staging(openat(mDirectory, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
-        Placing placing{mFd,           path.c_str(), staging.get(), mDirectory, mTempName.c_str(),
-                        mName.c_str(), ECHILD};
-        return putInPlaceByChild(placing);
+        Replacement replacement{
+            mFd, path.c_str(), staging.get(), mDirectory, mTempName.c_str(), mName.c_str(), ECHILD};
+        return linkAndRenameInChild(replacement);
     }
 
 private:
@@ -247,13 +252,13 @@ private:
 };
 
 /// `old` is the file to be replaced, null when there is none.
-int replaceFile(const Place& place, const struct stat* old,
+int replaceFile(const PathParts& parts, const struct stat* old,
                 const std::function<void(std::ostream&)>& write)
 {
-    const Descriptor directory(open(place.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor directory(open(parts.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory.isOpen())
         return errno;
-    NewFile file(directory.get(), place.name);
+    NewFile file(directory.get(), parts.name);
     if (file.fd() == -1)
         return errno;
     if (old != nullptr && (fchown(file.fd(), old->st_uid, old->st_gid) != 0 ||
@@ -261,13 +266,13 @@ int replaceFile(const Place& place, const struct stat* old,
         return errno;
     if (const int error = writeThrough(file.fd(), write); error != 0)
         return error;
-    if (const int error = file.takePlace(); error != 0)
+    if (const int error = file.moveIntoPlace(); error != 0)
         return error;
-    fsync(directory.get()); // not every file system can; the new file stands all the same
+    fsync(directory.get()); // not every file system can; the new file is in place nevertheless
     return 0;
 }
 
-int writeInPlace(const std::string& path, const Place& place,
+int writeInPlace(const std::string& path, const PathParts& parts,
                  const std::function<void(std::ostream&)>& write)
 {
     const Descriptor file(
@@ -275,27 +280,27 @@ int writeInPlace(const std::string& path, const Place& place,
     if (!file.isOpen())
         return errno;
     const int error = writeThrough(file.get(), write);
-    const Descriptor directory(open(place.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor directory(open(parts.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (directory.isOpen())
         fsync(directory.get());
     return error;
 }
 
-/// Errors that say that the file cannot be replaced, but perhaps written.
+/// Errors after which the file may still be writable in place.
 bool forbidsReplacing(int error) { return error == EACCES || error == EPERM || error == EBUSY; }
 
 } // namespace
 
 int replaceFileAtomically(const std::string& path, const std::function<void(std::ostream&)>& write)
 {
-    const Place place(path);
+    const PathParts parts(path);
     struct stat old {
     };
     const bool exists = lstat(path.c_str(), &old) == 0;
     if (exists && !S_ISREG(old.st_mode))
-        return writeInPlace(path, place, write);
-    const int error = replaceFile(place, exists ? &old : nullptr, write);
-    return forbidsReplacing(error) ? writeInPlace(path, place, write) : error;
+        return writeInPlace(path, parts, write);
+    const int error = replaceFile(parts, exists ? &old : nullptr, write);
+    return forbidsReplacing(error) ? writeInPlace(path, parts, write) : error;
 }
 
 bool isTempFileName(std::string_view fileName)

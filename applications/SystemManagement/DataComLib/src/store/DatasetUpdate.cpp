@@ -10,21 +10,21 @@
 namespace
 {
 
-// The report is part of the store's log.
+// The lines are part of the store's log.
 constexpr char kUnit[] = "applications/SystemManagement/DataComLib/src/DataSets";
 
 /// The instances of a component by the first shape that it has.
 struct Instances {
     explicit Instances(Json::Value& component)
     {
-        Json::Value* many = member(&component, "instances");
-        Json::Value* one = member(&component, "instance");
-        if (many != nullptr && many->isObject())
-            keyed = many;
-        else if (many != nullptr && many->isArray())
-            indexed = many;
-        else if (one != nullptr && one->isObject())
-            single = one;
+        Json::Value* instances = member(&component, "instances");
+        Json::Value* instance = member(&component, "instance");
+        if (instances != nullptr && instances->isObject())
+            keyed = instances;
+        else if (instances != nullptr && instances->isArray())
+            indexed = instances;
+        else if (instance != nullptr && instance->isObject())
+            single = instance;
     }
 
     Json::Value* keyed = nullptr;
@@ -37,25 +37,24 @@ std::vector<std::string> memberNames(const Json::Value& value)
     return value.isObject() ? value.getMemberNames() : std::vector<std::string>();
 }
 
-bool lacks(const Json::Value& instance, const std::string& property)
+bool lacksProperty(const Json::Value& instance, const std::string& property)
 {
     return instance.isObject() && member(&instance, property) == nullptr;
 }
 
-bool has(const Json::Value& instance, const std::string& property)
+bool hasProperty(const Json::Value& instance, const std::string& property)
 {
     return member(&instance, property) != nullptr;
 }
 
-/// A value that somebody took out by hand comes back; a boot with nothing to mend stays quiet.
-bool isLackedAnywhere(const std::string& property, Json::Value& component)
+bool anyInstanceLacks(Json::Value& component, const std::string& property)
 {
     const Instances instances(component);
     if (instances.single != nullptr)
-        return lacks(*instances.single, property);
+        return lacksProperty(*instances.single, property);
     const Json::Value* many = instances.keyed != nullptr ? instances.keyed : instances.indexed;
     return many != nullptr && std::any_of(many->begin(), many->end(), [&](const Json::Value& one) {
-               return lacks(one, property);
+               return lacksProperty(one, property);
            });
 }
 
@@ -74,7 +73,7 @@ std::optional<Json::Value> inFormOf(const std::string& type, const Json::Value* 
 }
 
 /// The line for a value that a keyed instance has been given.
-void reportAdded(const std::string& type, const Json::Value& value)
+void logAdded(const std::string& type, const Json::Value& value)
 {
     if (type == "integer")
         DBG_LOG(SEV_ERROR) << "updateDataSet: Adding int value=" << value.asInt();
@@ -119,7 +118,7 @@ Fcodes DatasetUpdate::addOrUpdate(const std::string& component, const Json::Valu
     if (src == nullptr) {
         DBG_LOG(SEV_ERROR) << "updateDataSet: Adding comp=" << component
                            << " to src_dataset=" << mSrcName;
-        Json::Value* slot = openMember(&mSrc, component);
+        Json::Value* slot = findOrCreateMember(&mSrc, component);
         if (slot == nullptr)
             return FC_WRONG_TYPE;
         *slot = ref;
@@ -142,7 +141,7 @@ Fcodes DatasetUpdate::replaceInstances(Json::Value& src, const Json::Value& ref)
         const Json::Value* replacement = member(&ref, name);
         if (replacement == nullptr || replacement->isNull())
             continue;
-        Json::Value* slot = openMember(&src, name);
+        Json::Value* slot = findOrCreateMember(&src, name);
         if (slot == nullptr)
             return FC_WRONG_TYPE;
         *slot = *replacement;
@@ -156,22 +155,23 @@ Fcodes DatasetUpdate::mergeProperties(const std::string& component, Json::Value&
     const Json::Value* definitions = member(&ref, "properties");
     if (definitions == nullptr || !definitions->isObject())
         return FC_OK;
-    Json::Value* properties = openMember(&src, "properties");
+    Json::Value* properties = findOrCreateMember(&src, "properties");
     if (properties == nullptr || !(properties->isObject() || properties->isNull()))
         return FC_WRONG_TYPE;
 
-    const bool takesAll = properties->isNull();
-    if (takesAll) {
+    const bool hadNone = properties->isNull();
+    if (hadNone) {
         DBG_LOG(SEV_ERROR) << "updateDataSet: No properties in comp=" << component << ". Adding...";
         *properties = Json::Value(Json::objectValue);
     }
     for (auto definition = definitions->begin(); definition != definitions->end(); ++definition) {
         const std::string property = definition.name();
         const bool missing = member(properties, property) == nullptr;
-        if (missing && !takesAll)
+        if (missing && !hadNone)
             DBG_LOG(SEV_ERROR) << "updateDataSet: Adding property=" << property;
-        *openMember(properties, property) = *definition;
-        if (missing || isLackedAnywhere(property, src))
+        *findOrCreateMember(properties, property) = *definition;
+        // Looking first keeps the log of a start with nothing to complete short.
+        if (missing || anyInstanceLacks(src, property))
             completeInstances(component, property, src, ref);
     }
     return FC_OK;
@@ -188,14 +188,14 @@ void DatasetUpdate::completeInstances(const std::string& component, const std::s
     } else if (instances.indexed != nullptr) {
         for (Json::ArrayIndex index = 0; index < instances.indexed->size(); ++index) {
             Json::Value& instance = (*instances.indexed)[index];
-            if (!lacks(instance, property))
+            if (!lacksProperty(instance, property))
                 continue;
             DBG_LOG(SEV_ERROR) << "updateDataSet: Adding default value ind=" << index;
             instance[property] = rule.typedDefault();
         }
     } else if (instances.single != nullptr) {
         DBG_LOG(SEV_ERROR) << "updateDataSet: Testing single instance in comp=" << component;
-        if (!lacks(*instances.single, property))
+        if (!lacksProperty(*instances.single, property))
             return;
         DBG_LOG(SEV_ERROR) << "updateDataSet: Adding default single instance prop=" << property;
         (*instances.single)[property] = rule.typedDefault();
@@ -216,14 +216,14 @@ void DatasetUpdate::completeKeyed(const std::string& property, Json::Value& inst
         if (const Json::Value* present = member(&*instance, property)) {
             DBG_LOG(SEV_ERROR) << "updateDataSet: Found value=" << textOf(present);
         } else if (instance->isObject()) {
-            const Json::Value* offered = member(member(refInstances, key), property);
-            if (offered != nullptr)
-                DBG_LOG(SEV_ERROR) << "updateDataSet: Found value=" << textOf(offered);
-            std::optional<Json::Value> taken = inFormOf(type, offered);
+            const Json::Value* refValue = member(member(refInstances, key), property);
+            if (refValue != nullptr)
+                DBG_LOG(SEV_ERROR) << "updateDataSet: Found value=" << textOf(refValue);
+            std::optional<Json::Value> converted = inFormOf(type, refValue);
             Json::Value& added = (*instance)[property];
-            added = taken ? *taken : rule.typedDefault();
-            reportAdded(type, added);
-            if (!taken)
+            added = converted ? *converted : rule.typedDefault();
+            logAdded(type, added);
+            if (!converted)
                 DBG_LOG(SEV_ERROR) << "updateDataSet: Adding default value key=" << key;
         }
     }
@@ -242,7 +242,7 @@ void DatasetUpdate::removeAbsentProperties(const std::string& component, Json::V
         if (member(kept, property) != nullptr)
             continue;
         DBG_LOG(SEV_ERROR) << "updateDataSet: Removing property=" << property;
-        dropMember(properties, property);
+        removeMember(properties, property);
         removeValues(property, src);
     }
 }
@@ -255,25 +255,25 @@ void DatasetUpdate::removeValues(const std::string& property, Json::Value& src)
     if (instances.keyed != nullptr) {
         for (auto instance = instances.keyed->begin(); instance != instances.keyed->end();
              ++instance) {
-            if (!has(*instance, property))
+            if (!hasProperty(*instance, property))
                 continue;
             DBG_LOG(SEV_ERROR) << "updateDataSet: Removing value from key=" << instance.name()
                                << " in ref_dataset=" << mRefName;
-            dropMember(&*instance, property);
+            removeMember(&*instance, property);
         }
     } else if (instances.indexed != nullptr) {
         for (Json::ArrayIndex index = 0; index < instances.indexed->size(); ++index) {
             Json::Value& instance = (*instances.indexed)[index];
-            if (!has(instance, property))
+            if (!hasProperty(instance, property))
                 continue;
             DBG_LOG(SEV_ERROR) << "updateDataSet: Removing value from ind=" << index
                                << " in ref_dataset=" << mRefName;
-            dropMember(&instance, property);
+            removeMember(&instance, property);
         }
-    } else if (instances.single != nullptr && has(*instances.single, property)) {
+    } else if (instances.single != nullptr && hasProperty(*instances.single, property)) {
         DBG_LOG(SEV_ERROR) << "updateDataSet: Removing value from single inst prop=" << property
                            << " in ref_dataset=" << mRefName;
-        dropMember(instances.single, property);
+        removeMember(instances.single, property);
     }
 }
 
@@ -286,6 +286,6 @@ void DatasetUpdate::removeAbsentComponents()
         if (member(&mRef, component) != nullptr)
             continue;
         DBG_LOG(SEV_ERROR) << "updateDataSet: Removing comp=" << component;
-        dropMember(&mSrc, component);
+        removeMember(&mSrc, component);
     }
 }

@@ -2,7 +2,7 @@
 
 // Brings one dataset into line with a reference, for example a stored catalogue with the factory
 // file of a newer release. Made for one call of DataSets::updateDataSet(), which holds the store's
-// lock meanwhile. Its report is part of the store's log, and its order is fixed.
+// lock meanwhile. Its lines are part of the store's log, and their order is fixed.
 
 #include "Fcodes.h"
 
@@ -20,11 +20,11 @@ public:
         bool replaceInstances; // instances become those of the reference, where it has any
     };
 
-    /// True when the components can serve as a reference. One of a wrong shape must not: it would
-    /// count as lacking everything, and all that is stored would be removed.
+    /// True when the components can serve as a reference. One of a wrong shape cannot: it would
+    /// count as having nothing, and everything stored would be removed.
     static bool isReference(const Json::Value& components);
 
-    /// Works on the "components" objects of the two datasets; the names are for the report.
+    /// Works on the "components" objects of the two datasets; the names are for the log.
     DatasetUpdate(const std::string& srcName, const std::string& refName, Json::Value& src,
                   const Json::Value& ref)
         : mSrcName(srcName), mRefName(refName), mSrc(src), mRef(ref)

@@ -7,8 +7,8 @@ struct InstanceFilter::Condition {
     std::string_view name;
     TextTest text = nullptr;
     NumberTest number = nullptr;
-    bool onAnyValue = false; // the property's presence is enough
-    bool onAbsence = false;  // and here its absence
+    bool matchesAnyValue = false; // selects whatever the value is
+    bool matchesAbsence = false;  // selects instances without the property
 };
 
 namespace
@@ -23,8 +23,8 @@ bool contains(Text value, Text operand) { return value.find(operand) != std::str
 const InstanceFilter::Condition* InstanceFilter::find(const std::string& name)
 {
     static constexpr Condition kConditions[] = {
-        {.name = "Exists", .onAnyValue = true},
-        {.name = "Does not exist", .onAbsence = true},
+        {.name = "Exists", .matchesAnyValue = true},
+        {.name = "Does not exist", .matchesAbsence = true},
         {"(Text) Contains", contains},
         {"(Text) Does not contain", [](Text v, Text op) { return !contains(v, op); }},
         {"(Text) Exactly matches", [](Text v, Text op) { return v == op; }},
@@ -34,15 +34,15 @@ const InstanceFilter::Condition* InstanceFilter::find(const std::string& name)
         {"(Text) Starts with", [](Text v, Text op) { return v.starts_with(op); }},
         {"(Text) Does not start with", [](Text v, Text op) { return !v.starts_with(op); }},
         {"(Text) Ends with", [](Text v, Text op) { return v.ends_with(op); }},
-        // Kept on purpose: peers count on a value shorter than the operand not being selected.
+        // Kept on purpose: callers count on a value shorter than the operand not being selected.
         {"(Text) Does not end with",
          [](Text v, Text op) { return v.size() >= op.size() && !v.ends_with(op); }},
-        // Kept on purpose: peers count on the text form comparing byte by byte, "10" before "9".
+        // Kept on purpose: callers count on the text form comparing byte by byte, "10" before "9".
         {"(Num) Less than", [](Text v, Text op) { return v < op; },
          [](int v, int op) { return v < op; }},
         {"(Num) Greater than", [](Text v, Text op) { return v > op; },
          [](int v, int op) { return v > op; }},
-        // Kept on purpose: peers count on these being known and selecting nothing.
+        // Kept on purpose: callers count on these being known and selecting nothing.
         {"(Date/time) Less than"},
         {"(Date/time) Greater than"},
         {"(Date/time) Equals"},
@@ -70,8 +70,8 @@ bool InstanceFilter::selects(const Json::Value* value) const
                value->isConvertibleTo(Json::intValue) &&
                mCondition->number(value->asInt(), mNumber);
     if (value == nullptr)
-        return mCondition->onAbsence;
-    if (mCondition->onAnyValue)
+        return mCondition->matchesAbsence;
+    if (mCondition->matchesAnyValue)
         return true;
     return value->isConvertibleTo(Json::stringValue) && selectsText(value->asString());
 }
@@ -80,5 +80,6 @@ bool InstanceFilter::selectsText(const std::string& text) const
 {
     if (mCondition == nullptr || mNumeric)
         return false;
-    return mCondition->onAnyValue || (mCondition->text != nullptr && mCondition->text(text, mText));
+    return mCondition->matchesAnyValue ||
+           (mCondition->text != nullptr && mCondition->text(text, mText));
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-// A condition by which instances are searched, for example "(Text) Starts with" and its operand. It
-// exists in a text form and an integer form, and the operand's type says which; unknown conditions
+// A condition by which instances are searched, for example "(Text) Starts with" and its operand.
+// The type of the operand chooses between a text form and an integer form; unknown conditions
 // select nothing. Takes no lock, never logs, never throws.
 
 #include <json/value.h>
@@ -13,10 +13,10 @@ public:
     InstanceFilter(const std::string& condition, const std::string& operand);
     InstanceFilter(const std::string& condition, int operand);
 
-    /// Judges a property value; null says that the candidate lacks the property.
+    /// Tests a property value; null means that the instance lacks the property.
     bool selects(const Json::Value* value) const;
 
-    /// Judges the key of a candidate, which is always there.
+    /// Tests the key of an instance.
     bool selectsText(const std::string& text) const;
 
 private:

@@ -9,7 +9,7 @@ Value* componentIn(Value* tree, const std::string& dataset, const std::string& c
     return member(member(member(tree, dataset), "components"), component);
 }
 
-/// Whether something of that type stands here, or can be put here.
+/// Whether the value is of that type or could become one.
 bool canBe(Json::ValueType type, const Json::Value* value)
 {
     return value == nullptr || value->isNull() || value->type() == type;
@@ -38,14 +38,15 @@ const Json::Value* InstanceRef::find(const Json::Value* component) const
 
 Json::Value* InstanceRef::find(Json::Value* component) const { return findIn(component); }
 
-Json::Value* InstanceRef::open(Json::Value* component) const
+Json::Value* InstanceRef::findOrCreate(Json::Value* component) const
 {
     if (!byIndex())
-        return mKey->empty() ? openMember(component, "instance")
-                             : openMember(openMember(component, "instances"), *mKey);
+        return mKey->empty()
+                   ? findOrCreateMember(component, "instance")
+                   : findOrCreateMember(findOrCreateMember(component, "instances"), *mKey);
 
-    Json::Value* instances = openMember(component, "instances");
-    if (instances == nullptr || !(instances->isArray() || instances->isNull()) || mIndex < 0)
+    Json::Value* instances = mIndex < 0 ? nullptr : findOrCreateMember(component, "instances");
+    if (instances == nullptr || !(instances->isArray() || instances->isNull()))
         return nullptr;
     const auto index = static_cast<Json::ArrayIndex>(mIndex);
     if (!instances->isValidIndex(index))
@@ -79,18 +80,19 @@ Json::Value* findComponent(Json::Value& tree, const std::string& dataset,
     return componentIn(&tree, dataset, component);
 }
 
-Json::Value* openComponent(Json::Value& tree, const std::string& dataset,
-                           const std::string& component)
+Json::Value* findOrCreateComponent(Json::Value& tree, const std::string& dataset,
+                                   const std::string& component)
 {
-    return openMember(openMember(openMember(&tree, dataset), "components"), component);
+    return findOrCreateMember(findOrCreateMember(findOrCreateMember(&tree, dataset), "components"),
+                              component);
 }
 
 bool ParamRef::fits(const Json::Value& tree) const
 {
     const Json::Value* document = member(&tree, dataset);
     const Json::Value* components = member(document, "components");
-    const Json::Value* held = member(components, component);
+    const Json::Value* found = member(components, component);
     return canBe(Json::objectValue, document) && canBe(Json::objectValue, components) &&
-           canBe(Json::objectValue, held) && instance.fits(held) &&
-           canBe(Json::objectValue, instance.find(held));
+           canBe(Json::objectValue, found) && instance.fits(found) &&
+           canBe(Json::objectValue, instance.find(found));
 }

@@ -2,7 +2,7 @@
 
 // Addresses inside the trees of the store. A component keeps its instances in one of three shapes:
 // an array addressed by index, an object addressed by key, or one unnamed instance addressed by the
-// empty key. InstanceRef knows the three, nothing else does.
+// empty key.
 //
 // Both types refer to the caller's names: they live as long as the call that made them. They take
 // no lock and never throw, whatever shape the tree has.
@@ -22,15 +22,15 @@ public:
     int index() const { return mIndex; }
     const std::string& key() const { return *mKey; }
 
-    /// The instance of that component, of whatever shape it is, or null.
+    /// The instance, or null. It may be of any JSON type.
     const Json::Value* find(const Json::Value* component) const;
     Json::Value* find(Json::Value* component) const;
 
-    /// The same, made where it is missing; an array grows up to the index. Null when a shape is in
-    /// the way, and then nothing has been made.
-    Json::Value* open(Json::Value* component) const;
+    /// The same, created where it is missing; an array grows up to the index. Null when a value of
+    /// another shape is in the way, and then nothing has been created.
+    Json::Value* findOrCreate(Json::Value* component) const;
 
-    /// Whether open() would succeed.
+    /// Whether findOrCreate() would succeed.
     bool fits(const Json::Value* component) const;
 
     /// Prints the index or the key.
@@ -50,9 +50,9 @@ const Json::Value* findComponent(const Json::Value& tree, const std::string& dat
 Json::Value* findComponent(Json::Value& tree, const std::string& dataset,
                            const std::string& component);
 
-/// The same, made where it is missing; null when a shape is in the way.
-Json::Value* openComponent(Json::Value& tree, const std::string& dataset,
-                           const std::string& component);
+/// The same, created where it is missing; null when a value of another shape is in the way.
+Json::Value* findOrCreateComponent(Json::Value& tree, const std::string& dataset,
+                                   const std::string& component);
 
 /// The address of one property value.
 struct ParamRef {
@@ -67,13 +67,14 @@ struct ParamRef {
         return member(instance.find(findComponent(tree, dataset, component)), property);
     }
 
-    /// The value, made with everything above it where that is missing; null when a shape is in the
-    /// way, and then nothing has been made.
-    Json::Value* open(Json::Value& tree) const
+    /// The value, created with everything above it where that is missing; null when a value of
+    /// another shape is in the way, and then nothing has been created.
+    Json::Value* findOrCreate(Json::Value& tree) const
     {
-        return openMember(instance.open(openComponent(tree, dataset, component)), property);
+        return findOrCreateMember(
+            instance.findOrCreate(findOrCreateComponent(tree, dataset, component)), property);
     }
 
-    /// Whether open() would succeed.
+    /// Whether findOrCreate() would succeed.
     bool fits(const Json::Value& tree) const;
 };

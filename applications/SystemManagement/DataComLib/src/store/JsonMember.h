@@ -21,18 +21,18 @@ inline Json::Value* member(Json::Value* value, std::string_view name)
     return const_cast<Json::Value*>(member(static_cast<const Json::Value*>(value), name));
 }
 
-/// The member of that name, made as a null value where it is missing; a null `value` becomes an
+/// The member of that name, created as a null value where it is missing; a null `value` becomes an
 /// object. Null when `value` is of another shape.
-inline Json::Value* openMember(Json::Value* value, std::string_view name)
+inline Json::Value* findOrCreateMember(Json::Value* value, std::string_view name)
 {
     if (value == nullptr || !(value->isObject() || value->isNull()))
         return nullptr;
     return value->demand(name.data(), name.data() + name.size());
 }
 
-/// Removes the member of that name, if there is one. (The library's plain form cuts a name at its
+/// Removes the member of that name, if there is one. (The library's own function cuts a name at its
 /// first NUL, and would remove another member.)
-inline void dropMember(Json::Value* value, std::string_view name)
+inline void removeMember(Json::Value* value, std::string_view name)
 {
     Json::Value removed;
     if (value != nullptr && value->isObject())

@@ -57,7 +57,8 @@ Fcodes NamesFetch::fetch(const std::string& name, const Json::Value* component,
     }
     // Kept on purpose: stored files count on the member that this look-up leaves in the document.
     // The names are looked for beside "components", where an ordinary document has none.
-    const Json::Value* listed = openMember(openMember(&document, name), mOperation.source);
+    const Json::Value* listed =
+        findOrCreateMember(findOrCreateMember(&document, name), mOperation.source);
     if (listed != nullptr && listed->isObject())
         for (auto it = listed->begin(); it != listed->end(); ++it)
             names.append(it.name());

@@ -24,7 +24,7 @@ public:
     static const Operation kPropertyNames;
     static const Operation kComponentKeys;
 
-    /// `documents` is the committed tree, to which members are added; see fetch().
+    /// `documents` is the committed tree, to which the look-up adds members.
     NamesFetch(const Operation& operation, Json::Value& documents, const Json::Value& request,
                Json::Value& answer)
         : mOperation(operation), mDocuments(documents), mRequest(request), mText(request),
@@ -32,7 +32,7 @@ public:
     {
     }
 
-    /// FC_OK, or the code of the last failure; the other components are answered all the same.
+    /// FC_OK, or the code of the last failure; the other components are answered nevertheless.
     Fcodes run();
 
 private:

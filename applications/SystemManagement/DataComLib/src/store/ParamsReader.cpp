@@ -32,7 +32,7 @@ ParamsReader::ParamsReader(IDataSets& store, const Json::Value& documents,
 Fcodes ParamsReader::run()
 {
     if (!hasDataset()) {
-        // Kept on purpose: peers count on "rowKey" here, where the other requests say "key".
+        // Kept on purpose: log readers count on "rowKey" here, where the other requests say "key".
         DBG_LOG(SEV_ERROR) << "getParams: " << mText << " no rowKey=dataset or the dataset";
         return FC_BODY_ERROR;
     }
@@ -90,8 +90,8 @@ void ParamsReader::readComponent(const std::string& component, const Json::Value
 
     const Json::Value* rows = member(&wanted, "rows");
     const Json::Value* properties = member(&wanted, "properties");
-    if (!isList(rows, " rows is not an array") ||
-        !isList(properties, " properties is not an array"))
+    if (!isArrayOrAbsent(rows, " rows is not an array") ||
+        !isArrayOrAbsent(properties, " properties is not an array"))
         return;
     if (rows == nullptr)
         readAllRows(component, properties);
@@ -105,7 +105,7 @@ void ParamsReader::readComponent(const std::string& component, const Json::Value
                            << " instances are neither an object(by rowKey), nor an array(by index)";
 }
 
-bool ParamsReader::isList(const Json::Value* list, const char* complaint)
+bool ParamsReader::isArrayOrAbsent(const Json::Value* list, const char* complaint)
 {
     if (list == nullptr || list->isArray())
         return true;
@@ -124,9 +124,9 @@ void ParamsReader::readRequested(const std::string& component, const Json::Value
         mResult = FC_BODY_ERROR;
         return;
     }
-    const Json::Value* own = member(&element, "properties");
-    if (isList(own, " properties is not an array"))
-        readRow(component, *row, own == nullptr ? properties : own);
+    const Json::Value* ofRow = member(&element, "properties");
+    if (isArrayOrAbsent(ofRow, " properties is not an array"))
+        readRow(component, *row, ofRow == nullptr ? properties : ofRow);
 }
 
 void ParamsReader::readAllRows(const std::string& component, const Json::Value* properties)
@@ -153,9 +153,9 @@ void ParamsReader::readRow(const std::string& component, const RequestRow& row,
     if (instance == nullptr)
         return;
 
-    // Kept on purpose: peers count on the two forms of a row: by index a member of "rows" with its
-    // values under "properties", by key a member of "instances" that holds its values itself, and
-    // in either case the bare instance when no properties are named.
+    // Kept on purpose: callers count on the two forms of a row: by index an element of "rows" with
+    // its values under "properties", by key a member of "instances" that holds the values itself,
+    // and in either case the whole instance when no properties are named.
     Json::Value answer(Json::objectValue);
     if (properties == nullptr)
         answer = *instance;

@@ -1,7 +1,7 @@
 #pragma once
 
 // Reads what one getParams() request asks for. The hooks that it calls may change the committed
-// tree, so whatever was found before a hook is looked up again behind it.
+// tree, so whatever was found before a hook is looked up again after it.
 
 #include "IDataSets.h"
 #include "store/ParamsRequest.h"
@@ -13,7 +13,7 @@ public:
     ParamsReader(IDataSets& store, const Json::Value& documents, const Json::Value& request,
                  Json::Value& answer);
 
-    /// FC_OK, or the code of the last failure; what could be read is in the answer all the same.
+    /// FC_OK, or the code of the last failure; what could be read is in the answer nevertheless.
     Fcodes run();
 
 private:
@@ -28,8 +28,8 @@ private:
     void readProperty(const std::string& component, const RequestRow& row,
                       const std::string& property, Json::Value& values);
 
-    /// "rows" or "properties": false, with a line, when the request has it in another shape.
-    bool isList(const Json::Value* list, const char* complaint);
+    /// Checks "rows" or "properties"; false, with a line, when it is something else than an array.
+    bool isArrayOrAbsent(const Json::Value* list, const char* complaint);
     const Json::Value* findValue(const std::string& component, const RequestRow& row,
                                  const std::string& property) const;
     void callEntryHook(const std::string& component, const RequestRow& row);

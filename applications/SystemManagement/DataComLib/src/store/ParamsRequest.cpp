@@ -29,14 +29,14 @@ const Json::Value* ParamsRequest::findInstances(const std::string& component) co
 }
 
 const Json::Value* ParamsRequest::findRow(const std::string& component, const RequestRow& row,
-                                          Fcodes& verdict) const
+                                          Fcodes& result) const
 {
     const Json::Value* instances = findInstances(component);
     const Json::Value* found = row.find(instances);
     if (found != nullptr)
         return found;
 
-    verdict = FC_NO_SUCH_NAME;
+    result = FC_NO_SUCH_NAME;
     if (row.byIndex() && (instances == nullptr || !instances->isArray()))
         DBG_LOG(SEV_ERROR) << mPrefix << mText << " comp=" << component
                            << " values are not array (by index).";

@@ -1,6 +1,6 @@
 #pragma once
 
-// What reading and writing of parameters by JSON request share: the request with its dataset, and
+// Shared by reading and writing of parameters by JSON request: the request with its dataset, and
 // the look-up of its rows in the committed tree. Made for one call of the store, which holds the
 // store's lock meanwhile; its lines are part of the store's log.
 
@@ -24,9 +24,9 @@ protected:
     const Json::Value* findComponent(const std::string& component) const;
     const Json::Value* findInstances(const std::string& component) const;
 
-    /// The row, or null; then `verdict` and a line say why.
+    /// The row. Null when it is missing: then `result` is set and a line is logged.
     const Json::Value* findRow(const std::string& component, const RequestRow& row,
-                               Fcodes& verdict) const;
+                               Fcodes& result) const;
 
     const char* const mPrefix;
     const Json::Value& mDocuments;

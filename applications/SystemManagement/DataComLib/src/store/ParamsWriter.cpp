@@ -28,15 +28,16 @@ Fcodes ParamsWriter::check()
 
     const Json::Value& components = *member(&mRequest, "components");
     for (auto it = components.begin(); it != components.end(); ++it)
-        if (const Fcodes verdict = checkComponent(it.name(), *it); verdict != FC_OK)
-            result = verdict;
+        if (const Fcodes checked = checkComponent(it.name(), *it); checked != FC_OK)
+            result = checked;
     return result;
 }
 
 void ParamsWriter::write()
 {
     for (Write& write : mWrites)
-        if (Json::Value* slot = address(write.component, write.row, write.property).open(mChanges))
+        if (Json::Value* slot =
+                address(write.component, write.row, write.property).findOrCreate(mChanges))
             *slot = std::move(write.value);
 }
 
@@ -87,8 +88,8 @@ Fcodes ParamsWriter::checkComponent(const std::string& component, const Json::Va
         return FC_BODY_ERROR;
     }
     for (Json::ArrayIndex i = 0; i < rows->size(); ++i)
-        if (const Fcodes verdict = checkRow(component, (*rows)[i], i, values); verdict != FC_OK)
-            return verdict;
+        if (const Fcodes result = checkRow(component, (*rows)[i], i, values); result != FC_OK)
+            return result;
     return FC_OK;
 }
 
@@ -121,11 +122,11 @@ Fcodes ParamsWriter::checkRow(const std::string& component, const Json::Value& e
         DBG_LOG(SEV_ERROR) << "setParams: " << mText << " doesn't have member=";
         return FC_NO_SUCH_NAME;
     }
-    Fcodes verdict = FC_OK;
-    const Json::Value* instance = findRow(component, *row, verdict);
-    for (auto it = values->begin(); verdict == FC_OK && it != values->end(); ++it)
-        verdict = checkValue(component, *row, *instance, it.name(), *it);
-    return verdict;
+    Fcodes result = FC_OK;
+    const Json::Value* instance = findRow(component, *row, result);
+    for (auto it = values->begin(); result == FC_OK && it != values->end(); ++it)
+        result = checkValue(component, *row, *instance, it.name(), *it);
+    return result;
 }
 
 Fcodes ParamsWriter::checkValue(const std::string& component, const RequestRow& row,
@@ -133,8 +134,8 @@ Fcodes ParamsWriter::checkValue(const std::string& component, const RequestRow& 
                                 const Json::Value& value)
 {
     const Json::Value* definition = findDefinition(component, property);
-    const Json::Value* held = member(&instance, property);
-    if (definition == nullptr || held == nullptr) {
+    const Json::Value* current = member(&instance, property);
+    if (definition == nullptr || current == nullptr) {
         DBG_LOG(SEV_ERROR) << "setParams: " << mText << " comp=" << component
                            << " ind=" << row.instance() << " hasn't param=" << property;
         return FC_NO_SUCH_NAME;
@@ -145,23 +146,23 @@ Fcodes ParamsWriter::checkValue(const std::string& component, const RequestRow& 
                            << " param=" << property << " access=RO";
         return FC_ACCESS_DENIED;
     }
-    Json::Value admitted;
-    const Fcodes verdict = rule.admit(value, *held, admitted);
-    if (verdict == FC_BAD_VALUE)
+    Json::Value accepted;
+    const Fcodes result = rule.accept(value, *current, accepted);
+    if (result == FC_BAD_VALUE)
         DBG_LOG(SEV_ERROR) << "setParams: " << mText << " comp=" << component
                            << " param=" << property << " enum mismatch value=" << value;
-    else if (verdict != FC_OK)
+    else if (result != FC_OK)
         DBG_LOG(SEV_ERROR) << "setParams: " << mText << " comp=" << component
                            << " param=" << property << " type mismatch";
-    if (verdict != FC_OK)
-        return verdict;
+    if (result != FC_OK)
+        return result;
     if (!address(component, row, property).fits(mChanges)) {
         DBG_LOG(SEV_ERROR) << "setParams: " << mText << " comp=" << component
                            << " param=" << property << " ind=" << row.instance()
                            << " doesn't fit the working copy";
         return FC_WRONG_TYPE;
     }
-    mWrites.push_back({component, row, property, std::move(admitted)});
+    mWrites.push_back({component, row, property, std::move(accepted)});
     return FC_OK;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Writes what one setParams() request brings, all of it or nothing: every value is checked before
-// the first is written. Values go to the working copies.
+// Writes the values of one setParams() request, all or none: every value is checked before the
+// first is written. Values go to the working copies.
 
 #include "store/ParamsRequest.h"
 
@@ -14,10 +14,10 @@ public:
     ParamsWriter(const Json::Value& documents, Json::Value& changes, const Json::Value& request);
 
     /// FC_OK, or the code of the last refusal. A refusal ends its component; the others are still
-    /// checked, so that the log tells what is wrong with each.
+    /// checked, so that the log shows what is wrong with each.
     Fcodes check();
 
-    /// Writes all that check() has admitted; only when it returned FC_OK.
+    /// Writes all that check() has accepted; only when it returned FC_OK.
     void write();
 
 private:

@@ -25,12 +25,12 @@ bool toBool(const std::string& text) { return text == "true"; }
 
 } // namespace
 
-// Kept on purpose: peers count on the definition's type and that of the value held both having to
-// be right; a value of another type is never overwritten by a typed write.
+// Kept on purpose: callers count on both types being checked, that of the definition and that of
+// the current value: a typed write never overwrites a value of another type.
 
-Fcodes PropertyRule::admit(int value, const Json::Value& held, Json::Value& stored) const
+Fcodes PropertyRule::accept(int value, const Json::Value& current, Json::Value& stored) const
 {
-    if (isType("integer") && held.isInt()) {
+    if (isType("integer") && current.isInt()) {
         stored = value;
         return FC_OK;
     }
@@ -42,26 +42,26 @@ Fcodes PropertyRule::admit(int value, const Json::Value& held, Json::Value& stor
     return FC_OK;
 }
 
-Fcodes PropertyRule::admit(bool value, const Json::Value& held, Json::Value& stored) const
+Fcodes PropertyRule::accept(bool value, const Json::Value& current, Json::Value& stored) const
 {
-    if (!isType("boolean") || !held.isBool())
+    if (!isType("boolean") || !current.isBool())
         return FC_WRONG_TYPE;
     stored = value;
     return FC_OK;
 }
 
-Fcodes PropertyRule::admit(const std::string& value, const Json::Value& held,
-                           Json::Value& stored) const
+Fcodes PropertyRule::accept(const std::string& value, const Json::Value& current,
+                            Json::Value& stored) const
 {
-    if (isType("string") && held.isString()) {
+    if (isType("string") && current.isString()) {
         stored = value;
     } else if (isType("enum")) {
         if (!isEnumerated(value))
             return FC_BAD_VALUE;
         stored = value;
-    } else if (isType("integer") && held.isInt()) {
+    } else if (isType("integer") && current.isInt()) {
         stored = toInt(value);
-    } else if (isType("boolean") && held.isBool()) {
+    } else if (isType("boolean") && current.isBool()) {
         stored = toBool(value);
     } else {
         return FC_WRONG_TYPE;
@@ -69,15 +69,15 @@ Fcodes PropertyRule::admit(const std::string& value, const Json::Value& held,
     return FC_OK;
 }
 
-Fcodes PropertyRule::admit(const Json::Value& value, const Json::Value& held,
-                           Json::Value& stored) const
+Fcodes PropertyRule::accept(const Json::Value& value, const Json::Value& current,
+                            Json::Value& stored) const
 {
     if (value.isBool())
-        return admit(value.asBool(), held, stored);
+        return accept(value.asBool(), current, stored);
     if (value.isInt())
-        return admit(value.asInt(), held, stored);
+        return accept(value.asInt(), current, stored);
     if (value.isString() && (isType("string") || isType("enum")))
-        return admit(value.asString(), held, stored);
+        return accept(value.asString(), current, stored);
     return FC_WRONG_TYPE;
 }
 

@@ -26,7 +26,7 @@ public:
     /// The row in a component's "instances", or null.
     const Json::Value* find(const Json::Value* instances) const;
 
-    /// The same row as the trees of the store address it; the empty key means another one there.
+    /// The row as InstanceRef addresses it. Not for the empty key: there it is the single instance.
     InstanceRef instance() const { return mByIndex ? InstanceRef(mIndex) : InstanceRef(mKey); }
 
 private:

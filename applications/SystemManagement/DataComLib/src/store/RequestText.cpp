@@ -16,9 +16,9 @@ std::ostream& operator<<(std::ostream& out, const RequestText& text)
         std::ostringstream written;
         written << text.mRequest;
         text.mText = written.str();
-    } else if (text.mShown + text.mText.size() > kLargestPipe) {
+    } else if (text.mPrinted + text.mText.size() > kLargestPipe) {
         return out << "(as above)";
     }
-    text.mShown += text.mText.size();
+    text.mPrinted += text.mText.size();
     return out << text.mText;
 }

@@ -1,15 +1,16 @@
 #pragma once
 
-// How a JSON request shows itself in the log lines about it.
+// How a JSON request is printed in the log lines about it.
 
 #include <cstddef>
 #include <json/value.h>
 #include <ostream>
 #include <string>
 
-/// A request as it stands in the lines about it. It is written out when a line first wants it, and
-/// once its lines have filled the largest of pipes they say "(as above)", so that a request of
-/// thousands of bad rows costs what its length costs. The request must outlive it.
+/// A request as printed in the lines about it. It is converted to text at the first line. After
+/// 1 MiB, the capacity of the largest pipe, lines print "(as above)" instead, so that the log of a
+/// request with thousands of bad rows stays in proportion to its length. The request must outlive
+/// this object.
 class RequestText
 {
 public:
@@ -20,5 +21,5 @@ public:
 private:
     const Json::Value& mRequest;
     mutable std::string mText;
-    mutable std::size_t mShown = 0;
+    mutable std::size_t mPrinted = 0;
 };
