@@ -36,27 +36,31 @@ public:
     DataHolder(const DataHolder&) = delete;
     DataHolder& operator=(const DataHolder&) = delete;
 
-    /// Creates the store and starts the worker, which logs under `name`. Failures are logged and
-    /// start-up goes on; without a store no operation of the store may be called.
+    /// Creates the store and starts the worker, which logs under `name`. Comes first, and once;
+    /// only lock(), unlock(), addDataSet() and what works on tables may be called before. Failures
+    /// are logged and not returned; without a store no operation of the store may be called.
     void init(const std::string& name) override;
 
     /// Makes the store of init(): a new one that the holder owns, or null.
     IDataSets* createDataSets() override;
 
+    /// The application's recursive lock, usable before init() too. 0, or an errno value and no
+    /// change: EPERM from unlock() in a thread that does not hold it.
     int lock();
     int unlock();
 
-    /// Queue a command or an event for the worker; always FC_OK, at once. The result of a queued
-    /// command is dropped and `result` is not written. The queue owns the event.
+    /// Queue a command or an event for the worker; always FC_OK, at once. The queue has no limit.
+    /// The result of a queued command is dropped and `result` is not written. The event, made with
+    /// `new`, belongs to the queue from here on and is deleted after doHandle(); it may be null.
     Fcodes execute(const std::string& command, std::string& result) override;
     Fcodes handle(MessageEvent* event) override;
 
-    /// Carries out a queued command on the worker's thread: "Accept Changes", "Rollback Changes";
-    /// FC_NO_SUCH_NAME for any other.
+    /// Carries out a queued command on the worker's thread: exactly "Accept Changes" or "Rollback
+    /// Changes"; FC_NO_SUCH_NAME for any other text. `result` is not written.
     Fcodes doExecute(const std::string& command, std::string& result) override;
 
-    /// All registered data sets, in the order of their names; results joined. The store is not
-    /// among them: commit() and rollback() are its own.
+    /// All registered data sets, in the order of their names; not the store, which has commit() and
+    /// rollback(). acceptChanges() joins the results, rollbackChanges() is always FC_OK.
     Fcodes acceptChanges() override;
     Fcodes rollbackChanges() override;
 
@@ -115,8 +119,10 @@ public:
     int appendNewRow(const std::string& table) override;
     Fcodes deleteRow(const std::string& table, int rowId) override;
 
-    /// Messages to peers, on the calling thread, see DataCommunicator. `target` is the path of the
-    /// peer's receive socket, `timeout` is in seconds.
+    /// Messages to peers, on the calling thread, with the results of DataCommunicator. `target` is
+    /// the path of the peer's receive socket. `timeout` is in seconds for each of `tries`: 0 waits
+    /// without limit, and the unsigned form of -1 does not wait. The communicator lives as long as
+    /// the holder.
     Fcodes requestCommand(const std::string& target, const std::string& command,
                           std::string& result, unsigned timeout, unsigned tries) override;
     Fcodes requestEvent(const std::string& target, MessageEvent& event, unsigned timeout,
@@ -149,8 +155,8 @@ public:
     Fcodes requestNextRowId(const std::string& target, const std::string& table, int rowId,
                             int& nextRowId, unsigned timeout, unsigned tries) override;
 
-    /// The store of this holder, under the names and with the results of IDataSets.
-    /// Whole datasets:
+    /// The store of this holder: the operations of IDataSets with the results described there, in
+    /// that order. Only after init() has created a store.
     virtual Fcodes loadDataSet(const std::string& path);
     virtual Fcodes loadDataSet(const std::string& dataset, const std::string& path);
     virtual Fcodes storeDataSet(const std::string& dataset, const std::string& path);
@@ -159,7 +165,6 @@ public:
                                  bool mergeProperties, bool replaceInstances);
     Fcodes findDataSetWithComponent(std::string& dataset, const std::string& component) override;
 
-    /// Instances.
     virtual Fcodes addInstance(const std::string& dataset, const std::string& component,
                                const std::string& key);
     virtual Fcodes appendInstance(const std::string& dataset, const std::string& component,
@@ -173,7 +178,6 @@ public:
                              const std::string& key);
     virtual bool hasInstance(const std::string& dataset, const std::string& component, int index);
 
-    /// Lists and searches.
     Fcodes getProperties(const std::string& dataset, const std::string& component,
                          std::vector<std::string>& names) override;
     Fcodes getInstances(const std::string& dataset, const std::string& component,
@@ -195,7 +199,6 @@ public:
                                                const std::string& property,
                                                std::string& defaultValue);
 
-    /// Committed values.
     virtual Fcodes getIntParam(const std::string& dataset, const std::string& component,
                                const std::string& property, int& value, int index);
     virtual Fcodes getIntParam(const std::string& dataset, const std::string& component,
@@ -210,7 +213,6 @@ public:
     virtual Fcodes getBoolParam(const std::string& dataset, const std::string& component,
                                 const std::string& property, bool& value, const std::string& key);
 
-    /// The pending value, or the committed one where nothing is pending.
     virtual Fcodes getNewIntParam(const std::string& dataset, const std::string& component,
                                   const std::string& property, int& value, int index);
     virtual Fcodes getNewIntParam(const std::string& dataset, const std::string& component,
@@ -226,7 +228,6 @@ public:
                                    const std::string& property, bool& value,
                                    const std::string& key);
 
-    /// Pending writes.
     virtual Fcodes setIntParam(const std::string& dataset, const std::string& component,
                                const std::string& property, int value, int index);
     virtual Fcodes setIntParam(const std::string& dataset, const std::string& component,
@@ -241,7 +242,6 @@ public:
     virtual Fcodes setBoolParam(const std::string& dataset, const std::string& component,
                                 const std::string& property, bool value, const std::string& key);
 
-    /// Committed writes.
     virtual Fcodes initIntParam(const std::string& dataset, const std::string& component,
                                 const std::string& property, int value, int index);
     virtual Fcodes initIntParam(const std::string& dataset, const std::string& component,
@@ -256,7 +256,6 @@ public:
     virtual Fcodes initBoolParam(const std::string& dataset, const std::string& component,
                                  const std::string& property, bool value, const std::string& key);
 
-    /// Working copies, and whether there are any.
     virtual void touchDataSet(const std::string& dataset);
     virtual void untouchDataSet(const std::string& dataset);
     virtual void touchComponent(const std::string& dataset, const std::string& component);
@@ -273,13 +272,13 @@ public:
     virtual bool isChangedProperty(const std::string& dataset, const std::string& component,
                                    const std::string& property, int index);
 
-    /// The end of a change.
     virtual Fcodes commit();
     virtual Fcodes commitComponent(const std::string& dataset, const std::string& component);
     virtual Fcodes rollback();
     virtual Fcodes rollbackComponent(const std::string& dataset, const std::string& component);
 
-    /// The worker: work() is the thread's entry, doWork() never returns.
+    /// The worker's thread: work(), its entry, takes the holder and runs doWork(), which never
+    /// returns. For init() alone.
     static void* work(void* holder);
     void doWork();
 
@@ -291,7 +290,8 @@ protected:
         void* data = nullptr; // a std::string, or a MessageEvent
     };
 
-    /// Queues the entry and wakes the worker; the result of sem_post().
+    /// Queues the entry and wakes the worker. -1 with errno when sem_post() failed; the entry is
+    /// queued nevertheless.
     int push(event_type entry);
 
 private:

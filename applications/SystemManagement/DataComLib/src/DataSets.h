@@ -10,7 +10,7 @@
 // several calls one step, bracket them: `const std::lock_guard guard(store);`.
 //
 // Documents come from files, so any shape may stand anywhere in them; nothing throws for that. What
-// the operations share is explained in IDataSets.h.
+// the operations mean is explained in IDataSets.h.
 
 #include "IDataSets.h"
 
@@ -33,7 +33,8 @@ public:
     DataSets(const DataSets&) = delete;
     DataSets& operator=(const DataSets&) = delete;
 
-    /// Whole datasets and components. loadDataSet(path) takes the name from the document itself.
+    // In the order of IDataSets.
+
     Fcodes loadDataSet(const std::string& path) override;
     Fcodes loadDataSet(const std::string& dataset, const std::string& path) override;
     Fcodes storeDataSet(const std::string& dataset, const std::string& path) override;
@@ -49,7 +50,6 @@ public:
     Fcodes getComponentSize(const std::string& dataset, const std::string& component,
                             int& size) override;
 
-    /// Instances. They come and go in the committed tree at once.
     Fcodes addInstance(const std::string& dataset, const std::string& component,
                        const std::string& key) override;
     Fcodes appendInstance(const std::string& dataset, const std::string& component,
@@ -63,7 +63,6 @@ public:
                      const std::string& key) override;
     bool hasInstance(const std::string& dataset, const std::string& component, int index) override;
 
-    /// Lists and searches. getProperties replaces the list, getInstances appends to it.
     Fcodes getProperties(const std::string& dataset, const std::string& component,
                          std::vector<std::string>& names) override;
     Fcodes getInstances(const std::string& dataset, const std::string& component,
@@ -89,7 +88,6 @@ public:
                                        const std::string& property,
                                        std::string& defaultValue) override;
 
-    /// Committed values.
     Fcodes getIntParam(const std::string& dataset, const std::string& component,
                        const std::string& property, int& value, int index) override;
     Fcodes getIntParam(const std::string& dataset, const std::string& component,
@@ -104,7 +102,6 @@ public:
     Fcodes getBoolParam(const std::string& dataset, const std::string& component,
                         const std::string& property, bool& value, const std::string& key) override;
 
-    /// The pending value, or the committed one where nothing is pending.
     Fcodes getNewIntParam(const std::string& dataset, const std::string& component,
                           const std::string& property, int& value, int index) override;
     Fcodes getNewIntParam(const std::string& dataset, const std::string& component,
@@ -120,7 +117,6 @@ public:
                            const std::string& property, bool& value,
                            const std::string& key) override;
 
-    /// Pending writes: they wait for commit() or rollback().
     Fcodes setIntParam(const std::string& dataset, const std::string& component,
                        const std::string& property, int value, int index) override;
     Fcodes setIntParam(const std::string& dataset, const std::string& component,
@@ -135,7 +131,6 @@ public:
     Fcodes setBoolParam(const std::string& dataset, const std::string& component,
                         const std::string& property, bool value, const std::string& key) override;
 
-    /// Committed writes: they take effect at once and drop what is pending for the property.
     Fcodes initIntParam(const std::string& dataset, const std::string& component,
                         const std::string& property, int value, int index) override;
     Fcodes initIntParam(const std::string& dataset, const std::string& component,
@@ -150,13 +145,11 @@ public:
     Fcodes initBoolParam(const std::string& dataset, const std::string& component,
                          const std::string& property, bool value, const std::string& key) override;
 
-    /// Working copies. Touching replaces what is pending with a full copy of the committed data.
     void touchDataSet(const std::string& dataset) override;
     void untouchDataSet(const std::string& dataset) override;
     void touchComponent(const std::string& dataset, const std::string& component) override;
     void untouchComponent(const std::string& dataset, const std::string& component) override;
 
-    /// "Changed" is what stands in the tree of pending changes, whether or not a value differs.
     bool isChanged() override;
     bool isChangedDataSet(const std::string& dataset) override;
     bool isChangedComponent(const std::string& dataset, const std::string& component) override;
@@ -169,15 +162,11 @@ public:
     bool isChangedProperty(const std::string& dataset, const std::string& component,
                            const std::string& property, int index) override;
 
-    /// Whole JSON requests. A reply ends with the result as "fcode" and "description", and takes
-    /// the place of whatever the caller's value held; getParams and the fetches answer what they
-    /// can and return the last failure, setParams does all or nothing and writes pending values.
     Fcodes setParams(const Json::Value& request, Json::Value& reply) override;
     Fcodes getParams(const Json::Value& request, Json::Value& reply) override;
     Fcodes fetchPropertyNames(const Json::Value& request, Json::Value& reply) override;
     Fcodes fetchComponentKeys(const Json::Value& request, Json::Value& reply) override;
 
-    /// Ends a change. Always FC_OK.
     Fcodes commit() override;
     Fcodes commitComponent(const std::string& dataset, const std::string& component) override;
     Fcodes rollback() override;
@@ -187,8 +176,6 @@ public:
     void untouchProperty(const std::string& dataset, const std::string& component,
                          const std::string& property, int index) override;
 
-    /// Hooks called just before a JSON request reads; a derived store brings its data up to date
-    /// in them. Results are ignored.
     Fcodes onGetDataset(const std::string& dataset) override;
     Fcodes onGetComponent(const std::string& dataset, const std::string& component) override;
     Fcodes onGetComponentEntry(const std::string& dataset, const std::string& component,

@@ -7,5 +7,6 @@
 class DataSetsFactory : public IDataSetFactory
 {
 public:
+    /// Never null.
     IDataSets* createDataSets() override;
 };

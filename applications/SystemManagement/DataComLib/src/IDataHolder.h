@@ -1,10 +1,11 @@
 #pragma once
 
 // The application's main object as the communicator and the library see it; DataHolder implements
-// it all but doHandle(). The communicator calls, on its responder thread: execute, handle, the four
-// row operations of the commands "Add Row" and "Get Next Row", rollbackChanges, and the data
-// requests at the end. The typed operations of the store that nobody needs through this interface
-// are declared on DataHolder, where each group of operations is explained.
+// all but doHandle() and describes each operation: ranges, failures, ownership, threads. The
+// communicator calls, on its responder thread: execute, handle, the four row operations of the
+// commands "Add Row" and "Get Next Row", rollbackChanges, and the data requests near the end. The
+// typed operations of the store that nobody needs through this interface are declared on
+// DataHolder.
 
 #include "Fcodes.h"
 
@@ -25,12 +26,13 @@ public:
     virtual Fcodes acceptChanges() = 0;
     virtual Fcodes deleteRow(const std::string& table, int rowId) = 0;
 
-    /// Carry out one queued command or event on the holder's worker thread.
+    /// Carry out one queued command or event on the holder's worker thread. Results are dropped.
+    /// The event belongs to the worker, which deletes it afterwards; it may be null.
     virtual Fcodes doExecute(const std::string& command, std::string& result) = 0;
     virtual Fcodes doHandle(MessageEvent* event) = 0;
 
-    /// Takes a command (its element text) from the wire; `result` is the text that goes back in the
-    /// body of the answer.
+    /// Takes a command (its element text) from a peer. The answer carries the code that comes back,
+    /// and in its body the text in `result`.
     virtual Fcodes execute(const std::string& command, std::string& result) = 0;
 
     /// Cells and rows of a table. Row ids start at 1; 0 says that there is no such row or table.
@@ -50,7 +52,7 @@ public:
     virtual Fcodes getStringParam(const std::string& table, int rowId, const std::string& item,
                                   std::string* value) = 0;
 
-    /// Takes an event from the wire. The holder owns it from here on.
+    /// Takes an event from a peer, made with `new`. The holder owns it from here on.
     virtual Fcodes handle(MessageEvent* event) = 0;
 
     virtual int newRow(const std::string& table, int rowId) = 0;

@@ -9,6 +9,6 @@ class IDataSetFactory
 public:
     virtual ~IDataSetFactory() = default;
 
-    /// A new, empty store; the caller owns it.
+    /// A new, empty store that the caller owns and deletes; or null, if it cannot be made.
     virtual IDataSets* createDataSets() = 0;
 };
