@@ -1,4 +1,4 @@
-// The daemon of docs/sibling-daemon.md: it keeps the speed of a fan.
+// The daemon of docs/sibling-daemon.md: it keeps the speeds of the fans.
 
 #include "DataHolder.h"
 #include "DbgLine.h"
@@ -13,25 +13,40 @@ namespace
 
 constexpr char kUnit[] = "FanManager";
 
-constexpr char kFan[] = R"({
+constexpr char kDataSet[] = "FanDataSet";
+constexpr char kComponent[] = "Fans";
+constexpr char kFile[] = "/data/fan_data_set.json";
+constexpr char kFans[] = R"({
     "properties": {
         "Speed": {"type": "integer", "access": "RW", "default": 1200, "description": "rpm"}
     }
 })";
 
+constexpr unsigned kSubscribeEvery = 5; // seconds
+
 class FanManager : public DataHolder
 {
 public:
-    /// The store of this daemon: one dataset, one component, a single instance.
+    /// The store of this daemon: as it was kept, or at the first start an instance for each fan.
     IDataSets* createDataSets() override
     {
         IDataSets* store = DataHolder::createDataSets();
-        store->loadComponent("FanDataSet", "Fan", kFan);
-        store->addInstance("FanDataSet", "Fan", "");
+        if (store->loadDataSet(kDataSet, kFile) == FC_OK)
+            return store;
+        store->loadComponent(kDataSet, kComponent, kFans);
+        store->addInstance(kDataSet, kComponent, "left");
+        store->addInstance(kDataSet, kComponent, "right");
         return store;
     }
 
-    /// A command of ours, on the responder's thread; its result is the answer.
+    /// What peers have SET takes effect, and outlives a reboot.
+    Fcodes acceptChanges() override
+    {
+        const Fcodes committed = commit();
+        return committed | storeDataSet(kDataSet, kFile);
+    }
+
+    /// Commands of this daemon, on the responder's thread; the result is the answer's code.
     Fcodes execute(const std::string& command, std::string& result) override
     {
         MessageCommand request;
@@ -40,20 +55,23 @@ public:
         if (request.ID != "APPLY_SPEED")
             return DataHolder::execute(command, result);
 
-        const Fcodes applied = commit(); // what peers have SET takes effect
-        int speed = 0;
-        getIntParam("FanDataSet", "Fan", "Speed", speed, "");
-        DBG_LOG(SEV_INFO) << "execute: speed=" << speed;
-
+        const Fcodes applied = acceptChanges();
         MessageEvent event;
         event.ID = "Speed Changed";
-        event.Source = "fan";
-        event.addParam("Speed", std::to_string(speed));
+        event.Source = "fans";
+        std::vector<std::string> fans;
+        getInstances(kDataSet, kComponent, fans);
+        for (const std::string& fan : fans) {
+            int speed = 0;
+            getIntParam(kDataSet, kComponent, "Speed", speed, fan);
+            DBG_LOG(SEV_INFO) << "execute: fan=" << fan << " speed=" << speed;
+            event.addParam(fan, std::to_string(speed));
+        }
         notify(event);
         return applied;
     }
 
-    /// Events of daemons that we have subscribed to, on the worker's thread.
+    /// Events of daemons that this one has subscribed to, on the worker's thread.
     Fcodes doHandle(MessageEvent* event) override
     {
         DBG_LOG(SEV_INFO) << "doHandle: event=" << event->ID;
@@ -66,13 +84,15 @@ public:
 int main()
 {
     setTaskName(currentTaskId(), "tFanInit");
-    FanManager fan;
-    fan.init("tFan");
-    DataCommunicator& communicator = fan.getDataCommunicator();
-    communicator.init(&fan, "/tmp/sockFan", "/tmp/sockSendFan", "tFanCom");
+    FanManager fans;
+    fans.init("tFan");
+    DataCommunicator& communicator = fans.getDataCommunicator();
+    communicator.init(&fans, "/tmp/sockFan", "/tmp/sockSendFan", "tFanCom");
     communicator.requestSubscribe("/tmp/sockCfg"); // hear of configurations
     communicator.start();
     DBG_LOG(SEV_INFO) << "main: serving /tmp/sockFan";
-    for (;;)
-        pause();
+    for (;;) {
+        sleep(kSubscribeEvery);
+        communicator.requestSubscribe("/tmp/sockCfg"); // it may have restarted since
+    }
 }

@@ -73,6 +73,12 @@ void writeFile(const std::string& path, const std::string& content)
     std::ofstream(path, std::ios::binary) << content;
 }
 
+std::string shellLines(const std::string& page, const std::string& heading)
+{
+    const std::size_t start = page.find("```sh\n", page.find(heading)) + 6;
+    return page.substr(start, page.find("```", start) - start);
+}
+
 void placeFactoryCatalogue() { writeFile(kFactoryCatalogue, readFile(SYSMGT_FACTORY_CATALOGUE)); }
 
 void placeCatalogue(const std::vector<std::string>& rows, const std::string& autoStart)

@@ -51,6 +51,9 @@ public:
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& content);
 
+/// The first block of shell lines behind a heading of a page.
+std::string shellLines(const std::string& page, const std::string& heading);
+
 /// The catalogue as the device is delivered with it, and one as an earlier life has left it: a row
 /// for each "key" or "key=file", with the name of the one that starts at boot.
 void placeFactoryCatalogue();

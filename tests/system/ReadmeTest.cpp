@@ -1,7 +1,6 @@
-// What the pages show is run: the tour of README.md, and the daemon of docs/sibling-daemon.md.
+// The tour of README.md is run.
 
 #include "Device.h"
-#include "MessageHeader.h"
 
 #include <cstdlib>
 #include <gmock/gmock.h>
@@ -11,13 +10,6 @@ namespace
 {
 
 using testing::HasSubstr;
-
-/// The first block of shell lines behind a heading.
-std::string shellLines(const std::string& page, const std::string& heading)
-{
-    const std::size_t start = page.find("```sh\n", page.find(heading)) + 6;
-    return page.substr(start, page.find("```", start) - start);
-}
 
 TEST(ReadmeTest, TheTourDoesWhatItSays)
 {
@@ -34,38 +26,6 @@ TEST(ReadmeTest, TheTourDoesWhatItSays)
     EXPECT_EQ("", readFile("/data/cfg/weekday"));
     EXPECT_NE("", readFile("/data/cfg/night"));
     EXPECT_THAT(device.log().text(), HasSubstr("cfgName=weekday fcode=10008"));
-}
-
-TEST(ReadmeTest, TheDaemonOfOnesOwnServesSetsAndHears)
-{
-    constexpr char kFan[] = "/tmp/sockFan";
-    Device device;
-    device.boot();
-    ChildProcess fan({"FanManager"});
-    ASSERT_TRUE(device.log().waitFor("main: serving /tmp/sockFan"));
-
-    AskingHolder holder;
-    int speed = 0;
-    EXPECT_EQ(FC_OK, holder.requestGetIntParam(kFan, "FanDataSet", "Fan", "Speed", speed, ""));
-    EXPECT_EQ(1200, speed);
-
-    MessageHeader set;
-    MessageHeader answer;
-    std::string body = "<BODY>\n<DataSet ID=\"FanDataSet\" >\n<Component Name=\"Fan\" >\n"
-                       "<Row ID=\"\" >\n<Item Name=\"Speed\" Value=\"900\" />\n</Row>\n"
-                       "</Component>\n</DataSet>\n</BODY>\n";
-    set.Type = "SET";
-    set.Size = static_cast<int>(body.size());
-    EXPECT_EQ(FC_OK,
-              holder.getDataCommunicator().sendRequest(kFan, set, body, answer, body, 10, 1));
-    EXPECT_EQ(FC_OK, answer.Fcode);
-    EXPECT_EQ(FC_OK, holder.requestCommand(kFan, "<Command ID=\"APPLY_SPEED\" >\n</Command>\n",
-                                           body, 10, 1));
-    EXPECT_EQ(FC_OK, holder.requestGetIntParam(kFan, "FanDataSet", "Fan", "Speed", speed, ""));
-    EXPECT_EQ(900, speed);
-
-    EXPECT_EQ("save day: OK\n", Device::cfgctl({"save", "day"}));
-    EXPECT_TRUE(device.log().waitFor("doHandle: event=Configuration Added"));
 }
 
 } // namespace
