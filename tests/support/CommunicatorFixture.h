@@ -25,8 +25,8 @@ protected:
     /// Nothing ends a responder, so what it uses lives on.
     void startResponder()
     {
-        static auto& running = *new std::vector<std::shared_ptr<Party>>;
-        running.push_back(mParty);
+        static auto& running = *new std::vector<std::shared_ptr<Endpoint>>;
+        running.push_back(mEndpoint);
         mCom.start();
     }
 
@@ -48,13 +48,13 @@ protected:
         return lines;
     }
 
-    struct Party {
+    struct Endpoint {
         FakeDataHolder holder;
         DataCommunicator communicator;
     };
 
     LogCapture mLog;
-    std::shared_ptr<Party> mParty = std::make_shared<Party>();
-    FakeDataHolder& mHolder = mParty->holder;
-    DataCommunicator& mCom = mParty->communicator;
+    std::shared_ptr<Endpoint> mEndpoint = std::make_shared<Endpoint>();
+    FakeDataHolder& mHolder = mEndpoint->holder;
+    DataCommunicator& mCom = mEndpoint->communicator;
 };

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,17 +18,17 @@ class FakeDataHolder : public DataHolder
 {
 public:
     using In = const std::string&;
-    using Traits = std::vector<std::string>;
+    using Names = std::vector<std::string>;
 
     std::map<std::string, std::string> values;   ///< By "data set/component/row/item".
-    std::map<std::string, Traits> properties;    ///< By "data set/component".
-    std::map<std::string, Traits> instances;     ///< By "data set/component".
+    std::map<std::string, Names> properties;     ///< By "data set/component".
+    std::map<std::string, Names> instances;      ///< By "data set/component".
     std::map<std::string, std::string> dataSets; ///< The data set of a component.
     std::map<std::string, Fcodes> refusals;      ///< Of setTextParam(), by item.
     Fcodes commandResult = FC_OK;
     std::string commandText; ///< The text of its answer.
 
-    Traits calls()
+    Names calls()
     {
         const std::lock_guard guard(mCallsMutex);
         return mCalls;
@@ -36,24 +37,24 @@ public:
     Fcodes execute(In command, std::string& result) override
     {
         result = commandText;
-        return record("execute(" + command + ")", commandResult);
+        return record(commandResult, "execute", command);
     }
     Fcodes handle(MessageEvent* event) override
     {
         const std::unique_ptr<MessageEvent> owned(event);
-        return record("handle(" + event->ID + ", " + std::to_string(event->Fcode) + ")", FC_OK);
+        return record(FC_OK, "handle", event->ID, event->Fcode);
     }
     Fcodes doHandle(MessageEvent*) override { return FC_UNSUPPORTED; }
 
     // clang-format off
-    Fcodes rollbackChanges() override { return record("rollbackChanges()", FC_OK); }
-    int newRow(In table, int row) override { return record(call("newRow", table, row), row); }
-    int appendNewRow(In table) override { return record("appendNewRow(" + table + ")", 1); }
-    int getFirstRowIndex(In table) override { return record("getFirstRowIndex(" + table + ")", 1); }
-    int getNextRowIndex(In table, int row) override { return record(call("getNextRowIndex", table, row), row + 1); }
+    Fcodes rollbackChanges() override { return record(FC_OK, "rollbackChanges"); }
+    int newRow(In table, int row) override { return record(row, "newRow", table, row); }
+    int appendNewRow(In table) override { return record(1, "appendNewRow", table); }
+    int getFirstRowIndex(In table) override { return record(1, "getFirstRowIndex", table); }
+    int getNextRowIndex(In table, int row) override { return record(row + 1, "getNextRowIndex", table, row); }
     Fcodes findDataSetWithComponent(std::string& set, In component) override { return find(dataSets, component, set); }
-    Fcodes getProperties(In set, In component, Traits& names) override { return append(properties, set + '/' + component, names); }
-    Fcodes getInstances(In set, In component, Traits& names) override { return append(instances, set + '/' + component, names); }
+    Fcodes getProperties(In set, In component, Names& names) override { return find(properties, set + '/' + component, names); }
+    Fcodes getInstances(In set, In component, Names& names) override { return find(instances, set + '/' + component, names); }
     // clang-format on
 
     Fcodes getTextParam(In set, In component, In item, std::string& value, In row) override
@@ -64,9 +65,7 @@ public:
     {
         Fcodes result = FC_OK;
         find(refusals, item, result);
-        return record("setTextParam(" + set + ", " + component + ", " + item + ", " + value + ", " +
-                          row + ")",
-                      result);
+        return record(result, "setTextParam", set, component, item, value, row);
     }
 
 private:
@@ -80,27 +79,19 @@ private:
         return FC_OK;
     }
 
-    static Fcodes append(const std::map<std::string, Traits>& held, In key, Traits& names)
+    template <typename Result, typename... Arguments>
+    Result record(Result result, const char* operation, const Arguments&... arguments)
     {
-        Traits more;
-        const Fcodes result = find(held, key, more);
-        names.insert(names.end(), more.begin(), more.end());
-        return result;
-    }
-
-    static std::string call(const std::string& operation, In table, int row)
-    {
-        return operation + '(' + table + ", " + std::to_string(row) + ')';
-    }
-
-    template <typename Result>
-    Result record(const std::string& call, Result result)
-    {
+        std::ostringstream call;
+        std::string separator;
+        call << operation << '(';
+        ((call << separator << arguments, separator = ", "), ...);
+        call << ')';
         const std::lock_guard guard(mCallsMutex);
-        mCalls.push_back(call);
+        mCalls.push_back(call.str());
         return result;
     }
 
     std::mutex mCallsMutex; // guards mCalls
-    Traits mCalls;
+    Names mCalls;
 };

@@ -1,7 +1,7 @@
 #pragma once
 
-// A peer that does what a test tells it: a bare datagram socket, bound to a path or to none, that
-// receives, answers, lies or stays silent.
+// A peer that does what a test scripts: a datagram socket, bound to a path or to none, that
+// receives and sends any text.
 
 #include "MessageHeader.h"
 #include "wire/DatagramSocket.h"

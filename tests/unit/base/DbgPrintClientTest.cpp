@@ -46,11 +46,8 @@ TEST(DbgPrintClientTest, LevelIsAThresholdAndAClosedSiteEvaluatesNothing)
         log.clear();
         int evaluated = 0;
         gDbgLevel = level;
-        DBG_LOG(SEV_INFO) << "i" << ++evaluated;
-        DBG_LOG(SEV_WARN) << "w" << ++evaluated;
-        DBG_LOG(SEV_ERROR) << "e" << ++evaluated;
-        DBG_LOG(SEV_FATAL) << "f" << ++evaluated;
-        DBG_LOG(SEV_SYS) << "s" << ++evaluated;
+        for (int severity = SEV_INFO; severity <= SEV_SYS; ++severity)
+            DBG_LOG(severity) << ++evaluated;
         EXPECT_EQ(static_cast<std::size_t>(lines), log.entries().size()) << level;
         EXPECT_EQ(lines, evaluated) << level;
     }

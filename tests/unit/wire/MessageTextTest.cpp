@@ -1,21 +1,12 @@
 #include "MessageText.h"
 
-#include <chrono>
 #include <gtest/gtest.h>
 #include <limits>
-#include <vector>
 
 namespace
 {
 
 constexpr std::size_t npos = std::string::npos;
-
-// The thread sanitizer looks at the whole text that a search is given, however soon it finds.
-#ifdef __SANITIZE_THREAD__
-constexpr std::chrono::seconds kQuick{30};
-#else
-constexpr std::chrono::seconds kQuick{1};
-#endif
 
 struct Finding {
     std::string text;
@@ -81,41 +72,6 @@ TEST(MessageTextTest, TokensEndAtTheirDelimiterAndAnyBlankStandsForAll)
         EXPECT_EQ(npos, getToken(text, 0, "<<", ">>", out));
     EXPECT_EQ(npos, getToken("a b", 9, " ", " ", out));
     EXPECT_EQ("ab", out);
-}
-
-TEST(MessageTextTest, AWalkTakesTheSegmentsThatRepeatedSearchesFind)
-{
-    for (const std::string text :
-         {"<R>1</R><R a>2</R><R>3</R><R b/><R>4</R>", "<R a><R>1</R><R>2</R>",
-          "<R a/><R b/><R>3</R><R>", "</R><R></R>"}) {
-        SegmentWalk walk(text, "R");
-        std::string_view walked;
-        std::string searched;
-        std::size_t position = 0;
-        while (walk.next(walked)) {
-            position = getSegment(text, position, "R", searched);
-            EXPECT_EQ(searched, walked) << text;
-            EXPECT_EQ(position, walk.position()) << text;
-        }
-        EXPECT_EQ(npos, getSegment(text, position, "R", searched)) << text;
-    }
-}
-
-TEST(MessageTextTest, AWalkCostsWhatTheTextsLengthCosts)
-{
-    std::string rows;
-    while (rows.size() < 69'000)
-        rows += "<Row></Row>";
-    const auto begin = std::chrono::steady_clock::now();
-    int count = 0;
-    for (int round = 0; round < 20; ++round) {
-        SegmentWalk walk(rows, "Row");
-        for (std::string_view row; walk.next(row);)
-            ++count;
-    }
-    // Looking for "<Row " to the text's end at each step is 10 GB of text in 20 rounds.
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, kQuick);
-    EXPECT_EQ(20 * 6273, count);
 }
 
 TEST(MessageTextTest, NumbersAreReadUpToTheirFirstOtherCharacterAndCutToTheRange)
