@@ -18,7 +18,7 @@ constexpr char kUnit[] = "ChannelManager";
 constexpr char kDataSet[] = "ChannelDataSet";
 constexpr char kComponent[] = "ChannelTable";
 
-// Under this name a file is looked at before its channels take the place of the running ones.
+// Under this name a file is loaded and checked before its channels replace the running ones.
 constexpr char kCandidate[] = "Candidate";
 
 constexpr char kDefaultFile[] = "Default";
@@ -109,7 +109,7 @@ Fcodes ChannelManager::storeChannels(const std::string& file)
     Fcodes result = FC_OK;
     result |= acceptChanges();
     result |= storeDataSet(kDataSet, file);
-    // The store does not report a disk that refuses: the file tells.
+    // The store reports no write error: the file itself is checked.
     result |= checkChannels(file);
     deleteDataSet(kCandidate);
     return result;
@@ -122,7 +122,7 @@ Fcodes ChannelManager::loadChannels(const std::string& file)
 
     Fcodes result = checkChannels(file);
     if (result == FC_OK) {
-        rollbackChanges(); // they belong to the channels that go
+        rollbackChanges(); // they belong to the channels that are replaced
         result = loadDataSet(kDataSet, file);
     }
     deleteDataSet(kCandidate);

@@ -20,19 +20,19 @@ constexpr char kTable[] = "SensorTable";
 constexpr int kAnswerTimeout = 10; // seconds
 constexpr int kNoLogging = 5;
 
-/// A process that only asks needs no holder and no responder: two sockets do. They are gone with
-/// it.
-class Asker
+/// A process that only sends requests needs no holder and no responder, only two sockets. It
+/// removes them at its end.
+class Client
 {
 public:
-    explicit Asker(std::string manager)
-        : mManager(std::move(manager)), mSocket("/tmp/sockAskDev." + std::to_string(getpid()))
+    explicit Client(std::string manager)
+        : mManager(std::move(manager)), mSocket("/tmp/sockDevClient." + std::to_string(getpid()))
     {
         gDbgLevel = kNoLogging;
-        mCommunicator.init(nullptr, mSocket, mSocket + ".send", "tAskDev");
+        mCommunicator.init(nullptr, mSocket, mSocket + ".send", "tDevClient");
     }
 
-    ~Asker()
+    ~Client()
     {
         unlink(mSocket.c_str());
         unlink((mSocket + ".send").c_str());
@@ -58,8 +58,8 @@ public:
         return value;
     }
 
-    /// The answer to a write has no body, which is an error of its own kind for the one who asks;
-    /// the write is good when nothing else is wrong.
+    /// The answer to a write has no body, which the communicator reports as FC_BODY_ERROR: that
+    /// alone is a success.
     bool write(int sensor, const std::string& item, const std::string& value)
     {
         return mCommunicator.requestSetDataItem(mManager, kTable, sensor, item, value,
@@ -72,14 +72,14 @@ private:
     DataCommunicator mCommunicator;
 };
 
-int setZone(Asker& manager, const std::string& zone)
+int setZone(Client& manager, const std::string& zone)
 {
     const Fcodes result = manager.command("SET_TIME_ZONE", "TZ", zone);
     std::cout << "TZ=" << zone << ": " << fcodeText(result) << std::endl;
     return result == FC_OK ? 0 : 1;
 }
 
-int showSensor(Asker& manager, int sensor)
+int showSensor(Client& manager, int sensor)
 {
     const std::string temperature = manager.read(sensor, "Temperature");
     std::cout << "sensor " << sensor << ": " << temperature << " degrees, limit "
@@ -88,7 +88,7 @@ int showSensor(Asker& manager, int sensor)
     return temperature == "?" ? 1 : 0;
 }
 
-int setLimit(Asker& manager, int sensor, const std::string& limit)
+int setLimit(Client& manager, int sensor, const std::string& limit)
 {
     const bool set =
         manager.write(sensor, "Limit", limit) && manager.command("APPLY_LIMITS") == FC_OK;
@@ -114,13 +114,13 @@ int main(int argc, char** argv)
     app.add_option("--socket", socket, "Serve this path instead of /tmp/sockDev");
     app.add_option("--set-zone", newZone,
                    "Have the device manager that is running change the zone");
-    const auto* const asksSensor = app.add_option(
+    const auto* const sensorOption = app.add_option(
         "--sensor", sensor, "Ask the device manager that is running for a sensor's row");
     app.add_option("--limit", limit, "Set that sensor's limit")->needs("--sensor");
     CLI11_PARSE(app, argc, argv);
 
-    if (!newZone.empty() || asksSensor->count() > 0) {
-        Asker manager(socket);
+    if (!newZone.empty() || sensorOption->count() > 0) {
+        Client manager(socket);
         if (!newZone.empty())
             return setZone(manager, newZone);
         return limit.empty() ? showSensor(manager, sensor) : setLimit(manager, sensor, limit);

@@ -15,12 +15,12 @@ constexpr char kDataSet[] = "CfgDataSet";
 constexpr char kTable[] = "ConfigurationsTable";
 constexpr char kAutoStart[] = "AutoStart";
 
-// A row of an answer carries its name twice and some tags when only the name is asked for. What is
-// sure to fit in one answer of 70000 bytes is asked for at once.
-constexpr std::uintmax_t kTagsOfARow = 100;
-constexpr std::uintmax_t kSurelyFits = 60000;
+// A row of an answer that holds only names carries its name twice and some tags. Names that are
+// sure to fit in one answer of 70000 bytes are read with one request.
+constexpr std::uintmax_t kTagsOfRow = 100;
+constexpr std::uintmax_t kSafeAnswerSize = 60000;
 
-constexpr std::size_t kBatch = 100; // rows of a request; more than a page of text each is unusual
+constexpr std::size_t kBatch = 100; // rows of one request
 
 std::string dataRequest(const std::string& component, const std::string& rows)
 {
@@ -46,15 +46,15 @@ bool allNamesFitOneAnswer()
     std::error_code error;
     std::uintmax_t size = 0;
     for (const auto& file : std::filesystem::directory_iterator(kCfgDir, error))
-        size += 2 * file.path().filename().native().size() + kTagsOfARow;
-    return size < kSurelyFits;
+        size += 2 * file.path().filename().native().size() + kTagsOfRow;
+    return size < kSafeAnswerSize;
 }
 
 /// The manager stores its catalogue before it answers a command, so the file has all the names.
 std::vector<std::string> storedNames()
 {
     DataSets store;
-    store.lock(); // the store's end unlocks
+    store.lock(); // its destructor unlocks
     std::vector<std::string> names;
     store.loadDataSet(kDataSet, kStoredCatalogue); // without the file there are no names
     store.getInstances(kDataSet, kTable, names);

@@ -1,7 +1,7 @@
 #pragma once
 
 // The catalogue as the client sees it: rows read from the manager with data requests. One answer is
-// one message, so a long catalogue comes in batches.
+// one message, so a long catalogue is read in batches. One thread.
 
 #include "CfgClient.h"
 #include "Fcodes.h"
@@ -24,8 +24,8 @@ class Catalogue
 public:
     Catalogue(CfgClient& client, int timeout) : mClient(client), mTimeout(timeout) {}
 
-    /// All rows with the named properties, in the catalogue's order. Here and below the answer's
-    /// code is the manager's.
+    /// Appends all rows with the named properties, in the catalogue's order. Here and below the
+    /// code of the answer is the manager's, and outputs are valid when answer.ok().
     Answer readAll(const std::vector<std::string>& properties, std::vector<Configuration>& rows);
 
     /// One row with all its properties.

@@ -10,7 +10,8 @@
 namespace
 {
 
-constexpr std::size_t kMessageLimit = 70000; // of a whole message, and that is already too long
+constexpr std::size_t kMessageLimit =
+    70000; // of a whole message, header included; one less is sent
 constexpr std::size_t kHeaderRoom = 100;
 
 } // namespace
@@ -31,13 +32,13 @@ Answer CfgClient::sendCommand(const MessageCommand& command, int timeout)
     for (auto param = command.getParamsBegin(); param != command.getParamsEnd(); ++param)
         requireValidText(param->second);
     std::string text;
-    return ask(kTypeCommand, kTypeAck, "<BODY>\n\t" + command.toString(text) + "\n</BODY>\n",
-               timeout);
+    return request(kTypeCommand, kTypeAck, "<BODY>\n\t" + command.toString(text) + "\n</BODY>\n",
+                   timeout);
 }
 
 Answer CfgClient::getData(const std::string& body, int timeout)
 {
-    return ask(kTypeGet, kTypeResponse, body, timeout);
+    return request(kTypeGet, kTypeResponse, body, timeout);
 }
 
 Answer CfgClient::subscribe(int timeout)
@@ -67,18 +68,18 @@ bool CfgClient::nextEvent(MessageEvent& event, int timeout)
     return true;
 }
 
-Answer CfgClient::ask(const char* type, const char* answerType, const std::string& body,
-                      int timeout)
+Answer CfgClient::request(const char* type, const char* answerType, const std::string& body,
+                          int timeout)
 {
     if (body.size() + kHeaderRoom >= kMessageLimit)
         throw std::invalid_argument("too long for one message");
 
-    MessageHeader request;
-    request.Type = type;
-    request.Size = static_cast<int>(body.size());
+    MessageHeader header;
+    header.Type = type;
+    header.Size = static_cast<int>(body.size());
     MessageHeader response;
     Answer answer;
-    if (mCommunicator.sendRequest(kCfgSocket, request, body, response, answer.body, timeout, 1) !=
+    if (mCommunicator.sendRequest(kCfgSocket, header, body, response, answer.body, timeout, 1) !=
         FC_OK)
         return answer;
     answer.came = true;

@@ -25,7 +25,7 @@ constexpr int kMoveTimeout = 60; // a file may come from another disk
 constexpr int kTimeout = 10;
 
 /// "OK", or "No Such Name (0x10008)".
-std::string words(Fcodes code)
+std::string formatCode(Fcodes code)
 {
     std::ostringstream text;
     text << fcodeText(code);
@@ -34,7 +34,8 @@ std::string words(Fcodes code)
     return text.str();
 }
 
-/// Traits come from whoever saved them; none of them may drive the terminal.
+/// Replaces control characters: texts come from whoever saved them, and must not reach the terminal
+/// as commands.
 std::string printable(std::string text)
 {
     for (char& c : text)
@@ -43,7 +44,7 @@ std::string printable(std::string text)
     return text;
 }
 
-/// The text on so many columns; letters beyond ASCII take several bytes, but one column.
+/// The text padded to `columns`; letters beyond ASCII take several bytes, but one column.
 std::string padded(const std::string& text, std::size_t columns)
 {
     const auto letters = static_cast<std::size_t>(
@@ -63,8 +64,8 @@ MessageCommand makeCommand(const char* id,
 
 const char* trueOrFalse(bool value) { return value ? "true" : "false"; }
 
-/// Which socket file the manager has bound: it makes a new one at each start.
-ino_t socketFile()
+/// Identifies the socket file that the manager has bound: it makes a new one at each start.
+ino_t socketInode()
 {
     struct stat status;
     return stat(kCfgSocket, &status) == 0 ? status.st_ino : 0;
@@ -73,7 +74,7 @@ ino_t socketFile()
 void print(const MessageEvent& event)
 {
     std::string line = event.Time + "  " + padded(event.ID, 23) + "  " + padded(event.Source, 16) +
-                       "  " + words(event.Fcode);
+                       "  " + formatCode(event.Fcode);
     for (auto param = event.getParamsBegin(); param != event.getParamsEnd(); ++param)
         line += "  " + param->first + '=' + param->second;
     std::puts(printable(line).c_str());
@@ -132,7 +133,7 @@ ExitStatus Commands::show(const std::string& name)
         {"File", row.text("File Name")},
         {"Time", row.text("Time")},
         {"State", row.text("State")},
-        {"Last result", words(code)},
+        {"Last result", formatCode(code)},
         {"At boot", row.name == autoStart ? "started" : "not started"},
     };
     for (const auto& [label, value] : lines)
@@ -212,7 +213,7 @@ ExitStatus Commands::watch(int count, int seconds)
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::seconds(seconds);
 
-    ino_t watched = socketFile();
+    ino_t watchedInode = socketInode();
     if (const Answer answer = mClient.subscribe(timeout(kTimeout)); !answer.ok())
         return report("watch", answer, timeout(kTimeout));
     std::fputs("cfgctl: watching, until it is interrupted\n", stderr);
@@ -223,9 +224,9 @@ ExitStatus Commands::watch(int count, int seconds)
         if (mClient.nextEvent(event, 1)) {
             print(event);
             ++seen;
-        } else if (isServed(kCfgSocket) && socketFile() != watched) {
+        } else if (isServed(kCfgSocket) && socketInode() != watchedInode) {
             // A manager that has started anew knows no subscribers.
-            watched = socketFile();
+            watchedInode = socketInode();
             if (mClient.subscribe(timeout(kTimeout)).ok())
                 std::fputs("cfgctl: CfgManager has started anew, still watching\n", stderr);
         }
@@ -251,7 +252,7 @@ ExitStatus Commands::report(const std::string& what, const Answer& answer, int t
 {
     if (answer.came) {
         std::fprintf(stderr, "cfgctl: %s: %s\n", printable(what).c_str(),
-                     words(answer.code).c_str());
+                     formatCode(answer.code).c_str());
         return EXIT_REFUSED;
     }
     if (isServed(kCfgSocket))

@@ -1,7 +1,7 @@
 #pragma once
 
-// What the user can ask for, one function a subcommand. Each prints its own result, or why there is
-// none, and returns the exit status. One thread.
+// The subcommands, one function each. Each prints its own result, or why there is none, and returns
+// the exit status. One thread.
 
 #include "Catalogue.h"
 #include "CfgClient.h"
@@ -14,7 +14,8 @@ enum ExitStatus : int { EXIT_DONE = 0, EXIT_REFUSED = 1, EXIT_USAGE = 2, EXIT_NO
 class Commands
 {
 public:
-    /// `timeout` in seconds; nothing stands for what each command may take at most.
+    /// `timeout` in seconds, for every answer; without one each command waits as long as it may
+    /// take at most. Throws std::runtime_error when the client's sockets cannot be made.
     explicit Commands(std::optional<int> timeout) : mTimeout(timeout) {}
 
     ExitStatus list();
@@ -22,7 +23,7 @@ public:
 
     ExitStatus save(const std::string& name, const std::string& description, bool autoStart);
     ExitStatus start(const std::string& name);
-    ExitStatus autoStart(const std::string& name); ///< "" for none
+    ExitStatus autoStart(const std::string& name); ///< "" clears it
     ExitStatus import(const std::string& file, const std::string& description, bool autoStart);
     ExitStatus rename(const std::string& oldName, const std::string& newName,
                       const std::optional<std::string>& description);

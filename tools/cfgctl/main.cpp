@@ -14,11 +14,11 @@
 namespace
 {
 
-constexpr int kSilent = 5;
+constexpr int kNoLogging = 5;
 constexpr char kNoDescription[] = " ";
 
 struct Arguments {
-    int level = kSilent;
+    int level = kNoLogging;
     std::optional<int> timeout;
     std::string name;
     std::string newName;
@@ -57,14 +57,15 @@ public:
         addObserving();
     }
 
-    int parse(int argc, char** argv)
+    /// The exit status, or nothing when the action is to be carried out.
+    std::optional<int> parse(int argc, char** argv)
     {
         try {
             mApp.parse(argc, argv);
         } catch (const CLI::ParseError& error) {
             return mApp.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
         }
-        return -1; // to be carried out
+        return std::nullopt;
     }
 
 private:
@@ -82,7 +83,7 @@ private:
 
     void addDescription(CLI::App& command)
     {
-        command.add_option("-d,--description", mArguments.description, "What it is, in your words");
+        command.add_option("-d,--description", mArguments.description, "What it is, in free text");
     }
 
     void addAutoStart(CLI::App& command)
@@ -92,66 +93,69 @@ private:
 
     void addReading()
     {
-        add("list", "List the configurations", [](Commands& to) { return to.list(); });
+        add("list", "List the configurations", [](Commands& commands) { return commands.list(); });
 
         const Arguments& a = mArguments;
         addName(add("show", "Show all of one configuration",
-                    [&a](Commands& to) { return to.show(a.name); }));
+                    [&a](Commands& commands) { return commands.show(a.name); }));
     }
 
     void addWriting()
     {
         const Arguments& a = mArguments;
-        CLI::App& save = add("save", "Save the channels as they are", [&a](Commands& to) {
-            return to.save(a.name, a.descriptionOrNone(), a.autoStart);
+        CLI::App& save = add("save", "Save the channels as they are", [&a](Commands& commands) {
+            return commands.save(a.name, a.descriptionOrNone(), a.autoStart);
         });
         addName(save);
         addDescription(save);
         addAutoStart(save);
 
         addName(add("start", "Load the channels of a configuration",
-                    [&a](Commands& to) { return to.start(a.name); }));
+                    [&a](Commands& commands) { return commands.start(a.name); }));
 
         CLI::App& autoStart = add("autostart", "Choose what is started at boot",
-                                  [&a](Commands& to) { return to.autoStart(a.name); });
+                                  [&a](Commands& commands) { return commands.autoStart(a.name); });
         CLI::Option_group& choice = *autoStart.add_option_group("choice");
         choice.add_option("NAME", mArguments.name, "Name of the configuration");
         choice.add_flag("--off", mArguments.off, "None: the default channels");
         choice.require_option(1);
 
-        CLI::App& import = add("import", "Move a file into the catalogue", [&a](Commands& to) {
-            return to.import(a.name, a.descriptionOrNone(), a.autoStart);
-        });
+        CLI::App& import =
+            add("import", "Move a file into the catalogue", [&a](Commands& commands) {
+                return commands.import(a.name, a.descriptionOrNone(), a.autoStart);
+            });
         import
             .add_option("FILE", mArguments.name, "The file; its name becomes the configuration's")
             ->required();
         addDescription(import);
         addAutoStart(import);
 
-        CLI::App& rename = add("rename", "Give a configuration another name", [&a](Commands& to) {
-            return to.rename(a.name, a.newName, a.newDescription());
-        });
+        CLI::App& rename =
+            add("rename", "Give a configuration another name", [&a](Commands& commands) {
+                return commands.rename(a.name, a.newName, a.newDescription());
+            });
         rename.add_option("OLD", mArguments.name, "Its name")->required();
         rename.add_option("NEW", mArguments.newName, "Its new name; one that has it is replaced")
             ->required();
         addDescription(rename);
 
         addName(add("remove", "Delete a configuration, with its file",
-                    [&a](Commands& to) { return to.remove(a.name); }));
+                    [&a](Commands& commands) { return commands.remove(a.name); }));
     }
 
     void addObserving()
     {
         const Arguments& a = mArguments;
-        CLI::App& watch = add("watch", "Print the manager's events as they come",
-                              [&a](Commands& to) { return to.watch(a.count, a.watchTime); });
+        CLI::App& watch =
+            add("watch", "Print the manager's events as they come",
+                [&a](Commands& commands) { return commands.watch(a.count, a.watchTime); });
         watch.add_option("--count", mArguments.count, "End after so many events")
             ->check(CLI::PositiveNumber);
         watch.add_option("--timeout", mArguments.watchTime, "End after so many seconds")
             ->check(CLI::PositiveNumber);
 
         add("debug", "Let the manager log everything, or nothing",
-            [&a](Commands& to) { return to.debug(a.onOrOff == "on"); })
+            [&a](Commands& commands) { return commands.debug(a.onOrOff == "on"); })
             .add_option("on|off", mArguments.onOrOff, "on or off")
             ->required()
             ->check(CLI::IsMember({"on", "off"}));
@@ -169,8 +173,8 @@ int main(int argc, char** argv)
     Arguments arguments;
     Action action;
     CommandLine commandLine(arguments, action);
-    if (const int status = commandLine.parse(argc, argv); status != -1)
-        return status;
+    if (const auto status = commandLine.parse(argc, argv))
+        return *status;
 
     gDbgLevel = arguments.level;
     try {

@@ -39,7 +39,7 @@ struct Options {
     std::exit(1);
 }
 
-/// Opens the FIFO for writing too: so it never comes to its end when the last daemon leaves.
+/// Opens the FIFO for writing too, so that reading never ends when the last daemon closes it.
 int openFifo()
 {
     if (mkfifo(kFifo, kFifoMode) == 0)
@@ -59,7 +59,7 @@ int openFifo()
     return fifo;
 }
 
-/// Where the entries go, and how.
+/// Selects the entries to print, and prints them to the terminal or the file.
 class Printer
 {
 public:
@@ -77,7 +77,7 @@ public:
     {
         if (entry.severity < mLevel || entry.text.find(mGrep) == std::string::npos)
             return;
-        const std::string text = mTerminal ? harmless(entry.text) : entry.text;
+        const std::string text = mTerminal ? withoutControls(entry.text) : entry.text;
         const std::string_view color =
             mColor ? kColors.at(static_cast<std::size_t>(entry.severity)) : std::string_view();
         if (color.empty()) {
@@ -95,8 +95,8 @@ public:
     }
 
 private:
-    /// Lines quote whatever peers send; none of it may drive the terminal.
-    static std::string harmless(std::string text)
+    /// Lines quote whatever peers send; control characters must not reach the terminal.
+    static std::string withoutControls(std::string text)
     {
         for (char& c : text)
             if ((static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\t') || c == 0x7f)
