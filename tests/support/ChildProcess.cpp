@@ -2,11 +2,11 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -14,7 +14,7 @@
 namespace
 {
 
-[[noreturn]] void becomeProgram(char** arguments, int out, int err)
+[[noreturn]] void execute(char** arguments, int out, int err)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
@@ -25,14 +25,11 @@ namespace
     _exit(127);
 }
 
-/// All that the file holds; the writer's position stays where it is.
+/// The whole file; the writer's position stays where it is.
 std::string contentOf(int fd)
 {
-    struct stat status;
-    fstat(fd, &status);
-    std::string text(static_cast<std::size_t>(status.st_size), '\0');
-    text.resize(static_cast<std::size_t>(pread(fd, text.data(), text.size(), 0)));
-    return text;
+    std::ifstream file("/proc/self/fd/" + std::to_string(fd));
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 } // namespace
@@ -63,14 +60,14 @@ ChildProcess::ChildProcess(std::vector<std::string> command)
     if (mPid == -1)
         throw std::runtime_error("fork failed");
     if (mPid == 0)
-        becomeProgram(arguments.data(), mOut, mErr);
+        execute(arguments.data(), mOut, mErr);
 }
 
 ChildProcess::~ChildProcess()
 {
     stop(SIGKILL);
     for (const char* report : {"Sanitizer", "runtime error:"})
-        EXPECT_EQ(std::string::npos, errors().find(report)) << errors(); // it may have survived it
+        EXPECT_EQ(std::string::npos, errors().find(report)) << errors(); // not all of them end it
     close(mOut);
     close(mErr);
 }
@@ -79,16 +76,11 @@ std::string ChildProcess::output() const { return contentOf(mOut); }
 
 std::string ChildProcess::errors() const { return contentOf(mErr); }
 
-bool ChildProcess::waitForOutput(const std::string& text)
+bool ChildProcess::waitFor(const std::string& text)
 {
-    eventually([&] { return !running() || output().find(text) != std::string::npos; });
-    return output().find(text) != std::string::npos;
-}
-
-bool ChildProcess::waitForErrors(const std::string& text)
-{
-    eventually([&] { return !running() || errors().find(text) != std::string::npos; });
-    return errors().find(text) != std::string::npos;
+    const auto written = [&] { return (output() + errors()).find(text) != std::string::npos; };
+    eventually([&] { return !running() || written(); });
+    return written();
 }
 
 bool ChildProcess::running()

@@ -30,11 +30,13 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    /// What it has written so far, and whether it comes to write `text` (or has) within the limit.
+    /// What it has written so far to its standard output and error.
     std::string output() const;
     std::string errors() const;
-    bool waitForOutput(const std::string& text);
-    bool waitForErrors(const std::string& text);
+
+    /// Waits until it has written `text` to either; false when it ends, or the limit passes,
+    /// before.
+    bool waitFor(const std::string& text);
 
     bool running();
 

@@ -1,6 +1,8 @@
 #include "Device.h"
 
 #include "CfgPaths.h"
+#include "MessageCommand.h"
+#include "MessageHeader.h"
 #include "wire/DatagramSocket.h"
 
 #include <algorithm>
@@ -33,8 +35,8 @@ Device::Device() { placeFactoryCatalogue(); }
 
 ChildProcess& Device::start(const std::string& name, std::vector<std::string> options)
 {
-    const auto told = std::find(options.begin(), options.end(), "--socket");
-    const std::string path = told == options.end() ? kSockets.at(name) : *(told + 1);
+    const auto option = std::find(options.begin(), options.end(), "--socket");
+    const std::string path = option == options.end() ? kSockets.at(name) : *(option + 1);
     options.insert(options.begin(), name);
     auto& daemon = mDaemons[name];
     daemon.reset(); // the path is its successor's
@@ -59,6 +61,44 @@ std::string Device::cfgctl(std::vector<std::string> arguments)
     ChildProcess client(arguments);
     const int status = client.wait();
     return status == 0 ? client.output() : std::to_string(status) + ": " + client.errors();
+}
+
+std::string commandText(const std::string& id, const Parameters& parameters)
+{
+    MessageCommand command;
+    command.setId(id);
+    for (const auto& [name, value] : parameters)
+        command.addParam(name, value);
+    std::string text;
+    return command.toString(text);
+}
+
+RequestingHolder::RequestingHolder()
+{
+    getDataCommunicator().init(this, "/tmp/sockTest", "/tmp/sockSendTest", "tTest");
+}
+
+Fcodes RequestingHolder::command(const std::string& socket, const std::string& id,
+                                 const Parameters& parameters, unsigned timeout)
+{
+    std::string response;
+    return requestCommand(socket, commandText(id, parameters), response, timeout, 1);
+}
+
+Fcodes RequestingHolder::set(const std::string& socket, const std::string& dataset,
+                             const std::string& component, const std::string& row,
+                             const std::string& property, const std::string& value)
+{
+    MessageHeader request;
+    MessageHeader response;
+    request.Type = "SET";
+    std::string body = "<BODY>\n<DataSet ID=\"" + dataset + "\" >\n<Component Name=\"" + component +
+                       "\" >\n<Row ID=\"" + row + "\" >\n<Item Name=\"" + property + "\" Value=\"" +
+                       value + "\" />\n</Row>\n</Component>\n</DataSet>\n</BODY>\n";
+    request.Size = static_cast<int>(body.size());
+    const Fcodes sent =
+        getDataCommunicator().sendRequest(socket, request, body, response, body, 10, 1);
+    return sent | response.Fcode;
 }
 
 std::string readFile(const std::string& path)

@@ -31,7 +31,7 @@ public:
 
     LogCapture& log() { return mLog; }
 
-    /// Runs the command-line client to its end. What it said: its output, or "status: errors".
+    /// Runs the command-line client to its end and returns its output, or "status: errors".
     static std::string cfgctl(std::vector<std::string> arguments);
 
 private:
@@ -39,12 +39,23 @@ private:
     std::map<std::string, std::unique_ptr<ChildProcess>> mDaemons;
 };
 
-/// An application that asks others.
-class AskingHolder : public DataHolder
+/// A command element as applications send it.
+using Parameters = std::map<std::string, std::string>;
+std::string commandText(const std::string& id, const Parameters& parameters = {});
+
+/// An application that sends requests to others. The results are the peer's, or why it gave none.
+class RequestingHolder : public DataHolder
 {
 public:
-    AskingHolder() { getDataCommunicator().init(this, "/tmp/sockAsk", "/tmp/sockSendAsk", "tAsk"); }
+    RequestingHolder();
     Fcodes doHandle(MessageEvent*) override { return FC_OK; }
+
+    Fcodes command(const std::string& socket, const std::string& id,
+                   const Parameters& parameters = {}, unsigned timeout = 10);
+
+    /// A SET of one property of a dataset's row.
+    Fcodes set(const std::string& socket, const std::string& dataset, const std::string& component,
+               const std::string& row, const std::string& property, const std::string& value);
 };
 
 /// Whole files; reading a missing one gives "", and writing makes the directory.
@@ -54,7 +65,7 @@ void writeFile(const std::string& path, const std::string& content);
 /// The first block of shell lines behind a heading of a page.
 std::string shellLines(const std::string& page, const std::string& heading);
 
-/// The catalogue as the device is delivered with it, and one as an earlier life has left it: a row
-/// for each "key" or "key=file", with the name of the one that starts at boot.
+/// The factory catalogue, and a stored one as an earlier run leaves it: a row for each "key" or
+/// "key=file", with the name of the one that starts at boot.
 void placeFactoryCatalogue();
 void placeCatalogue(const std::vector<std::string>& rows, const std::string& autoStart = "");

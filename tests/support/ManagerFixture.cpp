@@ -41,23 +41,18 @@ void ManagerFixture::serveChannels()
         }
         std::string element;
         MessageCommand command;
+        std::string file;
         getSegment(mChannels.receive().body, 0, "Command", element);
         command.initFromString(element);
+        command.getParam("File", file);
         const std::lock_guard guard(mMutex);
         mCommands.push_back(element + "\n"); // the element's own line end
-        answer(command);
+        if (command.ID == "STORE_CHANNELS" && mWriteFile)
+            writeFile(file, "channels");
+        if (const auto during = mDuringLoad; command.ID == "LOAD_CHANNELS" && during)
+            during();
+        mChannels.answer("ACK", mChannelsResult);
     }
-}
-
-void ManagerFixture::answer(const MessageCommand& command)
-{
-    std::string file;
-    command.getParam("File", file);
-    if (command.ID == "STORE_CHANNELS" && mWriteFile)
-        writeFile(file, "channels");
-    if (const auto during = mDuringLoad; command.ID == "LOAD_CHANNELS" && during)
-        during();
-    mChannels.answer("ACK", mChannelsResult);
 }
 
 void ManagerFixture::start()
@@ -68,23 +63,11 @@ void ManagerFixture::start()
     mManager.getDataCommunicator().subscribe(kObserver);
 }
 
-std::string ManagerFixture::element(const std::string& id,
-                                    const std::map<std::string, std::string>& parameters)
-{
-    MessageCommand command;
-    command.setId(id);
-    for (const auto& [name, value] : parameters)
-        command.addParam(name, value);
-    std::string text;
-    return command.toString(text);
-}
-
-Fcodes ManagerFixture::run(const std::string& id,
-                           const std::map<std::string, std::string>& parameters)
+Fcodes ManagerFixture::run(const std::string& id, const Parameters& parameters)
 {
     std::string response;
     sync();
-    const Fcodes result = mManager.execute(element(id, parameters), response);
+    const Fcodes result = mManager.execute(commandText(id, parameters), response);
     sync();
     return result;
 }
@@ -93,12 +76,6 @@ std::vector<std::string> ManagerFixture::commands()
 {
     const std::lock_guard guard(mMutex);
     return mCommands;
-}
-
-std::string ManagerFixture::channelCommand(const std::string& id, const std::string& file)
-{
-    return "<Command ID=\"" + id + "\" >\n\t<Parameter Name=\"File\" Value=\"" + file +
-           "\" />\n</Command>\n";
 }
 
 std::vector<std::string> ManagerFixture::events()
@@ -120,25 +97,26 @@ std::vector<std::string> ManagerFixture::events()
 std::vector<std::string> ManagerFixture::logged()
 {
     const std::string unit = "ConfigurationManager:";
-    std::vector<std::string> own;
+    std::vector<std::string> found;
     for (std::string entry : mLog.entries())
-        if (const auto at = entry.find(unit); at != std::string::npos && at < 7)
-            own.push_back(entry.erase(at, unit.size()));
+        if (const auto at = entry.find(unit); at < 7) // behind the severity
+            found.push_back(entry.erase(at, unit.size()));
     mLog.clear();
-    return own;
+    return found;
 }
 
-std::vector<std::string> ManagerFixture::rows()
+void ManagerFixture::expectLog(const std::string& lines)
 {
-    std::vector<std::string> keys;
-    mManager.getInstances("CfgDataSet", "ConfigurationsTable", keys);
-    return keys;
+    std::string all = "\n";
+    for (const std::string& line : logged())
+        all += line + '\n';
+    EXPECT_EQ(lines, all);
 }
 
 std::string ManagerFixture::text(const std::string& row, const char* property)
 {
     std::string value = "<none>";
-    mManager.getTextParam("CfgDataSet", "ConfigurationsTable", property, value, row);
+    mTable.readText(row, property, value);
     return value;
 }
 
@@ -156,6 +134,6 @@ std::string ManagerFixture::row(const std::string& key)
 std::string ManagerFixture::autoStart()
 {
     std::string value = "<none>";
-    mManager.getTextParam("CfgDataSet", "AutoStart", "Name", value, std::string());
+    mTable.readAutoStart(value);
     return value;
 }

@@ -4,20 +4,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <string_view>
 #include <unistd.h>
 #include <vector>
 
 namespace
 {
-
-bool onlyLists(int argc, char** argv)
-{
-    for (int i = 1; i < argc; ++i)
-        if (std::string_view(argv[i]).starts_with("--gtest_list_tests"))
-            return true;
-    return false;
-}
 
 void enterWorld(int argc, char** argv)
 {
@@ -41,7 +32,7 @@ extern "C" const char* __tsan_default_options() { return "atexit_sleep_ms=20"; }
 
 int main(int argc, char** argv)
 {
-    if (std::getenv("SYSMGT_WORLD") == nullptr && !onlyLists(argc, argv))
+    if (std::getenv("SYSMGT_WORLD") == nullptr)
         enterWorld(argc, argv);
 
     testing::InitGoogleTest(&argc, argv);

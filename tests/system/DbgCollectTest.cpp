@@ -29,7 +29,7 @@ protected:
     {
         options.insert(options.begin(), "dbgcollect");
         collector = std::make_unique<ChildProcess>(options);
-        EXPECT_TRUE(collector->waitForErrors("collecting from")) << collector->errors();
+        EXPECT_TRUE(collector->waitFor("collecting from")) << collector->errors();
         openFifo();
     }
 
@@ -45,12 +45,12 @@ protected:
         EXPECT_EQ(static_cast<ssize_t>(text.size()), write(fifo, text.data(), text.size()));
     }
 
-    /// Logs a last entry, and all that is shown up to it must be `expected`.
+    /// Logs a last entry; everything shown before it must be `expected`.
     void expectShown(const std::string& expected)
     {
         const std::string last = entry("SYS  ", "last SAVE_CFG");
         log(last);
-        EXPECT_TRUE(collector->waitForOutput("last"));
+        EXPECT_TRUE(collector->waitFor("last"));
         EXPECT_EQ(expected + last, collector->output());
     }
 
@@ -58,8 +58,15 @@ protected:
     int fifo = -1;
 };
 
-TEST_F(DbgCollectTest, MakesAFifoThatEveryUserMayWriteAndIsTheOnlyOneToReadIt)
+TEST_F(DbgCollectTest, MakesAFifoThatEveryUserMayWriteReadsItAloneAndRefusesWhatIsNoFifo)
 {
+    writeFile(kFifo, "a file");
+    ChildProcess onFile({"dbgcollect"});
+    EXPECT_EQ(1, onFile.wait());
+    EXPECT_EQ("dbgcollect: /tmp/sockDbg is not a FIFO; remove it first\n", onFile.errors());
+    EXPECT_EQ("a file", readFile(kFifo));
+    std::filesystem::remove(kFifo);
+
     const mode_t before = umask(077);
     collect();
     umask(before);
@@ -68,15 +75,6 @@ TEST_F(DbgCollectTest, MakesAFifoThatEveryUserMayWriteAndIsTheOnlyOneToReadIt)
     ChildProcess second({"dbgcollect"});
     EXPECT_EQ(1, second.wait());
     EXPECT_THAT(second.errors(), HasSubstr("another collector"));
-}
-
-TEST_F(DbgCollectTest, RefusesWhatIsNoFifo)
-{
-    writeFile(kFifo, "mine");
-    ChildProcess onFile({"dbgcollect"});
-    EXPECT_EQ(1, onFile.wait());
-    EXPECT_EQ("dbgcollect: /tmp/sockDbg is not a FIFO; remove it first\n", onFile.errors());
-    EXPECT_EQ("mine", readFile(kFifo));
 }
 
 TEST_F(DbgCollectTest, ShowsEntriesOfALevelWithAllTheirLinesAlsoThoseThatComeInPieces)
@@ -102,7 +100,7 @@ TEST_F(DbgCollectTest, GoesOnWhenTheLastWriterLeavesAndColoursOnlyWhenAskedWitho
     collect();
     log(entry("ERROR", "before"));
     close(fifo);
-    ASSERT_TRUE(collector->waitForOutput("before"));
+    ASSERT_TRUE(collector->waitFor("before"));
     fifo = -1;
     openFifo();
     expectShown(entry("ERROR", "before"));
@@ -110,7 +108,7 @@ TEST_F(DbgCollectTest, GoesOnWhenTheLastWriterLeavesAndColoursOnlyWhenAskedWitho
 
     collect({"--color"});
     log(entry("ERROR", "red"));
-    ASSERT_TRUE(collector->waitForOutput("\033[0m\n"));
+    ASSERT_TRUE(collector->waitFor("\033[0m\n"));
     EXPECT_THAT(collector->output(), testing::StartsWith("\033[31mERROR"));
 }
 

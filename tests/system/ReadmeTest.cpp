@@ -20,8 +20,8 @@ TEST(ReadmeTest, TheTourDoesWhatItSays)
     writeFile("/tmp/tour.sh", shellLines(page, "## A tour") + "kill %1\n");
     ChildProcess tour({"/bin/bash", "-m", "/tmp/tour.sh"});
     tour.wait();
-    for (const char* said : {"save day: OK", "* night", "start day: OK", "weekday"})
-        EXPECT_THAT(tour.output(), HasSubstr(said)); // the mark: it starts at boot
+    for (const char* text : {"save day: OK", "* night", "start day: OK", "weekday"})
+        EXPECT_THAT(tour.output(), HasSubstr(text)); // "*": it starts at boot
     EXPECT_THAT(tour.errors(), HasSubstr("No Such Name"));
     EXPECT_EQ("", readFile("/data/cfg/weekday"));
     EXPECT_NE("", readFile("/data/cfg/night"));

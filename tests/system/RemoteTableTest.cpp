@@ -17,7 +17,7 @@ protected:
     RemoteTableTest() { mDevice.start("DevManager"); }
 
     Device mDevice;
-    AskingHolder mHolder;
+    RequestingHolder mHolder;
 };
 
 TEST_F(RemoteTableTest, CellsAreReadAndWrittenFromAnotherProcess)

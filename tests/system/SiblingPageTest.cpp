@@ -1,7 +1,6 @@
 // What docs/sibling-daemon.md shows is run, and its daemon does what the page says.
 
 #include "Device.h"
-#include "MessageHeader.h"
 
 #include <cstdlib>
 #include <gmock/gmock.h>
@@ -14,11 +13,11 @@ constexpr char kFan[] = "/tmp/sockFan";
 class SiblingPageTest : public testing::Test
 {
 protected:
-    static int speedOf(AskingHolder& asking, const std::string& fan)
+    static int speedOf(RequestingHolder& holder, const std::string& fan)
     {
         int speed = 0;
         EXPECT_EQ(FC_OK,
-                  asking.requestGetIntParam(kFan, "FanDataSet", "Fans", "Speed", speed, fan));
+                  holder.requestGetIntParam(kFan, "FanDataSet", "Fans", "Speed", speed, fan));
         return speed;
     }
 };
@@ -41,21 +40,11 @@ TEST_F(SiblingPageTest, TheDaemonServesHearsAndKeepsItsSpeeds)
     auto fans = std::make_unique<ChildProcess>(std::vector<std::string>{"FanManager"});
     ASSERT_TRUE(device.log().waitFor("main: serving /tmp/sockFan"));
 
-    AskingHolder asking;
-    MessageHeader set;
-    MessageHeader answer;
-    std::string body = "<BODY>\n<DataSet ID=\"FanDataSet\" >\n<Component Name=\"Fans\" >\n"
-                       "<Row ID=\"left\" >\n<Item Name=\"Speed\" Value=\"900\" />\n</Row>\n"
-                       "</Component>\n</DataSet>\n</BODY>\n";
-    set.Type = "SET";
-    set.Size = static_cast<int>(body.size());
-    DataCommunicator& communicator = asking.getDataCommunicator();
-    EXPECT_EQ(FC_OK, communicator.sendRequest(kFan, set, body, answer, body, 10, 1));
-    EXPECT_EQ(FC_OK, answer.Fcode);
-    EXPECT_EQ(1200, speedOf(asking, "left")) << "before it is applied";
-    EXPECT_EQ(FC_OK, asking.requestCommand(kFan, "<Command ID=\"APPLY_SPEED\" >\n</Command>\n",
-                                           body, 10, 1));
-    EXPECT_EQ(900, speedOf(asking, "left"));
+    RequestingHolder holder;
+    EXPECT_EQ(FC_OK, holder.set(kFan, "FanDataSet", "Fans", "left", "Speed", "900"));
+    EXPECT_EQ(1200, speedOf(holder, "left")) << "before it is applied";
+    EXPECT_EQ(FC_OK, holder.command(kFan, "APPLY_SPEED"));
+    EXPECT_EQ(900, speedOf(holder, "left"));
 
     device.log().clear();
     device.cut("CfgManager"); // its list of subscribers goes with it
@@ -68,8 +57,8 @@ TEST_F(SiblingPageTest, TheDaemonServesHearsAndKeepsItsSpeeds)
     device.log().clear();
     fans = std::make_unique<ChildProcess>(std::vector<std::string>{"FanManager"});
     ASSERT_TRUE(device.log().waitFor("main: serving /tmp/sockFan"));
-    EXPECT_EQ(900, speedOf(asking, "left"));
-    EXPECT_EQ(1200, speedOf(asking, "right"));
+    EXPECT_EQ(900, speedOf(holder, "left"));
+    EXPECT_EQ(1200, speedOf(holder, "right"));
 }
 
 } // namespace

@@ -1,8 +1,6 @@
-// The sample siblings, asked over the wire as the manager and others ask them.
+// The sample siblings, through the messages that the manager and clients send them.
 
 #include "Device.h"
-#include "MessageCommand.h"
-#include "MessageHeader.h"
 #include "ScriptedPeer.h"
 
 #include <chrono>
@@ -20,43 +18,29 @@ constexpr char kDev[] = "/tmp/sockDev";
 class SiblingsTest : public testing::Test
 {
 protected:
-    Fcodes ask(const std::string& socket, const std::string& id, const std::string& parameter,
-               const std::string& value, int timeout = 10)
+    Fcodes store(const std::string& file)
     {
-        MessageCommand command;
-        command.setId(id);
-        command.addParam(parameter, value);
-        std::string text;
-        std::string response;
-        return asking.requestCommand(socket, command.toString(text), response, timeout, 1);
+        return holder.command(kChan, "STORE_CHANNELS", {{"File", file}});
     }
-    Fcodes store(const std::string& file) { return ask(kChan, "STORE_CHANNELS", "File", file); }
-    Fcodes load(const std::string& file) { return ask(kChan, "LOAD_CHANNELS", "File", file); }
+    Fcodes load(const std::string& file)
+    {
+        return holder.command(kChan, "LOAD_CHANNELS", {{"File", file}});
+    }
 
     std::string channel(const std::string& property)
     {
         std::string value = "?";
-        asking.requestGetTextParam(kChan, "ChannelDataSet", "ChannelTable", property, value, "1");
+        holder.requestGetTextParam(kChan, "ChannelDataSet", "ChannelTable", property, value, "1");
         return value;
     }
 
     Fcodes setChannel(const std::string& property, const std::string& value)
     {
-        MessageHeader request;
-        MessageHeader response;
-        request.Type = "SET";
-        std::string body =
-            "<BODY>\n<DataSet ID=\"ChannelDataSet\" >\n<Component Name=\"ChannelTable\" >\n"
-            "<Row ID=\"1\" >\n<Item Name=\"" +
-            property + "\" Value=\"" + value + "\" />\n</Row>\n</Component>\n</DataSet>\n</BODY>\n";
-        request.Size = static_cast<int>(body.size());
-        const Fcodes sent =
-            asking.getDataCommunicator().sendRequest(kChan, request, body, response, body, 10, 1);
-        return sent | response.Fcode;
+        return holder.set(kChan, "ChannelDataSet", "ChannelTable", "1", property, value);
     }
 
     Device device;
-    AskingHolder asking;
+    RequestingHolder holder;
 };
 
 TEST_F(SiblingsTest, ChannelsGoToAFileAndComeBack)
@@ -96,42 +80,35 @@ TEST_F(SiblingsTest, BadFilesAreRefusedAndTheChannelsStay)
         EXPECT_EQ("950000", channel("Frequency")) << content;
     }
     EXPECT_NE(FC_OK, store("/no/such/dir/set"));
-    EXPECT_EQ(FC_BODY_ERROR, ask(kChan, "STORE_CHANNELS", "Path", "/tmp/set"));
+    EXPECT_EQ(FC_BODY_ERROR, holder.command(kChan, "STORE_CHANNELS", {{"Path", "/tmp/set"}}));
 }
 
-TEST_F(SiblingsTest, SubscribersHearOfStoresLoadsAndZones)
+TEST_F(SiblingsTest, StoresLoadsAndZonesAreAnnouncedAndTheManagerFollowsTheZone)
 {
     device.start("ChanManager");
     device.start("DevManager", {"-z", "CET-1CEST"});
+    device.start("CfgManager");
+    EXPECT_TRUE(device.log().waitFor("init: setenv TZ=CET-1CEST"));
+    ASSERT_TRUE(device.log().waitFor("serve: LOAD_CHANNELS")); // the start at boot
     ScriptedPeer observer("/tmp/observer");
     for (const char* sibling : {kChan, kDev})
-        ASSERT_EQ(FC_OK, ask(sibling, "SUBSCRIBE", "SockName", "/tmp/observer"));
+        ASSERT_EQ(FC_OK, holder.command(sibling, "SUBSCRIBE", {{"SockName", "/tmp/observer"}}));
     ASSERT_EQ(FC_OK, store("/tmp/set"));
     EXPECT_THAT(observer.receiveText(), HasSubstr("Event ID=\"Channels Stored\""));
     ASSERT_EQ(FC_OK, load("/tmp/set"));
     EXPECT_THAT(observer.receiveText(), HasSubstr("Event ID=\"Channels Loaded\""));
     ASSERT_NE(FC_OK, load("/tmp/missing"));
-    ASSERT_EQ(FC_BAD_VALUE, ask(kDev, "SET_TIME_ZONE", "TZ", ""));
+    ASSERT_EQ(FC_BAD_VALUE, holder.command(kDev, "SET_TIME_ZONE", {{"TZ", ""}}));
     EXPECT_TRUE(observer.nothingCame());
 
     std::string zone;
-    asking.requestGetTextParam(kDev, "DeviceDataSet", "DateTimeTable", "TZ", zone, "");
+    holder.requestGetTextParam(kDev, "DeviceDataSet", "DateTimeTable", "TZ", zone, "");
     EXPECT_EQ("CET-1CEST", zone);
     ChildProcess setter({"DevManager", "--set-zone", "IST-5:30"});
     EXPECT_EQ(0, setter.wait()) << setter.errors();
     const std::string event = observer.receiveText();
     EXPECT_THAT(event, HasSubstr("Event ID=\"Date&Time Updated\""));
     EXPECT_THAT(event, HasSubstr("<Parameter Name=\"TZ\" Value=\"IST-5:30\" />"));
-}
-
-TEST_F(SiblingsTest, TheManagerFollowsTheDevicesZone)
-{
-    device.start("DevManager", {"-z", "CET-1CEST"});
-    device.start("ChanManager");
-    device.start("CfgManager");
-    EXPECT_TRUE(device.log().waitFor("init: setenv TZ=CET-1CEST"));
-    ASSERT_TRUE(device.log().waitFor("init: dataCommunicator started"));
-    ASSERT_EQ(FC_OK, ask(kDev, "SET_TIME_ZONE", "TZ", "IST-5:30"));
     EXPECT_TRUE(device.log().waitFor("doHandle: setenv TZ=IST-5:30"));
 }
 
@@ -143,11 +120,11 @@ TEST_F(SiblingsTest, ASimulatedChannelManagerRefusesDelaysOrHangs)
 
     device.start("ChanManager", {"--delay-ms", "300", "--socket", "/tmp/other"});
     const auto before = std::chrono::steady_clock::now();
-    EXPECT_EQ(FC_OK, ask("/tmp/other", "STORE_CHANNELS", "File", "/tmp/set"));
+    EXPECT_EQ(FC_OK, holder.command("/tmp/other", "STORE_CHANNELS", {{"File", "/tmp/set"}}));
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(300));
 
     device.start("ChanManager", {"--silent"});
-    EXPECT_EQ(FC_COMM_ERROR, ask(kChan, "LOAD_CHANNELS", "File", "/tmp/set", 1));
+    EXPECT_EQ(FC_COMM_ERROR, holder.command(kChan, "LOAD_CHANNELS", {{"File", "/tmp/set"}}, 1));
 }
 
 } // namespace

@@ -61,7 +61,7 @@ TEST_F(CfgFilesTest, OrdinaryPathsStandInTheMoveCommandAsTheyAre)
 
 TEST_F(CfgFilesTest, WhatTheShellWouldActOnReachesTheMoveAsItIs)
 {
-    ASSERT_EQ(0, chdir("/data")); // where a command that ran would leave its mark
+    ASSERT_EQ(0, chdir("/data")); // where an injected command would leave its file
     for (const std::string name :
          {"a b", "$(touch ran)", "`touch ran`", "a;b", "a&b|c", "*", "a[b]?", "{a,b}", "it's",
           "a\\b\\", "$HOME", "<in>out", "-rf", "(a)", "~", "#a", "!a", "a=b", "\\$(touch ran)"}) {
