@@ -18,16 +18,21 @@ constexpr char kReference[] =
     "<Value Index=\"0\" Text=\"Off\" /><Value Index=\"1\" Text=\"On\" /></Column></Columns>"
     "<Row ID=\"2\" ><Item Name=\"Limit\" Value=\"9\" /></Row></Table></DataSet>";
 
+/// Writing and reading may cost a cell of an enumeration whose definition is ambiguous: the second
+/// round costs no more.
 template <typename Unit>
 void checkWritten(Unit& unit)
 {
     std::string written;
-    if (hasMarkupInQuotes(unit.toString(written)))
-        return;
-    Unit second;
-    std::string again;
-    require(second.initFromString(written) == FC_OK, "what was accepted is read again", written);
-    require(second.toString(again) == written, "what is read again is written the same", written);
+    unit.toString(written);
+    for (int round = 1; round <= 2 && !hasMarkupInQuotes(written); ++round) {
+        Unit copy;
+        std::string again;
+        require(copy.initFromString(written) == FC_OK, "what was accepted is read again", written);
+        copy.toString(again);
+        require(round < 2 || again == written, "what is read again is written the same", written);
+        written = again;
+    }
 }
 
 void workOn(DataTable& table)
@@ -72,7 +77,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         checkWritten(table);
     workOn(table);
     DataObject object;
-    object.initFromString(text);
+    if (object.initFromString(text) == FC_OK)
+        checkWritten(object);
     DataColumn column;
     column.initFromString(text);
     DataItem(&column).initFromString(text);

@@ -35,6 +35,7 @@ int main(int argc, char** argv)
     if (std::getenv("SYSMGT_WORLD") == nullptr)
         enterWorld(argc, argv);
 
+    unsetenv("TZ"); // as on a device that has not been given a zone
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
