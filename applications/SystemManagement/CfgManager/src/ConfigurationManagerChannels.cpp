@@ -14,8 +14,7 @@ namespace
 
 constexpr char kUnit[] = "ConfigurationManager";
 
-/// How long the channel manager may take for an answer, in seconds, and how often a request is
-/// sent.
+/// How long the channel manager may take for an answer, in seconds, and how often it is asked.
 struct RetryPolicy {
     unsigned timeout;
     unsigned tries;
@@ -26,7 +25,7 @@ constexpr RetryPolicy kLoadDefault{200, 1};
 
 Fcodes requestChannels(DataHolder& holder, const std::string& command, RetryPolicy policy)
 {
-    std::string response; // unused: only the code of the answer counts
+    std::string response; // the channel manager says all it has to say in its code
     return holder.requestCommand(kChanSocket, command, response, policy.timeout, policy.tries);
 }
 

@@ -8,6 +8,7 @@
 #include <array>
 #include <fstream>
 #include <mutex>
+#include <set>
 
 namespace
 {
@@ -38,9 +39,13 @@ bool isReadable(const DataColumn& column)
            copy.isEqualTo(column);
 }
 
-bool isReadable(const DataItem& item, const DataTable& table)
+using Columns = std::set<const DataColumn*>;
+
+/// `columns` are the table's: a look-up by name for each cell would cost more than writing it.
+bool isReadable(const DataItem& item, const DataTable& table, const Columns& columns)
 {
-    const DataColumn* const column = table.getColumns(item.getId());
+    const DataColumn* const column =
+        columns.contains(item.getColumn()) ? item.getColumn() : table.getColumns(item.getId());
     if (column == nullptr || !isReadable(item.getStrVal()))
         return false;
     int index = 0;
@@ -51,10 +56,10 @@ bool isReadable(const DataItem& item, const DataTable& table)
     return item.getStrVal() == valueOfNewItem;
 }
 
-bool isReadable(const DataRow& row, const DataTable& table)
+bool isReadable(const DataRow& row, const DataTable& table, const Columns& columns)
 {
     for (auto it = row.getDataItemListBegin(); it != row.getDataItemListEnd(); ++it) {
-        if (isReadable(**it, table))
+        if (isReadable(**it, table, columns))
             continue;
         DBG_LOG(SEV_ERROR) << "store: Can't be read back: table=" << table.getId()
                            << " row=" << row.getId() << " item=" << (*it)->getId()
@@ -79,8 +84,9 @@ void logUnreadablePart(const DataTable& table)
                            << " column=" << (*it)->getName();
         return;
     }
+    const Columns columns(table.getColumnListBegin(), table.getColumnListEnd());
     for (auto row = table.getRowsBegin(); row != table.getRowsEnd(); ++row)
-        if (!isReadable(*row->second, table))
+        if (!isReadable(*row->second, table, columns))
             return;
 }
 
