@@ -12,3 +12,4 @@ void benchMemory(Session& session);    ///< How much memory does a catalogue tak
 void benchDatagrams(Session& session); ///< How long can one datagram keep the responder busy?
 void benchFinders(Session& session);   ///< Do the finders stay linear on the worst texts?
 void benchLog(Session& session);       ///< What does a log line cost that nobody reads?
+void benchTables(Session& session);    ///< Do tables stay linear in their rows?

@@ -23,7 +23,7 @@ struct Bench {
 constexpr Bench kBenches[] = {
     {"get", benchGet},         {"store", benchStore},   {"events", benchEvents},
     {"start", benchStart},     {"memory", benchMemory}, {"datagrams", benchDatagrams},
-    {"finders", benchFinders}, {"log", benchLog},
+    {"finders", benchFinders}, {"log", benchLog},       {"tables", benchTables},
 };
 
 /// To the last core that this process may use; its children stay there too.

@@ -1,0 +1,150 @@
+// Do tables stay linear? Ten times as many rows may take little more than ten times as long, and
+// the first row behind deleted ones is found as fast as one that stands in front.
+
+#include "DataSet.h"
+#include "DbgPrintClient.h"
+#include "Session.h"
+#include "benches.h"
+
+#include <ctime>
+#include <string>
+
+namespace
+{
+
+constexpr int kFew = 2'000;
+constexpr int kMany = 10 * kFew;
+constexpr int kNothing = 5; // the log level
+
+/// The processor time of this thread: what else the machine does falls on neither side.
+class CpuWatch
+{
+public:
+    double seconds() const { return now() - mStart; }
+
+private:
+    static double now()
+    {
+        timespec time{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+    }
+
+    double mStart = now();
+};
+
+/// A table of ten integer columns.
+void addColumns(DataTable& table)
+{
+    for (int i = 0; i < 10; ++i) {
+        auto* const column = new DataColumn;
+        column->init("column" + std::to_string(i), DataColumn::RW, DataColumn::INT);
+        table.addColumns(column->getName(), column);
+    }
+}
+
+void addRows(DataTable& table, int rows)
+{
+    addColumns(table);
+    while (rows-- > 0)
+        table.appendNewRow();
+    table.acceptChanges();
+}
+
+double secondsToAdd(int rows)
+{
+    DataTable table;
+    addColumns(table);
+    const CpuWatch watch;
+    while (rows-- > 0)
+        table.newRow();
+    return watch.seconds();
+}
+
+double secondsToRead(int rows)
+{
+    DataTable table;
+    addRows(table, rows);
+    std::string text;
+    table.toString(text);
+    DataTable copy;
+    const CpuWatch watch;
+    copy.initFromString(text);
+    return watch.seconds();
+}
+
+double secondsToWrite(int rows)
+{
+    DataTable table;
+    addRows(table, rows);
+    std::string text;
+    table.toString(text); // makes the allocator tidy up after earlier tables
+    const CpuWatch watch;
+    table.toString(text);
+    return watch.seconds();
+}
+
+double secondsToStore(int rows)
+{
+    DataSet set("Set");
+    auto* const table = new DataTable("Table");
+    addRows(*table, rows);
+    set.addTable("Table", table);
+    set.store("/data/table_bench.xml"); // as above
+    const CpuWatch watch;
+    set.store("/data/table_bench.xml");
+    return watch.seconds();
+}
+
+double secondsToDeleteHalf(int rows)
+{
+    DataTable table;
+    addRows(table, rows);
+    const CpuWatch watch;
+    for (int id = rows / 2; id <= rows; ++id)
+        table.deleteRow(id);
+    table.acceptChanges();
+    return watch.seconds();
+}
+
+double secondsToFindFirst(const Session& session, const DataTable& table)
+{
+    return session.secondsEach(1000, [&table] { table.getFirstRowIndex(); });
+}
+
+void benchFirstRow(Session& session)
+{
+    DataTable kept;
+    DataTable deleted;
+    addRows(kept, kMany);
+    addRows(deleted, kMany);
+    for (int id = 1; id < kMany; ++id)
+        deleted.deleteRow(id);
+    const auto medians =
+        session.interleave(101, {[&] { return secondsToFindFirst(session, deleted); },
+                                 [&] { return secondsToFindFirst(session, kept); }});
+    session.report({"first row behind 19,999 deleted ones", medians[0], "first row of 20,000 kept",
+                    medians[1], 10, "5"});
+}
+
+} // namespace
+
+void benchTables(Session& session)
+{
+    gDbgLevel = kNothing;
+    const struct {
+        const char* name;
+        double (*seconds)(int rows);
+    } operations[] = {{"added", secondsToAdd},
+                      {"read from text", secondsToRead},
+                      {"written as text", secondsToWrite},
+                      {"stored in memory", secondsToStore},
+                      {"half of them deleted", secondsToDeleteHalf}};
+    for (const auto& [name, seconds] : operations) {
+        const auto medians = session.interleave(
+            15, {[&] { return seconds(kMany); }, [&] { return 10 * seconds(kFew); }});
+        session.report({"20,000 rows of 10 cells " + std::string(name), medians[0],
+                        "10 x 2,000 rows", medians[1], 4, "5"});
+    }
+    benchFirstRow(session);
+}
