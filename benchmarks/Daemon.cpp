@@ -125,7 +125,7 @@ Daemon::Daemon(const std::string& level) : mAddress(addressOf(kCfgSocket))
     }
     RawSocket client("/tmp/sockBenchStart");
     PreparedMessage greeting = getItem(rowName(0));
-    ask(client, mAddress, greeting);
+    request(client, mAddress, greeting);
     mStartSeconds = watch.seconds();
 }
 
@@ -195,7 +195,7 @@ PreparedMessage command(const std::string& id)
 void expectItem(RawSocket& client, const Daemon& daemon, const std::string& row)
 {
     PreparedMessage get = getItem(row);
-    if (ask(client, daemon.address(), get).find("Evening line-up") == std::string_view::npos)
+    if (request(client, daemon.address(), get).find("Evening line-up") == std::string_view::npos)
         giveUp("the daemon does not know " + row);
 }
 

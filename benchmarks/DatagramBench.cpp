@@ -70,7 +70,7 @@ double busySeconds(const Session& session, const Daemon& daemon, const std::stri
         const double before = daemon.cpuSeconds();
         if (attacked)
             attacker.send(daemon.address(), text);
-        ask(client, daemon.address(), get);
+        request(client, daemon.address(), get);
         attacker.drain();
         return daemon.cpuSeconds() - before;
     };

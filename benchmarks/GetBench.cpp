@@ -12,7 +12,7 @@ void benchGet(Session& session)
 
     const RawPeer peer("/tmp/sockBenchPeer", 330);
     const sockaddr_un peerAddress = addressOf("/tmp/sockBenchPeer");
-    const std::string request(270, 'r');
+    const std::string payload(270, 'r');
 
     DataDirectory data;
     data.select(100);
@@ -26,18 +26,21 @@ void benchGet(Session& session)
     PreparedMessage getLarge = getItem(rowName(5000));
 
     const auto roundTrip = [&] {
-        client.send(peerAddress, request);
+        client.send(peerAddress, payload);
         client.receive();
     };
-    const auto medians = session.interleave(
-        kRounds,
-        {[&] { return session.secondsEach(kCount, roundTrip); },
-         [&] {
-             return session.secondsEach(kCount, [&] { ask(client, small.address(), getSmall); });
-         },
-         [&] {
-             return session.secondsEach(kCount, [&] { ask(client, large.address(), getLarge); });
-         }});
+    const auto medians =
+        session.interleave(kRounds, {[&] { return session.secondsEach(kCount, roundTrip); },
+                                     [&] {
+                                         return session.secondsEach(kCount, [&] {
+                                             request(client, small.address(), getSmall);
+                                         });
+                                     },
+                                     [&] {
+                                         return session.secondsEach(kCount, [&] {
+                                             request(client, large.address(), getLarge);
+                                         });
+                                     }});
     session.report(
         {"GET of one item, 100 rows", medians[1], "raw round trip", medians[0], 1.4, "2"});
     session.report(

@@ -53,8 +53,8 @@ void measureDaemon(Session& session, const std::string& pipe, double goal)
     PreparedMessage logNothing = command("StopDbgPrint");
     PreparedMessage get = getItem(rowName(42));
     const auto getAfter = [&](PreparedMessage& level) {
-        ask(client, daemon.address(), level);
-        return session.secondsEach(30, [&] { ask(client, daemon.address(), get); });
+        request(client, daemon.address(), level);
+        return session.secondsEach(30, [&] { request(client, daemon.address(), get); });
     };
     const auto medians = session.interleave(
         501, {[&] { return getAfter(logAll); }, [&] { return getAfter(logNothing); }});

@@ -23,7 +23,7 @@ Footprint footprint(DataDirectory& data, int rows)
     RawSocket client("/tmp/sockBenchClient");
     PreparedMessage store = setAutoStart(rowName(1));
     forgetPeak(daemon.pid());
-    ask(client, daemon.address(), store);
+    request(client, daemon.address(), store);
     return {loaded, memoryOf(daemon.pid()).peak};
 }
 

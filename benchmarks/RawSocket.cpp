@@ -132,7 +132,7 @@ bool PreparedMessage::isAnsweredBy(std::string_view text) const
            std::memcmp(text.data() + kIdAt, mText.data() + kIdAt, kIdWidth) == 0;
 }
 
-std::string_view ask(RawSocket& client, const sockaddr_un& peer, PreparedMessage& message)
+std::string_view request(RawSocket& client, const sockaddr_un& peer, PreparedMessage& message)
 {
     client.send(peer, message.next());
     const std::string_view answer = client.receive();

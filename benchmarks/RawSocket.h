@@ -68,6 +68,6 @@ private:
 };
 
 /// One round trip, whose answer is checked for its identifier and returned.
-std::string_view ask(RawSocket& client, const sockaddr_un& peer, PreparedMessage& message);
+std::string_view request(RawSocket& client, const sockaddr_un& peer, PreparedMessage& message);
 
 [[noreturn]] void giveUp(const std::string& why);

@@ -23,7 +23,7 @@ void measure(Session& session, DataDirectory& data, const std::string& place, in
     bool odd = false; // each store changes the file
     const auto store = [&] {
         odd = !odd;
-        if (ask(client, daemon.address(), commands[odd]).find("\"10000\"") ==
+        if (request(client, daemon.address(), commands[odd]).find("\"10000\"") ==
             std::string_view::npos)
             giveUp("the daemon does not store");
     };

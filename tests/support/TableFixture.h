@@ -1,7 +1,7 @@
 #pragma once
 
-// The words in which the table model's tests are written: columns in one line, the sample table,
-// and what has been logged since the last look.
+// What the tests of the table model share: a column in one line, a sample table, and a look at what
+// has been logged.
 
 #include "DataTable.h"
 #include "LogCapture.h"
@@ -22,6 +22,14 @@ inline DataColumn* column(const std::string& name, int type, int defVal = 0,
     return made;
 }
 
+/// The text of a column, row, table, object or data set.
+template <typename Unit>
+std::string textOf(Unit& unit)
+{
+    std::string out = "old";
+    return unit.toString(out);
+}
+
 class TableFixture : public testing::Test
 {
 protected:
@@ -36,7 +44,6 @@ protected:
         return *table.getRows(row)->getDataItem(name);
     }
 
-    /// Rows with these ids, all clean.
     void addCleanRows(const std::vector<int>& ids)
     {
         for (const int id : ids)
@@ -54,7 +61,7 @@ protected:
 
     void expectLogged(const std::vector<std::string>& entries)
     {
-        EXPECT_EQ(log.entries(), entries);
+        EXPECT_EQ(entries, log.entries());
         log.clear();
     }
 

@@ -93,7 +93,7 @@ std::string configurationPath(std::string_view name)
     return std::string(kCfgDir).append("/").append(name);
 }
 
-bool liesInCfgDir(std::string_view path)
+bool isInCfgDir(std::string_view path)
 {
     const std::string directory = configurationPath("");
     if (!path.starts_with(directory) || isCatalogue(path))
@@ -104,7 +104,7 @@ bool liesInCfgDir(std::string_view path)
 
 bool removeConfigurationFile(const std::string& path)
 {
-    if (!liesInCfgDir(path)) {
+    if (!isInCfgDir(path)) {
         errno = EPERM;
         return false;
     }

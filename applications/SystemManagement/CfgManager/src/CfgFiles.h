@@ -17,11 +17,11 @@ std::string configurationPath(std::string_view name);
 
 /// True when `path` names something directly in the configuration directory that is neither of the
 /// catalogue files. Wider than the rule for names: files that were dropped in by hand count too.
-bool liesInCfgDir(std::string_view path);
+bool isInCfgDir(std::string_view path);
 
 /// Deletes the file, or the empty directory, of a configuration; false, with errno, when that
-/// fails. A path that does not lie in the configuration directory is refused with EPERM, whatever
-/// the catalogue says.
+/// fails. A path outside the configuration directory is refused with EPERM: the path comes from
+/// the catalogue, which peers can write.
 bool removeConfigurationFile(const std::string& path);
 
 /// True when anything stands at `path`, a dangling link included.

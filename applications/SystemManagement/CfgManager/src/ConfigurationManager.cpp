@@ -327,7 +327,7 @@ Fcodes ConfigurationManager::moveConfiguration(const std::string& name, const st
     const FileMove move = renameMove(file, newName);
     std::time_t modified = 0;
     bool moved = false;
-    if (liesInCfgDir(file)) {
+    if (isInCfgDir(file)) {
         DBG_LOG(SEV_INFO) << "renameConfiguration: command=" << move.command;
         moved = move.run(modified);
     }

@@ -54,14 +54,14 @@ public:
 
     // The commands. Each takes the whole text of its command element. Results common to all:
     // FC_BODY_ERROR for a text that is no command; the store's codes where the catalogue lacks the
-    // component or a property. A refusal changes nothing, unless its command says otherwise. The
-    // catalogue is on disk when the command returns.
+    // component or a property. A refusal changes nothing, unless its command says otherwise. What
+    // a command has changed in the catalogue is on disk when it returns, but for START_CFG.
 
     /// SAVE_CFG: "Name", "Description" (a blank when missing), "AutoStart" ("true" or anything).
     /// Replaces the file and row of that name and has the channel manager write the file anew.
     /// FC_BODY_ERROR without a name, FC_BAD_VALUE for one that is empty or forbidden. A failure of
     /// the channel manager is the result (FC_COMM_ERROR when it has not answered in 30 seconds);
-    /// the row is then there, without a time. Event "Configuration Added" when it says OK, with
+    /// the row is then there, without a time. Event "Configuration Added" when it answers OK, with
     /// FC_BAD_VALUE, as the result, when the file is missing all the same.
     Fcodes addConfiguration(const std::string& command);
 
@@ -108,7 +108,7 @@ public:
     void scanForCfgs();
 
     /// Starts the configuration marked for it; without one, or when that fails, the channel manager
-    /// is told to load its default channels, and has 200 seconds to answer.
+    /// is asked to load its default channels, and has 200 seconds to answer.
     void startAutoCfg();
 
     /// The path of the file of a new configuration; FC_BAD_VALUE, and `file` untouched, for an

@@ -14,7 +14,8 @@ namespace
 
 constexpr char kUnit[] = "ConfigurationManager";
 
-/// How long the channel manager may take for an answer, in seconds, and how often it is asked.
+/// How long the channel manager may take for an answer, in seconds, and how often a request is
+/// sent.
 struct RetryPolicy {
     unsigned timeout;
     unsigned tries;
@@ -25,7 +26,7 @@ constexpr RetryPolicy kLoadDefault{200, 1};
 
 Fcodes requestChannels(DataHolder& holder, const std::string& command, RetryPolicy policy)
 {
-    std::string response; // the channel manager says all it has to say in its code
+    std::string response; // unused: only the code of the answer counts
     return holder.requestCommand(kChanSocket, command, response, policy.timeout, policy.tries);
 }
 

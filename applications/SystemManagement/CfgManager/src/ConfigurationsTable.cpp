@@ -19,7 +19,7 @@ constexpr char kNoKey[] = ""; // a component's single instance
 
 void ConfigurationsTable::load()
 {
-    // A catalogue of the older format says that the files are of that format too.
+    // Beside a catalogue of the older format the configurations are of that format too.
     if (access(kLegacyCatalogue.c_str(), F_OK) == 0)
         std::ignore = std::system((std::string("rm -rf ") + kCfgDir + "/*").c_str());
 
