@@ -125,8 +125,8 @@ TEST_F(DataSetsParamsTest, EachFailureHasItsLine)
     std::string text;
     bool truth = false;
     DataSets& s = store;
-    const auto told = [this](Fcodes wanted, Fcodes result, const std::string& start,
-                             const std::string& end) {
+    const auto expect = [this](Fcodes wanted, Fcodes result, const std::string& start,
+                               const std::string& end) {
         EXPECT_EQ(wanted, result) << start << end;
         EXPECT_EQ(Lines{start + ": dataset=D comp=C param=" + end}, logged());
     };
@@ -134,33 +134,33 @@ TEST_F(DataSetsParamsTest, EachFailureHasItsLine)
     const Fcodes type = FC_WRONG_TYPE;
     const std::string wrong = " wrong expected type:";
     // clang-format off
-    told(none, s.getIntParam("D", "C", "X", n, 3), "WARN getIntParam", "X ind=3 No such name.");
-    told(none, s.getTextParam("D", "C", "X", text, "k"), "WARN getTextParam", "X ind=k No such name.");
-    told(type, s.getIntParam("D", "C", "Text", n, "k"), "ERROR getIntParam", "Text ind=k wrong type.");
-    told(type, s.getNewBoolParam("D", "C", "Text", truth, "k"), "ERROR getBoolParam", "Text ind=k wrong type.");
+    expect(none, s.getIntParam("D", "C", "X", n, 3), "WARN getIntParam", "X ind=3 No such name.");
+    expect(none, s.getTextParam("D", "C", "X", text, "k"), "WARN getTextParam", "X ind=k No such name.");
+    expect(type, s.getIntParam("D", "C", "Text", n, "k"), "ERROR getIntParam", "Text ind=k wrong type.");
+    expect(type, s.getNewBoolParam("D", "C", "Text", truth, "k"), "ERROR getBoolParam", "Text ind=k wrong type.");
     s.touchDataSet("D");
-    told(type, s.getNewBoolParam("D", "C", "Text", truth, "k"), "ERROR getNewBoolParam", "Text ind=k wrong type.");
+    expect(type, s.getNewBoolParam("D", "C", "Text", truth, "k"), "ERROR getNewBoolParam", "Text ind=k wrong type.");
 
-    told(none, s.setIntParam("D", "C", "X", 5, "k"), "ERROR setIntParam", "X val=5 No such name.");
-    told(none, s.setTextParam("D", "C", "X", "v", 3), "ERROR setTextParam", "X val=v ind=3 No such name.");
-    told(none, s.setTextParam("D", "C", "X", "v", "k"), "ERROR setTextParam", "X val=v No such name.");
-    told(none, s.initTextParam("D", "C", "X", "v", 3), "ERROR initTextParam", "X val=v ind=3 No such name.");
-    told(none, s.initTextParam("D", "C", "X", "v", "k"), "ERROR initTextParam", "X val=v No such name.");
-    told(none, s.initBoolParam("D", "C", "X", false, "k"), "ERROR initBoolParam", "X val=0 No such name.");
+    expect(none, s.setIntParam("D", "C", "X", 5, "k"), "ERROR setIntParam", "X val=5 No such name.");
+    expect(none, s.setTextParam("D", "C", "X", "v", 3), "ERROR setTextParam", "X val=v ind=3 No such name.");
+    expect(none, s.setTextParam("D", "C", "X", "v", "k"), "ERROR setTextParam", "X val=v No such name.");
+    expect(none, s.initTextParam("D", "C", "X", "v", 3), "ERROR initTextParam", "X val=v ind=3 No such name.");
+    expect(none, s.initTextParam("D", "C", "X", "v", "k"), "ERROR initTextParam", "X val=v No such name.");
+    expect(none, s.initBoolParam("D", "C", "X", false, "k"), "ERROR initBoolParam", "X val=0 No such name.");
 
-    told(FC_BAD_VALUE, s.setIntParam("D", "C", "Enum", 4, "k"), "ERROR setIntParam", "Enum val=4 absent in enum");
-    told(FC_BAD_VALUE, s.initTextParam("D", "C", "Enum", "x", "k"), "ERROR initTextParam", "Enum val=x absent in enum");
-    told(type, s.initBoolParam("D", "C", "Truth", false, "k"), "ERROR initBoolParam", "Truth val=0" + wrong + "null");
-    told(type, s.setIntParam("D", "C", "Bool", 1, "k"), "ERROR setIntParam", "Bool val=1" + wrong + "\"boolean\"");
-    told(type, s.setBoolParam("D", "C", "Real", true, "k"), "ERROR setBoolParam", "Real val=1" + wrong + "\"boolean\"");
-    told(type, s.setBoolParam("D", "C", "Text", true, "k"), "ERROR setBoolParam", "Text val=1" + wrong + "\"string\"");
-    told(type, s.setTextParam("D", "C", "Free", "1", "k"), "ERROR setTextParam", "Free val=1" + wrong + "null");
-    told(type, s.initIntParam("D", "C", "Stale", 1, "k"), "ERROR initIntParam", "Stale val=1" + wrong + "\"integer\"");
+    expect(FC_BAD_VALUE, s.setIntParam("D", "C", "Enum", 4, "k"), "ERROR setIntParam", "Enum val=4 absent in enum");
+    expect(FC_BAD_VALUE, s.initTextParam("D", "C", "Enum", "x", "k"), "ERROR initTextParam", "Enum val=x absent in enum");
+    expect(type, s.initBoolParam("D", "C", "Truth", false, "k"), "ERROR initBoolParam", "Truth val=0" + wrong + "null");
+    expect(type, s.setIntParam("D", "C", "Bool", 1, "k"), "ERROR setIntParam", "Bool val=1" + wrong + "\"boolean\"");
+    expect(type, s.setBoolParam("D", "C", "Real", true, "k"), "ERROR setBoolParam", "Real val=1" + wrong + "\"boolean\"");
+    expect(type, s.setBoolParam("D", "C", "Text", true, "k"), "ERROR setBoolParam", "Text val=1" + wrong + "\"string\"");
+    expect(type, s.setTextParam("D", "C", "Free", "1", "k"), "ERROR setTextParam", "Free val=1" + wrong + "null");
+    expect(type, s.initIntParam("D", "C", "Stale", 1, "k"), "ERROR initIntParam", "Stale val=1" + wrong + "\"integer\"");
 
     s.setTextParam("D", "C", "Int", "0x1F", "k"); // only init tells what it converted
-    told(FC_OK, s.initTextParam("D", "C", "Int", "0x1F", "k"), "WARN initTextParam", "Int val=0x1F set as int=31");
-    told(FC_OK, s.initTextParam("D", "C", "Bool", "true", "k"), "WARN initTextParam", "Bool val=true set as bool=1");
-    told(FC_OK, s.initTextParam("D", "C", "Int", "x", "k"), "WARN initTextParam", "Int val=x set as int=0");
+    expect(FC_OK, s.initTextParam("D", "C", "Int", "0x1F", "k"), "WARN initTextParam", "Int val=0x1F set as int=31");
+    expect(FC_OK, s.initTextParam("D", "C", "Bool", "true", "k"), "WARN initTextParam", "Bool val=true set as bool=1");
+    expect(FC_OK, s.initTextParam("D", "C", "Int", "x", "k"), "WARN initTextParam", "Int val=x set as int=0");
     // clang-format on
 }
 

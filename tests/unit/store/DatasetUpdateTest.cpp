@@ -1,7 +1,5 @@
 #include "StoreFixture.h"
 
-#include <ctime>
-
 namespace
 {
 
@@ -218,25 +216,6 @@ TEST_F(DatasetUpdateTest, AComponentOfAWrongShapeDoesNotStopTheOthers)
     load("{'A': " + wanted + ", 'B': " + wanted + ", 'C': " + wanted + "}", "R");
     EXPECT_EQ(FC_WRONG_TYPE, store.updateDataSet("D", "R", false, true, true));
     EXPECT_EQ(json("{'A': 5, 'B': {'properties': 'none'}, 'C': " + wanted + "}"), committed());
-}
-
-TEST_F(DatasetUpdateTest, TheTimeGrowsWithTheNumberOfRowsAndNotWithItsSquare)
-{
-    gDbgLevel = 5;
-    const auto timeOf = [this](int rows) {
-        std::string src = "{'C': {'properties': {'x': {}}, 'instances': {";
-        for (int row = 0; row < rows; ++row)
-            src += "'row" + std::to_string(row) + "': {'x': 1},";
-        src.back() = '}';
-        load(src + "}}");
-        load("{'C': {'properties': {'n': {}}}}", "R");
-        const std::clock_t start = std::clock();
-        EXPECT_EQ(FC_OK, store.updateDataSet("D", "R", false, true, false));
-        return std::clock() - start;
-    };
-    timeOf(2000);
-    const std::clock_t small = timeOf(2000);
-    EXPECT_LT(timeOf(20000), 50 * small);
 }
 
 } // namespace
