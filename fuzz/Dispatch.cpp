@@ -96,5 +96,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
             "the header of the answer can be read", text);
     holder.commit();
     holder.acceptChanges();
+
+    DataCommunicator withoutHolder;
+    withoutHolder.treatMsg(header, body, responseHeader, responseBody);
+    withoutHolder.treatEventMsg(header, body);
     return 0;
 }
