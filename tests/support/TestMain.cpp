@@ -1,9 +1,11 @@
 // Entry of every test binary: it moves into a private world before anything else, so that tests use
 // the suite's fixed paths and never meet the machine or each other.
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
@@ -18,6 +20,18 @@ void enterWorld(int argc, char** argv)
     execv(command[0], command.data());
     std::perror(SYSMGT_WORLD_SCRIPT);
     std::exit(1);
+}
+
+const pid_t testProcess = getpid();
+bool testsReturned = false;
+
+/// A communicator that cannot bind ends its process with status 0; here that is a test that failed.
+void refuseEarlyEnd()
+{
+    if (testsReturned || getpid() != testProcess) // a death test's child ends as it likes
+        return;
+    std::fputs("the process ended before its tests did\n", stderr);
+    _exit(1);
 }
 
 } // namespace
@@ -36,6 +50,13 @@ int main(int argc, char** argv)
         enterWorld(argc, argv);
 
     unsetenv("TZ"); // as on a device that has not been given a zone
+    // The child of a "threadsafe" death test is this program, started anew.
+    if (std::none_of(argv + 1, argv + argc, [](std::string_view argument) {
+            return argument.starts_with("--gtest_internal_run_death_test");
+        }))
+        std::atexit(refuseEarlyEnd);
     testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
+    const int result = RUN_ALL_TESTS();
+    testsReturned = true;
+    return result;
 }
