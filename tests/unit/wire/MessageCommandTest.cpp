@@ -22,6 +22,11 @@ TEST(MessageCommandTest, ACommandIsPrintedAsItWasRead)
     command.getParamsBegin()->second = "changed";
     EXPECT_TRUE(command.getParam("SockName", out));
     EXPECT_EQ("changed", out);
+    command.addParam("Zone", "UTC");
+    command.removeParam("SockName");
+    EXPECT_EQ("Zone", command.getParamsBegin()->first);
+    command.cleanUpRelations();
+    EXPECT_EQ(command.getParamsEnd(), command.getParamsBegin());
 }
 
 TEST(MessageCommandTest, WithoutAnIdNothingIsRead)
