@@ -19,6 +19,8 @@ using testing::MatchesRegex;
 
 constexpr char kUnit[] = "SomeUnit";
 
+// Each case needs a process of its own, as ctest gives it one: there is one client in a process.
+
 TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
 {
     LogCapture log;
@@ -119,7 +121,6 @@ TEST(DbgPrintClientTest, FullPipeLosesLinesWithoutWaiting)
 TEST(DbgPrintClientTest, MissingFifoIsReportedOnceAndClosesEveryLine)
 {
     testing::internal::CaptureStdout();
-    setTaskName(currentTaskId(), "tMain");
     int evaluated = 0;
     DBG_LOG(SEV_FATAL) << ++evaluated;
     EXPECT_EQ("DbgPrintClient: Couldn't open a fifo /tmp/sockDbg errno=2\n",
