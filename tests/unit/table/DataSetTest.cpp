@@ -111,6 +111,9 @@ TEST_F(DataSetTest, StoreLogsWhatCannotBeWrittenOrReadBackAndIsNoError)
     addTable("F", "").getColumn()->setType(DataColumn::ENUM); // as a new item of this column
     addTable("G", "a>b").getColumn()->addValue(2, "<On>");    // the first of each table
     addTable("H>", "a>b");
+    addTable("I", "<Row 1, <Columns 2");
+    addTable("J", "<Row 1").getColumn()->addValue(2, "<Row 1");
+    addTable("K<Row ", "");
     set.setVersion("1\"");
     log.clear();
     EXPECT_EQ(FC_OK, set.store(kFile));
@@ -120,7 +123,9 @@ TEST_F(DataSetTest, StoreLogsWhatCannotBeWrittenOrReadBackAndIsNoError)
                   error + "table=C row=1 item=Speed value=\"",
                   error + "table=D row=1 item=Foreign value=",
                   error + "table=E row=1 item=Speed value=On", error + "table=G column=Speed",
-                  error + "table=H>", "INFO DataSet:store: stored in file=/data/sensors.xml",
+                  error + "table=H>", error + "table=I row=1 item=Speed value=<Row 1, <Columns 2",
+                  error + "table=J column=Speed", error + "table=K<Row ",
+                  "INFO DataSet:store: stored in file=/data/sensors.xml",
                   "ERROR DataSet:store: Couldn't write file=/data/none/file errno=2",
                   "INFO DataSet:store: stored in file=/data/none/file"});
 }

@@ -303,8 +303,8 @@ TEST_F(DataTableTest, TextMayNotAddFarMoreCellsThanItHolds)
         columns +=
             "<Column Name=\"" + std::to_string(i) + "\" Access=\"RW\" Type=\"int\" Value=\"1\" />";
     columns += "</Columns>";
-    DataTable large; // more cells than a short text may add, had these rows any
-    for (int i = 0; i < 1200; ++i)
+    DataTable large; // 1,300,000 cells, had these rows any: more than this text may add
+    for (int i = 0; i < 1300; ++i)
         large.appendNewRow();
     EXPECT_EQ(FC_OK, large.initFromString(columns + "<Row ID=\"5000\" />"));
 

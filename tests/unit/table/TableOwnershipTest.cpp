@@ -107,6 +107,19 @@ TEST_F(TableOwnershipTest, WhatIsAddedElsewhereLeavesWhereItWas)
     EXPECT_EQ(other.getTableListEnd(), other.getTableListBegin());
 }
 
+TEST_F(TableOwnershipTest, ReplacedColumnThatAnotherTableHasStaysThatTables)
+{
+    DataTable first("first");
+    DataObject second("second");
+    auto* shared = column("a", DataColumn::INT);
+    first.addColumns("a", shared);
+    second.addParameter("a", shared);
+    EXPECT_EQ(nullptr, first.replaceColumn("a", column("a", DataColumn::STR)));
+    EXPECT_EQ(shared, second.getParameter("a"));
+    const std::unique_ptr<DataColumn> last(second.replaceParameter("a", nullptr));
+    EXPECT_EQ(shared, last.get());
+}
+
 TEST_F(TableOwnershipTest, ColumnLivesAsLongAsAnItemThatIsOlderThanItsOwner)
 {
     auto* made = column("a", DataColumn::INT, 3);

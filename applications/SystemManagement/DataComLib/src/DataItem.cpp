@@ -52,7 +52,7 @@ Fcodes DataItem::untouch()
     return FC_OK;
 }
 
-DataItem* DataItem::clone() const { return new DataItem(*this); }
+DataItem* DataItem::clone() { return new DataItem(*this); }
 
 Fcodes DataItem::init(DataColumn* column)
 {

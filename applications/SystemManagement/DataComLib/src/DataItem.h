@@ -41,7 +41,7 @@ public:
     virtual Fcodes untouch();
 
     /// A copy made by the copy constructor; the caller owns it.
-    virtual DataItem* clone() const;
+    virtual DataItem* clone();
 
     /// The committed values. The text is valid until the item is changed or freed.
     virtual int getIntVal() const { return mIntVal; }

@@ -28,15 +28,26 @@ std::string readAll(std::istream& file)
     return text;
 }
 
-/// An attribute ends at the first quote, an element at the first ">".
-bool isReadable(const std::string& text) { return text.find_first_of("\">") == npos; }
+/// An attribute ends at the first quote, an element at the first ">"; and a start tag with a blank
+/// is found before the bare "<Columns>" of a table, wherever it stands.
+bool isReadable(const std::string& text)
+{
+    return text.find_first_of("\">") == npos && text.find("<Columns ") == npos;
+}
+
+/// What stands before the rows of a table, or before a table, must not look like one.
+bool isReadableName(const std::string& text)
+{
+    return isReadable(text) && text.find("<Row ") == npos && text.find("<Table ") == npos;
+}
 
 bool isReadable(const DataColumn& column)
 {
     std::string text;
     DataColumn copy;
-    return isReadable(column.getName()) && copy.initFromString(column.toString(text)) == FC_OK &&
-           copy.isEqualTo(column);
+    return isReadableName(column.getName()) &&
+           copy.initFromString(column.toString(text)) == FC_OK && copy.isEqualTo(column) &&
+           text.find("<Row ") == npos && text.find("<Columns ") == npos;
 }
 
 using Columns = std::set<const DataColumn*>;
@@ -73,7 +84,7 @@ bool isReadable(const DataRow& row, const DataTable& table, const Columns& colum
 void logUnreadablePart(const DataTable& table)
 {
     const std::lock_guard guard(table);
-    if (!isReadable(table.getId())) {
+    if (!isReadableName(table.getId())) {
         DBG_LOG(SEV_ERROR) << "store: Can't be read back: table=" << table.getId();
         return;
     }
@@ -222,7 +233,7 @@ Fcodes DataSet::store(const std::string& file) const
     static std::mutex oneWriter;
     std::string text;
     toString(text);
-    if (!isReadable(mId) || !isReadable(mVersion))
+    if (!isReadableName(mId) || !isReadableName(mVersion))
         DBG_LOG(SEV_ERROR) << "store: Can't be read back: dataset=" << mId
                            << " version=" << mVersion;
     for (const auto& [name, entry] : mTables)

@@ -48,8 +48,9 @@ public:
     /// is logged. With null the old column only leaves, and its items stay.
     ///
     /// Returns the old column, which from then on is the caller's to free; null when there was
-    /// none. It must be kept for as long as an item points at it: after a replacement by null the
-    /// items of its rows do, and always items that were cloned or taken out of their row before.
+    /// none, or when another table or object still has it. It must be kept for as long as an item
+    /// points at it: after a replacement by null the items of the rows do, and always items that
+    /// were cloned, added under another name, or taken out before, alone or with their row.
     DataColumn* replaceColumn(const std::string& name, DataColumn* column);
 
     /// In column order; the names are the columns' own.

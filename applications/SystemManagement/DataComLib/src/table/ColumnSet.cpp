@@ -1,5 +1,6 @@
 #include "table/ColumnSet.h"
 
+#include <atomic>
 #include <utility>
 
 namespace
@@ -7,6 +8,7 @@ namespace
 
 /// Frees a column, unless a caller has become its owner.
 struct ColumnDeleter {
+    int sets = 0; // that hold the column; tables under different locks may share one
     bool callerOwns = false;
 
     void operator()(DataColumn* column) const
@@ -27,6 +29,13 @@ std::shared_ptr<DataColumn> shareOwnership(DataColumn* column)
     return shared;
 }
 
+/// Counts one set more or less that holds the column; how many there are now.
+int countSets(const std::shared_ptr<DataColumn>& column, int change)
+{
+    auto* const deleter = std::get_deleter<ColumnDeleter>(column);
+    return deleter == nullptr ? 0 : std::atomic_ref(deleter->sets).fetch_add(change) + change;
+}
+
 } // namespace
 
 void ColumnSet::add(const std::string& name, DataColumn* column)
@@ -34,6 +43,7 @@ void ColumnSet::add(const std::string& name, DataColumn* column)
     if (column == nullptr)
         return;
     auto shared = shareOwnership(column);
+    countSets(shared, 1);
     const auto old = take(name); // freed last: `name` may be its own
     mByName[name] = {std::move(shared), mList.insert(mList.end(), column)};
 }
@@ -44,6 +54,7 @@ std::shared_ptr<DataColumn> ColumnSet::take(const std::string& name)
     if (found == mByName.end())
         return nullptr;
     auto column = std::move(found->second.column);
+    countSets(column, -1);
     mList.erase(found->second.listPosition);
     mByName.erase(found);
     return column;
@@ -51,6 +62,8 @@ std::shared_ptr<DataColumn> ColumnSet::take(const std::string& name)
 
 DataColumn* ColumnSet::handOver(const std::shared_ptr<DataColumn>& column)
 {
+    if (countSets(column, 0) > 0)
+        return nullptr;
     if (auto* const deleter = std::get_deleter<ColumnDeleter>(column))
         deleter->callerOwns = true;
     return column.get();
@@ -58,6 +71,8 @@ DataColumn* ColumnSet::handOver(const std::shared_ptr<DataColumn>& column)
 
 void ColumnSet::clear()
 {
+    for (const auto& [name, entry] : mByName)
+        countSets(entry.column, -1);
     mList.clear();
     mByName.clear();
 }

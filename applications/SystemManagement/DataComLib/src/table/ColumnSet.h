@@ -23,6 +23,7 @@ public:
 
     ColumnSet(const ColumnSet&) = delete;
     ColumnSet& operator=(const ColumnSet&) = delete;
+    ~ColumnSet() { clear(); }
 
     /// Takes the column over, in place of one that has the name. Null is ignored.
     void add(const std::string& name, DataColumn* column);
@@ -30,8 +31,8 @@ public:
     /// Removes the column and returns the set's share in it; null when there is none.
     std::shared_ptr<DataColumn> take(const std::string& name);
 
-    /// Makes the caller the owner of a column that has been taken out; null for null. Items that
-    /// point at it no longer keep it alive.
+    /// Makes the caller the owner of a column that has been taken out; null for null, and for one
+    /// that another set still holds. Items that point at it no longer keep it alive.
     static DataColumn* handOver(const std::shared_ptr<DataColumn>& column);
 
     void clear();
