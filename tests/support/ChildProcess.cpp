@@ -2,8 +2,10 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <stdexcept>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -26,11 +28,7 @@ namespace
 }
 
 /// The whole file; the writer's position stays where it is.
-std::string contentOf(int fd)
-{
-    std::ifstream file("/proc/self/fd/" + std::to_string(fd));
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+std::string contentOf(int fd) { return readFile("/proc/self/fd/" + std::to_string(fd)); }
 
 } // namespace
 
@@ -43,6 +41,18 @@ bool eventually(const std::function<bool()>& condition)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void writeFile(const std::string& path, const std::string& content)
+{
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << content;
 }
 
 std::string binary(const std::string& name) { return std::string(SYSMGT_BIN_DIR) + "/" + name; }

@@ -17,6 +17,10 @@ constexpr std::chrono::seconds kLimit{30};
 /// Waits until `condition` holds; false when it does not within the limit.
 bool eventually(const std::function<bool()>& condition);
 
+/// Whole files; reading a missing one gives "", and writing makes the directory.
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& content);
+
 /// The path of a binary of this build.
 std::string binary(const std::string& name);
 

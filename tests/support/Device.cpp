@@ -6,9 +6,6 @@
 #include "wire/DatagramSocket.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <json/reader.h>
 #include <json/writer.h>
 #include <sstream>
@@ -17,8 +14,10 @@
 namespace
 {
 
-const std::map<std::string, std::string> kSockets = {
-    {"CfgManager", kCfgSocket}, {"ChanManager", kChanSocket}, {"DevManager", kDevSocket}};
+const std::map<std::string, std::string> kSockets = {{"CfgManager", kCfgSocket},
+                                                     {"ChanManager", kChanSocket},
+                                                     {"DevManager", kDevSocket},
+                                                     {"FanManager", "/tmp/sockFan"}};
 
 /// True when a datagram socket is bound to the path and takes messages.
 bool isServed(const std::string& path)
@@ -101,30 +100,12 @@ Fcodes RequestingHolder::set(const std::string& socket, const std::string& datas
     return sent | response.Fcode;
 }
 
-std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void writeFile(const std::string& path, const std::string& content)
-{
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream(path, std::ios::binary) << content;
-}
-
-std::string shellLines(const std::string& page, const std::string& heading)
-{
-    const std::size_t start = page.find("```sh\n", page.find(heading)) + 6;
-    return page.substr(start, page.find("```", start) - start);
-}
-
 void placeFactoryCatalogue() { writeFile(kFactoryCatalogue, readFile(SYSMGT_FACTORY_CATALOGUE)); }
 
 void placeCatalogue(const std::vector<std::string>& rows, const std::string& autoStart)
 {
     Json::Value catalogue;
-    std::ifstream(kFactoryCatalogue) >> catalogue;
+    std::istringstream(readFile(kFactoryCatalogue)) >> catalogue;
     for (const std::string& row : rows) {
         const std::string key = row.substr(0, row.find('='));
         const std::string file = key == row ? "/data/cfg/" + key : row.substr(key.size() + 1);
@@ -134,7 +115,6 @@ void placeCatalogue(const std::vector<std::string>& rows, const std::string& aut
         instance["Description"] = "kept";
         instance["State"] = "Inprogress";
         instance["Time"] = "N/A";
-        instance["Fcode"] = 0x10040;
     }
     catalogue["components"]["AutoStart"]["instance"]["Name"] = autoStart;
     std::ostringstream text;

@@ -19,8 +19,8 @@ public:
     /// The debug FIFO is read and the factory catalogue is in place; nothing runs yet.
     Device();
 
-    /// "DevManager", "ChanManager" or "CfgManager", anew when it runs; returns when its socket
-    /// takes messages. What the manager starts at boot may still be under way.
+    /// "DevManager", "ChanManager", "CfgManager" or "FanManager", anew when it runs; returns when
+    /// its socket takes messages. What the manager starts at boot may still be under way.
     ChildProcess& start(const std::string& name, std::vector<std::string> options = {});
 
     /// All three, each without options, and the start at boot done.
@@ -57,13 +57,6 @@ public:
     Fcodes set(const std::string& socket, const std::string& dataset, const std::string& component,
                const std::string& row, const std::string& property, const std::string& value);
 };
-
-/// Whole files; reading a missing one gives "", and writing makes the directory.
-std::string readFile(const std::string& path);
-void writeFile(const std::string& path, const std::string& content);
-
-/// The first block of shell lines behind a heading of a page.
-std::string shellLines(const std::string& page, const std::string& heading);
 
 /// The factory catalogue, and a stored one as an earlier run leaves it: a row for each "key" or
 /// "key=file", with the name of the one that starts at boot.

@@ -1,103 +1,38 @@
 #include "ManagerFixture.h"
 
 #include "CfgPaths.h"
-#include "MessageEvent.h"
-#include "MessageText.h"
+#include "MessageCommand.h"
 
-namespace
+Fcodes ManagerFixture::ScriptedManager::requestCommand(const std::string& target,
+                                                       const std::string& command, std::string&,
+                                                       unsigned timeout, unsigned tries)
 {
-
-constexpr char kObserver[] = "/tmp/sockObserver";
-
-/// Managers live as long as the process: their threads are never stopped.
-ConfigurationManager& makeManager()
-{
-    static ConfigurationManager* manager = nullptr;
-    manager = new ConfigurationManager;
-    return *manager;
+    MessageCommand request;
+    std::string file;
+    request.initFromString(command);
+    request.getParam("File", file);
+    requests.push_back(target + ' ' + request.ID + ' ' + file + ' ' + std::to_string(timeout) +
+                       ' ' + std::to_string(tries));
+    if (request.ID == "STORE_CHANNELS" && fileIsWritten)
+        writeFile(file, "channels");
+    if (request.ID == "LOAD_CHANNELS" && duringLoad)
+        duringLoad();
+    return channelsResult;
 }
 
-} // namespace
-
-ManagerFixture::ManagerFixture()
-    : mManager(makeManager()), mObserver(kObserver), mChannels(kChanSocket)
-{
-    placeFactoryCatalogue();
-    mServing = std::thread([this] { serveChannels(); });
-}
-
-ManagerFixture::~ManagerFixture()
-{
-    mStop = true;
-    mServing.join();
-}
-
-void ManagerFixture::serveChannels()
-{
-    while (!mStop) {
-        if (mChannels.nothingCame()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            continue;
-        }
-        std::string element;
-        MessageCommand command;
-        std::string file;
-        getSegment(mChannels.receive().body, 0, "Command", element);
-        command.initFromString(element);
-        command.getParam("File", file);
-        const std::lock_guard guard(mMutex);
-        mCommands.push_back(element + "\n"); // the element's own line end
-        if (command.ID == "STORE_CHANNELS" && mWriteFile)
-            writeFile(file, "channels");
-        if (const auto during = mDuringLoad; command.ID == "LOAD_CHANNELS" && during)
-            during();
-        mChannels.answer("ACK", mChannelsResult);
-    }
-}
-
-void ManagerFixture::start()
-{
-    sync();
-    mManager.init();
-    sync();
-    mManager.getDataCommunicator().subscribe(kObserver);
-}
+// Managers live as long as the process: their threads are never stopped.
+ManagerFixture::ManagerFixture() : mManager(*new ScriptedManager) { placeFactoryCatalogue(); }
 
 Fcodes ManagerFixture::run(const std::string& id, const Parameters& parameters)
 {
     std::string response;
-    sync();
-    const Fcodes result = mManager.execute(commandText(id, parameters), response);
-    sync();
-    return result;
+    return mManager.execute(commandText(id, parameters), response);
 }
 
-std::vector<std::string> ManagerFixture::commands()
-{
-    const std::lock_guard guard(mMutex);
-    return mCommands;
-}
-
-std::vector<std::string> ManagerFixture::events()
-{
-    std::vector<std::string> found;
-    while (!mObserver.nothingCame()) {
-        const ScriptedPeer::Message message = mObserver.receive();
-        std::string element;
-        MessageEvent event;
-        getSegment(message.body, 0, "Event", element);
-        event.initFromString(element);
-        std::ostringstream line;
-        line << event.ID << ' ' << event.Source << ' ' << std::hex << message.header.Fcode;
-        found.push_back(line.str());
-    }
-    return found;
-}
-
-std::vector<std::string> ManagerFixture::logged()
+Lines ManagerFixture::logged()
 {
     const std::string unit = "ConfigurationManager:";
-    std::vector<std::string> found;
+    Lines found;
     for (std::string entry : mLog.entries())
         if (const auto at = entry.find(unit); at < 7) // behind the severity
             found.push_back(entry.erase(at, unit.size()));
@@ -105,35 +40,36 @@ std::vector<std::string> ManagerFixture::logged()
     return found;
 }
 
-void ManagerFixture::expectLog(const std::string& lines)
+Lines ManagerFixture::catalogue()
 {
-    std::string all = "\n";
-    for (const std::string& line : logged())
-        all += line + '\n';
-    EXPECT_EQ(lines, all);
+    Lines lines;
+    mManager.getInstances("CfgDataSet", "ConfigurationsTable", lines);
+    for (std::string& line : lines) {
+        const std::string row = line;
+        int fcode = -1;
+        mManager.getIntParam("CfgDataSet", "ConfigurationsTable", "Fcode", fcode, row);
+        std::ostringstream rest;
+        for (const char* property : {"Name", "File Name", "Description", "State"})
+            rest << text(row, property) << '|';
+        rest << std::hex << fcode << '|' << (text(row, "Time") == "N/A" ? "N/A" : "stamped");
+        line += '=' + rest.str();
+    }
+    std::string autoStart = "<none>";
+    mManager.getTextParam("CfgDataSet", "AutoStart", "Name", autoStart, std::string());
+    lines.push_back("starts " + autoStart);
+    return lines;
 }
 
 std::string ManagerFixture::text(const std::string& row, const char* property)
 {
-    std::string value = "<none>";
-    mTable.readText(row, property, value);
+    std::string value;
+    mManager.getTextParam("CfgDataSet", "ConfigurationsTable", property, value, row);
     return value;
 }
 
-std::string ManagerFixture::row(const std::string& key)
+std::string rowLine(const std::string& name, const std::string& description,
+                    const std::string& fcode)
 {
-    std::ostringstream line;
-    for (const char* property : {"Name", "File Name", "Description", "State"})
-        line << text(key, property) << '|';
-    int fcode = -1;
-    mManager.getIntParam("CfgDataSet", "ConfigurationsTable", "Fcode", fcode, key);
-    line << std::hex << fcode;
-    return line.str();
-}
-
-std::string ManagerFixture::autoStart()
-{
-    std::string value = "<none>";
-    mTable.readAutoStart(value);
-    return value;
+    return name + '=' + name + "|/data/cfg/" + name + '|' + description + "|Available|" + fcode +
+           "|stamped";
 }

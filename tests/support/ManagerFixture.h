@@ -1,70 +1,50 @@
 #pragma once
 
-// The configuration manager in this process, with a channel manager that carries out its commands
-// and an observer of its events: for tests of exact texts, orders and codes. One manager a process.
+// The configuration manager in this process, with the channel manager's answers scripted: for tests
+// of exact texts, orders and codes. One manager a process.
 
 #include "ConfigurationManager.h"
-#include "ConfigurationsTable.h"
 #include "Device.h"
-#include "MessageCommand.h"
-#include "ScriptedPeer.h"
 
-#include <atomic>
 #include <functional>
 #include <gmock/gmock.h>
-#include <mutex>
-#include <thread>
+
+using Lines = std::vector<std::string>;
 
 class ManagerFixture : public testing::Test
 {
 protected:
-    /// The factory catalogue is in place, the channel manager answers OK and writes the file that
-    /// it is to store; the manager is not running yet.
-    ManagerFixture();
-    ~ManagerFixture() override;
+    /// A manager that asks the test instead of the channel manager.
+    class ScriptedManager : public ConfigurationManager
+    {
+    public:
+        Fcodes requestCommand(const std::string& target, const std::string& command,
+                              std::string& result, unsigned timeout, unsigned tries) override;
 
-    /// Runs init(), in which the channel manager is asked for its default channels unless a
-    /// catalogue says otherwise, and subscribes the observer.
-    void start();
+        Fcodes channelsResult = FC_OK;
+        bool fileIsWritten = true;        ///< by STORE_CHANNELS
+        std::function<void()> duringLoad; ///< called by LOAD_CHANNELS
+        Lines requests;                   ///< each as "target ID file timeout tries"
+    };
+
+    /// The factory catalogue is in place; init() has not been called.
+    ManagerFixture();
 
     /// A command as the communicator hands it to the manager; its result.
     Fcodes run(const std::string& id, const Parameters& parameters);
 
-    /// The commands that the channel manager has been sent.
-    std::vector<std::string> commands();
+    /// Log entries of the manager's own unit, without its name, since the last call.
+    Lines logged();
 
-    /// The events that have reached the observer since the last call, as "ID Source code".
-    std::vector<std::string> events();
-
-    /// Log entries of the manager's unit, without its name, since the last call; and checks that
-    /// these are `lines`, behind a line end, or hold `line`.
-    std::vector<std::string> logged();
-    void expectLog(const std::string& lines);
-    void expectLogged(const std::string& line) { EXPECT_THAT(logged(), testing::Contains(line)); }
-
-    /// Of a row: one property, and all but the time as "Name|File Name|Description|State|Fcode";
-    /// then the auto-start. "<none>" is what cannot be read.
+    /// The catalogue that is served: a line for each row, "key=Name|File Name|Description|State|
+    /// Fcode|stamped" (or "N/A", its time), and "starts NAME" with the auto-start.
+    Lines catalogue();
     std::string text(const std::string& row, const char* property);
-    std::string row(const std::string& key);
-    std::string autoStart();
 
     LogCapture mLog;
-    Fcodes mChannelsResult = FC_OK; ///< of STORE_CHANNELS and LOAD_CHANNELS
-    bool mWriteFile = true;         ///< whether STORE_CHANNELS writes it
-    std::function<void()> mDuringLoad;
-    ConfigurationManager& mManager;
-    ConfigurationsTable mTable{mManager};
-
-private:
-    /// What this thread has written is seen by the answers from here on, and the other way round:
-    /// a datagram alone puts no order between memory accesses.
-    void sync() { const std::lock_guard guard(mMutex); }
-    void serveChannels();
-
-    ScriptedPeer mObserver;
-    ScriptedPeer mChannels;
-    std::atomic<bool> mStop{false};
-    std::recursive_mutex mMutex; // guards mCommands, and is held while an answer is made
-    std::vector<std::string> mCommands;
-    std::thread mServing;
+    ScriptedManager& mManager;
 };
+
+/// The line of a row as a save, an import or a scan makes it, and as a failed start leaves it.
+std::string rowLine(const std::string& name, const std::string& description = " ",
+                    const std::string& fcode = "10000");

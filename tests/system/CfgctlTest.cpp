@@ -74,11 +74,9 @@ TEST_F(CfgctlTest, SavesListsShowsStartsAndRemovesAConfiguration)
 TEST_F(CfgctlTest, RefusalsNameWhatFailedAndWhy)
 {
     device.boot();
-    EXPECT_EQ("1: cfgctl: start x: No Such Name (0x10008)\n", run("start", "x"));
-    EXPECT_EQ("1: cfgctl: remove x: No Such Name (0x10008)\n", run("remove", "x"));
+    for (const std::string verb : {"start", "remove", "show", "autostart"})
+        EXPECT_EQ("1: cfgctl: " + verb + " x: No Such Name (0x10008)\n", run(verb, "x"));
     EXPECT_EQ("1: cfgctl: rename x: No Such Name (0x10008)\n", run("rename", "x", "y"));
-    EXPECT_EQ("1: cfgctl: show x: No Such Name (0x10008)\n", run("show", "x"));
-    EXPECT_EQ("1: cfgctl: autostart x: No Such Name (0x10008)\n", run("autostart", "x"));
     EXPECT_EQ("1: cfgctl: save a/b: Bad Value (0x10020)\n", run("save", "a/b"));
     EXPECT_EQ("1: cfgctl: import /tmp/x: there is no such file\n", run("import", "/tmp/x"));
 
@@ -98,16 +96,13 @@ TEST_F(CfgctlTest, WrongUseAndValuesThatNoMessageCarriesAreNotSent)
     }
     EXPECT_THAT(run("save", "good", "-d", std::string(70000, 'x')),
                 HasSubstr("too long for one message"));
-    using Arguments = std::vector<std::string>;
-    for (const Arguments& wrong : {Arguments{},
-                                   {"lists"},
-                                   {"save"},
-                                   {"rename", "one"},
-                                   {"autostart", "a", "--off"},
-                                   {"debug", "maybe"},
-                                   {"-t", "0", "list"},
-                                   {"watch", "--count", "-1"}})
-        EXPECT_THAT(Device::cfgctl(wrong), testing::StartsWith("2: "));
+    for (const char* wrong : {"", "lists", "save", "rename one", "autostart a --off", "debug maybe",
+                              "-t 0 list", "watch --count -1"}) {
+        std::istringstream arguments(wrong);
+        EXPECT_THAT(Device::cfgctl({std::istream_iterator<std::string>(arguments), {}}),
+                    testing::StartsWith("2: "))
+            << wrong;
+    }
     EXPECT_THAT(device.log().text(), Not(HasSubstr("recvfrom sock=/tmp/sockSendCfgctl")));
     EXPECT_FALSE(fs::exists("/data/cfg/good"));
     EXPECT_THAT(run("--help"), HasSubstr("autostart"));
@@ -134,14 +129,10 @@ TEST_F(CfgctlTest, WithoutAManagerItSaysSoAtOnceAndABusyOneIsWaitedForAsLongAsTo
 TEST_F(CfgctlTest, ImportTakesARelativePathAndRenameKeepsTheDescriptionUnlessItIsGivenAnother)
 {
     device.boot();
-    run("save", "model");
-    fs::create_directories("/tmp/stick");
-    fs::copy_file("/data/cfg/model", "/tmp/stick/night shift");
+    writeFile("/tmp/stick/night shift", "{}");
     ASSERT_EQ(0, chdir("/tmp/stick"));
     EXPECT_EQ("import night shift: OK\n", run("import", "night shift", "-d", "First words"));
     EXPECT_FALSE(fs::exists("/tmp/stick/night shift"));
-    EXPECT_EQ("start night shift: OK\n", run("start", "night shift"));
-
     EXPECT_EQ("autostart night shift: OK\n", run("autostart", "night shift"));
     EXPECT_EQ("rename night shift: OK\n", run("rename", "night shift", "two"));
     EXPECT_THAT(run("show", "two"),
@@ -157,10 +148,9 @@ TEST_F(CfgctlTest, WatchPrintsEachEventOnALineAndGoesOnWhenTheManagerStartsAnew)
     device.boot();
     const auto watcher = watch({"--count", "3"});
     run("save", "evening");
-    run("start", "evening");
-    device.cut("CfgManager");
     device.start("CfgManager");
     ASSERT_TRUE(watcher->waitFor("started anew")) << watcher->errors();
+    run("start", "evening");
     run("start", "nothing");
     EXPECT_EQ(0, watcher->wait());
     EXPECT_THAT(watcher->output(),
@@ -207,9 +197,9 @@ TEST_F(CfgctlTest, ListsACatalogueThatNoSingleAnswerHolds)
     }
     placeCatalogue(names);
     // One so long that its batch fits no answer, and one whose brackets end no element.
-    const std::string strange = "a > <b>" + std::string(60000, 'x');
     std::string catalogue = readFile(kStoredCatalogue);
-    catalogue.replace(catalogue.find("\"kept\"", catalogue.find(names[700])) + 1, 4, strange);
+    catalogue.replace(catalogue.find("\"kept\"", catalogue.find(names[700])) + 1, 4,
+                      "a > <b>" + std::string(60000, 'x'));
     writeFile(kStoredCatalogue, catalogue);
     device.start("CfgManager", {"-v", "2"});
 

@@ -45,11 +45,11 @@ protected:
         EXPECT_EQ(static_cast<ssize_t>(text.size()), write(fifo, text.data(), text.size()));
     }
 
-    /// Logs a last entry; everything shown before it must be `expected`.
-    void expectShown(const std::string& expected)
+    /// Logs `text` and a last entry; everything shown before it must be `expected`.
+    void expectShown(const std::string& expected, const std::string& text)
     {
         const std::string last = entry("SYS  ", "last SAVE_CFG");
-        log(last);
+        log(text + last);
         EXPECT_TRUE(collector->waitFor("last"));
         EXPECT_EQ(expected + last, collector->output());
     }
@@ -77,22 +77,18 @@ TEST_F(DbgCollectTest, MakesAFifoThatEveryUserMayWriteReadsItAloneAndRefusesWhat
     EXPECT_THAT(second.errors(), HasSubstr("another collector"));
 }
 
-TEST_F(DbgCollectTest, ShowsEntriesOfALevelWithAllTheirLinesAlsoThoseThatComeInPieces)
+TEST_F(DbgCollectTest, ShowsWholeEntriesOfALevelOrWithATextAlsoThoseThatComeInPieces)
 {
     collect({"--level", "2"});
     const std::string error = entry("ERROR", "readMsg: in:\n<HEADER>\nINFO is a word here");
     log(entry("INFO ", "info") + entry("WARN ", "warning") + error + entry("INFO ", "a\nb"));
     log(entry("FATAL", "fatal") + "INFO 22/11/26 2");
-    log("1:57:00.123 tCfg(7)Unit:1:second\n");
-    expectShown(error + entry("FATAL", "fatal"));
-}
+    expectShown(error + entry("FATAL", "fatal"), "1:57:00.123 tCfg(7)Unit:1:second\n");
+    collector->stop();
 
-TEST_F(DbgCollectTest, ShowsEntriesThatHoldATextInAnyLine)
-{
-    collect({"--grep", "SAVE_CFG"});
+    collect({"--grep", "SAVE_CFG"}); // in any line
     const std::string wanted = entry("INFO ", "doWork: msg body:\n<Command ID=\"SAVE_CFG\" >");
-    log(entry("INFO ", "one") + wanted + entry("INFO ", "two"));
-    expectShown(wanted);
+    expectShown(wanted, entry("INFO ", "one") + wanted + entry("INFO ", "two"));
 }
 
 TEST_F(DbgCollectTest, GoesOnWhenTheLastWriterLeavesAndColoursOnlyWhenAskedWithoutATerminal)
@@ -103,7 +99,7 @@ TEST_F(DbgCollectTest, GoesOnWhenTheLastWriterLeavesAndColoursOnlyWhenAskedWitho
     ASSERT_TRUE(collector->waitFor("before"));
     fifo = -1;
     openFifo();
-    expectShown(entry("ERROR", "before"));
+    expectShown(entry("ERROR", "before"), "");
     collector->stop();
 
     collect({"--color"});

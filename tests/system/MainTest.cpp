@@ -1,15 +1,12 @@
 // The daemon's process entry: options, pid file, start file, and the end by an exception.
 
-#include "CfgPaths.h"
 #include "Device.h"
 
 #include <filesystem>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace
 {
-
-using testing::HasSubstr;
 
 TEST(MainTest, DetachedDaemonLeavesItsPidInBothFilesAndServes)
 {

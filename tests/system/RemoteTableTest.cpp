@@ -3,12 +3,12 @@
 
 #include "Device.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace
 {
 
-constexpr char kDevManager[] = "/tmp/sockDev";
+constexpr char kDev[] = "/tmp/sockDev";
 constexpr char kTable[] = "SensorTable";
 
 class RemoteTableTest : public testing::Test
@@ -16,60 +16,49 @@ class RemoteTableTest : public testing::Test
 protected:
     RemoteTableTest() { mDevice.start("DevManager"); }
 
+    void expectCell(int expected, int row, const char* item)
+    {
+        int number = -1;
+        EXPECT_EQ(FC_OK, mHolder.requestRemoteIntParam(kDev, kTable, row, item, number));
+        EXPECT_EQ(expected, number) << row << ' ' << item;
+    }
+
     Device mDevice;
     RequestingHolder mHolder;
 };
 
 TEST_F(RemoteTableTest, CellsAreReadAndWrittenFromAnotherProcess)
 {
-    int number = 0;
     std::string text;
-    EXPECT_EQ(FC_OK, mHolder.requestRemoteIntParam(kDevManager, kTable, 2, "Temperature", number));
-    EXPECT_EQ(52, number);
-    EXPECT_EQ(FC_OK, mHolder.requestRemoteStringParam(kDevManager, kTable, 1, "Alarm", text));
+    EXPECT_EQ(FC_OK, mHolder.requestRemoteStringParam(kDev, kTable, 1, "Alarm", text));
     EXPECT_EQ("Clear", text);
 
     // The answer to a write has no body: that is all that may be wrong with it.
-    EXPECT_EQ(FC_BODY_ERROR, mHolder.requestSetRemoteIntParam(kDevManager, kTable, 2, "Limit", 90));
-    EXPECT_EQ(FC_OK, mHolder.requestRemoteIntParam(kDevManager, kTable, 2, "Limit", number));
-    EXPECT_EQ(85, number); // pending until the device manager accepts it
-    EXPECT_EQ(FC_OK, mHolder.requestCommand(
-                         kDevManager, "<Command ID=\"APPLY_LIMITS\" >\n</Command>\n", text, 10, 1));
-    EXPECT_EQ(FC_OK, mHolder.requestRemoteIntParam(kDevManager, kTable, 2, "Limit", number));
-    EXPECT_EQ(90, number);
+    EXPECT_EQ(FC_BODY_ERROR, mHolder.requestSetRemoteIntParam(kDev, kTable, 2, "Limit", 90));
+    expectCell(85, 2, "Limit"); // pending until the device manager accepts it
+    EXPECT_EQ(FC_OK, mHolder.command(kDev, "APPLY_LIMITS"));
+    expectCell(90, 2, "Limit");
 }
 
-TEST_F(RemoteTableTest, WhatCannotBeReadOrWrittenIsRefused)
+TEST_F(RemoteTableTest, WhatCannotBeReadOrWrittenIsRefusedWithANack)
 {
     int number = 7;
-    // What is refused is answered with a NACK.
-    EXPECT_EQ(FC_HEADER_ERROR,
-              mHolder.requestRemoteIntParam(kDevManager, kTable, 9, "Limit", number));
+    EXPECT_EQ(FC_HEADER_ERROR, mHolder.requestRemoteIntParam(kDev, kTable, 9, "Limit", number));
     EXPECT_EQ(7, number);
-    EXPECT_EQ(FC_HEADER_ERROR,
-              mHolder.requestSetRemoteIntParam(kDevManager, kTable, 1, "Temperature", 0));
-    EXPECT_EQ(FC_OK, mHolder.requestRemoteIntParam(kDevManager, kTable, 1, "Temperature", number));
-    EXPECT_EQ(38, number);
+    EXPECT_EQ(FC_HEADER_ERROR, mHolder.requestSetRemoteIntParam(kDev, kTable, 1, "Temperature", 0));
+    expectCell(38, 1, "Temperature");
 }
 
 TEST_F(RemoteTableTest, RowRequestsNameTheTableAsNoResponderReadsIt)
 {
     int row = 7;
-    EXPECT_EQ(FC_BODY_ERROR, mHolder.requestAddRow(kDevManager, kTable, 5, row, 10, 1));
-    EXPECT_EQ(FC_BODY_ERROR, mHolder.requestNextRowId(kDevManager, kTable, 1, row, 10, 1));
+    EXPECT_EQ(FC_BODY_ERROR, mHolder.requestAddRow(kDev, kTable, 5, row, 10, 1));
+    EXPECT_EQ(FC_BODY_ERROR, mHolder.requestNextRowId(kDev, kTable, 1, row, 10, 1));
     EXPECT_EQ(7, row);
 
-    // Named as responders read it, the row is made; its number is not passed back.
-    std::string answer = "untouched";
-    EXPECT_EQ(FC_OK, mHolder.requestCommand(kDevManager,
-                                            "<Command ID=\"Add Row\" >\n"
-                                            "\t<Parameter Name=\"Row\" Value=\"5\" />\n"
-                                            "\t<Parameter Name=\"Table\" Value=\"SensorTable\" />\n"
-                                            "</Command>\n",
-                                            answer, 10, 1));
-    EXPECT_EQ("untouched", answer);
-    EXPECT_EQ(FC_OK, mHolder.requestRemoteIntParam(kDevManager, kTable, 5, "Limit", row));
-    EXPECT_EQ(70, row);
+    // Named as responders read it, the row is made.
+    EXPECT_EQ(FC_OK, mHolder.command(kDev, "Add Row", {{"Row", "5"}, {"Table", kTable}}));
+    expectCell(70, 5, "Limit");
 }
 
 } // namespace

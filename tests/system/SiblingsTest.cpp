@@ -22,9 +22,9 @@ protected:
     {
         return holder.command(kChan, "STORE_CHANNELS", {{"File", file}});
     }
-    Fcodes load(const std::string& file)
+    Fcodes load(const std::string& file, unsigned timeout = 10)
     {
-        return holder.command(kChan, "LOAD_CHANNELS", {{"File", file}});
+        return holder.command(kChan, "LOAD_CHANNELS", {{"File", file}}, timeout);
     }
 
     std::string channel(const std::string& property)
@@ -124,7 +124,7 @@ TEST_F(SiblingsTest, ASimulatedChannelManagerRefusesDelaysOrHangs)
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(300));
 
     device.start("ChanManager", {"--silent"});
-    EXPECT_EQ(FC_COMM_ERROR, holder.command(kChan, "LOAD_CHANNELS", {{"File", "/tmp/set"}}, 1));
+    EXPECT_EQ(FC_COMM_ERROR, load("/tmp/set", 1));
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // Start-up of the configuration manager: the catalogue, the directory, and what is started at boot.
 
 #include "CfgPaths.h"
+#include "DbgPrintClient.h"
 #include "ManagerFixture.h"
 
 #include <filesystem>
@@ -9,9 +10,11 @@ namespace
 {
 
 using std::filesystem::exists;
+using testing::_;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::StartsWith;
 
 class StartUpTest : public ManagerFixture
 {
@@ -22,18 +25,17 @@ protected:
             writeFile("/data/cfg/" + name, "channels");
     }
 
-    const std::string kLoadDefault = commandText("LOAD_CHANNELS", {{"File", "Default"}});
-    const std::string kSendDefault =
-        "INFO startAutoCfg: sending to/tmp/sockChan command" + kLoadDefault;
+    const std::string kSendDefault = "INFO startAutoCfg: sending to/tmp/sockChan command" +
+                                     commandText("LOAD_CHANNELS", {{"File", "Default"}});
+    const std::string kLoadDefault = "/tmp/sockChan LOAD_CHANNELS Default 200 1";
 };
 
 TEST_F(StartUpTest, FirstBootMakesTheDirectoryAndServesTheFactoryCatalogue)
 {
-    start();
+    mManager.init();
     EXPECT_THAT(logged(), ElementsAre("INFO init: dataCommunicator started", kSendDefault));
-    EXPECT_THAT(commands(), ElementsAre(kLoadDefault));
-    EXPECT_THAT(mTable.keys(), IsEmpty());
-    EXPECT_EQ("", autoStart());
+    EXPECT_THAT(mManager.requests, ElementsAre(kLoadDefault));
+    EXPECT_THAT(catalogue(), ElementsAre("starts "));
     EXPECT_TRUE(exists(kStoredCatalogue)); // the scan ends in a store
 }
 
@@ -41,20 +43,19 @@ TEST_F(StartUpTest, SecondBootKeepsRowsByTheirFilesAndSaysThatTheDirectoryIsTher
 {
     placeFiles({"x"});
     placeCatalogue({"k=/data/cfg/x"}, "gone");
-    start();
+    mManager.init();
     EXPECT_THAT(logged(),
                 ElementsAre("INFO init: dir=/data/cfg already exists",
                             "INFO scanForCfgs: file=/data/cfg/x found in cfg entry rowId=k",
                             "INFO init: dataCommunicator started", kSendDefault));
-    EXPECT_THAT(mTable.keys(), ElementsAre("k"));
-    EXPECT_EQ("k|/data/cfg/x|kept|Available|10000", row("k"));
-    EXPECT_EQ("", autoStart()); // it named no row
+    // The auto-start named no row.
+    EXPECT_THAT(catalogue(), ElementsAre("k=k|/data/cfg/x|kept|Available|10000|N/A", "starts "));
 }
 
 TEST_F(StartUpTest, DirectoryThatCannotBeMadeIsLoggedAndStartUpGoesOn)
 {
     std::filesystem::remove_all("/data");
-    start();
+    mManager.init();
     EXPECT_THAT(logged(), ElementsAre("ERROR init: Couldn't make dir=/data/cfg errno=2",
                                       "ERROR scanForCfgs: scanDir error dir=/data/cfg",
                                       "INFO init: dataCommunicator started", kSendDefault));
@@ -64,8 +65,8 @@ TEST_F(StartUpTest, CatalogueOfTheOlderFormatDiscardsEveryStoredFile)
 {
     placeFiles({"a", "cfg_stored_set.xml"});
     placeCatalogue({"a"});
-    start();
-    EXPECT_THAT(mTable.keys(), IsEmpty());
+    mManager.init();
+    EXPECT_THAT(catalogue(), ElementsAre("starts "));
     EXPECT_FALSE(exists("/data/cfg/a") || exists(kLegacyCatalogue));
 }
 
@@ -80,15 +81,14 @@ TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
         "/data/cfg/a", std::chrono::file_clock::from_sys(
                            std::chrono::sys_seconds(std::chrono::seconds(1709647629))));
     setenv("TZ", "UTC0", 1);
-    start();
+    mManager.init();
 
-    EXPECT_THAT(mTable.keys(), ElementsAre("a", "b"));
+    EXPECT_THAT(catalogue(), ElementsAre(rowLine("a"), rowLine("b"), "starts "));
     EXPECT_THAT(logged(), ElementsAre("INFO init: dir=/data/cfg already exists",
                                       "INFO scanForCfgs: Added entry rowId=a for file=a",
                                       "INFO scanForCfgs: Added entry rowId=b for file=b",
                                       "ERROR scanForCfgs: Not found file=/data/cfg/dangling",
                                       "INFO init: dataCommunicator started", kSendDefault));
-    EXPECT_EQ("a|/data/cfg/a| |Available|10000", row("a"));
     EXPECT_EQ("05-Mar-24  14:07:09", text("a", "Time"));
     EXPECT_FALSE(exists(std::string("/data/cfg/") + staleTempFile));
 }
@@ -97,20 +97,15 @@ TEST_F(StartUpTest, MissingFileCostsItsRowAndThoseMatchedBeforeIt)
 {
     placeFiles({"a", "b", "d", "e"});
     placeCatalogue({"a", "b", "c", "d", "e"});
-    start();
-    expectLog(R"(
-INFO init: dir=/data/cfg already exists
-INFO scanForCfgs: file=/data/cfg/a found in cfg entry rowId=a
-INFO scanForCfgs: file=/data/cfg/b found in cfg entry rowId=b
-INFO scanForCfgs: file=/data/cfg/c not found. Deleted cfg entry rowId=c
-INFO scanForCfgs: file=/data/cfg/a not found. Deleted cfg entry rowId=a
-INFO scanForCfgs: file=/data/cfg/b not found. Deleted cfg entry rowId=b
-INFO scanForCfgs: file=/data/cfg/d found in cfg entry rowId=d
-INFO scanForCfgs: file=/data/cfg/e found in cfg entry rowId=e
-INFO init: dataCommunicator started
-)" + kSendDefault +
-              "\n");
-    EXPECT_THAT(mTable.keys(), ElementsAre("d", "e"));
+    mManager.init();
+    const auto line = [](const std::string& row, const char* outcome) {
+        return "INFO scanForCfgs: file=/data/cfg/" + row + outcome + " cfg entry rowId=" + row;
+    };
+    const char found[] = " found in", gone[] = " not found. Deleted";
+    EXPECT_THAT(logged(),
+                ElementsAre(_, line("a", found), line("b", found), line("c", gone), line("a", gone),
+                            line("b", gone), line("d", found), line("e", found), _, _));
+    EXPECT_THAT(catalogue(), ElementsAre(StartsWith("d="), StartsWith("e="), "starts "));
     EXPECT_TRUE(exists("/data/cfg/a")); // files stay; the next boot finds them anew
 }
 
@@ -120,8 +115,8 @@ TEST_F(StartUpTest, CatalogueOfAnyShapeIsSurvived)
     writeFile(kStoredCatalogue,
               R"({"dataset":"CfgDataSet","components":{"ConfigurationsTable":
                   {"properties":[],"instances":[1,"a",{}]},"AutoStart":7}})");
-    start();
-    expectLogged("INFO init: dataCommunicator started");
+    mManager.init();
+    EXPECT_THAT(logged(), Contains("INFO init: dataCommunicator started"));
     EXPECT_EQ(FC_NO_SUCH_NAME, run("START_CFG", {{"RowID", "a"}}));
 }
 
@@ -129,24 +124,38 @@ TEST_F(StartUpTest, AutoStartConfigurationIsStartedInsteadOfTheDefault)
 {
     placeFiles({"a"});
     placeCatalogue({"a"}, "a");
-    start();
-    EXPECT_THAT(commands(), ElementsAre(commandText("LOAD_CHANNELS", {{"File", "/data/cfg/a"}})));
-    expectLogged("INFO startAutoCfg: found auto cfg rowId=a");
-    EXPECT_EQ("a", autoStart());
+    mManager.init();
+    EXPECT_THAT(mManager.requests, ElementsAre("/tmp/sockChan LOAD_CHANNELS /data/cfg/a 120 1"));
+    EXPECT_THAT(logged(), IsSupersetOf(Lines{"INFO startAutoCfg: found auto cfg rowId=a",
+                                             "INFO startAutoCfg: Executing command=" +
+                                                 commandText("START_CFG", {{"RowID", "a"}})}));
+    EXPECT_EQ("starts a", catalogue().back());
 }
 
 TEST_F(StartUpTest, FailedAutoStartFallsBackToTheDefaultChannels)
 {
     placeFiles({"a"});
     placeCatalogue({"a"}, "a");
-    mChannelsResult = FC_DATA_STREAM;
-    start();
-    EXPECT_THAT(commands(),
-                ElementsAre(commandText("LOAD_CHANNELS", {{"File", "/data/cfg/a"}}), kLoadDefault));
-    const auto lines = logged();
-    EXPECT_THAT(lines, Contains("ERROR startAutoCfg: startConfiguration failed fcode=66048"));
-    EXPECT_THAT(lines, Contains("ERROR startAutoCfg: requestCommand failed fcode=66048"));
-    EXPECT_EQ("a|/data/cfg/a|kept|Available|10200", row("a"));
+    mManager.channelsResult = FC_DATA_STREAM;
+    mManager.init();
+    EXPECT_EQ(kLoadDefault, mManager.requests.back());
+    EXPECT_THAT(logged(),
+                IsSupersetOf(Lines{"ERROR startAutoCfg: startConfiguration failed fcode=66048",
+                                   "ERROR startAutoCfg: requestCommand failed fcode=66048"}));
+    EXPECT_EQ("a=a|/data/cfg/a|kept|Available|10200|N/A", catalogue().front());
+}
+
+TEST_F(StartUpTest, ScanOfThousandsOfRowsThatLoseTheirFilesStaysLinear)
+{
+    std::vector<std::string> keys;
+    for (int i = 0; i < 4000; ++i)
+        keys.push_back("row" + std::to_string(10000 + i));
+    placeFiles({keys.begin(), keys.end() - 1});
+    placeCatalogue(keys);
+    gDbgLevel = 5;
+    mManager
+        .init(); // a walk that compared every row with every file would outlast the test's limit
+    EXPECT_THAT(catalogue(), ElementsAre("starts "));
 }
 
 } // namespace
