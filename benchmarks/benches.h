@@ -5,7 +5,7 @@
 class Session;
 
 void benchGet(Session& session);       ///< What does a GET cost over a raw round trip?
-void benchStore(Session& session);     ///< What does a command with one store cost?
+void benchStore(Session& session);     ///< What does a store cost, and an update of its rows?
 void benchEvents(Session& session);    ///< What does an event cost, and a stuck subscriber?
 void benchStart(Session& session);     ///< How long does a start take?
 void benchMemory(Session& session);    ///< How much memory does a catalogue take?
