@@ -81,8 +81,8 @@ protected:
 
     static void inThread(const std::function<void()>& work) { std::thread(work).join(); }
 
-    /// Permissions bind the thread that does the work, although it is root's.
-    static void withoutRootsPower(const std::function<void()>& work)
+    /// File permissions hold in the thread that does the work, although it is root's.
+    static void withoutCapabilities(const std::function<void()>& work)
     {
         inThread([&work] {
             __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
@@ -92,9 +92,9 @@ protected:
         });
     }
 
-    static constexpr char kParent[] = "/tmp/durable";
-    static constexpr char kDirectory[] = "/tmp/durable/dir";
-    static constexpr char kPath[] = "/tmp/durable/dir/file";
+    static constexpr char kParent[] = "/tmp/atomic";
+    static constexpr char kDirectory[] = "/tmp/atomic/dir";
+    static constexpr char kPath[] = "/tmp/atomic/dir/file";
 };
 
 TEST_F(AtomicFileTest, ANewFileHasTheUsualModeAndAReplacedOneKeepsItsModeAndOwner)
@@ -111,7 +111,7 @@ TEST_F(AtomicFileTest, ANewFileHasTheUsualModeAndAReplacedOneKeepsItsModeAndOwne
     EXPECT_EQ(canGive ? 1u : geteuid(), status().st_uid);
     EXPECT_NE(first.st_ino, status().st_ino);
 
-    withoutRootsPower([] { EXPECT_EQ(0, store("in place where the owner cannot be kept")); });
+    withoutCapabilities([] { EXPECT_EQ(0, store("in place where the owner cannot be kept")); });
     EXPECT_EQ("in place where the owner cannot be kept", content());
     EXPECT_EQ(canGive ? 1u : geteuid(), status().st_uid);
     EXPECT_THAT(names(), ElementsAre("file"));
@@ -119,7 +119,7 @@ TEST_F(AtomicFileTest, ANewFileHasTheUsualModeAndAReplacedOneKeepsItsModeAndOwne
 
 TEST_F(AtomicFileTest, WhatCannotBeReplacedIsWrittenInPlace)
 {
-    const std::string target = "/tmp/durable/dir/target";
+    const std::string target = "/tmp/atomic/dir/target";
     store("a long old text", target);
     fs::create_symlink("target", kPath);
     EXPECT_EQ(0, store("linked"));
@@ -131,9 +131,9 @@ TEST_F(AtomicFileTest, WhatCannotBeReplacedIsWrittenInPlace)
     store("old");
     const ino_t before = status().st_ino;
     chmod(kDirectory, 0555);
-    withoutRootsPower([] {
+    withoutCapabilities([] {
         EXPECT_EQ(0, store("in place"));
-        EXPECT_EQ(EACCES, store("new", "/tmp/durable/dir/another"));
+        EXPECT_EQ(EACCES, store("new", "/tmp/atomic/dir/another"));
     });
     EXPECT_EQ("in place", content());
     EXPECT_EQ(before, status().st_ino);
@@ -171,10 +171,10 @@ TEST_F(AtomicFileTest, EveryKindOfPathFindsItsDirectory)
     fs::current_path("/tmp");
 }
 
-TEST_F(AtomicFileTest, MissingAbilitiesOfTheSystemCostNothingButTheWayRound)
+TEST_F(AtomicFileTest, ReplacesTheFileAlsoWhereTheKernelRefusesACall)
 {
     const std::pair<std::function<void()>, std::string> cases[] = {
-        // where a left-over stands
+        // where a stale file stands
         {[] { refuse(SYS_openat, 2, O_TMPFILE & ~O_DIRECTORY, EOPNOTSUPP); }, kDirectory},
         {[] { refuse(SYS_linkat, 4, AT_EMPTY_PATH, ENOENT); }, kParent},
         {[] { refuse(SYS_openat, 2, O_PATH, EACCES); }, kDirectory},
@@ -182,12 +182,11 @@ TEST_F(AtomicFileTest, MissingAbilitiesOfTheSystemCostNothingButTheWayRound)
         {[] { refuse(SYS_vfork, 0, 0, EAGAIN); }, kParent},
 #endif
     };
-    for (const auto& [lose, leftOverIn] : cases) {
-        std::ofstream(leftOverIn + "/.file." + std::to_string(status(kDirectory).st_ino) +
-                      ".~storing")
+    for (const auto& [refuseCall, staleIn] : cases) {
+        std::ofstream(staleIn + "/.file." + std::to_string(status(kDirectory).st_ino) + ".~storing")
             << "left by a crash";
-        inThread([&lose = lose] {
-            lose();
+        inThread([&refuseCall = refuseCall] {
+            refuseCall();
             EXPECT_EQ(0, store("old"));
             chmod(kPath, 0600);
             EXPECT_EQ(0, store("new"));
@@ -201,40 +200,33 @@ TEST_F(AtomicFileTest, MissingAbilitiesOfTheSystemCostNothingButTheWayRound)
     }
 }
 
-std::string textOf(int state)
-{
-    std::string text;
-    for (int line = 0; line < 2000; ++line)
-        text += std::to_string(state) + '\n';
-    return text + "end";
-}
-
-TEST_F(AtomicFileTest, KilledAtAnyInstantTheFileIsWholeAndAlone)
+TEST_F(AtomicFileTest, AfterAKillAtAnyInstantTheFileIsWholeAndNothingElseIsThere)
 {
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0); // the killed process leaves its children to us
     std::mt19937 random(20240305);
     std::uniform_int_distribution<useconds_t> microseconds(0, 3000);
-    store(textOf(0));
+    const auto filledWith = [](char filling) { return std::string(10000, filling); };
+    store(filledWith('-'));
     for (int round = 0; round < 300; ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
         const pid_t child = fork();
-        for (int state = 1; child == 0; ++state)
-            store(textOf(state));
+        for (char filling = 'a'; child == 0; filling ^= 1)
+            store(filledWith(filling));
         usleep(microseconds(random));
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
         ASSERT_THAT(names(), ElementsAre("file"));
-        const std::string found = content(); // the next state may still come into its place
-        ASSERT_EQ(textOf(std::atoi(found.c_str())), found);
+        const std::string found = content(); // the next one may still come into its place
+        ASSERT_EQ(filledWith(found[0]), found);
         while (waitpid(-1, nullptr, 0) > 0) {
             // What was under way in the parent directory finishes by itself.
         }
         ASSERT_THAT(names(kParent), ElementsAre("dir"));
     }
-    EXPECT_NE(textOf(0), content()) << "no child came to store";
+    EXPECT_NE(filledWith('-'), content()) << "no child came to store";
 }
 
-TEST(ShortLivedNameTest, OnlyTheStoresOwnNamesAreTakenForLeftOvers)
+TEST(TempFileNameTest, OnlyTemporaryNamesAreTakenForStaleFiles)
 {
     EXPECT_TRUE(isTempFileName(".cfg_stored_set.json.12.~storing"));
     for (const char* name : {"", "..", "set.json", ".set.json", "n.~storing", ".~storing",
