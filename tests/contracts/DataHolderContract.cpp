@@ -1,5 +1,7 @@
 #include "DataHolder.h"
 
+#include <cerrno>
+#include <future>
 #include <gtest/gtest.h>
 
 namespace
@@ -18,7 +20,15 @@ public:
     {
         return Fcodes(timeout + tries);
     }
+    Fcodes requestAddRow(const std::string& /*target*/, const std::string& /*table*/, int /*rowId*/,
+                         int& /*newRowId*/, unsigned timeout, unsigned tries) override
+    {
+        return Fcodes(timeout + tries);
+    }
 };
+
+using RequestEvent = Fcodes (DataHolder::*)(const std::string&, MessageEvent&, unsigned, unsigned);
+static_assert(std::is_same_v<RequestEvent, decltype(&DataHolder::requestEvent)>);
 
 } // namespace
 
@@ -27,4 +37,25 @@ TEST(ContractTest, AnApplicationReplacesWhatItsHolderOffers)
     IDataHolder& holder = *new Application; // it lives as long as the process
     int row = 0;
     EXPECT_EQ(14U, holder.requestNextRowId("/tmp/none", "T", 1, row, 10U, 4U));
+}
+
+TEST(ContractTest, TheHoldersLockIsRecursiveAndOfTheThreadThatTookIt)
+{
+    Application& application = *new Application;
+    EXPECT_EQ(EPERM, application.unlock());
+    EXPECT_EQ(0, application.lock() | application.lock());
+    auto ofAnother = std::async(std::launch::async, [&] { return application.unlock(); });
+    EXPECT_EQ(EPERM, ofAnother.get());
+    EXPECT_EQ(0, application.unlock() | application.unlock());
+    EXPECT_EQ(EPERM, application.unlock());
+}
+
+TEST(ContractTest, ATimeOutOfMinusOneDoesNotWait)
+{
+    Application& application = *new Application;
+    application.getDataCommunicator().init(&application, "/tmp/sockA", "/tmp/sockSendA", "tComA");
+    std::string result; // nobody answers at that socket
+    const auto atOnce = static_cast<unsigned>(-1);
+    EXPECT_EQ(FC_COMM_ERROR,
+              application.DataHolder::requestCommand("/tmp/sockA", "", result, atOnce, 1));
 }
