@@ -33,12 +33,14 @@ protected:
     }
 
     /// The committed components of "D", in the form in which they are stored in a file.
-    std::string committed()
+    std::string committed() { return compact(storedDocument()["components"]); }
+
+    Json::Value storedDocument()
     {
         store.storeDataSet("D", "/tmp/committed.json");
         Json::Value root;
         std::ifstream("/tmp/committed.json") >> root;
-        return compact(root["components"]);
+        return root;
     }
 
     static std::string json(const std::string& text) { return compact(parsed(text)); }

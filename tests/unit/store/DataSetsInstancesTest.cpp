@@ -81,7 +81,7 @@ TEST_F(DataSetsInstancesTest, AnInstanceIsThereWhenItIsNotNull)
     EXPECT_THAT((std::vector{has("I", "0"), has("T", ""), has("X", "")}), Each(false));
 }
 
-TEST_F(DataSetsInstancesTest, ListsAppendInstancesAndReplaceProperties)
+TEST_F(DataSetsInstancesTest, ListsAppendInstancesReplacePropertiesAndSizesCountInstances)
 {
     load("{'K': {'instances': {'b': 1, 'a': null}, 'properties': {'q': {}, 'p': {}}}, "
          "'I': {'instances': [1]}, 'S': {'instance': {}}, 'E': {'instances': null}}");
@@ -91,6 +91,12 @@ TEST_F(DataSetsInstancesTest, ListsAppendInstancesAndReplaceProperties)
     expectEach(FC_NO_SUCH_NAME,
                {store.getInstances("D", "E", names), store.getInstances("D", "X", names)});
     EXPECT_THAT(names, ElementsAre("before", "a", "b", "0", ""));
+    const auto size = [this](const char* component) {
+        int found = -1;
+        return store.getComponentSize("D", component, found) == FC_OK ? found : -1;
+    };
+    EXPECT_THAT((std::vector{size("K"), size("I"), size("E"), size("S"), size("X")}),
+                ElementsAre(2, 1, 0, -1, -1));
     EXPECT_EQ(FC_OK, store.getProperties("D", "K", names));
     EXPECT_EQ(FC_NO_SUCH_NAME, store.getProperties("D", "S", names));
     EXPECT_THAT(names, ElementsAre("p", "q"));

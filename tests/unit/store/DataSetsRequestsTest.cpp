@@ -50,8 +50,8 @@ protected:
     std::string askWhole(const Operation& operation, const std::string& request, Fcodes wanted)
     {
         logged();
-        reply = "left from before";
-        EXPECT_EQ(wanted, (store.*operation.call)(parsed(request), reply));
+        reply = parsed(request); // a reply may take the place of its request
+        EXPECT_EQ(wanted, (store.*operation.call)(reply, reply));
         EXPECT_EQ(Json::Value(static_cast<Json::UInt>(wanted)), reply["fcode"]);
         EXPECT_EQ(Json::Value(gFcodeString.at(wanted)), reply["description"]);
 
@@ -64,12 +64,7 @@ protected:
         return compact(std::as_const(reply)["components"]);
     }
 
-    std::string get(const std::string& components, Fcodes wanted = FC_OK)
-    {
-        return ask(kGet, components, wanted);
-    }
-
-    void set(const std::string& components, Fcodes wanted = FC_OK)
+    void set(const std::string& components, Fcodes wanted)
     {
         ask(kSet, components, wanted);
         EXPECT_EQ(2u, reply.size());
@@ -79,48 +74,35 @@ protected:
     std::string lines; ///< what follows the request in the lines, parted by semicolons
 };
 
-TEST_F(DataSetsRequestsTest, RowsByIndexAndRowsByKeyAreAnsweredInFormsOfTheirOwn)
+TEST_F(DataSetsRequestsTest, GetParamsAnswersWhatItFindsAndLogsTheRest)
 {
-    EXPECT_EQ(json(R"({'I': {'rows': [{'index': 1, 'properties': {'Int': 11}},
-                                      {'index': 0, 'properties': {'Int': 10}}]},
-                       'K': {'instances': {'b': {'Int': 2, 'Text': 'y'}, 'a': {'Text': 'x'}}}})"),
-              get(R"({'I': {'rows': [1, {'index': 0}], 'properties': ['Int']},
-                      'K': {'rows': ['b', {'index': 'a', 'properties': ['Text']}],
-                            'properties': ['Int', 'Text']}})"));
-    EXPECT_EQ("D", reply["dataset"].asString());
-    EXPECT_EQ(4u, reply.size());
-
-    EXPECT_EQ(
-        json("{'I': {'rows': [{'Int': 11}, null]}, 'K': {'instances': {'b': {}, 'five': 5}}}"),
-        get("{'I': {'rows': [1, 2]},"
-            " 'K': {'rows': ['five', {'index': 'b', 'properties': []}]}}"));
-    EXPECT_EQ("", lines);
-    EXPECT_EQ(json("{'I': {'instances': [{'Int': 10}, {'Int': 11}, null]}, "
-                   "'K': {'instances': {'a': {'Int': 1}, 'b': {'Int': 2}, 'five': {}}}}"),
-              get("{'I': null, 'K': {'properties': ['Int']}}", FC_NO_SUCH_NAME));
-}
-
-TEST_F(DataSetsRequestsTest, RequestWithoutComponentsIsAnsweredWithAllInstances)
-{
-    const std::string all = json(R"({'I': {'instances': [{'Int': 10}, {'Int': 11}, null]},
+    const char* const all = R"({'I': {'instances': [{'Int': 10}, {'Int': 11}, null]},
         'K': {'instances': {'a': {'Int': 1, 'Text': 'x', 'Enum': 1, 'Bare': 1, 'Fixed': 5,
               'Bool': false, 'Stale': '7', 'Free': 9}, 'b': {'Int': 2, 'Text': 'y'}, 'five': 5}},
-        'N': {'instances': 5}, 'S': {'instances': []}})");
-    EXPECT_EQ(all, get("{}"));
-    EXPECT_EQ(all, get("null"));
-    EXPECT_EQ(all, askWhole(kGet, "{'dataset': 'D'}", FC_OK));
-    EXPECT_EQ("", lines);
-}
-
-TEST_F(DataSetsRequestsTest, WhatGetParamsCannotReadIsToldAndTheRestIsAnswered)
-{
-    struct Case {
-        const char* components;
-        Fcodes code;
-        const char* answer;
-        const char* lines;
-    };
+        'N': {'instances': 5}, 'S': {'instances': []}})";
+    // clang-format off
+    struct Case { const char* components; Fcodes code; const char *answer, *lines; };
+    // clang-format on
     for (const Case& c : {
+             Case{"{}", FC_OK, all, ""},
+             Case{"null", FC_OK, all, ""},
+             Case{"{'I': {'rows': [1, {'index': 0}], 'properties': ['Int']},"
+                  " 'K': {'rows': ['b', {'index': 'a', 'properties': ['Text']}],"
+                  " 'properties': ['Int', 'Text']}}",
+                  FC_OK,
+                  "{'I': {'rows': [{'index': 1, 'properties': {'Int': 11}},"
+                  " {'index': 0, 'properties': {'Int': 10}}]},"
+                  " 'K': {'instances': {'b': {'Int': 2, 'Text': 'y'}, 'a': {'Text': 'x'}}}}",
+                  ""},
+             Case{"{'I': {'rows': [1, 2]}, 'K': {'rows': ['five', {'index': 'b', 'properties': "
+                  "[]}]}}",
+                  FC_OK,
+                  "{'I': {'rows': [{'Int': 11}, null]}, 'K': {'instances': {'b': {}, 'five': 5}}}",
+                  ""},
+             Case{"{'I': null, 'K': {'properties': ['Int']}}", FC_NO_SUCH_NAME,
+                  "{'I': {'instances': [{'Int': 10}, {'Int': 11}, null]},"
+                  " 'K': {'instances': {'a': {'Int': 1}, 'b': {'Int': 2}, 'five': {}}}}",
+                  " comp=K instances rowKey=five no param=Int"},
              Case{"{'X': {}, 'I': {'rows': [1]}}", FC_NO_SUCH_NAME,
                   "{'I': {'rows': [{'Int': 11}]}}", " No such component=X"},
              Case{"{'I': {'rows': 1}, 'X': {}}", FC_NO_SUCH_NAME, "{}",
@@ -151,12 +133,15 @@ TEST_F(DataSetsRequestsTest, WhatGetParamsCannotReadIsToldAndTheRestIsAnswered)
                   " values are not objects (by rowKey);"
                   " instances are neither an object(by rowKey), nor an array(by index)"},
          }) {
-        EXPECT_EQ(json(c.answer), get(c.components, c.code)) << c.components;
+        EXPECT_EQ(json(c.answer), ask(kGet, c.components, c.code)) << c.components;
         EXPECT_EQ(c.lines, lines) << c.components;
+        EXPECT_EQ("D", reply["dataset"].asString());
+        EXPECT_EQ(4u, reply.size());
     }
+    EXPECT_EQ(json(all), askWhole(kGet, "{'dataset': 'D'}", FC_OK));
 }
 
-TEST_F(DataSetsRequestsTest, RequestWithoutDatasetIsABodyErrorInWordsThatDiffer)
+TEST_F(DataSetsRequestsTest, RequestWithoutDatasetIsABodyError)
 {
     for (const auto& [operation, line] : {std::pair{kGet, " no rowKey=dataset or the dataset"},
                                           std::pair{kFetchNames, " no key=dataset or the dataset"},
@@ -173,10 +158,7 @@ TEST_F(DataSetsRequestsTest, RequestWithoutDatasetIsABodyErrorInWordsThatDiffer)
 TEST_F(DataSetsRequestsTest, FetchingNamesAnswersNoneAndLeavesAMemberInTheDocument)
 {
     const auto stored = [this] {
-        store.storeDataSet("D", "/tmp/fetched.json");
-        Json::Value root;
-        std::ifstream file("/tmp/fetched.json");
-        Json::Reader().parse(file, root);
+        Json::Value root = storedDocument();
         root.removeMember("components");
         return compact(root);
     };
@@ -208,44 +190,41 @@ TEST_F(DataSetsRequestsTest, FetchedNamesAreThoseThatStandBesideTheComponents)
 class LiveStore : public DataSets
 {
 public:
+    using Text = const std::string&;
+
     std::vector<std::string> mCalls;
 
-    Fcodes onGetDataset(const std::string& d) override { return note("dataset " + d); }
-    Fcodes onGetComponent(const std::string&, const std::string& c) override
+    Fcodes onGetDataset(Text d) override { return called("dataset " + d); }
+    Fcodes onGetComponent(Text, Text c) override { return called("component " + c); }
+    Fcodes onGetComponentEntry(Text, Text c, Text key) override
     {
-        return note("component " + c);
+        return called("entry " + c + ' ' + key);
     }
-    Fcodes onGetComponentEntry(const std::string& d, const std::string& c,
-                               const std::string& key) override
+    Fcodes onGetComponentEntry(Text, Text c, int index) override
     {
-        if (key == "gone")
-            removeInstance(d, c, key);
-        return note("entry " + c + ' ' + key);
+        return called("entry " + c + ' ' + std::to_string(index));
     }
-    Fcodes onGetComponentEntry(const std::string&, const std::string& c, int index) override
+    Fcodes onGetComponentValue(Text, Text c, Text p, Text key) override
     {
-        if (index == 1)
-            throw index; // of any type
-        return note("entry " + c + ' ' + std::to_string(index));
+        return called("value " + c + ' ' + key + ' ' + p);
     }
-    Fcodes onGetComponentValue(const std::string& d, const std::string& c, const std::string& p,
-                               const std::string& key) override
+    Fcodes onGetComponentValue(Text, Text c, Text p, int index) override
     {
-        if (p == "New")
-            loadComponent(d, c, R"({"instances": {"a": {"New": "read"}}})");
-        return note("value " + c + ' ' + key + ' ' + p);
-    }
-    Fcodes onGetComponentValue(const std::string& d, const std::string& c, const std::string& p,
-                               int index) override
-    {
-        initIntParam(d, c, p, 99, index);
-        return note("value " + c + ' ' + std::to_string(index) + ' ' + p);
+        return called("value " + c + ' ' + std::to_string(index) + ' ' + p);
     }
 
 private:
-    Fcodes note(const std::string& call)
+    Fcodes called(Text call)
     {
         mCalls.push_back(call);
+        if (call == "entry I 1")
+            throw 1; // of any type
+        if (call == "entry K gone")
+            removeInstance("D", "K", "gone");
+        if (call == "value K a New")
+            loadComponent("D", "K", R"({"instances": {"a": {"New": "read"}}})");
+        if (call == "value I 0 Int")
+            initIntParam("D", "I", "Int", 99, 0);
         return FC_UNAVAILABLE; // is ignored
     }
 };
@@ -280,24 +259,16 @@ TEST_F(DataSetsRequestsTest, HooksComeJustBeforeEachReadAndMayChangeWhatIsRead)
 
 TEST_F(DataSetsRequestsTest, SetParamsWritesPendingValuesOfEveryType)
 {
-    const std::string before = committed();
-    const auto setAll = [this] {
-        set(R"({'I': {'properties': {'Int': 30}, 'rows': [1, {'index': 0, 'properties': {'Int': 31}}]},
+    Json::Value wanted = parsed(committed());
+    set(R"({'I': {'properties': {'Int': 30}, 'rows': [1, {'index': 0, 'properties': {'Int': 31}}]},
             'K': {'rows': [{'index': 'a', 'properties': {'Text': 'z', 'Enum': 'two', 'Bool': true}},
-                           'b'], 'properties': {'Int': -3}}})");
-    };
-    setAll();
+                           'b'], 'properties': {'Int': -3}}})",
+        FC_OK);
     EXPECT_EQ("", lines);
-    EXPECT_EQ(before, committed());
+    EXPECT_EQ(compact(wanted), committed());
     EXPECT_TRUE(store.isChangedProperty("D", "K", "Bool", "a"));
     EXPECT_FALSE(store.isChangedProperty("D", "K", "Int", "a"));
-    store.rollback();
     store.commit();
-    EXPECT_EQ(before, committed());
-
-    setAll();
-    store.commit();
-    Json::Value wanted = parsed(before);
     wanted["I"]["instances"][0]["Int"] = 31;
     wanted["I"]["instances"][1]["Int"] = 30;
     wanted["K"]["instances"]["b"]["Int"] = -3;
@@ -308,7 +279,7 @@ TEST_F(DataSetsRequestsTest, SetParamsWritesPendingValuesOfEveryType)
     EXPECT_EQ(compact(wanted), committed());
 }
 
-TEST_F(DataSetsRequestsTest, ARefusalIsToldAndWritesNothingAtAll)
+TEST_F(DataSetsRequestsTest, ARefusalIsLoggedAndNothingIsWritten)
 {
     store.setIntParam("D", "I", "Int", 77, 0);
     const std::string before = committed();
@@ -318,14 +289,11 @@ TEST_F(DataSetsRequestsTest, ARefusalIsToldAndWritesNothingAtAll)
     const auto a = [&rows](const std::string& values) {
         return rows("{'index': 'a', 'properties': {'Bool': true, " + values + "}}");
     };
-    struct Case {
-        std::string components;
-        Fcodes code;
-        std::string line;
-    };
+    // clang-format off
+    struct Case { std::string components; Fcodes code; std::string line; };
+    // clang-format on
     for (const Case& c : std::vector<Case>{
              {a("'Fixed': 6"), FC_ACCESS_DENIED, " comp=K param=Fixed access=RO"},
-             {a("'No': 6"), FC_NO_SUCH_NAME, " comp=K ind=a hasn't param=No"},
              {a("'Free': 6"), FC_NO_SUCH_NAME, " comp=K ind=a hasn't param=Free"},
              {a("'Undone': 6"), FC_NO_SUCH_NAME, " comp=K ind=a hasn't param=Undone"},
              {a("'Int': '6'"), FC_WRONG_TYPE, " comp=K param=Int type mismatch"},
@@ -349,13 +317,12 @@ TEST_F(DataSetsRequestsTest, ARefusalIsToldAndWritesNothingAtAll)
              {rows("'a'"), FC_BODY_ERROR, " comp=K rows[0] No key=properties"},
              {rows("{'index': 'b', 'properties': {'Int': 4}}, 2.5"), FC_BODY_ERROR,
               " comp=K rows[1] is neither int, nor string"},
-             {"{'I': {'rows': [0, 9], 'properties': {'Int': 1}}}", FC_NO_SUCH_NAME,
+             {"{'I': {'rows': [9], 'properties': {}}}", FC_NO_SUCH_NAME,
               " comp=I instances invalid index=9"},
              {"{'I': {'rows': [0], 'properties': [1]}}", FC_BODY_ERROR,
               " comp=I properties is not an object"},
              {"{'I': {'properties': {'Int': 1}}}", FC_BODY_ERROR, " comp=I no array key=rows"},
-             {"{'I': {'rows': [0], 'properties': {'Int': 1}}, 'X': {}}", FC_NO_SUCH_NAME,
-              " No such component=X"},
+             {"{'X': {}}", FC_NO_SUCH_NAME, " No such component=X"},
              {"{'N': {}}", FC_NO_SUCH_NAME, " comp=N No key=properties"},
              {"{'S': {}}", FC_NO_SUCH_NAME, " comp=S No key=instances"},
              {"[]", FC_BODY_ERROR, " no key=components"},
@@ -399,13 +366,6 @@ TEST_F(DataSetsRequestsTest, AWorkingCopyOfAnotherShapeRefusesTheWholeRequest)
         EXPECT_FALSE(store.isChangedProperty("D", "I", "Int", 0)) << shape;
         EXPECT_FALSE(store.isChangedProperty("D", "K", "Int", "b")) << shape;
     }
-}
-
-TEST_F(DataSetsRequestsTest, AReplyMayTakeThePlaceOfItsRequest)
-{
-    Json::Value both = parsed("{'dataset': 'D', 'components': {'I': {'rows': [0]}}}");
-    EXPECT_EQ(FC_OK, store.getParams(both, both));
-    EXPECT_EQ(json("{'rows': [{'Int': 10}]}"), compact(both["components"]["I"]));
 }
 
 TEST(RequestTextTest, LinesOfALongRequestStopShowingItWhenThePipeIsFull)

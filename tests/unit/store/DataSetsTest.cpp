@@ -86,18 +86,6 @@ TEST_F(DataSetsTest, DatasetsAndComponentsComeAndGo)
     EXPECT_EQ(json("{}"), committed());
 }
 
-TEST_F(DataSetsTest, AComponentsSizeIsThatOfItsInstances)
-{
-    load("{'A': {'instances': []}, 'K': {'instances': {'a': {}, 'b': {}}}, 'S': {'instance': {}}, "
-         "'N': {'instances': null}}");
-    std::vector<int> sizes;
-    for (const char* component : {"A", "K", "N", "S", "X"}) {
-        int size = -1;
-        sizes.push_back(store.getComponentSize("D", component, size) == FC_OK ? size : -1);
-    }
-    EXPECT_THAT(sizes, testing::ElementsAre(0, 2, 0, -1, -1));
-}
-
 TEST_F(DataSetsTest, ABadComponentTextIsReportedOnStandardOutput)
 {
     const auto expectReported = [this](const std::string& text, const std::string& start) {
