@@ -34,9 +34,12 @@ static_assert(std::is_same_v<RequestEvent, decltype(&DataHolder::requestEvent)>)
 
 TEST(ContractTest, AnApplicationReplacesWhatItsHolderOffers)
 {
-    IDataHolder& holder = *new Application; // it lives as long as the process
+    Application& application = *new Application; // it lives as long as the process
+    IDataHolder& holder = application;
     int row = 0;
     EXPECT_EQ(14U, holder.requestNextRowId("/tmp/none", "T", 1, row, 10U, 4U));
+    MessageEvent event;
+    EXPECT_EQ(FC_COMM_ERROR, application.requestEvent("/tmp/none", event, 10U, 3U));
 }
 
 TEST(ContractTest, TheHoldersLockIsRecursiveAndOfTheThreadThatTookIt)

@@ -17,5 +17,6 @@ TEST(ContractTest, TheStoreComesWithItsFactory)
     Json::Value reply;
     request["dataset"] = "None";
     EXPECT_EQ(FC_BODY_ERROR, store->getParams(request, reply));
+    EXPECT_EQ(FC_OK, store->onGetComponentValue("D", "C", "P", 0) | store->onGetDataset("D"));
     store->unlock();
 }

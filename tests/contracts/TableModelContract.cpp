@@ -20,15 +20,6 @@ DataColumn* column(int defaultValue)
     return made;
 }
 
-/// Never called: an old column is the caller's.
-[[maybe_unused]] void replaceEach(DataTable& table, DataObject& object)
-{
-    DataColumn* old = table.replaceColumn("C", column(5));
-    delete old;
-    old = object.replaceParameter("C", column(5));
-    delete old;
-}
-
 } // namespace
 
 TEST(ContractTest, RowsAreAMapToTheirPointers)
@@ -45,6 +36,15 @@ TEST(ContractTest, RowsAreAMapToTheirPointers)
     table.removeRows(id); // nobody has to take what is handed back
     table.removeColumns("C");
     EXPECT_EQ(0, table.getRowsNum() + table.getColumnsNum());
+}
+
+TEST(ContractTest, AReplacedColumnIsTheCallers)
+{
+    DataObject object("O");
+    object.addParameter("C", column(4));
+    DataColumn* old = object.replaceParameter("C", column(5));
+    EXPECT_EQ(4, old->getDefVal());
+    delete old;
 }
 
 TEST(ContractTest, ItemsAndRowsAreLinkedByHand)

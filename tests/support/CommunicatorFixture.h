@@ -38,15 +38,7 @@ protected:
 
     /// What has been logged since the last look, the communicator's lines without their unit:
     /// "ERROR readMsg: Time out".
-    std::vector<std::string> logged()
-    {
-        std::vector<std::string> lines = mLog.entries();
-        for (std::string& line : lines)
-            if (const auto at = line.find(' ') + 1; line.compare(at, 17, "DataCommunicator:") == 0)
-                line.erase(at, 17);
-        mLog.clear();
-        return lines;
-    }
+    std::vector<std::string> logged() { return mLog.take("DataCommunicator"); }
 
     struct Endpoint {
         FakeDataHolder holder;

@@ -42,7 +42,7 @@ bool LogCapture::waitFor(const std::string& wanted)
     return eventually([&] { return text().find(wanted) != std::string::npos; });
 }
 
-std::vector<std::string> LogCapture::entries()
+std::vector<std::string> LogCapture::entriesOf(const std::string& unnamedUnit)
 {
     static const std::regex header(
         R"((INFO |WARN |ERROR|FATAL|SYS  )\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3} [^(\n]*\(\d+\)([A-Za-z/]+):\d+:)");
@@ -50,13 +50,20 @@ std::vector<std::string> LogCapture::entries()
     std::vector<std::string> found;
     for (std::sregex_iterator it(all.begin(), all.end(), header), end; it != end;) {
         const std::string label = it->str(1);
-        const std::string unit = it->str(2);
+        const std::string unit = it->str(2) == unnamedUnit ? "" : it->str(2) + ':';
         const auto start = static_cast<std::size_t>(it->position() + it->length());
         const auto next = ++it == end ? all.size() : static_cast<std::size_t>(it->position());
-        found.push_back(label.substr(0, label.find(' ')) + ' ' + unit + ':' +
+        found.push_back(label.substr(0, label.find(' ')) + ' ' + unit +
                         all.substr(start, next - start - 1)); // less the line's end
     }
     return found;
+}
+
+std::vector<std::string> LogCapture::take(const std::string& unit)
+{
+    std::vector<std::string> taken = entriesOf(unit);
+    clear();
+    return taken;
 }
 
 void LogCapture::clear()

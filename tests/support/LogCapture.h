@@ -24,11 +24,16 @@ public:
 
     /// The captured entries as "ERROR Unit:init: message": label, unit and message, without date,
     /// task and line number. A message of several lines stays one entry.
-    std::vector<std::string> entries();
+    std::vector<std::string> entries() { return entriesOf({}); }
+
+    /// The entries, those of the unit without its name: "ERROR init: message"; then clear().
+    std::vector<std::string> take(const std::string& unit);
 
     void clear();
 
 private:
+    std::vector<std::string> entriesOf(const std::string& unnamedUnit);
+
     int mFifo;
     std::string mText;
 };

@@ -64,16 +64,7 @@ protected:
     }
 
     /// The store's lines since the last look, as "ERROR addInstance: ...".
-    Lines logged()
-    {
-        const std::string unit = "applications/SystemManagement/DataComLib/src/DataSets:";
-        Lines lines = log.entries();
-        for (std::string& line : lines)
-            if (const std::size_t at = line.find(unit); at != std::string::npos)
-                line.erase(at, unit.size());
-        log.clear();
-        return lines;
-    }
+    Lines logged() { return log.take("applications/SystemManagement/DataComLib/src/DataSets"); }
 
     LogCapture log;
     DataSets store;

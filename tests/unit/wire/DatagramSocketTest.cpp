@@ -33,10 +33,8 @@ TEST(DatagramSocketTest, ATimeoutOfMinusOneDoesNotWaitAndZeroWaitsWithoutLimit)
 
     EXPECT_EQ(WaitResult::FAILED, waitReadable(socket.descriptor(), -2));
     EXPECT_EQ(EINVAL, errno);
-    for (const int noSocket : {-1, 987}) {
-        EXPECT_EQ(WaitResult::FAILED, waitReadable(noSocket, 0));
-        EXPECT_EQ(EBADF, errno);
-    }
+    EXPECT_EQ(WaitResult::FAILED, waitReadable(987, 0));
+    EXPECT_EQ(EBADF, errno);
 }
 
 TEST(DatagramSocketTest, WaitsOnDescriptorsBeyondTheReachOfSelect)
