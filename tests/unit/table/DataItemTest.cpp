@@ -1,4 +1,3 @@
-#include "DataSet.h"
 #include "TableFixture.h"
 
 #include <memory>
@@ -25,18 +24,15 @@ protected:
 
 TEST_F(DataItemTest, StrItemIsBornEmptyAndSaysSo)
 {
-    DataColumn name;
-    name.init("Name", DataColumn::RW, DataColumn::STR);
-    name.setDefVal(3);
-    DataItem item(&name);
-    expectLogged({"ERROR DataItem:initValue: item=Name ENUM not found ind=3"});
+    const std::unique_ptr<DataColumn> name(column("Name", DataColumn::STR, 3));
+    DataItem item(name.get());
     EXPECT_EQ("/0 /0 1", show(item));
-
     EXPECT_EQ(FC_OK, item.initValue("lower deck"));
     EXPECT_EQ(FC_BAD_VALUE, item.resetValue());
     EXPECT_EQ(FC_BAD_VALUE, item.setValue(4));
     EXPECT_EQ("lower deck/0 lower deck/0 1", show(item));
     expectLogged({"ERROR DataItem:initValue: item=Name ENUM not found ind=3",
+                  "ERROR DataItem:initValue: item=Name ENUM not found ind=3",
                   "WARN DataItem:setValue(int): item=Name ENUM not found ind=4"});
 }
 
@@ -89,28 +85,6 @@ TEST_F(DataItemTest, CopyIsNewAndInNoRow)
     EXPECT_EQ("40/40 8/8 4", show(limit));
 }
 
-TEST_F(DataItemTest, SettingMarksAllAboveAndInitialisingMarksNone)
-{
-    DataSet set;
-    set.addTable("Sensors", &table);
-    const auto states = [&] {
-        return std::vector{table.getRows(1)->getState(), table.getState(), set.getState()};
-    };
-    const std::vector<unsigned> clean(3, STATE_CLEAN), modified(3, STATE_MODIFIED);
-
-    set.acceptChanges();
-    limit.initValue("3");
-    limit.initIntVal(4);
-    EXPECT_EQ(clean, states());
-    for (const bool text : {true, false}) {
-        text ? limit.setStrVal("4") : limit.setIntVal(4);
-        EXPECT_EQ(modified, states());
-        set.acceptChanges();
-        EXPECT_EQ(clean, states());
-    }
-    set.removeTable("Sensors").release(); // it is the fixture's
-}
-
 TEST_F(DataItemTest, TextHoldsTheCommittedValueAndIsRead)
 {
     mode.setValue("Off");
@@ -130,33 +104,21 @@ TEST_F(DataItemTest, MovesBetweenRowsWithItsOwnership)
     addCleanRows({2});
     DataRow& second = *table.getRows(2);
     limit.initValue(7);
-    limit.setRow(&second); // frees the item that stood there
-    EXPECT_EQ(&limit, second.getDataItem("Limit"));
+    second.addDataItem("Limit", &limit); // frees the item that stood there
     EXPECT_EQ(nullptr, table.getRows(1)->getDataItem("Limit"));
     EXPECT_EQ("\t\t\t<Row ID=\"2\" >\n"
               "\t\t\t<Item Name=\"Mode\" Value=\"On\" />\n"
               "\t\t\t<Item Name=\"Limit\" Value=\"7\" />\n"
               "\t\t\t</Row>\n",
               textOf(second));
-    limit.setRow(nullptr);
-    const std::unique_ptr<DataItem> mine(&limit);
+    limit.setRow(table.getRows(1));
     EXPECT_EQ(nullptr, second.getDataItem("Limit"));
     delete second.getDataItem("Mode"); // leaves its row by itself
     EXPECT_EQ(second.getDataItemListEnd(), second.getDataItemListBegin());
-}
 
-TEST_F(DataItemTest, StepsOfALinkLeaveTheOtherRowAlone)
-{
-    DataRow row(9);
-    const std::unique_ptr<DataItem> item(limit.clone());
-    row._addDataItem("Limit", item.get());
-    row._addDataItem("Limit", item.get()); // is there already
-    row._removeDataItem("Limit");
-    EXPECT_EQ(row.getDataItemListEnd(), row.getDataItemListBegin());
-    row._addDataItem("Limit", item.get());
-    item->__setRow(&row);
-    item->_setRow(table.getRows(1)); // takes it out of its row, and into none
-    EXPECT_EQ(nullptr, row.getDataItem("Limit"));
+    second._addDataItem("Limit", &limit); // a step of a link leaves the other row alone
+    second._addDataItem("Limit", &limit); // is there already
+    second._removeDataItem("Limit");
     EXPECT_EQ(&limit, table.getRows(1)->getDataItem("Limit"));
 }
 

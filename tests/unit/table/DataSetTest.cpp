@@ -23,8 +23,9 @@ protected:
     /// A table of one integer column with row 1.
     static DataTable* plain(const std::string& name, const std::string& columnName)
     {
-        auto* made = new DataTable(name);
-        made->addColumns(columnName, column(columnName, DataColumn::INT));
+        auto* made = new DataTable;
+        made->setId(name);
+        made->addColumnList(column(columnName, DataColumn::INT));
         made->newRow();
         return made;
     }
@@ -100,6 +101,8 @@ TEST_F(DataSetTest, StoreLogsWhatCannotBeWrittenOrReadBackAndIsNoError)
     const auto addTable = [this](const std::string& name, const std::string& value) -> DataItem& {
         set.addTable(name, plain(name, "Speed"));
         DataItem& speed = *set.getTable(name)->getRows(1)->getDataItem("Speed");
+        DataRow* const second = set.getTable(name)->newRow(2, speed.getRow(), false);
+        second->getDataItem("Speed")->initStrVal(value); // the second row has it too
         speed.initStrVal(value);
         return speed;
     };
@@ -117,20 +120,20 @@ TEST_F(DataSetTest, StoreLogsWhatCannotBeWrittenOrReadBackAndIsNoError)
     set.setVersion("1\"");
     log.clear();
     EXPECT_EQ(FC_OK, set.store(kFile));
-    EXPECT_EQ(FC_OK, DataSet("Empty").store("/data/none/file"));
+    EXPECT_EQ(FC_OK, DataSet("a>b").store("/data/none/file"));
     const std::string error = "ERROR DataSet:store: Can't be read back: ";
-    expectLogged({error + "dataset=Dev version=1\"", error + "table=B row=1 item=Speed value=a>b",
-                  error + "table=C row=1 item=Speed value=\"",
-                  error + "table=D row=1 item=Foreign value=",
-                  error + "table=E row=1 item=Speed value=On", error + "table=G column=Speed",
-                  error + "table=H>", error + "table=I row=1 item=Speed value=<Row 1, <Columns 2",
-                  error + "table=J column=Speed", error + "table=K<Row ",
-                  "INFO DataSet:store: stored in file=/data/sensors.xml",
-                  "ERROR DataSet:store: Couldn't write file=/data/none/file errno=2",
-                  "INFO DataSet:store: stored in file=/data/none/file"});
+    expectLogged(
+        {error + "dataset=Dev version=1\"", error + "table=B row=1 item=Speed value=a>b",
+         error + "table=C row=1 item=Speed value=\"", error + "table=D row=1 item=Foreign value=",
+         error + "table=E row=1 item=Speed value=On", error + "table=G column=Speed",
+         error + "table=H>", error + "table=I row=1 item=Speed value=<Row 1, <Columns 2",
+         error + "table=J column=Speed", error + "table=K<Row ",
+         "INFO DataSet:store: stored in file=/data/sensors.xml", error + "dataset=a>b version=0",
+         "ERROR DataSet:store: Couldn't write file=/data/none/file errno=2",
+         "INFO DataSet:store: stored in file=/data/none/file"});
 }
 
-TEST_F(DataSetTest, TouchesOneTableOrAllDownToTheItems)
+TEST_F(DataSetTest, ChangesMarkAllAboveAndTouchingAllBelow)
 {
     /// The states of the set, of a table, its row and its item.
     const auto states = [this](const char* name) {
@@ -146,10 +149,22 @@ TEST_F(DataSetTest, TouchesOneTableOrAllDownToTheItems)
     EXPECT_FALSE(set.getTable("Cards")->isChanged());
     set.untouch("Fans");
     EXPECT_EQ(clean, states("Fans"));
-    set.touch();
-    EXPECT_EQ(modified, states("Cards"));
-    set.rollbackChanges();
-    EXPECT_EQ(clean, states("Cards"));
+    for (const auto clear : {&DataSet::untouch, &DataSet::rollbackChanges}) {
+        set.touch();
+        EXPECT_EQ(modified, states("Cards"));
+        (set.*clear)();
+        EXPECT_EQ(clean, states("Cards"));
+    }
+
+    DataItem& speed = *set.getTable("Fans")->getRows(1)->getDataItem("Speed");
+    speed.initValue("3");
+    speed.initIntVal(4);
+    EXPECT_EQ(clean, states("Fans"));
+    speed.setStrVal("4");
+    EXPECT_EQ(modified, states("Fans"));
+    set.acceptChanges();
+    speed.setIntVal(4);
+    EXPECT_EQ(modified, states("Fans"));
     expectLogged({"INFO DataSet:rollbackChanges: executing..."});
 }
 
@@ -193,7 +208,9 @@ TEST_F(DataSetTest, UpdateAddsMergesAndDropsTablesAsItsFlagsSay)
     EXPECT_EQ("Fans Cards Doors ", names(set));
     EXPECT_EQ(2, set.getTable("Fans")->getColumnsNum());
     EXPECT_TRUE(set.isChanged());
+    set.acceptChanges();
     EXPECT_EQ(FC_OK, set.update(reference, false, false, false, false, false, false));
+    EXPECT_TRUE(set.isChanged());
     EXPECT_EQ("Fans Doors ", names(set));
     EXPECT_EQ(std::vector<std::string>{"Noise"}, set.getTable("Fans")->getColumnNames());
 

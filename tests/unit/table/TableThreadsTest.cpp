@@ -7,30 +7,19 @@
 #include <map>
 #include <thread>
 
-namespace
-{
-
-constexpr int kRounds = 400;
-
-DataTable* tableOfTenRows(const std::string& name)
-{
-    auto* made = new DataTable(name);
-    made->addColumns("a", column("a", DataColumn::INT));
-    made->addColumns("b", column("b", DataColumn::ENUM, 0, {"Off", "On"}));
-    for (int i = 0; i < 10; ++i)
-        made->appendNewRow();
-    return made;
-}
-
-} // namespace
-
 TEST(TableThreadsTest, AllOperationsMayMeetOnOneTableAndNoChangeUnderItsLockIsLost)
 {
+    constexpr int kRounds = 400;
     LogCapture log;
     gDbgLevel = 5;
     DataSet set("Set");
-    for (const char* name : {"Left", "Right"})
-        set.addTable(name, tableOfTenRows(name));
+    for (const char* name : {"Left", "Right"}) {
+        set.addTable(name, new DataTable(name));
+        set.getTable(name)->addColumns("a", column("a", DataColumn::INT));
+        set.getTable(name)->addColumns("b", column("b", DataColumn::ENUM, 0, {"Off", "On"}));
+        for (int i = 0; i < 10; ++i)
+            set.getTable(name)->appendNewRow();
+    }
     DataTable& left = *set.getTable("Left");
     DataTable& right = *set.getTable("Right");
     int changes = 0;
