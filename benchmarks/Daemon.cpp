@@ -1,8 +1,8 @@
 #include "Daemon.h"
 
+#include "BenchmarkRun.h"
 #include "CfgPaths.h"
 #include "RawStore.h"
-#include "Session.h"
 
 #include <array>
 #include <csignal>
@@ -53,7 +53,7 @@ bool takesMessages(const sockaddr_un& address)
     const std::string program = fs::read_symlink("/proc/self/exe").replace_filename("CfgManager");
     dup2(open("/dev/null", O_RDWR), STDOUT_FILENO);
     execl(program.c_str(), program.c_str(), "-v", level.c_str(), nullptr);
-    giveUp("cannot run " + program);
+    abortBenchmarks("cannot run " + program);
 }
 
 } // namespace
@@ -67,7 +67,7 @@ std::string rowName(int number)
 DataDirectory::DataDirectory(const fs::path& disk) : mMounted(true)
 {
     if (mount(disk.c_str(), "/data", nullptr, MS_BIND, nullptr) == -1)
-        giveUp("cannot mount " + disk.string() + " on /data");
+        abortBenchmarks("cannot mount " + disk.string() + " on /data");
     for (const auto& entry : fs::directory_iterator("/data"))
         fs::remove_all(entry);
 }
@@ -120,7 +120,7 @@ Daemon::Daemon(const std::string& level) : mAddress(addressOf(kCfgSocket))
         becomeDaemon(level);
     while (!takesMessages(mAddress)) {
         if (waitpid(mPid, nullptr, WNOHANG) != 0 || watch.seconds() > 60)
-            giveUp("the daemon does not start");
+            abortBenchmarks("the daemon does not start");
         usleep(200);
     }
     RawSocket client("/tmp/sockBenchStart");
@@ -140,7 +140,7 @@ double Daemon::cpuSeconds() const
     clockid_t clock;
     timespec used{};
     if (clock_getcpuclockid(mPid, &clock) != 0 || clock_gettime(clock, &used) != 0)
-        giveUp("cannot read the daemon's clock");
+        abortBenchmarks("cannot read the daemon's clock");
     return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9;
 }
 
@@ -196,7 +196,7 @@ void expectItem(RawSocket& client, const Daemon& daemon, const std::string& row)
 {
     PreparedMessage get = getItem(row);
     if (request(client, daemon.address(), get).find("Evening line-up") == std::string_view::npos)
-        giveUp("the daemon does not know " + row);
+        abortBenchmarks("the daemon does not know " + row);
 }
 
 Memory memoryOf(pid_t pid)

@@ -10,7 +10,7 @@
 #include <sys/types.h>
 #include <sys/un.h>
 
-class Session;
+class BenchmarkRun;
 
 /// The name of the row and configuration with this number.
 std::string rowName(int number);
@@ -19,7 +19,7 @@ std::string rowName(int number);
 class DataDirectory
 {
 public:
-    /// In memory, as the world has it, or on the session's disk.
+    /// In memory, as the world has it, or on the run's disk.
     DataDirectory() = default;
     explicit DataDirectory(const std::filesystem::path& disk);
     ~DataDirectory();

@@ -1,7 +1,7 @@
 // How long can one datagram of the greatest size keep the responder from the next request?
 
+#include "BenchmarkRun.h"
 #include "Daemon.h"
-#include "Session.h"
 #include "benches.h"
 
 namespace
@@ -61,7 +61,7 @@ std::string datagram(const Shape& shape)
 
 /// What the daemon computes from a datagram's arrival until it has answered a small request that
 /// came right behind it, less what it computes for that alone.
-double busySeconds(const Session& session, const Daemon& daemon, const std::string& text)
+double busySeconds(const BenchmarkRun& run, const Daemon& daemon, const std::string& text)
 {
     RawSocket attacker("/tmp/sockBenchAttacker");
     RawSocket client("/tmp/sockBenchClient");
@@ -75,36 +75,36 @@ double busySeconds(const Session& session, const Daemon& daemon, const std::stri
         return daemon.cpuSeconds() - before;
     };
     const auto medians =
-        session.interleave(7, {[&] { return busy(true); }, [&] { return busy(false); }});
+        run.interleave(7, {[&] { return busy(true); }, [&] { return busy(false); }});
     return medians[0] - medians[1];
 }
 
-void reportWorst(Session& session, const std::string& level, const std::string& pipe, double goal)
+void reportWorst(BenchmarkRun& run, const std::string& level, const std::string& pipe, double goal)
 {
-    constexpr double kLimit = 5e-3;
+    constexpr double kMaxBusySeconds = 5e-3;
     const Daemon daemon(level);
     std::string worst;
     double worstSeconds = 0;
     for (const Shape& shape : kShapes) {
-        const double seconds = busySeconds(session, daemon, datagram(shape));
-        session.detail(shape.name, seconds);
+        const double seconds = busySeconds(run, daemon, datagram(shape));
+        run.detail(shape.name, seconds);
         if (seconds > worstSeconds) {
             worst = shape.name;
             worstSeconds = seconds;
         }
     }
-    session.report(
-        {"69,999 bytes, " + pipe + ": " + worst, worstSeconds, "limit", kLimit, goal, level});
+    run.report({"69,999 bytes, " + pipe + ": " + worst, worstSeconds, "limit", kMaxBusySeconds,
+                goal, level});
 }
 
 } // namespace
 
-void benchDatagrams(Session& session)
+void benchDatagrams(BenchmarkRun& run)
 {
     DataDirectory data;
     data.select(100);
-    reportWorst(session, "2", "no pipe", 1);
+    reportWorst(run, "2", "no pipe", 1);
     const Collector collector;
-    reportWorst(session, "2", "a pipe", 0);
-    reportWorst(session, "0", "a pipe", 0);
+    reportWorst(run, "2", "a pipe", 0);
+    reportWorst(run, "0", "a pipe", 0);
 }

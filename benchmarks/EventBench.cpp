@@ -1,10 +1,10 @@
 // What does an event cost over raw datagrams, and what does a subscriber cost that reads nothing?
 
+#include "BenchmarkRun.h"
 #include "Daemon.h"
 #include "DataCommunicator.h"
 #include "DbgPrintClient.h"
 #include "MessageEvent.h"
-#include "Session.h"
 #include "benches.h"
 
 #include <deque>
@@ -84,26 +84,26 @@ private:
 
 } // namespace
 
-void benchEvents(Session& session)
+void benchEvents(BenchmarkRun& run)
 {
     constexpr int kRounds = 501;
     gDbgLevel = 2;
     RawSocket sender("/tmp/sockBenchSender");
     for (const int count : {10, 100}) {
         Notifier notifier("Free" + std::to_string(count), count);
-        const int each = session.smoke() ? 1 : 200 / count;
+        const int each = run.smoke() ? 1 : 200 / count;
         const auto medians =
-            session.interleave(kRounds, {[&] { return notifier.secondsEach(each); },
-                                         [&] { return notifier.rawSecondsEach(each, sender); }});
-        session.report({"event to " + std::to_string(count) + " subscribers", medians[0],
-                        "raw datagrams", medians[1], 1.25, "2"});
+            run.interleave(kRounds, {[&] { return notifier.secondsEach(each); },
+                                     [&] { return notifier.rawSecondsEach(each, sender); }});
+        run.report({"event to " + std::to_string(count) + " subscribers", medians[0],
+                    "raw datagrams", medians[1], 1.25, "2"});
     }
 
     Notifier free("All", 10);
     Notifier stuck("Stuck", 10);
     stuck.stickOne(sender);
-    const auto medians = session.interleave(
+    const auto medians = run.interleave(
         kRounds, {[&] { return stuck.secondsEach(20); }, [&] { return free.secondsEach(20); }});
-    session.report({"event to 10 subscribers, one of them stuck", medians[0], "none stuck",
-                    medians[1], 1.05, "2"});
+    run.report({"event to 10 subscribers, one of them stuck", medians[0], "none stuck", medians[1],
+                1.05, "2"});
 }

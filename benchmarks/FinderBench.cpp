@@ -1,9 +1,9 @@
 // Do the finders stay linear on the worst texts? A walk of a text ten times as long may take ten
 // times as long.
 
+#include "BenchmarkRun.h"
 #include "MessageText.h"
 #include "Micro.h"
-#include "Session.h"
 #include "benches.h"
 
 #include <string_view>
@@ -39,7 +39,7 @@ std::string filled(const Text& text, std::size_t size)
 void walk(benchmark::State& state, const std::string& text)
 {
     for (auto _ : state) {
-        SegmentWalk rows(text, "Row");
+        SegmentIterator rows(text, "Row");
         for (std::string_view row; rows.next(row);)
             benchmark::DoNotOptimize(row);
     }
@@ -47,15 +47,15 @@ void walk(benchmark::State& state, const std::string& text)
 
 } // namespace
 
-void benchFinders(Session& session)
+void benchFinders(BenchmarkRun& run)
 {
     for (const Text& text : kTexts) {
         const std::string longText = filled(text, kLong);
         const std::string shortText = filled(text, kShort);
         const auto figures =
-            microFigures(session, {{"long", [&](auto& state) { walk(state, longText); }},
-                                   {"short", [&](auto& state) { walk(state, shortText); }}});
-        session.report({std::string("walk of 69,999 bytes: ") + text.name, figures.at("long"),
-                        "10 x 7,000 bytes", 10 * figures.at("short"), 1.5, "-"});
+            microFigures(run, {{"long", [&](auto& state) { walk(state, longText); }},
+                               {"short", [&](auto& state) { walk(state, shortText); }}});
+        run.report({std::string("walk of 69,999 bytes: ") + text.name, figures.at("long"),
+                    "10 x 7,000 bytes", 10 * figures.at("short"), 1.5, "-"});
     }
 }

@@ -1,10 +1,10 @@
 // What does a GET of one item cost over a raw round trip, and does the catalogue's size matter?
 
+#include "BenchmarkRun.h"
 #include "Daemon.h"
-#include "Session.h"
 #include "benches.h"
 
-void benchGet(Session& session)
+void benchGet(BenchmarkRun& run)
 {
     constexpr int kCount = 30;
     constexpr int kRounds = 1001;
@@ -29,20 +29,15 @@ void benchGet(Session& session)
         client.send(peerAddress, payload);
         client.receive();
     };
-    const auto medians =
-        session.interleave(kRounds, {[&] { return session.secondsEach(kCount, roundTrip); },
-                                     [&] {
-                                         return session.secondsEach(kCount, [&] {
-                                             request(client, small.address(), getSmall);
-                                         });
-                                     },
-                                     [&] {
-                                         return session.secondsEach(kCount, [&] {
-                                             request(client, large.address(), getLarge);
-                                         });
-                                     }});
-    session.report(
-        {"GET of one item, 100 rows", medians[1], "raw round trip", medians[0], 1.4, "2"});
-    session.report(
-        {"GET of one item, 10,000 rows", medians[2], "at 100 rows", medians[1], 1.1, "2"});
+    const auto medians = run.interleave(
+        kRounds,
+        {[&] { return run.secondsEach(kCount, roundTrip); },
+         [&] {
+             return run.secondsEach(kCount, [&] { request(client, small.address(), getSmall); });
+         },
+         [&] {
+             return run.secondsEach(kCount, [&] { request(client, large.address(), getLarge); });
+         }});
+    run.report({"GET of one item, 100 rows", medians[1], "raw round trip", medians[0], 1.4, "2"});
+    run.report({"GET of one item, 10,000 rows", medians[2], "at 100 rows", medians[1], 1.1, "2"});
 }

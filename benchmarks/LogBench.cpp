@@ -1,9 +1,9 @@
 // What does a log line cost that nobody reads: a closed site, and the daemon without a pipe?
 
+#include "BenchmarkRun.h"
 #include "Daemon.h"
 #include "DbgLine.h"
 #include "Micro.h"
-#include "Session.h"
 #include "benches.h"
 
 namespace
@@ -32,20 +32,20 @@ void site(benchmark::State& state)
     }
 }
 
-void measureSites(Session& session)
+void measureSites(BenchmarkRun& run)
 {
     gDbgLevel = 2;
-    const auto figures = microFigures(session, {{"comparison", comparison}, {"site", site}});
-    session.report({"closed log site", figures.at("site"), "one comparison",
-                    figures.at("comparison"), 1.1, "2"});
+    const auto figures = microFigures(run, {{"comparison", comparison}, {"site", site}});
+    run.report({"closed log site", figures.at("site"), "one comparison", figures.at("comparison"),
+                1.1, "2"});
     gDbgLevel = 0;
-    const auto open = microFigures(session, {{"site", site}});
-    session.report({"open log site, no pipe", open.at("site"), "one comparison",
-                    figures.at("comparison"), 0, "0"});
+    const auto open = microFigures(run, {{"site", site}});
+    run.report({"open log site, no pipe", open.at("site"), "one comparison",
+                figures.at("comparison"), 0, "0"});
 }
 
 /// One daemon, whose level is switched between the figures.
-void measureDaemon(Session& session, const std::string& pipe, double goal)
+void measureDaemon(BenchmarkRun& run, const std::string& pipe, double goal)
 {
     const Daemon daemon("2");
     RawSocket client("/tmp/sockBenchClient");
@@ -54,22 +54,22 @@ void measureDaemon(Session& session, const std::string& pipe, double goal)
     PreparedMessage get = getItem(rowName(42));
     const auto getAfter = [&](PreparedMessage& level) {
         request(client, daemon.address(), level);
-        return session.secondsEach(30, [&] { request(client, daemon.address(), get); });
+        return run.secondsEach(30, [&] { request(client, daemon.address(), get); });
     };
-    const auto medians = session.interleave(
+    const auto medians = run.interleave(
         501, {[&] { return getAfter(logAll); }, [&] { return getAfter(logNothing); }});
-    session.report(
+    run.report(
         {"GET of one item, level 0, " + pipe, medians[0], "at level 5", medians[1], goal, "0"});
 }
 
 } // namespace
 
-void benchLog(Session& session)
+void benchLog(BenchmarkRun& run)
 {
-    measureSites(session);
+    measureSites(run);
     DataDirectory data;
     data.select(100);
-    measureDaemon(session, "no pipe", 1.02);
+    measureDaemon(run, "no pipe", 1.02);
     const Collector collector;
-    measureDaemon(session, "a pipe that is read", 0);
+    measureDaemon(run, "a pipe that is read", 0);
 }

@@ -1,10 +1,10 @@
 // How much memory does a catalogue take over the JSON library's own tree, that is what a
 // process grows by when it parses the same file? A daemon with an empty catalogue is the zero.
 
+#include "BenchmarkRun.h"
 #include "CfgPaths.h"
 #include "Daemon.h"
 #include "RawStore.h"
-#include "Session.h"
 #include "benches.h"
 
 namespace
@@ -29,14 +29,14 @@ Footprint footprint(DataDirectory& data, int rows)
 
 } // namespace
 
-void benchMemory(Session& session)
+void benchMemory(BenchmarkRun& run)
 {
     DataDirectory data;
     const Footprint empty = footprint(data, 0);
     const Footprint full = footprint(data, 10000);
     const double tree = rawParseBytes(kStoredCatalogue);
-    session.report({"memory after start-up, 10,000 rows", full.loaded - empty.loaded,
-                    "parsed by jsoncpp alone", tree, 1.15, "2", Unit::BYTES});
-    session.report({"peak during a store, 10,000 rows", full.duringStore - empty.loaded,
-                    "parsed by jsoncpp alone", tree, 2.2, "2", Unit::BYTES});
+    run.report({"memory after start-up, 10,000 rows", full.loaded - empty.loaded,
+                "parsed by jsoncpp alone", tree, 1.15, "2", Unit::BYTES});
+    run.report({"peak during a store, 10,000 rows", full.duringStore - empty.loaded,
+                "parsed by jsoncpp alone", tree, 2.2, "2", Unit::BYTES});
 }

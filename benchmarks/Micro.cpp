@@ -1,6 +1,6 @@
 #include "Micro.h"
 
-#include "Session.h"
+#include "BenchmarkRun.h"
 
 #include <vector>
 
@@ -35,14 +35,14 @@ private:
 } // namespace
 
 std::map<std::string, double>
-microFigures(const Session& session,
+microFigures(const BenchmarkRun& run,
              const std::map<std::string, std::function<void(benchmark::State&)>>& operations)
 {
     benchmark::ClearRegisteredBenchmarks();
     for (const auto& [name, operation] : operations)
         benchmark::RegisterBenchmark(name.c_str(), operation)
-            ->Repetitions(session.smoke() ? 1 : 15)
-            ->MinTime(session.smoke() ? 0.001 : 0.02);
+            ->Repetitions(run.smoke() ? 1 : 15)
+            ->MinTime(run.smoke() ? 0.001 : 0.02);
 
     std::vector<std::string> arguments{"bench", "--benchmark_enable_random_interleaving=true"};
     std::vector<char*> pointers;

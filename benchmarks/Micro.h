@@ -7,9 +7,9 @@
 #include <map>
 #include <string>
 
-class Session;
+class BenchmarkRun;
 
 /// Runs the operations; the median time of one iteration of each, in seconds.
 std::map<std::string, double>
-microFigures(const Session& session,
+microFigures(const BenchmarkRun& run,
              const std::map<std::string, std::function<void(benchmark::State&)>>& operations);

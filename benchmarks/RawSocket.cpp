@@ -33,7 +33,7 @@ constexpr std::size_t kIdWidth = 7;
 
 } // namespace
 
-void giveUp(const std::string& why)
+void abortBenchmarks(const std::string& why)
 {
     if (errno != 0)
         std::fprintf(stderr, "bench: %s (%s)\n", why.c_str(), std::strerror(errno));
@@ -56,7 +56,7 @@ RawSocket::RawSocket(const std::string& path)
     const sockaddr_un address = addressOf(path);
     unlink(path.c_str());
     if (bind(mSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == -1)
-        giveUp("cannot bind " + path);
+        abortBenchmarks("cannot bind " + path);
 }
 
 RawSocket::~RawSocket() { close(mSocket); }
@@ -67,7 +67,7 @@ bool RawSocket::send(const sockaddr_un& receiver, std::string_view text)
                reinterpret_cast<const sockaddr*>(&receiver), sizeof receiver) != -1)
         return true;
     if (errno != EAGAIN)
-        giveUp(std::string("cannot send to ") + receiver.sun_path);
+        abortBenchmarks(std::string("cannot send to ") + receiver.sun_path);
     return false;
 }
 
@@ -78,12 +78,12 @@ std::string_view RawSocket::receive(sockaddr_un& sender)
     FD_SET(mSocket, &readable);
     timeval limit{30, 0};
     if (select(mSocket + 1, &readable, nullptr, nullptr, &limit) != 1)
-        giveUp("no datagram came");
+        abortBenchmarks("no datagram came");
     socklen_t length = sizeof sender;
     const ssize_t size = recvfrom(mSocket, mBuffer.data(), mBuffer.size(), 0,
                                   reinterpret_cast<sockaddr*>(&sender), &length);
     if (size == -1)
-        giveUp("cannot receive");
+        abortBenchmarks("cannot receive");
     return {mBuffer.data(), static_cast<std::size_t>(size)};
 }
 
@@ -137,6 +137,6 @@ std::string_view request(RawSocket& client, const sockaddr_un& peer, PreparedMes
     client.send(peer, message.next());
     const std::string_view answer = client.receive();
     if (!message.isAnsweredBy(answer))
-        giveUp("a foreign answer came");
+        abortBenchmarks("a foreign answer came");
     return answer;
 }

@@ -70,4 +70,4 @@ private:
 /// One round trip, whose answer is checked for its identifier and returned.
 std::string_view request(RawSocket& client, const sockaddr_un& peer, PreparedMessage& message);
 
-[[noreturn]] void giveUp(const std::string& why);
+[[noreturn]] void abortBenchmarks(const std::string& why);

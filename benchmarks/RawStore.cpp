@@ -1,9 +1,9 @@
 #include "RawStore.h"
 
+#include "BenchmarkRun.h"
 #include "CfgPaths.h"
 #include "Daemon.h"
 #include "RawSocket.h"
-#include "Session.h"
 
 #include <array>
 #include <cstdio>
@@ -43,17 +43,17 @@ double askProbe(const char* word, const std::string& path)
 {
     std::array<int, 2> ends;
     if (pipe2(ends.data(), O_CLOEXEC) == -1)
-        giveUp("cannot make a pipe");
+        abortBenchmarks("cannot make a pipe");
     const pid_t pid = fork();
     if (pid == 0) {
         dup2(ends[1], STDOUT_FILENO);
         execl("/proc/self/exe", "Benchmarks", "--probe", word, path.c_str(), nullptr);
-        giveUp("cannot run a probe");
+        abortBenchmarks("cannot run a probe");
     }
     close(ends[1]);
     std::array<char, 64> text{};
     if (read(ends[0], text.data(), text.size() - 1) <= 0)
-        giveUp("a probe failed");
+        abortBenchmarks("a probe failed");
     close(ends[0]);
     waitpid(pid, nullptr, 0);
     return std::strtod(text.data(), nullptr);
@@ -67,7 +67,7 @@ Json::Value parseFile(const std::string& path)
     Json::Value document;
     Json::Reader reader;
     if (!reader.parse(file, document))
-        giveUp("cannot parse " + path);
+        abortBenchmarks("cannot parse " + path);
     return document;
 }
 
@@ -81,7 +81,7 @@ void storeCopy(const Json::Value& document, const std::string& target)
     }
     synchronise(beside);
     if (rename(beside.c_str(), target.c_str()) == -1)
-        giveUp("cannot replace " + target);
+        abortBenchmarks("cannot replace " + target);
     synchronise(std::filesystem::path(target).parent_path());
 }
 

@@ -1,12 +1,12 @@
 // What does a command with one store cost over writing the catalogue with the JSON library alone,
 // and does bringing a stored catalogue up to date stay linear in its rows?
 
+#include "BenchmarkRun.h"
 #include "CfgPaths.h"
 #include "Daemon.h"
 #include "DataSets.h"
 #include "DbgPrintClient.h"
 #include "RawStore.h"
-#include "Session.h"
 #include "benches.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@
 namespace
 {
 
-void measure(Session& session, DataDirectory& data, const std::string& place, int rows)
+void measure(BenchmarkRun& run, DataDirectory& data, const std::string& place, int rows)
 {
     data.select(rows);
     const Daemon daemon("2");
@@ -28,15 +28,15 @@ void measure(Session& session, DataDirectory& data, const std::string& place, in
         odd = !odd;
         if (request(client, daemon.address(), commands[odd]).find("\"10000\"") ==
             std::string_view::npos)
-            giveUp("the daemon does not store");
+            abortBenchmarks("the daemon does not store");
     };
     const auto rawStore = [&] { storeCopy(catalogue, "/data/raw/catalogue.json"); };
 
-    const auto medians = session.interleave(std::max(15, std::min(501, 200000 / rows)),
-                                            {[&] { return session.secondsEach(1, store); },
-                                             [&] { return session.secondsEach(1, rawStore); }});
-    session.report({"SET_AUTOSTART_CFG, " + std::to_string(rows) + " rows, " + place, medians[0],
-                    "raw store", medians[1], 1.1, "2"});
+    const auto medians = run.interleave(
+        std::max(15, std::min(501, 200000 / rows)),
+        {[&] { return run.secondsEach(1, store); }, [&] { return run.secondsEach(1, rawStore); }});
+    run.report({"SET_AUTOSTART_CFG, " + std::to_string(rows) + " rows, " + place, medians[0],
+                "raw store", medians[1], 1.1, "2"});
 }
 
 /// A stored catalogue whose rows lack a property that the reference has.
@@ -52,32 +52,32 @@ double secondsToUpdate(int rows)
         "Size": {"type": "integer", "default": 7}}})");
     const Stopwatch watch;
     if (store.updateDataSet("Stored", "Reference", false, true, false) != FC_OK)
-        giveUp("the catalogue is not updated");
+        abortBenchmarks("the catalogue is not updated");
     return watch.seconds();
 }
 
-void benchUpdate(Session& session)
+void benchUpdate(BenchmarkRun& run)
 {
     gDbgLevel = 5; // nothing is logged
-    const auto medians = session.interleave(
+    const auto medians = run.interleave(
         15, {[] { return secondsToUpdate(10000); }, [] { return 10 * secondsToUpdate(1000); }});
-    session.report({"update of a catalogue of 10,000 rows", medians[0], "10 x 1,000 rows",
-                    medians[1], 4, "5"});
+    run.report({"update of a catalogue of 10,000 rows", medians[0], "10 x 1,000 rows", medians[1],
+                4, "5"});
 }
 
 } // namespace
 
-void benchStore(Session& session)
+void benchStore(BenchmarkRun& run)
 {
-    benchUpdate(session);
+    benchUpdate(run);
     for (const int rows : {40, 1000, 10000}) {
         {
             DataDirectory memory;
-            measure(session, memory, "in memory", rows);
+            measure(run, memory, "in memory", rows);
         }
-        if (!session.disk().empty()) {
-            DataDirectory disk(session.disk());
-            measure(session, disk, "on disk", rows);
+        if (!run.disk().empty()) {
+            DataDirectory disk(run.disk());
+            measure(run, disk, "on disk", rows);
         }
     }
 }

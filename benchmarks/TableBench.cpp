@@ -1,9 +1,9 @@
 // Do tables stay linear? Ten times as many rows may take little more than ten times as long, and
 // the first row behind deleted ones is found as fast as one that stands in front.
 
+#include "BenchmarkRun.h"
 #include "DataSet.h"
 #include "DbgPrintClient.h"
-#include "Session.h"
 #include "benches.h"
 
 #include <ctime>
@@ -61,7 +61,7 @@ double secondsToAdd(int rows)
     return watch.seconds();
 }
 
-double secondsToRead(int rows)
+double secondsToParse(int rows)
 {
     DataTable table;
     addRows(table, rows);
@@ -107,12 +107,12 @@ double secondsToDeleteHalf(int rows)
     return watch.seconds();
 }
 
-double secondsToFindFirst(const Session& session, const DataTable& table)
+double secondsToFindFirst(const BenchmarkRun& run, const DataTable& table)
 {
-    return session.secondsEach(1000, [&table] { table.getFirstRowIndex(); });
+    return run.secondsEach(1000, [&table] { table.getFirstRowIndex(); });
 }
 
-void benchFirstRow(Session& session)
+void benchFirstRow(BenchmarkRun& run)
 {
     DataTable kept;
     DataTable deleted;
@@ -120,31 +120,30 @@ void benchFirstRow(Session& session)
     addRows(deleted, kMany);
     for (int id = 1; id < kMany; ++id)
         deleted.deleteRow(id);
-    const auto medians =
-        session.interleave(101, {[&] { return secondsToFindFirst(session, deleted); },
-                                 [&] { return secondsToFindFirst(session, kept); }});
-    session.report({"first row behind 19,999 deleted ones", medians[0], "first row of 20,000 kept",
-                    medians[1], 10, "5"});
+    const auto medians = run.interleave(101, {[&] { return secondsToFindFirst(run, deleted); },
+                                              [&] { return secondsToFindFirst(run, kept); }});
+    run.report({"first row behind 19,999 deleted ones", medians[0], "first row of 20,000 kept",
+                medians[1], 10, "5"});
 }
 
 } // namespace
 
-void benchTables(Session& session)
+void benchTables(BenchmarkRun& run)
 {
     gDbgLevel = kNothing;
     const struct {
         const char* name;
         double (*seconds)(int rows);
     } operations[] = {{"added", secondsToAdd},
-                      {"read from text", secondsToRead},
+                      {"read from text", secondsToParse},
                       {"written as text", secondsToWrite},
                       {"stored in memory", secondsToStore},
                       {"half of them deleted", secondsToDeleteHalf}};
     for (const auto& [name, seconds] : operations) {
-        const auto medians = session.interleave(
+        const auto medians = run.interleave(
             15, {[&] { return seconds(kMany); }, [&] { return 10 * seconds(kFew); }});
-        session.report({"20,000 rows of 10 cells " + std::string(name), medians[0],
-                        "10 x 2,000 rows", medians[1], 4, "5"});
+        run.report({"20,000 rows of 10 cells " + std::string(name), medians[0], "10 x 2,000 rows",
+                    medians[1], 4, "5"});
     }
-    benchFirstRow(session);
+    benchFirstRow(run);
 }

@@ -1,8 +1,8 @@
 // Entry of the benchmarks; ./bench builds them and runs them in a private world.
 
+#include "BenchmarkRun.h"
 #include "RawSocket.h"
 #include "RawStore.h"
-#include "Session.h"
 #include "benches.h"
 
 #include <cstdlib>
@@ -17,7 +17,7 @@ namespace
 
 struct Bench {
     std::string_view name;
-    void (*run)(Session& session);
+    void (*run)(BenchmarkRun& run);
 };
 
 constexpr Bench kBenches[] = {
@@ -31,14 +31,14 @@ void pinToOneCore()
 {
     cpu_set_t allowed;
     if (sched_getaffinity(0, sizeof allowed, &allowed) == -1)
-        giveUp("cannot ask for the cores");
+        abortBenchmarks("cannot ask for the cores");
     int last = CPU_SETSIZE - 1;
     while (!CPU_ISSET(last, &allowed))
         --last;
     CPU_ZERO(&allowed);
     CPU_SET(last, &allowed);
     if (sched_setaffinity(0, sizeof allowed, &allowed) == -1)
-        giveUp("cannot stay on one core");
+        abortBenchmarks("cannot stay on one core");
 }
 
 struct Options {
@@ -69,7 +69,7 @@ int main(int argc, char** argv)
     if (argc == 4 && std::string_view(argv[1]) == "--probe")
         return runProbe(argv[2], argv[3]) ? 0 : 1;
     if (std::getenv("SYSMGT_WORLD") == nullptr)
-        giveUp("run by ./bench, in a private world");
+        abortBenchmarks("run by ./bench, in a private world");
 
     const Options options = parse(argc, argv);
     std::vector<Bench> chosen;
@@ -77,14 +77,14 @@ int main(int argc, char** argv)
         if (bench.name.find(options.filter) != std::string_view::npos)
             chosen.push_back(bench);
     if (chosen.empty())
-        giveUp("no benchmark is named like " + options.filter);
+        abortBenchmarks("no benchmark is named like " + options.filter);
 
     std::cout.setstate(std::ios::failbit); // the library reports a missing pipe there
     pinToOneCore();
-    Session session(options.smoke, !options.filter.empty(), options.disk);
-    session.printHead();
+    BenchmarkRun run(options.smoke, !options.filter.empty(), options.disk);
+    run.printHead();
     for (const Bench& bench : chosen)
-        bench.run(session);
-    session.printFoot();
-    return session.missedGoals() == 0 ? 0 : 1;
+        bench.run(run);
+    run.printFoot();
+    return run.missedGoals() == 0 ? 0 : 1;
 }

@@ -14,7 +14,7 @@ constexpr std::size_t kMostForRepeatedSearches = 4096; // their cost is the squa
 
 void checkSegments(const std::string& text, const std::string& tag)
 {
-    SegmentWalk walk(text, tag);
+    SegmentIterator walk(text, tag);
     std::string_view walked;
     std::string found;
     for (std::size_t from = 0; walk.next(walked); from = walk.position()) {

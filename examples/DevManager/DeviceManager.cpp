@@ -87,12 +87,12 @@ Fcodes DeviceManager::setZone(const std::string& command)
     if (zone.empty())
         return FC_BAD_VALUE;
 
-    const Fcodes written = initTextParam(kDataSet, kComponent, kZone, zone, kNoKey);
-    if (written == FC_OK) {
+    const Fcodes result = initTextParam(kDataSet, kComponent, kZone, zone, kNoKey);
+    if (result == FC_OK) {
         setTimeZone(zone);
         announceZone(zone);
     }
-    return written;
+    return result;
 }
 
 void DeviceManager::announceZone(const std::string& zone)

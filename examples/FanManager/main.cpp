@@ -22,7 +22,7 @@ constexpr char kFans[] = R"({
     }
 })";
 
-constexpr unsigned kSubscribeEvery = 5; // seconds
+constexpr unsigned kSubscribeIntervalSeconds = 5;
 
 class FanManager : public DataHolder
 {
@@ -42,8 +42,8 @@ public:
     /// What peers have SET takes effect, and outlives a reboot.
     Fcodes acceptChanges() override
     {
-        const Fcodes committed = commit();
-        return committed | storeDataSet(kDataSet, kFile);
+        const Fcodes commitResult = commit();
+        return commitResult | storeDataSet(kDataSet, kFile);
     }
 
     /// Commands of this daemon, on the responder's thread; the result is the answer's code.
@@ -55,7 +55,7 @@ public:
         if (request.ID != "APPLY_SPEED")
             return DataHolder::execute(command, result);
 
-        const Fcodes applied = acceptChanges();
+        const Fcodes applyResult = acceptChanges();
         MessageEvent event;
         event.ID = "Speed Changed";
         event.Source = "fans";
@@ -68,7 +68,7 @@ public:
             event.addParam(fan, std::to_string(speed));
         }
         notify(event);
-        return applied;
+        return applyResult;
     }
 
     /// Events of daemons that this one has subscribed to, on the worker's thread.
@@ -88,11 +88,11 @@ int main()
     fans.init("tFan");
     DataCommunicator& communicator = fans.getDataCommunicator();
     communicator.init(&fans, "/tmp/sockFan", "/tmp/sockSendFan", "tFanCom");
-    communicator.requestSubscribe("/tmp/sockCfg"); // hear of configurations
+    communicator.requestSubscribe("/tmp/sockCfg"); // to receive its events
     communicator.start();
     DBG_LOG(SEV_INFO) << "main: serving /tmp/sockFan";
     for (;;) {
-        sleep(kSubscribeEvery);
+        sleep(kSubscribeIntervalSeconds);
         communicator.requestSubscribe("/tmp/sockCfg"); // it may have restarted since
     }
 }

@@ -152,7 +152,7 @@ Answer Catalogue::readRows(const std::vector<std::string>& names, std::size_t fi
         std::ranges::move(parseRows(answer.body), std::back_inserter(rows));
         return answer;
     }
-    if (!answer.came && !isServed(kCfgSocket))
+    if (!answer.received && !isServed(kCfgSocket))
         return answer;
     if (count == 1)
         return {true, FC_OK, ""};

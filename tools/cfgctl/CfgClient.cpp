@@ -19,13 +19,13 @@ constexpr std::size_t kHeaderRoom = 100;
 CfgClient::CfgClient()
     : mSockets([this](const std::string& receive, const std::string& send) {
           mCommunicator.init(nullptr, receive, send, "tCfgctl");
-          mEvents = bindSocket(receive);
+          mEventSocket = bindSocket(receive);
           chmod(receive.c_str(), 0777); // the manager may run as another user
       })
 {
 }
 
-CfgClient::~CfgClient() { close(mEvents); }
+CfgClient::~CfgClient() { close(mEventSocket); }
 
 Answer CfgClient::sendCommand(const MessageCommand& command, int timeout)
 {
@@ -55,7 +55,7 @@ bool CfgClient::nextEvent(MessageEvent& event, int timeout)
     std::string body;
     sockaddr_un sender;
     socklen_t senderLength = 0;
-    if (mCommunicator.readMsg(mEvents, header, body, sender, senderLength, timeout) != FC_OK ||
+    if (mCommunicator.readMsg(mEventSocket, header, body, sender, senderLength, timeout) != FC_OK ||
         header.Type != kTypeEvent)
         return false;
     std::string element;
@@ -82,7 +82,7 @@ Answer CfgClient::request(const char* type, const char* answerType, const std::s
     if (mCommunicator.sendRequest(kCfgSocket, header, body, response, answer.body, timeout, 1) !=
         FC_OK)
         return answer;
-    answer.came = true;
+    answer.received = true;
     answer.code = response.Fcode;
     if (response.Type != answerType && answer.code == FC_OK)
         answer.code = FC_HEADER_ERROR;

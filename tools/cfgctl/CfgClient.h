@@ -9,13 +9,13 @@
 
 #include <string>
 
-/// The answer to a request; `came` is false when there was none in time.
+/// The answer to a request; `received` is false when there was none in time.
 struct Answer {
-    bool came = false;
+    bool received = false;
     Fcodes code = FC_COMM_ERROR;
     std::string body;
 
-    bool ok() const { return came && code == FC_OK; }
+    bool ok() const { return received && code == FC_OK; }
 };
 
 class CfgClient
@@ -43,7 +43,7 @@ private:
     Answer request(const char* type, const char* answerType, const std::string& body, int timeout);
 
     DataCommunicator mCommunicator;
-    int mEvents = -1; // bound to the receive path: nobody else reads there
+    int mEventSocket = -1; // bound to the receive path: nobody else reads there
     ClientSockets mSockets;
 };
 

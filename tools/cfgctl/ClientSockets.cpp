@@ -18,14 +18,14 @@ namespace
 using namespace std::chrono_literals;
 
 constexpr char kDir[] = "/tmp";
-constexpr int kMostClients = 1000;
+constexpr int kMaxClients = 1000;
 constexpr auto kLockLimit = 5s;
 
 // What the signal handler removes.
 char gReceivePath[sizeof(sockaddr_un::sun_path)];
 char gSendPath[sizeof(sockaddr_un::sun_path)];
 
-extern "C" void removeAndEnd(int signal)
+extern "C" void removeSocketsAndExit(int signal)
 {
     unlink(gReceivePath);
     unlink(gSendPath);
@@ -95,7 +95,7 @@ ClientSockets::ClientSockets(
     const std::function<void(const std::string& receive, const std::string& send)>& bindBoth)
 {
     const DirectoryLock lock;
-    for (int n = 0; n < kMostClients; ++n) {
+    for (int n = 0; n < kMaxClients; ++n) {
         mReceivePath = std::string(kDir) + "/sockCfgctl." + std::to_string(n);
         mSendPath = std::string(kDir) + "/sockSendCfgctl." + std::to_string(n);
         if (!isFree(mReceivePath) || !isFree(mSendPath))
@@ -104,7 +104,7 @@ ClientSockets::ClientSockets(
         mReceivePath.copy(gReceivePath, sizeof gReceivePath - 1);
         mSendPath.copy(gSendPath, sizeof gSendPath - 1);
         for (const int ending : {SIGINT, SIGTERM, SIGHUP})
-            std::signal(ending, removeAndEnd);
+            std::signal(ending, removeSocketsAndExit);
         // The communicator ends the process where it cannot bind, without a word; so try before.
         close(bindSocket(mReceivePath));
         close(bindSocket(mSendPath));

@@ -24,6 +24,14 @@ constexpr int kStartTimeout = 130;
 constexpr int kMoveTimeout = 60; // a file may come from another disk
 constexpr int kTimeout = 10;
 
+// Columns of the lists, in characters.
+constexpr std::size_t kMinNameWidth = 4;
+constexpr std::size_t kStateWidth = 11;
+constexpr std::size_t kTimeWidth = 19;
+constexpr std::size_t kEventWidth = 23;
+constexpr std::size_t kSourceWidth = 16;
+constexpr std::size_t kLabelWidth = 13;
+
 /// "OK", or "No Such Name (0x10008)".
 std::string formatCode(Fcodes code)
 {
@@ -73,8 +81,8 @@ ino_t socketInode()
 
 void print(const MessageEvent& event)
 {
-    std::string line = event.Time + "  " + padded(event.ID, 23) + "  " + padded(event.Source, 16) +
-                       "  " + formatCode(event.Fcode);
+    std::string line = event.Time + "  " + padded(event.ID, kEventWidth) + "  " +
+                       padded(event.Source, kSourceWidth) + "  " + formatCode(event.Fcode);
     for (auto param = event.getParamsBegin(); param != event.getParamsEnd(); ++param)
         line += "  " + param->first + '=' + param->second;
     std::puts(printable(line).c_str());
@@ -98,15 +106,15 @@ ExitStatus Commands::list()
         return EXIT_DONE;
     }
 
-    std::size_t width = 4;
+    std::size_t nameWidth = kMinNameWidth;
     for (const Configuration& row : rows)
-        width = std::max(width, row.name.size());
-    std::printf("  %s  STATE        TIME                 DESCRIPTION\n",
-                padded("NAME", width).c_str());
+        nameWidth = std::max(nameWidth, row.name.size());
+    std::printf("  %s  %s  %s  DESCRIPTION\n", padded("NAME", nameWidth).c_str(),
+                padded("STATE", kStateWidth).c_str(), padded("TIME", kTimeWidth).c_str());
     for (const Configuration& row : rows) {
-        std::string line = (row.name == autoStart ? "* " : "  ") + padded(row.name, width) + "  " +
-                           padded(row.text("State"), 11) + "  " + padded(row.text("Time"), 19) +
-                           "  " + row.text("Description");
+        std::string line = (row.name == autoStart ? "* " : "  ") + padded(row.name, nameWidth) +
+                           "  " + padded(row.text("State"), kStateWidth) + "  " +
+                           padded(row.text("Time"), kTimeWidth) + "  " + row.text("Description");
         line.erase(line.find_last_not_of(' ') + 1);
         std::puts(printable(line).c_str());
     }
@@ -137,7 +145,7 @@ ExitStatus Commands::show(const std::string& name)
         {"At boot", row.name == autoStart ? "started" : "not started"},
     };
     for (const auto& [label, value] : lines)
-        std::printf("%-13s%s\n", (std::string(label) + ':').c_str(), printable(value).c_str());
+        std::puts((padded(std::string(label) + ':', kLabelWidth) + printable(value)).c_str());
     return EXIT_DONE;
 }
 
@@ -172,7 +180,8 @@ ExitStatus Commands::autoStart(const std::string& name)
                 kTimeout);
 }
 
-ExitStatus Commands::import(const std::string& file, const std::string& description, bool autoStart)
+ExitStatus Commands::importFile(const std::string& file, const std::string& description,
+                                bool autoStart)
 {
     const std::filesystem::path path = std::filesystem::absolute(file); // the manager runs in "/"
     std::error_code error;
@@ -202,7 +211,7 @@ ExitStatus Commands::remove(const std::string& name)
     return send("remove " + name, makeCommand("REMOVE_CFG", {{"RowID", name}}), kTimeout);
 }
 
-ExitStatus Commands::debug(bool on)
+ExitStatus Commands::setDebugLogging(bool on)
 {
     return send(on ? "debug on" : "debug off",
                 makeCommand(on ? kCommandStartDbgPrint : kCommandStopDbgPrint, {}), kTimeout);
@@ -250,7 +259,7 @@ ExitStatus Commands::send(const std::string& what, const MessageCommand& command
 
 ExitStatus Commands::report(const std::string& what, const Answer& answer, int timeout) const
 {
-    if (answer.came) {
+    if (answer.received) {
         std::fprintf(stderr, "cfgctl: %s: %s\n", printable(what).c_str(),
                      formatCode(answer.code).c_str());
         return EXIT_REFUSED;

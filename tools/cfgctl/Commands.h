@@ -24,11 +24,11 @@ public:
     ExitStatus save(const std::string& name, const std::string& description, bool autoStart);
     ExitStatus start(const std::string& name);
     ExitStatus autoStart(const std::string& name); ///< "" clears it
-    ExitStatus import(const std::string& file, const std::string& description, bool autoStart);
+    ExitStatus importFile(const std::string& file, const std::string& description, bool autoStart);
     ExitStatus rename(const std::string& oldName, const std::string& newName,
                       const std::optional<std::string>& description);
     ExitStatus remove(const std::string& name);
-    ExitStatus debug(bool on);
+    ExitStatus setDebugLogging(bool on);
 
     /// Ends after `count` events, or after `seconds`; 0 is without limit.
     ExitStatus watch(int count, int seconds);

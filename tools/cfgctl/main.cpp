@@ -54,7 +54,7 @@ public:
         mApp.add_option("-v", a.level, "Log to the debug FIFO: this severity and worse");
         addReading();
         addWriting();
-        addObserving();
+        addMonitoring();
     }
 
     /// The exit status, or nothing when the action is to be carried out.
@@ -122,7 +122,7 @@ private:
 
         CLI::App& import =
             add("import", "Move a file into the catalogue", [&a](Commands& commands) {
-                return commands.import(a.name, a.descriptionOrNone(), a.autoStart);
+                return commands.importFile(a.name, a.descriptionOrNone(), a.autoStart);
             });
         import
             .add_option("FILE", mArguments.name, "The file; its name becomes the configuration's")
@@ -143,7 +143,7 @@ private:
                     [&a](Commands& commands) { return commands.remove(a.name); }));
     }
 
-    void addObserving()
+    void addMonitoring()
     {
         const Arguments& a = mArguments;
         CLI::App& watch =
@@ -155,7 +155,7 @@ private:
             ->check(CLI::PositiveNumber);
 
         add("debug", "Let the manager log everything, or nothing",
-            [&a](Commands& commands) { return commands.debug(a.onOrOff == "on"); })
+            [&a](Commands& commands) { return commands.setDebugLogging(a.onOrOff == "on"); })
             .add_option("on|off", mArguments.onOrOff, "on or off")
             ->required()
             ->check(CLI::IsMember({"on", "off"}));

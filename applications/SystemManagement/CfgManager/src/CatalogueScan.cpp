@@ -31,17 +31,17 @@ bool CatalogueScan::run()
 
 bool CatalogueScan::readDirectory()
 {
-    dirent** list = nullptr;
-    const int count = scandir(kCfgDir, &list, nullptr, alphasort);
+    dirent** entries = nullptr;
+    const int count = scandir(kCfgDir, &entries, nullptr, alphasort);
     if (count == -1)
         return false;
     for (int i = 0; i < count; ++i) {
-        mByPath.emplace(configurationPath(list[i]->d_name), mNames.size());
-        mNames.emplace_back(list[i]->d_name);
-        std::free(list[i]);
+        mByPath.emplace(configurationPath(entries[i]->d_name), mNames.size());
+        mNames.emplace_back(entries[i]->d_name);
+        std::free(entries[i]);
     }
-    std::free(list);
-    mTaken.assign(mNames.size(), false);
+    std::free(entries);
+    mMatched.assign(mNames.size(), false);
     return true;
 }
 
@@ -49,7 +49,7 @@ bool CatalogueScan::readDirectory()
 void CatalogueScan::removeStaleTempFiles()
 {
     for (const std::string& name : mNames)
-        if (isTempFileName(name) && take(configurationPath(name)))
+        if (isTempFileName(name) && matchFile(configurationPath(name)))
             unlink(configurationPath(name).c_str());
 }
 
@@ -63,10 +63,10 @@ void CatalogueScan::matchRows()
     for (const std::string& key : mTable.keys()) {
         Row row{key, ""};
         mTable.readText(key, "File Name", row.file); // a row without one is dropped below
-        if (take(row.file)) {
+        if (matchFile(row.file)) {
             DBG_LOG(SEV_INFO) << "scanForCfgs: file=" << row.file
                               << " found in cfg entry rowId=" << key;
-            mTable.writeOutcome(key, kAvailable, FC_OK);
+            mTable.writeStateAndFcode(key, kAvailable, FC_OK);
             matched.push_back(std::move(row));
             continue;
         }
@@ -93,7 +93,7 @@ void CatalogueScan::addRowsForFiles()
     for (std::size_t i = 0; i < mNames.size(); ++i) {
         const std::string& name = mNames[i];
         const std::string path = configurationPath(name);
-        if (mTaken[i] || path == kStoredCatalogue || path == kLegacyCatalogue)
+        if (mMatched[i] || path == kStoredCatalogue || path == kLegacyCatalogue)
             continue;
         struct stat info;
         if (stat(path.c_str(), &info) == -1) {
@@ -108,11 +108,11 @@ void CatalogueScan::addRowsForFiles()
     }
 }
 
-bool CatalogueScan::take(const std::string& path)
+bool CatalogueScan::matchFile(const std::string& path)
 {
     const auto found = mByPath.find(path);
-    if (found == mByPath.end() || mTaken[found->second])
+    if (found == mByPath.end() || mMatched[found->second])
         return false;
-    mTaken[found->second] = true;
+    mMatched[found->second] = true;
     return true;
 }

@@ -26,12 +26,12 @@ private:
     void matchRows();
     void dropRow(const std::string& rowId, const std::string& file);
     void addRowsForFiles();
-    bool take(const std::string& path);
+    bool matchFile(const std::string& path);
 
     ConfigurationsTable mTable;
 
     /// The names in the directory, sorted; one is taken once it has met its row.
     std::vector<std::string> mNames;
-    std::vector<bool> mTaken;
+    std::vector<bool> mMatched;
     std::unordered_map<std::string, std::size_t> mByPath;
 };

@@ -22,12 +22,12 @@ constexpr char kUnit[] = "ConfigurationManager";
 
 constexpr char kSingleInstance[] = ""; // the key of a component that has one instance
 
-struct CommandRow {
+struct CommandEntry {
     std::string_view id;
     Fcodes (ConfigurationManager::*handler)(const std::string& command);
 };
 
-constexpr CommandRow kCommands[] = {
+constexpr CommandEntry kCommands[] = {
     {"SAVE_CFG", &ConfigurationManager::addConfiguration},
     {"REMOVE_CFG", &ConfigurationManager::removeConfiguration},
     {"START_CFG", &ConfigurationManager::startConfiguration},
@@ -56,14 +56,14 @@ void ConfigurationManager::init()
 
     DataCommunicator& communicator = getDataCommunicator();
     communicator.init(this, kCfgSocket, kCfgSendSocket, "tCfgCom");
-    takeTimeZone();
+    applyDeviceTimeZone();
     communicator.requestSubscribe(kDevSocket); // without a device manager there are no events
     communicator.start();
     DBG_LOG(SEV_INFO) << "init: dataCommunicator started";
     startAutoCfg();
 }
 
-void ConfigurationManager::takeTimeZone()
+void ConfigurationManager::applyDeviceTimeZone()
 {
     std::string zone;
     if (requestGetTextParam(kDevSocket, "DeviceDataSet", "DateTimeTable", "TZ", zone,
@@ -75,8 +75,8 @@ void ConfigurationManager::takeTimeZone()
 
 Fcodes ConfigurationManager::acceptChanges()
 {
-    const Fcodes committed = commit();
-    return FC_OK | committed | catalogue().store();
+    const Fcodes commitResult = commit();
+    return FC_OK | commitResult | catalogue().store();
 }
 
 Fcodes ConfigurationManager::abortConfiguration() { return FC_OK; }
@@ -91,10 +91,10 @@ Fcodes ConfigurationManager::execute(const std::string& command, std::string& re
         return FC_BODY_ERROR;
     }
     DBG_LOG(SEV_INFO) << "execute: command=" << id;
-    const auto* const row = std::ranges::find(kCommands, id, &CommandRow::id);
-    if (row == std::end(kCommands))
+    const auto* const entry = std::ranges::find(kCommands, id, &CommandEntry::id);
+    if (entry == std::end(kCommands))
         return DataHolder::execute(command, response);
-    return (this->*row->handler)(command);
+    return (this->*entry->handler)(command);
 }
 
 Fcodes ConfigurationManager::doExecute(const std::string& command, std::string& /*result*/)
@@ -213,9 +213,10 @@ Fcodes ConfigurationManager::addConfiguration(const std::string& command)
 void ConfigurationManager::removeOverwritten(const std::string& name)
 {
     std::string file;
-    if (const Fcodes found = catalogue().readText(name, "File Name", file); found != FC_OK)
+    if (const Fcodes readResult = catalogue().readText(name, "File Name", file);
+        readResult != FC_OK)
         DBG_LOG(SEV_ERROR) << "addConfiguration: Not Found File Name in table="
-                           << kConfigurationsTable << " row=" << name << " fcode=" << found;
+                           << kConfigurationsTable << " row=" << name << " fcode=" << readResult;
     else if (!removeConfigurationFile(file))
         DBG_LOG(SEV_ERROR) << "addConfiguration: Failed to remove file=" << file
                            << " errno=" << errno;
@@ -224,18 +225,18 @@ void ConfigurationManager::removeOverwritten(const std::string& name)
 
 Fcodes ConfigurationManager::setFileName(const std::string& name, std::string& file)
 {
-    const Fcodes generated = generateFilename(name, file);
+    Fcodes result = generateFilename(name, file);
     DBG_LOG(SEV_INFO) << "addConfiguration: Generated filename=" << file;
-    if (generated != FC_OK)
-        return generated;
+    if (result != FC_OK)
+        return result;
     DBG_LOG(SEV_INFO) << "addConfiguration: Setting filename=" << file
                       << " to table=" << kConfigurationsTable << " rowId=" << name;
-    const Fcodes written = catalogue().writeText(name, "File Name", file);
-    if (written != FC_OK)
+    result = catalogue().writeText(name, "File Name", file);
+    if (result != FC_OK)
         DBG_LOG(SEV_ERROR) << "addConfiguration: Failed Setting filename=" << file
                            << " to table=" << kConfigurationsTable << " rowId=" << name
-                           << " fcode=" << written;
-    return written;
+                           << " fcode=" << result;
+    return result;
 }
 
 // Import Configuration
@@ -375,10 +376,11 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
 
     Fcodes result = FC_OK;
     std::string file;
-    if (const Fcodes found = catalogue().readText(rowId, "File Name", file); found != FC_OK) {
+    if (const Fcodes readResult = catalogue().readText(rowId, "File Name", file);
+        readResult != FC_OK) {
         DBG_LOG(SEV_ERROR) << "removeConfiguration: Not Found File Name in table="
-                           << kConfigurationsTable << " row=" << rowId << " fcode=" << found;
-        result |= found;
+                           << kConfigurationsTable << " row=" << rowId << " fcode=" << readResult;
+        result |= readResult;
     } else if (!removeConfigurationFile(file)) {
         DBG_LOG(SEV_ERROR) << "removeConfiguration: Failed to remove file=" << file
                            << " errno=" << errno;
@@ -405,20 +407,21 @@ Fcodes ConfigurationManager::deleteRow(const std::string& table, int row)
 
     Fcodes result = FC_OK;
     std::string file;
-    if (const Fcodes found = catalogue().readText(rowId, "File Name", file); found != FC_OK) {
+    if (const Fcodes readResult = catalogue().readText(rowId, "File Name", file);
+        readResult != FC_OK) {
         DBG_LOG(SEV_ERROR) << "deleteRow: Not Found File Name in table=" << kConfigurationsTable
-                           << " row=" << row << " fcode=" << found;
+                           << " row=" << row << " fcode=" << readResult;
         result |= FC_BAD_VALUE;
     } else if (!removeConfigurationFile(file)) {
         DBG_LOG(SEV_ERROR) << "deleteRow: Failed to remove file=" << file << " errno=" << errno;
     }
-    Fcodes removed = catalogue().remove(rowId);
-    removed |= acceptChanges();
-    if (removed == FC_OK) {
-        DBG_LOG(SEV_INFO) << "deleteRow: CFG removed row=" << row << " fcode=" << removed;
+    Fcodes removeResult = catalogue().remove(rowId);
+    removeResult |= acceptChanges();
+    if (removeResult == FC_OK) {
+        DBG_LOG(SEV_INFO) << "deleteRow: CFG removed row=" << row << " fcode=" << removeResult;
         sendEvent("Configuration Removed", rowId, FC_OK);
     }
-    return result | removed;
+    return result | removeResult;
 }
 
 // SET_AUTOSTART_CFG
@@ -444,6 +447,6 @@ Fcodes ConfigurationManager::setAutoStart(const std::string& command)
         return FC_BAD_VALUE;
     }
     // Kept on purpose: peers count on "false" alone clearing the auto-start, to the letter.
-    const Fcodes written = catalogue().writeAutoStart(value == "false" ? "" : rowId);
-    return written | catalogue().store();
+    const Fcodes result = catalogue().writeAutoStart(value == "false" ? "" : rowId);
+    return result | catalogue().store();
 }

@@ -123,7 +123,7 @@ public:
 
 private:
     ConfigurationsTable catalogue();
-    void takeTimeZone();
+    void applyDeviceTimeZone();
 
     void removeOverwritten(const std::string& name);
     Fcodes setFileName(const std::string& name, std::string& file);
@@ -134,5 +134,5 @@ private:
     Fcodes readStartCommand(const std::string& command, std::string& rowId);
     Fcodes claimForStart(const std::string& rowId, std::string& file);
     Fcodes loadChannels(const std::string& file);
-    Fcodes failStart(const std::string& rowId, Fcodes code);
+    Fcodes reportFailedStart(const std::string& rowId, Fcodes code);
 };

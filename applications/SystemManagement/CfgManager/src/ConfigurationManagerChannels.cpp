@@ -47,10 +47,10 @@ Fcodes ConfigurationManager::storeChannels(const std::string& name, const std::s
 {
     const std::string text = commandText("STORE_CHANNELS", "File", file);
     DBG_LOG(SEV_INFO) << "addConfiguration: sending to" << kChanSocket << " command" << text;
-    const Fcodes stored = requestChannels(*this, text, kStoreChannels);
-    if (stored != FC_OK) {
-        DBG_LOG(SEV_ERROR) << "addConfiguration: requestCommand failed fcode=" << stored;
-        return stored;
+    const Fcodes result = requestChannels(*this, text, kStoreChannels);
+    if (result != FC_OK) {
+        DBG_LOG(SEV_ERROR) << "addConfiguration: requestCommand failed fcode=" << result;
+        return result;
     }
     return FC_OK | cfgStored(name);
 }
@@ -72,7 +72,7 @@ Fcodes ConfigurationManager::cfgStored(const std::string& rowId)
             result |= FC_BAD_VALUE;
         }
     }
-    result |= catalogue().writeOutcome(rowId, kAvailable, FC_OK);
+    result |= catalogue().writeStateAndFcode(rowId, kAvailable, FC_OK);
     result |= catalogue().writeText(rowId, "Time", time);
     result |= catalogue().store();
     sendEvent("Configuration Added", rowId, result);
@@ -91,7 +91,7 @@ Fcodes ConfigurationManager::startConfiguration(const std::string& command)
     if (result == FC_OK)
         result = loadChannels(file);
     if (result != FC_OK)
-        return failStart(rowId, result);
+        return reportFailedStart(rowId, result);
 
     result = FC_OK | cfgActivated(rowId);
     if (result != FC_OK)
@@ -118,21 +118,25 @@ Fcodes ConfigurationManager::claimForStart(const std::string& rowId, std::string
         return FC_NO_SUCH_NAME;
 
     std::string state;
-    if (const Fcodes read = catalogue().readText(rowId, "State", state); read != FC_OK) {
+    if (const Fcodes readResult = catalogue().readText(rowId, "State", state);
+        readResult != FC_OK) {
         DBG_LOG(SEV_ERROR) << "startConfiguration: Not found State field in Cfg row=" << rowId;
-        return read | FC_NO_SUCH_NAME;
+        return readResult | FC_NO_SUCH_NAME;
     }
     if (state != kAvailable) {
         DBG_LOG(SEV_ERROR) << "startConfiguration: Cfg row=" << rowId << " state is not AVAILABLE";
         return FC_UNAVAILABLE;
     }
-    if (const Fcodes read = catalogue().readText(rowId, "File Name", file); read != FC_OK) {
+    if (const Fcodes readResult = catalogue().readText(rowId, "File Name", file);
+        readResult != FC_OK) {
         DBG_LOG(SEV_ERROR) << "startConfiguration: Not Found Filename in table="
-                           << kConfigurationsTable << " row=" << rowId << " fcode=" << read;
-        return read;
+                           << kConfigurationsTable << " row=" << rowId << " fcode=" << readResult;
+        return readResult;
     }
-    if (const Fcodes written = catalogue().writeText(rowId, "State", kInprogress); written != FC_OK)
-        DBG_LOG(SEV_ERROR) << "startConfiguration: Failed initStringParam State fcode=" << written;
+    if (const Fcodes writeResult = catalogue().writeText(rowId, "State", kInprogress);
+        writeResult != FC_OK)
+        DBG_LOG(SEV_ERROR) << "startConfiguration: Failed initStringParam State fcode="
+                           << writeResult;
     return FC_OK;
 }
 
@@ -140,18 +144,18 @@ Fcodes ConfigurationManager::loadChannels(const std::string& file)
 {
     const std::string text = commandText("LOAD_CHANNELS", "File", file);
     DBG_LOG(SEV_INFO) << "startConfiguration: sending to" << kChanSocket << " command" << text;
-    const Fcodes loaded = requestChannels(*this, text, kLoadChannels);
-    if (loaded != FC_OK)
-        DBG_LOG(SEV_ERROR) << "startConfiguration: requestCommand failed fcode=" << loaded;
-    return loaded;
+    const Fcodes result = requestChannels(*this, text, kLoadChannels);
+    if (result != FC_OK)
+        DBG_LOG(SEV_ERROR) << "startConfiguration: requestCommand failed fcode=" << result;
+    return result;
 }
 
-Fcodes ConfigurationManager::failStart(const std::string& rowId, Fcodes code)
+Fcodes ConfigurationManager::reportFailedStart(const std::string& rowId, Fcodes code)
 {
     // Kept on purpose: peers count on a refused start making the row "Available", even while it is
     // being loaded by another start.
     if (!rowId.empty() && catalogue().has(rowId))
-        code |= catalogue().writeOutcome(rowId, kAvailable, code);
+        code |= catalogue().writeStateAndFcode(rowId, kAvailable, code);
     sendEvent("Configuration Error", rowId, code);
     return code;
 }
@@ -160,13 +164,13 @@ Fcodes ConfigurationManager::cfgActivated(const std::string& rowId)
 {
     if (rowId.empty())
         return FC_OK;
-    const Fcodes result = FC_OK | catalogue().writeOutcome(rowId, kAvailable, FC_OK);
+    const Fcodes result = FC_OK | catalogue().writeStateAndFcode(rowId, kAvailable, FC_OK);
     if (result == FC_OK) {
         sendEvent("Configuration Activated", rowId, result);
         return result;
     }
     DBG_LOG(SEV_ERROR) << "cfgActivated: init failed State | Fcode fcode=" << result;
-    catalogue().writeOutcome(rowId, kUnavailable, result);
+    catalogue().writeStateAndFcode(rowId, kUnavailable, result);
     sendEvent("Configuration Error", rowId, result);
     return result;
 }
@@ -178,14 +182,14 @@ void ConfigurationManager::startAutoCfg()
         const std::string start = commandText("START_CFG", "RowID", rowId);
         DBG_LOG(SEV_INFO) << "startAutoCfg: found auto cfg rowId=" << rowId;
         DBG_LOG(SEV_INFO) << "startAutoCfg: Executing command=" << start;
-        const Fcodes started = startConfiguration(start);
-        if (started == FC_OK)
+        const Fcodes startResult = startConfiguration(start);
+        if (startResult == FC_OK)
             return;
-        DBG_LOG(SEV_ERROR) << "startAutoCfg: startConfiguration failed fcode=" << started;
+        DBG_LOG(SEV_ERROR) << "startAutoCfg: startConfiguration failed fcode=" << startResult;
     }
 
     const std::string load = commandText("LOAD_CHANNELS", "File", "Default");
     DBG_LOG(SEV_INFO) << "startAutoCfg: sending to" << kChanSocket << " command" << load;
-    if (const Fcodes loaded = requestChannels(*this, load, kLoadDefault); loaded != FC_OK)
-        DBG_LOG(SEV_ERROR) << "startAutoCfg: requestCommand failed fcode=" << loaded;
+    if (const Fcodes loadResult = requestChannels(*this, load, kLoadDefault); loadResult != FC_OK)
+        DBG_LOG(SEV_ERROR) << "startAutoCfg: requestCommand failed fcode=" << loadResult;
 }

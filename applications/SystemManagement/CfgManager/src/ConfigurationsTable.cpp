@@ -83,11 +83,12 @@ Fcodes ConfigurationsTable::writeText(const std::string& rowId, const char* prop
     return mHolder.initTextParam(kCfgDataSet, kConfigurationsTable, property, value, rowId);
 }
 
-Fcodes ConfigurationsTable::writeOutcome(const std::string& rowId, const char* state, Fcodes code)
+Fcodes ConfigurationsTable::writeStateAndFcode(const std::string& rowId, const char* state,
+                                               Fcodes code)
 {
-    const Fcodes written = writeText(rowId, "State", state);
-    return written | mHolder.initIntParam(kCfgDataSet, kConfigurationsTable, "Fcode",
-                                          static_cast<int>(code), rowId);
+    const Fcodes result = writeText(rowId, "State", state);
+    return result | mHolder.initIntParam(kCfgDataSet, kConfigurationsTable, "Fcode",
+                                         static_cast<int>(code), rowId);
 }
 
 Fcodes ConfigurationsTable::fillFileRow(const std::string& name, const std::string& description,
@@ -97,7 +98,7 @@ Fcodes ConfigurationsTable::fillFileRow(const std::string& name, const std::stri
     result |= writeText(name, "Name", name);
     result |= writeText(name, "Description", description);
     result |= writeText(name, "Time", toLocalTimeText(modified));
-    result |= writeOutcome(name, kAvailable, FC_OK);
+    result |= writeStateAndFcode(name, kAvailable, FC_OK);
     return result;
 }
 

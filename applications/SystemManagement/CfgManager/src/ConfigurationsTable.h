@@ -55,7 +55,7 @@ public:
     Fcodes writeText(const std::string& rowId, const char* property, const std::string& value);
 
     /// "State" and "Fcode" of a row; the results joined.
-    Fcodes writeOutcome(const std::string& rowId, const char* state, Fcodes code);
+    Fcodes writeStateAndFcode(const std::string& rowId, const char* state, Fcodes code);
 
     /// Every property of the row of a configuration whose file is in place and was last changed at
     /// `modified`; the results joined.

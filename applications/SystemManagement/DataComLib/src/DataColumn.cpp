@@ -82,7 +82,7 @@ Fcodes DataColumn::initFromString(const std::string& text)
     }
     mDefVal = textToInt(value);
 
-    SegmentWalk values(text, "Value");
+    SegmentIterator values(text, "Value");
     std::string_view segment;
     while (values.next(segment))
         readValue(std::string(segment));

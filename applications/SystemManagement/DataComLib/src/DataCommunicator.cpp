@@ -164,11 +164,11 @@ Fcodes DataCommunicator::parseMsg(std::string_view text, MessageHeader& header, 
         return FC_HEADER_ERROR;
     }
     DBG_LOG(SEV_INFO) << "readMsg: Msg Header:\n" << element;
-    const Fcodes read = header.initFromString(std::string(element));
-    if (read != FC_OK) {
+    const Fcodes result = header.initFromString(std::string(element));
+    if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "readMsg: Header init failed from:\n"
                            << element << " from sock=" << sender.path();
-        return read;
+        return result;
     }
     if (header.Size < 1)
         return FC_OK;

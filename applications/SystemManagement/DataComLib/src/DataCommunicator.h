@@ -94,16 +94,16 @@ public:
                            const std::string& component, const std::string& row,
                            const std::string& item, std::string& value, int timeout, int tries);
 
-    /// Sends an event to one observer; no answer is awaited. FC_COMM_ERROR when it could not be
+    /// Sends an event to one subscriber; no answer is awaited. FC_COMM_ERROR when it could not be
     /// sent; `timeout` is the delay between tries, as of sendMessage().
-    Fcodes requestEvent(const std::string& observerPath, const MessageEvent& event, int timeout,
+    Fcodes requestEvent(const std::string& subscriberPath, const MessageEvent& event, int timeout,
                         int tries);
 
-    /// Stamps the event with the local time and sends it to every observer in the order of
+    /// Stamps the event with the local time and sends it to every subscriber in the order of
     /// subscription. One that is full, or gone, is skipped at once and only logged.
     void notify(MessageEvent& event);
 
-    /// Adds an observer's receive socket at the end of the list; a path that is listed already
+    /// Adds a subscriber's receive socket at the end of the list; a path that is listed already
     /// moves there. There is no way off the list.
     void subscribe(const std::string& sockName);
 
@@ -171,7 +171,7 @@ private:
     bool fitsDatagram(const std::string& text) const;
     int sendText(int socket, const std::string& text, const SocketAddress& receiver, int retryDelay,
                  int tries);
-    Fcodes sendEventText(const std::string& observerPath, const std::string& text, int timeout,
+    Fcodes sendEventText(const std::string& subscriberPath, const std::string& text, int timeout,
                          int tries);
 
     Fcodes awaitResponse(const std::string& responderPath, const MessageHeader& requestHeader,

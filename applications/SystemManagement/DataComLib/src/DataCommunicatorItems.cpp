@@ -90,12 +90,12 @@ Fcodes requestItem(DataCommunicator& communicator, const ItemOperation& operatio
     MessageHeader request = requestHeaderFor(operation.type, body);
     MessageHeader response;
     std::string responseBody;
-    const Fcodes sent = communicator.sendRequest(responderPath, request, body, response,
-                                                 responseBody, timeout, tries);
-    if (sent != FC_OK) {
+    const Fcodes result = communicator.sendRequest(responderPath, request, body, response,
+                                                   responseBody, timeout, tries);
+    if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << operation.failed << headerText(request) << body;
-        DBG_LOG(SEV_ERROR) << operation.code << sent;
-        return sent;
+        DBG_LOG(SEV_ERROR) << operation.code << result;
+        return result;
     }
     if (response.ID != request.ID || response.Type != kTypeResponse) {
         DBG_LOG(SEV_ERROR) << operation.request << headerText(request);

@@ -1,4 +1,4 @@
-// The requester's side of the communicator: requests to peers, and events for observers.
+// The requester's side of the communicator: requests to peers, and events for subscribers.
 
 #include "DataCommunicator.h"
 
@@ -41,14 +41,14 @@ Fcodes DataCommunicator::sendRequest(const std::string& responderPath, MessageHe
     Fcodes result = FC_COMM_ERROR;
     for (; result != FC_OK && tries > 0; --tries) {
         requestHeader.ID = static_cast<int>(nextRequestId.fetch_add(1, std::memory_order_relaxed));
-        const Fcodes sent =
+        const Fcodes sendResult =
             isValidPath ? sendMessage(mSendSocket->descriptor(), requestHeader, body,
                                       responder.address(), responder.length(), timeout, tries)
                         : FC_COMM_ERROR;
-        if (sent != FC_OK) {
+        if (sendResult != FC_OK) {
             DBG_LOG(SEV_ERROR) << "sendRequest: Error in sending to sock:" << responderPath
-                               << " fcode=" << Hex{sent};
-            return sent;
+                               << " fcode=" << Hex{sendResult};
+            return sendResult;
         }
         result = awaitResponse(responderPath, requestHeader, responseHeader, responseBody, timeout,
                                tries);
@@ -67,10 +67,10 @@ Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
         MessageHeader header;
         std::string body;
         SocketAddress from;
-        const Fcodes read = readMsg(mSendSocket->descriptor(), header, body, from, timeout);
-        if (read != FC_OK)
-            return checkHistoryAfterReadError(read, responderPath, requestHeader, responseHeader,
-                                              responseBody);
+        const Fcodes readResult = readMsg(mSendSocket->descriptor(), header, body, from, timeout);
+        if (readResult != FC_OK)
+            return checkHistoryAfterReadError(readResult, responderPath, requestHeader,
+                                              responseHeader, responseBody);
 
         const std::string sender = from.path();
         if (sender == responderPath && header.ID == requestHeader.ID) {
@@ -132,13 +132,13 @@ Fcodes DataCommunicator::requestCommand(const std::string& responderPath,
     const std::string body = commandBody(commandText);
     MessageHeader request = requestHeaderFor(kTypeCommand, body);
     MessageHeader response;
-    const Fcodes sent =
+    const Fcodes result =
         sendRequest(responderPath, request, body, response, responseBody, timeout, tries);
-    if (sent != FC_OK) {
+    if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "requestCommand: Failed to sendRequest:\n"
                            << headerText(request) << body;
-        DBG_LOG(SEV_ERROR) << "requestCommand: FCODE=" << Hex{sent};
-        return sent;
+        DBG_LOG(SEV_ERROR) << "requestCommand: FCODE=" << Hex{result};
+        return result;
     }
     if (response.ID == request.ID && response.Type == kTypeAck)
         return response.Fcode;
@@ -154,18 +154,18 @@ Fcodes DataCommunicator::requestSubscribe(const std::string& responderPath)
                           kSubscribeTries);
 }
 
-Fcodes DataCommunicator::requestEvent(const std::string& observerPath, const MessageEvent& event,
+Fcodes DataCommunicator::requestEvent(const std::string& subscriberPath, const MessageEvent& event,
                                       int timeout, int tries)
 {
-    return sendEventText(observerPath, eventMessage(event), timeout, tries);
+    return sendEventText(subscriberPath, eventMessage(event), timeout, tries);
 }
 
-Fcodes DataCommunicator::sendEventText(const std::string& observerPath, const std::string& text,
+Fcodes DataCommunicator::sendEventText(const std::string& subscriberPath, const std::string& text,
                                        int timeout, int tries)
 {
-    SocketAddress observer;
-    if (observer.assign(observerPath) &&
-        sendText(mReceiveSocket->descriptor(), text, observer, timeout, tries) == 0)
+    SocketAddress subscriber;
+    if (subscriber.assign(subscriberPath) &&
+        sendText(mReceiveSocket->descriptor(), text, subscriber, timeout, tries) == 0)
         return FC_OK;
     DBG_LOG(SEV_ERROR) << "requestEvent: Failed to sendMessage:\n" << text;
     DBG_LOG(SEV_ERROR) << "requestEvent: FCODE=" << FC_COMM_ERROR;
@@ -176,15 +176,15 @@ void DataCommunicator::notify(MessageEvent& event)
 {
     timeToString(std::time(nullptr), event.Time);
 
-    std::list<std::string> observers;
+    std::list<std::string> subscribers;
     {
         const std::lock_guard guard(mSubscribersMutex);
-        observers = mSubscribers;
+        subscribers = mSubscribers;
     }
     const std::string text = eventMessage(event);
-    for (const std::string& observer : observers) {
-        DBG_LOG(SEV_INFO) << "notify: event=" << event.ID << " to observer=" << observer;
-        sendEventText(observer, text, kNoWaiting, 1);
+    for (const std::string& subscriber : subscribers) {
+        DBG_LOG(SEV_INFO) << "notify: event=" << event.ID << " to observer=" << subscriber;
+        sendEventText(subscriber, text, kNoWaiting, 1);
     }
 }
 

@@ -49,7 +49,7 @@ MessageHeader nackHeader(int id, Fcodes reason)
 
 // Commands of the communicator itself. Their results carry no text.
 
-Fcodes subscribeObserver(DataCommunicator& communicator, const std::string& command)
+Fcodes addSubscriber(DataCommunicator& communicator, const std::string& command)
 {
     std::string parameter;
     if (getSegment(command, 0, "Parameter", parameter) == npos) {
@@ -112,14 +112,14 @@ Fcodes startDbgPrint(DataCommunicator&, const std::string&)
     return FC_OK;
 }
 
-struct CommandRow {
+struct CommandEntry {
     std::string_view id;
     Fcodes (*run)(DataCommunicator& communicator, const std::string& command);
 };
 
 /// Every other command is the holder's.
-constexpr std::array<CommandRow, 5> kCommands = {{
-    {kCommandSubscribe, subscribeObserver},
+constexpr std::array<CommandEntry, 5> kCommands = {{
+    {kCommandSubscribe, addSubscriber},
     {kCommandAddRow, addRow},
     {kCommandGetNextRow, getNextRow},
     {kCommandStopDbgPrint, stopDbgPrint},
@@ -162,10 +162,10 @@ void DataCommunicator::serveNext()
     MessageHeader header;
     std::string body;
     SocketAddress sender;
-    const Fcodes read = receiveMsg(mReceiveSocket->descriptor(), header, body, sender);
-    if (read != FC_OK) {
+    const Fcodes result = receiveMsg(mReceiveSocket->descriptor(), header, body, sender);
+    if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "doWork: readMsg failed from sock=" << sender.path()
-                           << " fcode=" << Hex{read};
+                           << " fcode=" << Hex{result};
         DBG_LOG(SEV_ERROR) << "doWork: msg header:\n" << headerText(header);
         DBG_LOG(SEV_ERROR) << "doWork: msg body:\n" << body;
     } else if (header.Type == kTypeEvent) {
@@ -291,9 +291,9 @@ Fcodes DataCommunicator::runCommand(const std::string& body, std::string& result
         DBG_LOG(SEV_ERROR) << "treatCommandMsg: Not found tags ID in:\n" << command;
         return FC_BODY_ERROR;
     }
-    for (const CommandRow& row : kCommands)
-        if (id == row.id)
-            return row.run(*this, command);
+    for (const CommandEntry& entry : kCommands)
+        if (id == entry.id)
+            return entry.run(*this, command);
     IDataHolder* const holder = mDataHolder;
     return holder == nullptr ? FC_UNAVAILABLE : holder->execute(command, result) | FC_OK;
 }
@@ -314,10 +314,10 @@ Fcodes DataCommunicator::treatEventMsg(const MessageHeader& header, const std::s
         return FC_BODY_ERROR;
     }
     auto event = std::make_unique<MessageEvent>();
-    const Fcodes read = event->initFromString(element);
-    if (read != FC_OK) {
-        DBG_LOG(SEV_ERROR) << "treatEventMsg: event initFromString error fcode=" << Hex{read};
-        return read;
+    const Fcodes result = event->initFromString(element);
+    if (result != FC_OK) {
+        DBG_LOG(SEV_ERROR) << "treatEventMsg: event initFromString error fcode=" << Hex{result};
+        return result;
     }
     event->Fcode = header.Fcode;
     IDataHolder* const holder = mDataHolder;

@@ -128,13 +128,13 @@ Fcodes DataHolder::withItem(const CellLogTexts& texts, const std::string& table,
                             const std::string& item, Work work)
 {
     Fcodes result = FC_NO_SUCH_NAME;
-    const CellLookup lookup =
+    const CellLookupResult lookup =
         visitCell(findDataTable(table), rowId, item, [&](DataItem& cell) { result = work(cell); });
-    if (lookup == CellLookup::NO_TABLE && texts.noTable != nullptr)
+    if (lookup == CellLookupResult::NO_TABLE && texts.noTable != nullptr)
         DBG_LOG(SEV_ERROR) << texts.noTable << table;
-    if (lookup == CellLookup::NO_ROW && texts.noRow != nullptr)
+    if (lookup == CellLookupResult::NO_ROW && texts.noRow != nullptr)
         DBG_LOG(SEV_ERROR) << texts.noRow << rowId << " in table=" << table;
-    if (lookup == CellLookup::NO_ITEM && texts.noItem != nullptr)
+    if (lookup == CellLookupResult::NO_ITEM && texts.noItem != nullptr)
         DBG_LOG(SEV_ERROR) << texts.noItem << item << " in rowId=" << rowId
                            << " in table=" << table;
     return result;

@@ -71,7 +71,7 @@ Fcodes DataRow::initFromString(const std::string& text)
     mId = textToInt(id);
 
     Fcodes result = FC_OK;
-    SegmentWalk items(text, "Item", idEnd);
+    SegmentIterator items(text, "Item", idEnd);
     std::string_view segment;
     while (items.next(segment))
         result |= readItem(segment);

@@ -189,16 +189,17 @@ Fcodes DataSet::initFromString(const std::string& text)
         mVersion = "0";
 
     Fcodes result = FC_OK;
-    SegmentWalk tables(text, "Table");
+    SegmentIterator tables(text, "Table");
     std::string_view segment;
     while (tables.next(segment)) {
         auto table = std::make_unique<DataTable>();
-        const Fcodes read = table->initFromString(std::string(segment));
-        if (read == FC_OK)
+        const Fcodes tableResult = table->initFromString(std::string(segment));
+        if (tableResult == FC_OK)
             addTableList(table.release());
         else
-            DBG_LOG(SEV_ERROR) << "initFromString: Error in initializing table fcode=" << Hex{read};
-        result |= read;
+            DBG_LOG(SEV_ERROR) << "initFromString: Error in initializing table fcode="
+                               << Hex{tableResult};
+        result |= tableResult;
     }
     return result;
 }
@@ -230,7 +231,7 @@ Fcodes DataSet::load(const std::string& file)
 Fcodes DataSet::store(const std::string& file) const
 {
     // Taken after the tables' locks and for the write alone: a caller may hold one of those.
-    static std::mutex oneWriter;
+    static std::mutex fileMutex;
     std::string text;
     toString(text);
     if (!isReadableName(mId) || !isReadableName(mVersion))
@@ -238,7 +239,7 @@ Fcodes DataSet::store(const std::string& file) const
                            << " version=" << mVersion;
     for (const auto& [name, entry] : mTables)
         logUnreadablePart(*entry.table);
-    const std::lock_guard guard(oneWriter);
+    const std::lock_guard guard(fileMutex);
     if (const int error = replaceFileAtomically(file, [&](std::ostream& out) { out << text; }))
         DBG_LOG(SEV_ERROR) << "store: Couldn't write file=" << file << " errno=" << error;
     // Kept on purpose: callers count on no write error in the result.
@@ -314,17 +315,17 @@ Fcodes DataSet::getIntParam(const std::string& table, int rowId, const std::stri
 {
     const auto read = [value](const DataItem& cell) { *value = cell.getIntVal(); };
     switch (visitCell(getTable(table), rowId, item, read)) {
-    case CellLookup::NO_TABLE:
+    case CellLookupResult::NO_TABLE:
         DBG_LOG(SEV_ERROR) << "getIntParam: No such table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellLookup::NO_ROW:
+    case CellLookupResult::NO_ROW:
         DBG_LOG(SEV_ERROR) << "getIntParam: No such rowId=" << rowId << " in table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellLookup::NO_ITEM:
+    case CellLookupResult::NO_ITEM:
         DBG_LOG(SEV_ERROR) << "getIntParam: No such item=" << item << " in rowId=" << rowId
                            << " in table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellLookup::FOUND:
+    case CellLookupResult::FOUND:
         break;
     }
     return FC_OK;
@@ -335,17 +336,17 @@ Fcodes DataSet::getStringParam(const std::string& table, int rowId, const std::s
 {
     const auto read = [value](const DataItem& cell) { *value = cell.getStrVal(); };
     switch (visitCell(getTable(table), rowId, item, read)) {
-    case CellLookup::NO_TABLE:
+    case CellLookupResult::NO_TABLE:
         DBG_LOG(SEV_ERROR) << "getStringParam: No such table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellLookup::NO_ROW:
+    case CellLookupResult::NO_ROW:
         DBG_LOG(SEV_ERROR) << "getStringParam: No such rowId=" << rowId << " in table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellLookup::NO_ITEM:
+    case CellLookupResult::NO_ITEM:
         DBG_LOG(SEV_ERROR) << "getStringParam: No such item=" << item << " in rowId=" << rowId
                            << " in table=" << table;
         return FC_NO_SUCH_NAME;
-    case CellLookup::FOUND:
+    case CellLookupResult::FOUND:
         break;
     }
     return FC_OK;

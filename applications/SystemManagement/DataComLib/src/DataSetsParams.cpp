@@ -64,16 +64,16 @@ Fcodes DataSets::writeParam(const WriteOperation& operation, const ParamRef& at,
         return logMissing(operation, at, value);
 
     const PropertyRule rule(member(member(component, "properties"), at.property));
-    Json::Value accepted;
-    if (const Fcodes result = rule.accept(value, *current, accepted); result != FC_OK) {
+    Json::Value converted;
+    if (const Fcodes result = rule.accept(value, *current, converted); result != FC_OK) {
         logRefusal(operation, at, value, result, rule.type());
         return result;
     }
     if (!operation.committed)
-        return writePending(operation, at, accepted);
+        return writePending(operation, at, converted);
     if (operation.logsConversion)
-        logConversion(operation, at, value, accepted);
-    return writeCommitted(at, *current, accepted);
+        logConversion(operation, at, value, converted);
+    return writeCommitted(at, *current, converted);
 }
 
 template <typename Value>

@@ -128,7 +128,7 @@ int DataTable::getRowsNum() const
 int DataTable::getFirstRowIndex() const
 {
     const std::lock_guard guard(mMutex);
-    const auto first = firstKeptRow();
+    const auto first = firstUndeletedRow();
     return first == mRows.end() ? 0 : first->first;
 }
 

@@ -15,7 +15,7 @@ inline constexpr char kCommandGetNextRow[] = "Get Next Row";
 inline constexpr char kCommandStartDbgPrint[] = "StartDbgPrint";
 inline constexpr char kCommandStopDbgPrint[] = "StopDbgPrint";
 
-/// The parameter of kCommandSubscribe: the observer's receive socket.
+/// The parameter of kCommandSubscribe: the subscriber's receive socket.
 inline constexpr char kParamSockName[] = "SockName";
 
 class MessageCommand : public MessageParams

@@ -37,14 +37,14 @@ protected:
 
     /// Adds every complete "Parameter" element of the text to those already here. An incomplete
     /// one is skipped, and `report` is called with the attribute, "Name" or "Value", that is
-    /// missing, at most kMostReports times: each report repeats the whole text, and a hostile text
+    /// missing, at most kMaxReports times: each report repeats the whole text, and a hostile text
     /// of thousands of incomplete elements would keep the responder busy with logging.
     template <typename Report>
     void readParams(const std::string& text, Report report)
     {
-        SegmentWalk elements(text, "Parameter");
+        SegmentIterator elements(text, "Parameter");
         std::string_view element;
-        auto reportSome = [&report, left = kMostReports](const char* missing) mutable {
+        auto reportSome = [&report, left = kMaxReports](const char* missing) mutable {
             if (left-- > 0)
                 report(missing);
         };
@@ -61,7 +61,7 @@ protected:
     }
 
 private:
-    static constexpr int kMostReports = 32;
+    static constexpr int kMaxReports = 32;
 
     ParamMap mParams;
 };

@@ -124,11 +124,11 @@ std::size_t findPropertyValue(std::string_view text, std::size_t from, std::stri
 std::size_t findSegment(std::string_view text, std::size_t from, std::string_view tag,
                         std::string_view& out)
 {
-    SegmentWalk walk(text, tag, from);
+    SegmentIterator walk(text, tag, from);
     return walk.next(out) ? walk.position() : npos;
 }
 
-bool SegmentWalk::next(std::string_view& segment)
+bool SegmentIterator::next(std::string_view& segment)
 {
     const std::size_t start = findStart();
     if (start == npos)
@@ -150,7 +150,7 @@ bool SegmentWalk::next(std::string_view& segment)
     return true;
 }
 
-std::size_t SegmentWalk::findStart()
+std::size_t SegmentIterator::findStart()
 {
     if (!mNoneWithAttributes) {
         // Kept on purpose: peers count on a start tag with attributes being preferred to a bare

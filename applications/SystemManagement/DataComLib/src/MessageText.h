@@ -37,10 +37,10 @@ std::size_t findSegment(std::string_view text, std::size_t from, std::string_vie
 /// Walks the elements `tag` of a text in the order in which repeated calls of getSegment() find
 /// them. It remembers which form of start tag has run out, so that the walk stays linear. Text and
 /// tag must outlive it.
-class SegmentWalk
+class SegmentIterator
 {
 public:
-    SegmentWalk(std::string_view text, std::string_view tag, std::size_t from = 0)
+    SegmentIterator(std::string_view text, std::string_view tag, std::size_t from = 0)
         : mText(text), mTag(tag), mPosition(from)
     {
     }

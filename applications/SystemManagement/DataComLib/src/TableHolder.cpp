@@ -25,11 +25,11 @@ std::optional<int> rowIdOf(const std::string& name)
 }
 
 template <typename Visit>
-CellLookup visitCellOfNamedRow(DataTable& table, const std::string& row, const std::string& item,
-                               Visit visit)
+CellLookupResult visitCellOfNamedRow(DataTable& table, const std::string& row,
+                                     const std::string& item, Visit visit)
 {
     const auto rowId = rowIdOf(row);
-    return rowId ? visitCell(&table, *rowId, item, visit) : CellLookup::NO_ROW;
+    return rowId ? visitCell(&table, *rowId, item, visit) : CellLookupResult::NO_ROW;
 }
 
 bool hasAccess(const DataTable& table, const std::string& column, int access)
@@ -82,14 +82,14 @@ Fcodes TableHolder::getTextParam(const std::string& dataset, const std::string& 
     const std::lock_guard guard(*table);
     if (hasAccess(*table, property, DataColumn::WO))
         return FC_ACCESS_DENIED;
-    const CellLookup lookup = visitCellOfNamedRow(
+    const CellLookupResult lookup = visitCellOfNamedRow(
         *table, key, property, [&](const DataItem& cell) { value = cell.getStrVal(); });
-    if (lookup == CellLookup::NO_ROW)
+    if (lookup == CellLookupResult::NO_ROW)
         DBG_LOG(SEV_ERROR) << "getTextParam: No such rowId=" << key << " in table=" << component;
-    if (lookup == CellLookup::NO_ITEM)
+    if (lookup == CellLookupResult::NO_ITEM)
         DBG_LOG(SEV_ERROR) << "getTextParam: No such item=" << property << " in rowId=" << key
                            << " in table=" << component;
-    return lookup == CellLookup::FOUND ? FC_OK : FC_NO_SUCH_NAME;
+    return lookup == CellLookupResult::FOUND ? FC_OK : FC_NO_SUCH_NAME;
 }
 
 Fcodes TableHolder::setTextParam(const std::string& dataset, const std::string& component,

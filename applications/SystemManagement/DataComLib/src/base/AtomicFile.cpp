@@ -76,7 +76,7 @@ private:
 };
 
 /// Writes everything and waits until it is on the disk.
-int writeThrough(int fd, const std::function<void(std::ostream&)>& write)
+int writeAndSync(int fd, const std::function<void(std::ostream&)>& write)
 {
     FdBuffer buffer(fd);
     std::ostream stream(&buffer);
@@ -264,7 +264,7 @@ int replaceFile(const PathParts& parts, const struct stat* old,
     if (old != nullptr && (fchown(file.fd(), old->st_uid, old->st_gid) != 0 ||
                            fchmod(file.fd(), old->st_mode & 07777) != 0))
         return errno;
-    if (const int error = writeThrough(file.fd(), write); error != 0)
+    if (const int error = writeAndSync(file.fd(), write); error != 0)
         return error;
     if (const int error = file.moveIntoPlace(); error != 0)
         return error;
@@ -279,7 +279,7 @@ int writeInPlace(const std::string& path, const PathParts& parts,
         open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
     if (!file.isOpen())
         return errno;
-    const int error = writeThrough(file.get(), write);
+    const int error = writeAndSync(file.get(), write);
     const Descriptor directory(open(parts.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (directory.isOpen())
         fsync(directory.get());

@@ -11,7 +11,7 @@ constexpr char kUnit[] = "applications/SystemManagement/DataComLib/src/DataSets"
 
 ParamsRequest::ParamsRequest(const char* prefix, const Json::Value& documents,
                              const Json::Value& request)
-    : mPrefix(prefix), mDocuments(documents), mRequest(request), mText(request)
+    : mLogPrefix(prefix), mDocuments(documents), mRequest(request), mText(request)
 {
     const Json::Value* dataset = member(&request, "dataset");
     mNamesDataset = dataset != nullptr && dataset->isString();
@@ -38,14 +38,14 @@ const Json::Value* ParamsRequest::findRow(const std::string& component, const Re
 
     result = FC_NO_SUCH_NAME;
     if (row.byIndex() && (instances == nullptr || !instances->isArray()))
-        DBG_LOG(SEV_ERROR) << mPrefix << mText << " comp=" << component
+        DBG_LOG(SEV_ERROR) << mLogPrefix << mText << " comp=" << component
                            << " values are not array (by index).";
     else if (row.byIndex())
-        DBG_LOG(SEV_ERROR) << mPrefix << mText << " comp=" << component
+        DBG_LOG(SEV_ERROR) << mLogPrefix << mText << " comp=" << component
                            << " instances invalid index=" << row.index();
     else if (instances == nullptr || !instances->isObject())
-        DBG_LOG(SEV_ERROR) << mPrefix << mText << " values are not objects (by rowKey)";
+        DBG_LOG(SEV_ERROR) << mLogPrefix << mText << " values are not objects (by rowKey)";
     else
-        DBG_LOG(SEV_ERROR) << mPrefix << mText << " doesn't have member=" << row.key();
+        DBG_LOG(SEV_ERROR) << mLogPrefix << mText << " doesn't have member=" << row.key();
     return nullptr;
 }

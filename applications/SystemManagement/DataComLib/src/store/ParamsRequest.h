@@ -28,7 +28,7 @@ protected:
     const Json::Value* findRow(const std::string& component, const RequestRow& row,
                                Fcodes& result) const;
 
-    const char* const mPrefix;
+    const char* const mLogPrefix;
     const Json::Value& mDocuments;
     const Json::Value& mRequest;
     const RequestText mText;

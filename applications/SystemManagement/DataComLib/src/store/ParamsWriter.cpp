@@ -146,8 +146,8 @@ Fcodes ParamsWriter::checkValue(const std::string& component, const RequestRow& 
                            << " param=" << property << " access=RO";
         return FC_ACCESS_DENIED;
     }
-    Json::Value accepted;
-    const Fcodes result = rule.accept(value, *current, accepted);
+    Json::Value converted;
+    const Fcodes result = rule.accept(value, *current, converted);
     if (result == FC_BAD_VALUE)
         DBG_LOG(SEV_ERROR) << "setParams: " << mText << " comp=" << component
                            << " param=" << property << " enum mismatch value=" << value;
@@ -162,7 +162,7 @@ Fcodes ParamsWriter::checkValue(const std::string& component, const RequestRow& 
                            << " doesn't fit the working copy";
         return FC_WRONG_TYPE;
     }
-    mWrites.push_back({component, row, property, std::move(accepted)});
+    mWrites.push_back({component, row, property, std::move(converted)});
     return FC_OK;
 }
 

@@ -109,7 +109,7 @@ Json::Value PropertyRule::typedDefault() const
     return isType("string") ? Json::Value(textOf(&value)) : value;
 }
 
-bool PropertyRule::hasText(std::string_view name, std::string_view text) const
+bool PropertyRule::memberEquals(std::string_view name, std::string_view text) const
 {
     const Json::Value* value = member(mDefinition, name);
     const char* begin = nullptr;

@@ -27,7 +27,7 @@ public:
     Fcodes accept(const Json::Value& value, const Json::Value& current, Json::Value& stored) const;
 
     /// True when the definition's "access" is "RO". Only JSON requests check it.
-    bool isReadOnly() const { return hasText("access", "RO"); }
+    bool isReadOnly() const { return memberEquals("access", "RO"); }
 
     /// The definition's "type", of whatever JSON type; null when it has none.
     const Json::Value& type() const;
@@ -41,8 +41,8 @@ public:
     Json::Value typedDefault() const;
 
 private:
-    bool hasText(std::string_view name, std::string_view text) const;
-    bool isType(std::string_view name) const { return hasText("type", name); }
+    bool memberEquals(std::string_view name, std::string_view text) const;
+    bool isType(std::string_view name) const { return memberEquals("type", name); }
     template <typename Value>
     bool isEnumerated(const Value& value) const;
 

@@ -261,7 +261,7 @@ void KeyedRows<Traits>::forgetDeletedRows()
 }
 
 template <typename Traits>
-typename KeyedRows<Traits>::RowMap::const_iterator KeyedRows<Traits>::firstKeptRow() const
+typename KeyedRows<Traits>::RowMap::const_iterator KeyedRows<Traits>::firstUndeletedRow() const
 {
     const std::lock_guard guard(mMutex);
     const auto from = mDeletedBefore ? mRows.lower_bound(*mDeletedBefore) : mRows.begin();
@@ -448,16 +448,16 @@ Fcodes KeyedRows<Traits>::readColumns(const std::string& text)
         return FC_OK;
     }
     Fcodes result = FC_OK;
-    SegmentWalk walk(columns, "Column");
+    SegmentIterator walk(columns, "Column");
     std::string_view segment;
     while (walk.next(segment)) {
         DataColumn column;
-        const Fcodes read = column.initFromString(std::string(segment));
-        if (read == FC_OK)
+        const Fcodes columnResult = column.initFromString(std::string(segment));
+        if (columnResult == FC_OK)
             addColumn(column.getName(), new DataColumn(column));
         else
-            Traits::Log::badColumn(read);
-        result |= read;
+            Traits::Log::badColumn(columnResult);
+        result |= columnResult;
     }
     return result;
 }
@@ -467,14 +467,14 @@ Fcodes KeyedRows<Traits>::readRows(const std::string& text)
 {
     // Each row gets a cell for every column, named in the text or not: without a bound a small text
     // of many columns and many empty rows would take all memory there is.
-    const std::size_t mostCells = 1'000'000 + 4 * text.size();
+    const std::size_t maxCells = 1'000'000 + 4 * text.size();
     const std::size_t rowsBefore = mRows.size();
     Fcodes result = FC_OK;
-    SegmentWalk walk(text, "Row");
+    SegmentIterator walk(text, "Row");
     std::string_view segment;
     while (walk.next(segment)) {
         const std::size_t newRows = mRows.size() - rowsBefore;
-        if (mColumns.size() * newRows > mostCells) {
+        if (mColumns.size() * newRows > maxCells) {
             Traits::Log::tooManyCells(newRows, mColumns.size());
             return result | FC_BODY_ERROR;
         }
@@ -489,10 +489,10 @@ Fcodes KeyedRows<Traits>::readRow(const std::string& segment)
     std::string id;
     getPropertyValue(segment, 0, "ID", id);
     const Key key = Traits::keyFromText(id);
-    const Fcodes read = makeRow(key, nullptr, false)->initFromString(segment);
-    if (read != FC_OK)
-        Traits::Log::badRow(key, read);
-    return read;
+    const Fcodes result = makeRow(key, nullptr, false)->initFromString(segment);
+    if (result != FC_OK)
+        Traits::Log::badRow(key, result);
+    return result;
 }
 
 template class KeyedRows<TableTraits>;

@@ -79,8 +79,8 @@ public:
     void cleanUpRelations() { clear(); }
 
 protected:
-    KeyedRows() : mColumns(Traits::kOrder) {}
-    explicit KeyedRows(const std::string& name) : mName(name), mColumns(Traits::kOrder) {}
+    KeyedRows() : mColumns(Traits::kColumnOrder) {}
+    explicit KeyedRows(const std::string& name) : mName(name), mColumns(Traits::kColumnOrder) {}
 
     std::string name() const;
     void rename(const std::string& name);
@@ -103,7 +103,7 @@ protected:
     Fcodes destroyAllRows();
 
     /// The first row that is not marked deleted.
-    typename RowMap::const_iterator firstKeptRow() const;
+    typename RowMap::const_iterator firstUndeletedRow() const;
 
     void merge(const KeyedRows& reference, bool keepColumns, bool mergeColumns, bool copyRows,
                bool reuse);

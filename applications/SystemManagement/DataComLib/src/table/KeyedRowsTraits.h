@@ -16,7 +16,7 @@ class DataTable;
 struct TableTraits {
     using Key = int;
     using Owner = DataTable;
-    static constexpr auto kOrder = ColumnSet::Order::BY_INSERTION;
+    static constexpr auto kColumnOrder = ColumnSet::Order::BY_INSERTION;
 
     static constexpr char kNameAttribute[] = "Name";
     static constexpr char kColumnsElement[] = "Columns";
@@ -46,7 +46,7 @@ struct TableTraits {
 struct ObjectTraits {
     using Key = std::string;
     using Owner = DataObject;
-    static constexpr auto kOrder = ColumnSet::Order::BY_NAME;
+    static constexpr auto kColumnOrder = ColumnSet::Order::BY_NAME;
 
     static constexpr char kNameAttribute[] = "Type";
     static constexpr char kColumnsElement[] = "Parameters";

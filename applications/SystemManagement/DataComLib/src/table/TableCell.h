@@ -8,22 +8,22 @@
 #include <mutex>
 #include <string>
 
-enum class CellLookup { FOUND, NO_TABLE, NO_ROW, NO_ITEM };
+enum class CellLookupResult { FOUND, NO_TABLE, NO_ROW, NO_ITEM };
 
 /// Calls `visit(DataItem&)` on the cell, under the lock of its table, which may be null. It has
 /// been called when the result is FOUND.
 template <typename Visit>
-CellLookup visitCell(DataTable* table, int rowId, const std::string& item, Visit visit)
+CellLookupResult visitCell(DataTable* table, int rowId, const std::string& item, Visit visit)
 {
     if (table == nullptr)
-        return CellLookup::NO_TABLE;
+        return CellLookupResult::NO_TABLE;
     const std::lock_guard guard(*table);
     DataRow* const row = table->getRows(rowId);
     if (row == nullptr)
-        return CellLookup::NO_ROW;
+        return CellLookupResult::NO_ROW;
     DataItem* const cell = row->getDataItem(item);
     if (cell == nullptr)
-        return CellLookup::NO_ITEM;
+        return CellLookupResult::NO_ITEM;
     visit(*cell);
-    return CellLookup::FOUND;
+    return CellLookupResult::FOUND;
 }

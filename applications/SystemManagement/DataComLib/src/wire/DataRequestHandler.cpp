@@ -139,7 +139,7 @@ bool GetRequest::run(std::string_view body)
 
 bool GetRequest::addElements(std::string_view tag)
 {
-    SegmentWalk elements(mDataSet.text, tag);
+    SegmentIterator elements(mDataSet.text, tag);
     std::string_view element;
     while (!isLimitReached() && elements.next(element))
         if (!addElement(element, tag == kTable))
@@ -172,7 +172,7 @@ bool GetRequest::addElement(std::string_view element, bool isTable)
 
 void GetRequest::addRows(std::string_view element)
 {
-    SegmentWalk rows(element, "Row");
+    SegmentIterator rows(element, "Row");
     std::string_view row;
     std::string_view id;
     while (!isLimitReached() && rows.next(row))
@@ -218,7 +218,7 @@ void GetRequest::addItem(const std::string& row, const std::string& item)
 bool GetRequest::readItemNames(std::string_view text)
 {
     mItems.clear();
-    SegmentWalk items(text, "Item");
+    SegmentIterator items(text, "Item");
     std::string_view item;
     std::string_view name;
     bool any = false;
@@ -271,7 +271,7 @@ Fcodes SetRequest::run(std::string_view body)
 
     // Kept on purpose: peers count on a "Table" being next, whatever stood first, and on its being
     // looked for in the body from the number that was the end position in the data set's text.
-    SegmentWalk tables(body, kTable, end);
+    SegmentIterator tables(body, kTable, end);
     while (writeElement(element))
         if (!tables.next(element))
             break;
@@ -286,14 +286,14 @@ bool SetRequest::writeElement(std::string_view element)
     }
     if (!mDataSet.given) {
         mDataSet.id.clear();
-        const Fcodes found = mHolder.findDataSetWithComponent(mDataSet.id, mName);
-        if (found != FC_OK) {
+        const Fcodes findResult = mHolder.findDataSetWithComponent(mDataSet.id, mName);
+        if (findResult != FC_OK) {
             DBG_LOG(SEV_ERROR) << "treatDataMsg: Not Found a DataSet with comp=" << mName;
-            mResult |= found | FC_BODY_ERROR;
+            mResult |= findResult | FC_BODY_ERROR;
             return false;
         }
     }
-    SegmentWalk rows(element, "Row");
+    SegmentIterator rows(element, "Row");
     std::string_view row;
     bool any = false;
     for (; rows.next(row); any = true)
@@ -309,7 +309,7 @@ void SetRequest::writeRow(std::string_view row)
     findPropertyValue(row, 0, "ID", id);
     const std::string key(id);
 
-    SegmentWalk items(row, "Item");
+    SegmentIterator items(row, "Item");
     std::string_view item;
     std::string_view name;
     std::string_view value;

@@ -1,4 +1,4 @@
-#include "Session.h"
+#include "BenchmarkRun.h"
 
 #include <algorithm>
 #include <array>
@@ -30,8 +30,8 @@ std::string formatFigure(double value, Unit unit)
 
 } // namespace
 
-std::vector<double> Session::interleave(int rounds,
-                                        const std::vector<std::function<double()>>& figures) const
+std::vector<double>
+BenchmarkRun::interleave(int rounds, const std::vector<std::function<double()>>& figures) const
 {
     std::vector<std::vector<double>> taken(figures.size());
     for (const auto& figure : figures)
@@ -46,7 +46,7 @@ std::vector<double> Session::interleave(int rounds,
     return medians;
 }
 
-double Session::secondsEach(int count, const std::function<void()>& work) const
+double BenchmarkRun::secondsEach(int count, const std::function<void()>& work) const
 {
     if (mSmoke)
         count = std::min(count, 10);
@@ -56,7 +56,7 @@ double Session::secondsEach(int count, const std::function<void()>& work) const
     return watch.seconds() / count;
 }
 
-void Session::report(const Row& row)
+void BenchmarkRun::report(const Row& row)
 {
     const double ratio = row.figure / row.baseline;
     const bool met = ratio <= row.goal;
@@ -73,18 +73,18 @@ void Session::report(const Row& row)
     std::fflush(stdout);
 }
 
-void Session::detail(const std::string& name, double seconds) const
+void BenchmarkRun::detail(const std::string& name, double seconds) const
 {
     if (mDetailed)
         std::printf("    %-48s %10s\n", name.c_str(), formatFigure(seconds, Unit::SECONDS).c_str());
 }
 
-void Session::printHead() const
+void BenchmarkRun::printHead() const
 {
     std::printf(kFormat, "work", "figure", "baseline", "ratio", "goal <=", "", "log level");
 }
 
-void Session::printFoot() const
+void BenchmarkRun::printFoot() const
 {
     double load = 0;
     if (getloadavg(&load, 1) == 1 && load > 2)

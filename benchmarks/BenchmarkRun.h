@@ -23,10 +23,10 @@ struct Row {
     Unit unit = Unit::SECONDS;
 };
 
-class Session
+class BenchmarkRun
 {
 public:
-    Session(bool smoke, bool detailed, std::filesystem::path disk)
+    BenchmarkRun(bool smoke, bool detailed, std::filesystem::path disk)
         : mSmoke(smoke), mDetailed(detailed), mDisk(std::move(disk))
     {
     }
