@@ -177,6 +177,9 @@ TEST_F(DataRequestHandlerTest, AnAnswerThatCannotBeSentIsNotBuiltFurther)
     EXPECT_EQ(FC_OK, ask("GET", "<Table Name=\"Table\" /><Table Name=\"Table\" />"));
     EXPECT_GT(mAnswer.size(), mSendLimit);
     EXPECT_LT(mAnswer.size(), mSendLimit + 100);
+    // Wherever the limit is reached, also behind the item that cannot be read.
+    for (; mSendLimit < 200; ++mSendLimit)
+        EXPECT_EQ(FC_OK, ask("GET", "<Table Name=\"Table\" />")) << mSendLimit;
 }
 
 TEST_F(DataRequestHandlerTest, AGetOfMoreThanTwentyThousandUnreadableItemsIsRefused)

@@ -15,7 +15,7 @@ constexpr std::size_t npos = std::string::npos;
 constexpr std::string_view kTable = "Table";
 
 /// Reading items that do not exist adds nothing to an answer, so its length does not bound such
-/// work: one hostile request can name thousands of items for thousands of rows.
+/// work: one request can name thousands of items for thousands of rows.
 constexpr int kMaxUnreadableItems = 20000;
 
 /// The part of a request that names a data set, or the whole body where none is named.
@@ -134,6 +134,10 @@ bool GetRequest::run(std::string_view body)
     if (mDataSet.given)
         mAnswer.append("\t</DataSet>\n");
     mAnswer.append("</BODY>\n");
+    // Reading stopped at the limit: the code of the item that happened to be the last says nothing.
+    // The sender refuses the answer for its length.
+    if (mAnswer.size() > mSendLimit)
+        mResult = FC_OK;
     return true;
 }
 
