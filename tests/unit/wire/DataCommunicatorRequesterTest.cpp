@@ -149,6 +149,18 @@ TEST_F(DataCommunicatorRequesterTest, AnAnswerFromAnotherPathIsFiledAndTheReques
     std::string sender;
     EXPECT_TRUE(mCom.getResponse(mLastId, mValue, mBody, sender));
     EXPECT_EQ("/tmp/stranger", sender);
+
+    // Each of them starts the time-out of one second anew.
+    const std::jthread peer([&] {
+        const int requestId = mPeer.receive().header.ID;
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
+        EXPECT_TRUE(eventually([&] {
+            sendForeignAnswer(requestId + 1000);
+            return std::chrono::steady_clock::now() > end;
+        }));
+        mPeer.answer("ACK", FC_OK, kAnswer);
+    });
+    EXPECT_EQ(FC_OK, mCom.requestCommand(kPeer, "C", mBody, 1, 1));
 }
 
 TEST_F(DataCommunicatorRequesterTest, AnAnswerFiledMeanwhileIsFoundWhateverElseIsRead)

@@ -63,6 +63,8 @@ Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
 {
     const std::lock_guard guard(mMutex);
     FiledResponse filed;
+    // Kept on purpose: requesters whose answers are read by others count on the time-out starting
+    // anew after each foreign answer.
     while (!mHistory->findAnswer(requestHeader.ID, responderPath, filed)) {
         MessageHeader header;
         std::string body;
