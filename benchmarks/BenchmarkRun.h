@@ -1,8 +1,8 @@
 #pragma once
 
 // One run of the benchmarks: how thorough it is, how its figures are taken, and the table that it
-// fills. Every ratio is one of medians from interleaved runs (A B A B ...), so that whatever the
-// machine does meanwhile falls on both sides. One thread, pinned to one core with all its children.
+// fills. Every ratio is one of medians from interleaved runs (A B A B ...), so that what else the
+// machine does falls on both sides. One thread, pinned to one core with all its children.
 
 #include <chrono>
 #include <filesystem>

@@ -1,7 +1,7 @@
 #pragma once
 
 // What the JSON library and the kernel alone take to load, store and scan a catalogue. The probes
-// run in a process of their own, as the daemon does: this program, started again with a word.
+// run in a process of their own, as the daemon does: this program, started again with --probe.
 
 #include <json/json.h>
 #include <string>
@@ -18,5 +18,5 @@ double rawStartSeconds();
 /// The memory that a process grows by when it parses the file.
 double rawParseBytes(const std::string& path);
 
-/// The probes' side; false when the word is none of theirs.
+/// The probes' side; false when there is no probe of that name.
 bool runProbe(const std::string& word, const std::string& path);

@@ -1,7 +1,7 @@
 #pragma once
 
 // A channel manager: it holds the set of channels that the device runs, stores the set to a file
-// and loads it back when the configuration manager tells it to. Peers read and write single
+// and loads it back when the configuration manager asks for it. Peers read and write single
 // channels with data requests, which the base class serves from the dataset.
 //
 // Made once by main() and never destroyed before the process ends. start() runs on the main thread;

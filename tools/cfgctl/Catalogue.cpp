@@ -137,8 +137,8 @@ Answer Catalogue::readNames(std::vector<std::string>& names)
     return answer;
 }
 
-/// Rows that have gone meanwhile spoil the answer for the others, and rows of very long texts do
-/// not fit into one: then the batch is read in halves. A single row that does not come is left out.
+/// One row that has been removed since makes the whole request fail, and rows of very long texts do
+/// not fit into one answer: then the batch is read in halves. A single row that fails is left out.
 Answer Catalogue::readRows(const std::vector<std::string>& names, std::size_t first,
                            std::size_t count, const std::vector<std::string>& properties,
                            std::vector<Configuration>& rows)

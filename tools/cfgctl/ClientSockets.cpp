@@ -55,8 +55,8 @@ int tryConnect(const std::string& path)
     return error;
 }
 
-/// True when nobody uses the path and it can be bound: what a killed client left is removed, unless
-/// it is another user's.
+/// True when no process uses the path and it can be bound: what a killed client left is removed,
+/// unless it is another user's.
 bool isFree(const std::string& path)
 {
     const int error = tryConnect(path);
@@ -105,7 +105,7 @@ ClientSockets::ClientSockets(
         mSendPath.copy(gSendPath, sizeof gSendPath - 1);
         for (const int ending : {SIGINT, SIGTERM, SIGHUP})
             std::signal(ending, removeSocketsAndExit);
-        // The communicator ends the process where it cannot bind, without a word; so try before.
+        // Where it cannot bind, the communicator ends the process without a message: try first.
         close(bindSocket(mReceivePath));
         close(bindSocket(mSendPath));
         bindBoth(mReceivePath, mSendPath);

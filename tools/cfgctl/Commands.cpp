@@ -42,8 +42,8 @@ std::string formatCode(Fcodes code)
     return text.str();
 }
 
-/// Replaces control characters: texts come from whoever saved them, and must not reach the terminal
-/// as commands.
+/// Replaces control characters: a configuration's texts may hold any, and must not reach the
+/// terminal as commands.
 std::string printable(std::string text)
 {
     for (char& c : text)

@@ -72,9 +72,8 @@ void CatalogueScan::matchRows()
         }
         dropRow(key, row.file);
         // Kept on purpose: log readers and stored catalogues count on the walk starting again from
-        // the first row after each row dropped, while files once matched stay taken. Every row
-        // matched so far thus finds its file gone and is dropped too, in the order of the keys;
-        // then the walk is where it was.
+        // the first row after each row dropped, while a file matches only once. The rows matched
+        // so far find no file the second time and are dropped too, in the order of their keys.
         for (const Row& earlier : matched)
             dropRow(earlier.key, earlier.file);
         matched.clear();

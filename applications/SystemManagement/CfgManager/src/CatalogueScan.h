@@ -30,7 +30,7 @@ private:
 
     ConfigurationsTable mTable;
 
-    /// The names in the directory, sorted; one is taken once it has met its row.
+    /// The names in the directory, sorted; each matches one row at most.
     std::vector<std::string> mNames;
     std::vector<bool> mMatched;
     std::unordered_map<std::string, std::size_t> mByPath;

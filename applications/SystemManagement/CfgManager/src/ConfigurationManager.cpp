@@ -446,7 +446,7 @@ Fcodes ConfigurationManager::setAutoStart(const std::string& command)
         DBG_LOG(SEV_ERROR) << "setAutoStart: Empty AutoStart | RowID in command:\n" << command;
         return FC_BAD_VALUE;
     }
-    // Kept on purpose: peers count on "false" alone clearing the auto-start, to the letter.
+    // Kept on purpose: peers count on exactly "false", and nothing else, clearing the auto-start.
     const Fcodes result = catalogue().writeAutoStart(value == "false" ? "" : rowId);
     return result | catalogue().store();
 }

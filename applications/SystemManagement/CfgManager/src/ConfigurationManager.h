@@ -35,8 +35,8 @@ public:
     /// Removes the configuration whose key is the decimal text of `row`, with its file, and stores
     /// the catalogue. FC_ACCESS_DENIED, and nothing changes, while it is being loaded;
     /// FC_BAD_VALUE | FC_NO_SUCH_NAME when there is none. Event "Configuration Removed" when the
-    /// row has gone, whatever became of the file. Of any other table only the changes are accepted:
-    /// FC_OK.
+    /// row has gone, whatever became of the file. An auto-start of that name stays. Of any other
+    /// table only the changes are accepted: FC_OK.
     Fcodes deleteRow(const std::string& table, int row) override;
 
     /// Serves a command element: the manager's own at once, with their results (`response` is not
@@ -54,8 +54,10 @@ public:
 
     // The commands. Each takes the whole text of its command element. Results common to all:
     // FC_BODY_ERROR for a text that is no command; the store's codes where the catalogue lacks the
-    // component or a property. A refusal changes nothing, unless its command says otherwise. What
-    // a command has changed in the catalogue is on disk when it returns, but for START_CFG.
+    // component or a property, but what SAVE_CFG cannot write before its request to the channel
+    // manager is only logged. A refusal changes nothing, unless its command says otherwise. What a
+    // command has changed in the catalogue is on disk when it returns, but for START_CFG, and
+    // unless the disk refused it, which only the log shows.
 
     /// SAVE_CFG: "Name", "Description" (a blank when missing), "AutoStart" ("true" or anything).
     /// Replaces the file and row of that name and has the channel manager write the file anew.
@@ -86,8 +88,9 @@ public:
     /// FC_NO_SUCH_NAME for a row that does not exist, FC_UNAVAILABLE for one that is not
     /// "Available"; else the channel manager's code (FC_COMM_ERROR when it has not answered in 120
     /// seconds). Every start ends in one event, "Configuration Activated" or "Configuration Error"
-    /// with the result, and leaves the row "Available" with the result as its "Fcode"; where that
-    /// cannot be written, "Unavailable". The row is not stored before the catalogue's next change.
+    /// with the result, and leaves the row "Available" with the result as its "Fcode"; where
+    /// cfgActivated() cannot write that after a successful load, "Unavailable". The row is not
+    /// stored before the catalogue's next change.
     Fcodes startConfiguration(const std::string& command);
 
     /// SET_AUTOSTART_CFG: "RowID", "AutoStart" ("false" clears it, anything else sets it to the
@@ -97,14 +100,15 @@ public:
     /// A placeholder: always FC_OK.
     Fcodes abortConfiguration();
 
-    /// The ends of a save and of a start, with their events: stamp the row, and announce it as
-    /// addConfiguration() and startConfiguration() say. FC_OK for an empty key; FC_BAD_VALUE for a
-    /// missing file. cfgStored() stores the catalogue.
+    /// The ends of a save and of a start, with their events: write state and result into the row,
+    /// a save its time too, and announce it as addConfiguration() and startConfiguration() say.
+    /// FC_OK for an empty key; FC_BAD_VALUE for a missing file. cfgStored() stores the catalogue.
     Fcodes cfgStored(const std::string& rowId);
     Fcodes cfgActivated(const std::string& rowId);
 
-    /// Brings the catalogue's rows in line with the files of the directory, and stores it; an
-    /// auto-start that names no row is cleared. Failures are logged.
+    /// Brings the catalogue's rows in line with the files of the directory, and stores it, unless
+    /// the directory cannot be listed. An auto-start that names no row is cleared after that, on
+    /// disk with the catalogue's next change. Failures are logged.
     void scanForCfgs();
 
     /// Starts the configuration marked for it; without one, or when that fails, the channel manager

@@ -102,8 +102,8 @@ int main(int argc, char** argv)
     try {
         serve(options);
     } catch (...) {
-        // An exception that nobody catches ends the process without unwinding: caught here, it has
-        // destroyed the manager before it does.
+        // Without this the process would end without unwinding. Caught and thrown again, the
+        // exception still ends it, but the manager has been destroyed by then.
         throw;
     }
     return 0;

@@ -57,16 +57,20 @@ public:
     void work() { doWork(); }
     void doWork();
 
+    /// The holder of init(), or another one from the next message on; null as there.
     IDataHolder* getDataHolder() const { return mDataHolder; }
     void setDataHolder(IDataHolder* dataHolder) { mDataHolder = dataHolder; }
 
     /// Sends a request to the peer whose receive socket is `responderPath` and waits for the
     /// answer. Each of the `tries` sends it under a new ID, which is left in the request's header,
-    /// and waits for `timeout`, anew when it has read another requester's answer. Meanwhile other
-    /// requesters wait for their turn. FC_OK says that an answer came, of whatever type and code;
-    /// with Size 0 in its header the response body stays untouched. Else FC_COMM_ERROR: the peer
-    /// cannot be reached or did not answer; or what readMsg() returns for a bad answer, and then
-    /// the response header carries the request's type and ID, and the failure.
+    /// and waits for `timeout`, anew when it has read another requester's answer. Other requesters
+    /// wait for their turn. While the peer's queue is full the sending itself is tried again, as of
+    /// sendMessage() with `timeout` as the delay; a request that cannot be sent ends at once.
+    ///
+    /// FC_OK says that an answer came, of whatever type and code; with Size 0 in its header the
+    /// response body stays untouched, or becomes empty when the answer had been filed. Else
+    /// FC_COMM_ERROR: the peer cannot be reached or did not answer; or what readMsg() returns for a
+    /// bad answer, and then the response header carries the request's type and ID, and the failure.
     Fcodes sendRequest(const std::string& responderPath, MessageHeader& requestHeader,
                        const std::string& body, MessageHeader& responseHeader,
                        std::string& responseBody, int timeout, int tries);
@@ -94,12 +98,13 @@ public:
                            const std::string& component, const std::string& row,
                            const std::string& item, std::string& value, int timeout, int tries);
 
-    /// Sends an event to one subscriber; no answer is awaited. FC_COMM_ERROR when it could not be
-    /// sent; `timeout` is the delay between tries, as of sendMessage().
+    /// Sends an event, with the Time that it has, to one subscriber; no answer is awaited.
+    /// FC_COMM_ERROR when it could not be sent; `timeout` is the delay between tries while the
+    /// subscriber's queue is full, as of sendMessage().
     Fcodes requestEvent(const std::string& subscriberPath, const MessageEvent& event, int timeout,
                         int tries);
 
-    /// Stamps the event with the local time and sends it to every subscriber in the order of
+    /// Sets the event's Time to the local time and sends it to every subscriber in the order of
     /// subscription. One that is full, or gone, is skipped at once and only logged.
     void notify(MessageEvent& event);
 
@@ -110,8 +115,9 @@ public:
     /// What the responder does with a message, on the calling thread. treatMsg() serves a request
     /// and leaves the answer in the response; a result other than FC_OK says that a NACK of that
     /// code is to be sent instead. treatCommandMsg() returns the code that it also leaves in its
-    /// ACK. An answer to a GET that no socket could send is left incomplete. A GET in which more
-    /// than 20000 items cannot be read is given up with FC_UNAVAILABLE.
+    /// ACK; `responseBody` must be empty on entry. An answer to a GET that no socket could send is
+    /// left incomplete. A GET in which more than 20000 items cannot be read is given up with
+    /// FC_UNAVAILABLE.
     Fcodes treatMsg(const MessageHeader& header, const std::string& body,
                     MessageHeader& responseHeader, std::string& responseBody);
     Fcodes treatCommandMsg(const MessageHeader& header, const std::string& body,
@@ -140,9 +146,9 @@ public:
     /// FC_COMM_ERROR leaves what was read before.
     Fcodes readline(int socket, std::string& line, int timeout);
 
-    /// The last ten answers that came for whoever waits for them. Storing one more drops the
-    /// oldest. getResponse() is false when nothing is stored under the ID, and the outputs are then
-    /// untouched; what is read stays stored.
+    /// The last ten answers to requests of this process, for the threads that wait for them.
+    /// Storing one more drops the oldest. getResponse() is false when nothing is stored under the
+    /// ID, and the outputs are then untouched; what is read stays stored.
     void storeResponse(int id, const std::string& headerText, const std::string& body,
                        const std::string& sender);
     bool getResponse(int id, std::string& headerText, std::string& body, std::string& sender) const;

@@ -51,7 +51,7 @@ public:
 
     /// Queue a command or an event for the worker; always FC_OK, at once. The queue has no limit.
     /// The result of a queued command is dropped and `result` is not written. The event, made with
-    /// `new`, belongs to the queue from here on and is deleted after doHandle(); it may be null.
+    /// `new`, belongs to the queue from here on and is deleted after doHandle(); never null.
     Fcodes execute(const std::string& command, std::string& result) override;
     Fcodes handle(MessageEvent* event) override;
 
@@ -87,8 +87,9 @@ public:
                             const std::string& column, int type, int defaultValue) override;
 
     /// Cells: committed values, pending values, pending writes, writes of both, and state bits.
-    /// Each runs under the table's lock. FC_NO_SUCH_NAME when table, row or item is missing; writes
-    /// answer with the item's own result, see DataItem.
+    /// Each runs under the table's lock. `value` must not be null, and is untouched on failure.
+    /// FC_NO_SUCH_NAME when table, row or item is missing; writes answer with the item's own
+    /// result, see DataItem.
     Fcodes getIntParam(const std::string& table, int rowId, const std::string& item,
                        int* value) override;
     Fcodes getNewIntParam(const std::string& table, int rowId, const std::string& item,
@@ -109,8 +110,10 @@ public:
                          unsigned& state) override;
 
     /// Rows, also on the responder's thread when a peer asks. Ids start at 1; 0 says that there is
-    /// no such row or table. newRow() takes the first free id for 0. deleteRow() removes at once,
-    /// with 0 every row; FC_OK also for a row that is missing.
+    /// no such row or table. The walks pass over different rows, see DataTable. newRow() takes the
+    /// first free id for 0 and any other id as it is, negative ones too; the id of a row that
+    /// exists comes back, and the row stays as it is. deleteRow() removes at once, with 0 every
+    /// row: FC_OK also for a row that is missing, FC_NO_SUCH_NAME for an unknown table.
     int getFirstRowIndex(const std::string& table) override;
     int getNextRowIndex(const std::string& table, int rowId) override;
     int getLastRowIndex(const std::string& table) override;
@@ -121,8 +124,10 @@ public:
 
     /// Messages to peers, on the calling thread, with the results of DataCommunicator. `target` is
     /// the path of the peer's receive socket. `timeout` is in seconds for each of `tries`: 0 waits
-    /// without limit, and the unsigned form of -1 does not wait. The communicator lives as long as
-    /// the holder.
+    /// without limit, and the unsigned form of -1 does not wait. requestEvent() waits for no
+    /// answer: its `timeout` is the delay between tries while the receiver is full (0: 10 seconds,
+    /// -1: no wait). Only notify() sets the event's Time. The communicator lives as long as the
+    /// holder.
     Fcodes requestCommand(const std::string& target, const std::string& command,
                           std::string& result, unsigned timeout, unsigned tries) override;
     Fcodes requestEvent(const std::string& target, MessageEvent& event, unsigned timeout,

@@ -1,7 +1,7 @@
 #pragma once
 
 // One cell: a committed and a pending value, each as an integer and as text, and state bits (see
-// StateBits.h). The row that holds an item owns it; an item in no row belongs to whoever made it.
+// StateBits.h). The row that holds an item owns it; an item in no row belongs to its maker.
 //
 // An item points at the column that describes it. A column that a table or object owns lives at
 // least as long as the items that point at it, unless replaceColumn() has handed it to a caller.
@@ -76,7 +76,7 @@ public:
     int getType() const { return columnOrDefault().getType(); }
     int getAccess() const { return columnOrDefault().getAccess(); }
 
-    /// Write one committed and pending value, without a look at the column; no state changes.
+    /// Write one committed and pending value, which the column does not check; no state changes.
     void initIntVal(int value);
     void initStrVal(const std::string& text);
 
@@ -89,10 +89,10 @@ public:
     Fcodes initValue(const std::string& text);
     Fcodes resetValue();
 
-    /// Copies the other's committed values, without a look at the column.
+    /// Copies the other's committed values, which the column does not check.
     void initValue(const DataItem& other);
 
-    /// Write one pending value, without a look at the column, and mark the item and its row
+    /// Write one pending value, which the column does not check, and mark the item and its row
     /// modified, and the table or object and the data set above. An item in no row is only marked.
     void setIntVal(int value);
     void setStrVal(const std::string& text);
@@ -103,7 +103,7 @@ public:
     Fcodes setValue(int value);
     Fcodes setValue(const std::string& text);
 
-    /// Copies the other's committed values into the pending ones, without a look at the column.
+    /// Copies the other's committed values into the pending ones; the column does not check them.
     void setValue(const DataItem& other);
 
     /// The column, or null. Setting it changes no value, and not the name under which the row holds

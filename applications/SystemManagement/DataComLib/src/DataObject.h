@@ -1,7 +1,7 @@
 #pragma once
 
 // A typed object: parameters, which are columns in the order of their names, and instances, which
-// are rows by a key of text. It owns both; whoever made the object owns it. Any thread may call
+// are rows by a key of text. It owns both; its maker owns the object. Any thread may call
 // every operation, which runs under the object's recursive lock; work on an instance or an item
 // goes inside lock(), `std::lock_guard guard(object)`.
 //
@@ -54,7 +54,8 @@ public:
     DataRow* newInstance(const std::string& key, const DataRow* templateRow, bool reuse);
 
     /// deleteInstance() marks the instance, and acceptChanges() frees it; FC_NO_SUCH_NAME when
-    /// there is none. The others free at once; FC_OK also when there is none.
+    /// there is none. The others free at once; FC_OK also when there is none. No state changes with
+    /// that, and isChanged() does not show it.
     Fcodes deleteInstance(const std::string& key) { return markRowDeleted(key); }
     Fcodes doDeleteInstance(const std::string& key) { return destroyRow(key); }
     Fcodes doDeleteAllInstances() { return destroyAllRows(); }

@@ -2,7 +2,7 @@
 
 // One row of a table, or one instance of an object: items by name, and in the order in which they
 // were added. It owns its items. The table or object that holds it owns the row; a row in neither
-// belongs to whoever made it.
+// belongs to its maker.
 //
 // Not locked: a row in a table or object is used under lock() of that one, all operations included.
 
@@ -57,7 +57,8 @@ public:
     void setId(int id) { mId = id; }
 
     /// An instance of an object has a key, which toString() writes instead of the id; it may be
-    /// empty. The row's place in its object does not follow setKey(). Other rows have none: "".
+    /// empty. The row's place in its object does not follow setKey(). Other rows have none: "". The
+    /// reference is valid until setKey(), clearKey() or the end of the row.
     const std::string& getKey() const { return mKey; }
     void setKey(const std::string& key);
     void clearKey();

@@ -113,7 +113,7 @@ DataSet::~DataSet() { clearTable(); }
 
 Fcodes DataSet::acceptChanges()
 {
-    // Cleared first: a change that another thread makes meanwhile must leave its mark.
+    // Cleared first: a change that another thread makes during this must leave its mark.
     mState = STATE_CLEAN;
     Fcodes result = FC_OK;
     for (const auto& [name, entry] : mTables)

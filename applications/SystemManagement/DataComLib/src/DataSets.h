@@ -5,9 +5,10 @@
 // the same shape; commit() copies values from the second to the first. Only storeDataSet() writes a
 // file.
 //
-// Owned by the application's data holder. Any thread may call; every operation holds the store's
-// recursive lock for its whole run, except that storeDataSet() writes its file outside it. To make
-// several calls one step, bracket them: `const std::lock_guard guard(store);`.
+// Owned by the application's data holder. Any thread may call; an operation holds the store's
+// recursive lock for its whole run. The exceptions: isChanged() and its kind do not take it, the
+// load operations parse their text and storeDataSet() writes its file outside it. To make several
+// calls one step, bracket them: `const std::lock_guard guard(store);`.
 //
 // Documents come from files, so any shape may stand anywhere in them; nothing throws for that. What
 // the operations mean is explained in IDataSets.h.

@@ -2,8 +2,8 @@
 
 // A table: columns in the order in which they were added, and rows by an integer id. The data set
 // that holds it owns it; it owns its columns and rows. Any thread may call every operation, which
-// runs under the table's recursive lock; work on a row, an item or an iterator goes inside lock(),
-// `std::lock_guard guard(table)`.
+// runs under the table's recursive lock; only the operations that return iterators do not take it.
+// Work on a row, an item or an iterator goes inside lock(), `std::lock_guard guard(table)`.
 //
 // What is added belongs to the table from then on, in place of one with the same name or id, which
 // is freed; null is ignored. What is removed is handed back: drop the result and it is freed. The
@@ -57,7 +57,8 @@ public:
     std::vector<std::string> getColumnNames() const;
     int getColumnsNum() const;
 
-    /// The columns in order. The List operations are those above, under the column's own name.
+    /// The columns in order; getColumnListBegin() and getColumnListEnd() take no lock. The other
+    /// List operations are those above, under the column's own name.
     ColumnSet::List::iterator getColumnListBegin() { return mColumns.list().begin(); }
     ColumnSet::List::iterator getColumnListEnd() { return mColumns.list().end(); }
     ColumnSet::List::const_iterator getColumnListBegin() const { return mColumns.list().begin(); }
@@ -73,12 +74,14 @@ public:
     std::unique_ptr<DataRow> removeRows(int id) { return removeRow(id); }
     std::unique_ptr<DataRow> removeRows(const DataRow* row) { return removeRow(row); }
 
-    /// Free all rows at once; doDeleteAllRows() returns FC_OK.
+    /// Free all rows at once; doDeleteAllRows() returns FC_OK. No state changes, and isChanged()
+    /// does not show it.
     void clearRows() { destroyAllRows(); }
     Fcodes doDeleteAllRows() { return destroyAllRows(); }
 
     /// All rows, those marked deleted included, in the order of their ids: `it->first` is the id,
     /// `it->second` the DataRow*. Adding or removing a row leaves iterators to the others valid.
+    /// The operations that return iterators take no lock.
     int getRowsNum() const;
     RowMap::iterator getRowsBegin() { return mRows.begin(); }
     RowMap::iterator getRowsEnd() { return mRows.end(); }
@@ -108,13 +111,14 @@ public:
     int appendNewRow();
 
     /// deleteRow() marks the row, and acceptChanges() frees it; FC_NO_SUCH_NAME when there is none.
-    /// doDeleteRow() frees it at once; FC_OK also when there is none.
+    /// doDeleteRow() frees it at once; FC_OK also when there is none. No state changes with that,
+    /// and isChanged() does not show it.
     Fcodes deleteRow(int id) { return markRowDeleted(id); }
     Fcodes doDeleteRow(int id) { return destroyRow(id); }
 
     /// Takes over copies of what the reference has: with `mergeColumns` its columns, new and
     /// changed; with `copyRows` its rows, by newRow(id, row, reuse). Without `keepColumns`, columns
-    /// that it lacks are removed. The reference is locked meanwhile and stays as it is.
+    /// that it lacks are removed. The reference stays as it is and is locked for the whole update.
     void update(const DataTable& reference, bool keepColumns, bool mergeColumns, bool copyRows,
                 bool reuse);
 

@@ -19,7 +19,7 @@ struct Hex {
 };
 std::ostream& operator<<(std::ostream& out, Hex number);
 
-/// True when a line of this severity is to be produced and somebody could read it.
+/// True when a line of this severity is to be produced and a reader may be there.
 inline bool dbgEnabled(int severity)
 {
     return gDbgLevel.load(std::memory_order_relaxed) <= severity &&

@@ -31,8 +31,7 @@ public:
 
     /// Writes the header of a line of severity 0 to 4 into the stream, and returns the stream:
     /// label, local time, task name and pid. The stream's fill character is '0' from then on.
-    /// Leaves errno as it was, so that the values that follow in the line may still name it. The
-    /// same three operations on the one instance.
+    /// Leaves errno as it was, so that the values that follow in the line may still name it.
     std::ostringstream* fillInOss(int severity, std::ostringstream* oss);
 
     /// Writes the stream's whole text to the FIFO with one write(); the stream keeps it. Lines of

@@ -1,6 +1,6 @@
 #pragma once
 
-// Result and function codes of the whole suite, and the doctrine that goes with them:
+// Result and function codes of the whole suite, and the rules for their use:
 //
 //  - A code is the bit FC_OK (0x10000) plus at most one failure bit. Results of several steps are
 //    joined with `|`, starting from FC_OK, so that every failure survives: 0x10003 says that both

@@ -27,7 +27,7 @@ public:
     virtual Fcodes deleteRow(const std::string& table, int rowId) = 0;
 
     /// Carry out one queued command or event on the holder's worker thread. Results are dropped.
-    /// The event belongs to the worker, which deletes it afterwards; it may be null.
+    /// The event is never null and belongs to the worker, which deletes it afterwards.
     virtual Fcodes doExecute(const std::string& command, std::string& result) = 0;
     virtual Fcodes doHandle(MessageEvent* event) = 0;
 
@@ -36,6 +36,7 @@ public:
     virtual Fcodes execute(const std::string& command, std::string& result) = 0;
 
     /// Cells and rows of a table. Row ids start at 1; 0 says that there is no such row or table.
+    /// `value` is never null and untouched on failure.
     virtual Fcodes getIntParam(const std::string& table, int rowId, const std::string& item,
                                int* value) = 0;
     virtual Fcodes getNewIntParam(const std::string& table, int rowId, const std::string& item,
@@ -52,9 +53,11 @@ public:
     virtual Fcodes getStringParam(const std::string& table, int rowId, const std::string& item,
                                   std::string* value) = 0;
 
-    /// Takes an event from a peer, made with `new`. The holder owns it from here on.
+    /// Takes an event from a peer, made with `new`; never null. The holder owns it from here on.
     virtual Fcodes handle(MessageEvent* event) = 0;
 
+    /// The row's id; newRow() takes any id but 0, which stands for the first free one, and returns
+    /// that of a row that exists.
     virtual int newRow(const std::string& table, int rowId) = 0;
     virtual int appendNewRow(const std::string& table) = 0;
 

@@ -32,8 +32,8 @@ public:
 
     /// Loads a document from a file, in the first form under the name in its member "dataset", and
     /// replaces a dataset of that name; what is pending for it stays. FC_NO_SUCH_NAME when the file
-    /// cannot be opened or has no such member; FC_UNAVAILABLE when it is not JSON or its name is no
-    /// text.
+    /// cannot be opened or has no such member; FC_UNAVAILABLE when it is not JSON or its name
+    /// is an array or object.
     virtual Fcodes loadDataSet(const std::string& path) = 0;
     virtual Fcodes loadDataSet(const std::string& dataset, const std::string& path) = 0;
     /// Writes the committed document to the file, which holds the old or the new one at every
@@ -48,7 +48,8 @@ public:
 
     /// Brings `src` into line with `ref`: keepAbsent keeps what `ref` lacks, mergeProperties takes
     /// the property definitions of `ref` and completes instances with defaults, replaceInstances
-    /// takes the instances of `ref`. FC_NO_SUCH_NAME when `src` or the components of either are
+    /// takes the instances of `ref`. It works on the committed tree at once; what is pending stays.
+    /// FC_NO_SUCH_NAME when `src` or the components of either are
     /// missing; FC_UNAVAILABLE when the components of `ref` are malformed. After FC_WRONG_TYPE, for
     /// a malformed component of `src`, all other components have been updated.
     virtual Fcodes updateDataSet(const std::string& src, const std::string& ref, bool keepAbsent,
@@ -89,7 +90,8 @@ public:
                                   const std::string& key) = 0;
     virtual Fcodes clearComponent(const std::string& dataset, const std::string& component) = 0;
 
-    /// Whether the committed tree has the instance; false for one that is null.
+    /// Whether the committed tree has the instance; false for one that is null, and under the empty
+    /// key for anything but an object.
     virtual bool hasInstance(const std::string& dataset, const std::string& component,
                              const std::string& key) = 0;
     virtual bool hasInstance(const std::string& dataset, const std::string& component,
@@ -207,7 +209,8 @@ public:
                                  const std::string& key) = 0;
 
     /// Working copies. Touching replaces what is pending with a full copy of the committed data,
-    /// untouching drops it. An unknown name does nothing.
+    /// untouching drops it. After untouchComponent() the dataset still counts as changed until
+    /// commit(), rollback() or untouchDataSet(). An unknown name does nothing.
     virtual void touchDataSet(const std::string& dataset) = 0;
     virtual void untouchDataSet(const std::string& dataset) = 0;
     virtual void touchComponent(const std::string& dataset, const std::string& component) = 0;
@@ -230,17 +233,19 @@ public:
     /// Whole JSON requests, see docs/json-requests.md. The reply replaces what the caller's value
     /// held, also on failure, and has the result as "fcode" and "description"; it may be the
     /// request's own value. getParams() and the fetches answer what they can and return the last
-    /// failure; setParams() writes all values, pending, or none. FC_BODY_ERROR for a malformed
-    /// request, FC_ACCESS_DENIED for a property with access "RO", FC_UNAVAILABLE after an exception
-    /// of any type.
+    /// failure; setParams() writes all values, pending, or none. For ordinary documents the fetches
+    /// answer empty lists and add a member of the component's name to the committed document (use
+    /// getProperties() and getInstances() for names); a component without the member that is
+    /// fetched is left out, with FC_OK. FC_BODY_ERROR for a malformed request, FC_ACCESS_DENIED for
+    /// a property with access "RO", FC_UNAVAILABLE after an exception of any type.
     virtual Fcodes setParams(const Json::Value& request, Json::Value& reply) = 0;
     virtual Fcodes getParams(const Json::Value& request, Json::Value& reply) = 0;
     virtual Fcodes fetchPropertyNames(const Json::Value& request, Json::Value& reply) = 0;
     virtual Fcodes fetchComponentKeys(const Json::Value& request, Json::Value& reply) = 0;
 
-    /// End a change. Always FC_OK: commit skips, with a line, a value that no longer fits the
-    /// committed document. After commitComponent() and rollbackComponent() the dataset still counts
-    /// as changed.
+    /// End a change. Always FC_OK: a value that no longer fits the committed document is not
+    /// committed, and logged. After commitComponent() and rollbackComponent() the dataset still
+    /// counts as changed until commit(), rollback() or untouchDataSet().
     virtual Fcodes commit() = 0;
     virtual Fcodes commitComponent(const std::string& dataset, const std::string& component) = 0;
     virtual Fcodes rollback() = 0;
@@ -248,7 +253,8 @@ public:
 
     virtual ~IDataSets() = default; // its place in the order of the operations
 
-    /// Drop what is pending for one property. An unknown name does nothing.
+    /// Drop what is pending for one property; instance, component and dataset still count as
+    /// changed, as above. An unknown name does nothing.
     virtual void untouchProperty(const std::string& dataset, const std::string& component,
                                  const std::string& property, const std::string& key) = 0;
     virtual void untouchProperty(const std::string& dataset, const std::string& component,

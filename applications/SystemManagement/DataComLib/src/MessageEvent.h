@@ -17,7 +17,7 @@ public:
     std::string Severity = "None";
     std::string Source = "Source";
     std::string Status = "None";
-    std::string Time = "2011-01-06  12:06:11";
+    std::string Time = "2011-01-06  12:06:11"; ///< A placeholder until DataCommunicator::notify().
 
     /// Reads the element, or a text in which no other "...ID" attribute stands before it. FC_OK, or
     /// FC_BODY_ERROR when ID is missing. Other missing attributes keep their values; parameters are
@@ -25,6 +25,7 @@ public:
     /// first 32 of a text.
     Fcodes initFromString(const std::string& text);
 
-    /// Replaces `out` with the element text, and returns `out`.
+    /// Replaces `out` with the element text, and returns `out`. No field may hold a double quote or
+    /// a ">": the format has no escaping.
     std::string& toString(std::string& out) const;
 };

@@ -21,7 +21,9 @@ inline constexpr char kTypeNoReply[] = "NO_REPLY";
 class MessageHeader
 {
 public:
-    int Size = 0; ///< Length of the body text in bytes; 0 when no body follows.
+    /// Length of the body text in bytes; 0 when no body follows. In an ACK with a text 13 less, see
+    /// docs/kept-on-purpose.md.
+    int Size = 0;
     Fcodes Fcode = FC_OK;
     int ID = 0;       ///< A response carries the identifier of its request.
     std::string Type; ///< One of the words above.

@@ -37,8 +37,8 @@ protected:
 
     /// Adds every complete "Parameter" element of the text to those already here. An incomplete
     /// one is skipped, and `report` is called with the attribute, "Name" or "Value", that is
-    /// missing, at most kMaxReports times: each report repeats the whole text, and a hostile text
-    /// of thousands of incomplete elements would keep the responder busy with logging.
+    /// missing, at most kMaxReports times: each report repeats the whole text, and a text of
+    /// thousands of incomplete elements would keep the responder busy with logging.
     template <typename Report>
     void readParams(const std::string& text, Report report)
     {

@@ -24,7 +24,8 @@ std::size_t getPropertyValue(const std::string& text, std::size_t from, const st
                              std::string& out);
 
 /// Finds the text between two delimiters; returns the position of the end delimiter. Each of " ",
-/// "\t" and "\n" as a delimiter stands for any of the three.
+/// "\t" and "\n" as a delimiter stands for any of the three. Between two delimiters in a row the
+/// text is empty.
 std::size_t getToken(const std::string& text, std::size_t from, const std::string& startDelimiter,
                      const std::string& endDelimiter, std::string& out);
 

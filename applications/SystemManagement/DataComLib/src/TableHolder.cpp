@@ -102,7 +102,7 @@ Fcodes TableHolder::setTextParam(const std::string& dataset, const std::string& 
     const std::lock_guard guard(*table);
     if (hasAccess(*table, property, DataColumn::RO))
         return FC_ACCESS_DENIED;
-    Fcodes result = FC_NO_SUCH_NAME; // not logged: whoever asked for the change logs it
+    Fcodes result = FC_NO_SUCH_NAME; // not logged: the caller logs it
     visitCellOfNamedRow(*table, key, property,
                         [&](DataItem& cell) { result = cell.setValue(value); });
     return result;

@@ -177,7 +177,7 @@ bool waitForChild(pid_t child, int& status)
 
 /// A SIGKILL between link and rename would leave the temporary name behind. So a child does both:
 /// it survives its parent and finishes. It comes from vfork(), which copies no memory and suspends
-/// this thread until the child has ended. Because somebody may list the directory before that, the
+/// this thread until the child has ended. Because the directory may be listed before that, the
 /// temporary name is in the parent directory where the two are on one file system.
 int linkAndRenameInChild(Replacement& replacement)
 {

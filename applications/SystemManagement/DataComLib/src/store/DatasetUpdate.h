@@ -2,7 +2,7 @@
 
 // Brings one dataset into line with a reference, for example a stored catalogue with the factory
 // file of a newer release. Made for one call of DataSets::updateDataSet(), which holds the store's
-// lock meanwhile. Its lines are part of the store's log, and their order is fixed.
+// lock. Its lines are part of the store's log, and their order is fixed.
 
 #include "Fcodes.h"
 

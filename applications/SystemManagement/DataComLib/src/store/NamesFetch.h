@@ -2,7 +2,7 @@
 
 // Answers one fetchPropertyNames() or fetchComponentKeys() request: the names of a component's
 // properties, or the keys of its instances. Made for one call of the store, which holds the store's
-// lock meanwhile; its lines are part of the store's log.
+// lock; its lines are part of the store's log.
 
 #include "Fcodes.h"
 #include "store/RequestText.h"

@@ -2,7 +2,7 @@
 
 // Shared by reading and writing of parameters by JSON request: the request with its dataset, and
 // the look-up of its rows in the committed tree. Made for one call of the store, which holds the
-// store's lock meanwhile; its lines are part of the store's log.
+// store's lock; its lines are part of the store's log.
 
 #include "Fcodes.h"
 #include "store/RequestRow.h"

@@ -6,7 +6,7 @@
 //
 // It owns its rows and columns. Every operation runs under its recursive mutex, so that any thread
 // may call it; callers that work on a row or an iterator take lock() around that. update() of one
-// from another is the only operation that locks two, in no fixed order.
+// from another is the only operation that locks two: both at once, without risk of deadlock.
 
 #include "DataRow.h"
 #include "Fcodes.h"
@@ -120,7 +120,7 @@ private:
 
     using Place = typename RowMap::iterator;
 
-    /// The row is being destroyed or moved by someone else: let go of it.
+    /// Takes the row out without freeing it: it is being destroyed, or added elsewhere.
     void releaseRow(DataRow& row);
 
     /// A row is no longer marked deleted.

@@ -70,8 +70,8 @@ private:
 
 enum class WaitResult { READABLE, TIMED_OUT, FAILED };
 
-/// Waits until the descriptor is readable: -1 does not wait at all, 0 waits without limit, any
-/// other value is that many seconds.
+/// Waits until the descriptor is readable: -1 does not wait at all, 0 waits without limit, a
+/// positive value is that many seconds, any other negative value fails.
 WaitResult waitReadable(int descriptor, int timeout);
 
 /// Takes one datagram, its first `size` bytes at most; the count, or -1 with errno.

@@ -3,7 +3,7 @@
 // The last answers that arrived and that nobody was waiting for, filed under the identifier of
 // their request. The responder files what arrives on the receive socket, a requester what it reads
 // for others; the owner of an answer looks here. Any thread may call; the lock is never held while
-// anybody waits, so that the responder goes on filing while a request waits.
+// a requester waits for an answer, so that the responder can go on filing.
 
 #include <cstddef>
 #include <deque>
@@ -27,9 +27,9 @@ public:
         std::size_t entries;
     };
 
-    /// Files an answer; the oldest one goes when more than ten are held. An answer that is there
-    /// under the same identifier is replaced, and it goes when the first of the two would have
-    /// gone.
+    /// Files an answer; when more than ten are held, the oldest is removed. An answer under an
+    /// identifier that is already filed replaces the earlier one, and is removed when the earlier
+    /// one would have been.
     Sizes store(int id, FiledResponse response);
 
     /// Files what a requester read and was not the answer that it waited for. It never replaces
