@@ -137,8 +137,8 @@ Fcodes ChannelManager::loadDefaultChannels()
 /// FC_OK when the file holds a set of channels; it is left in the store as the candidate.
 Fcodes ChannelManager::checkChannels(const std::string& file)
 {
-    if (const Fcodes loaded = loadDataSet(kCandidate, file); loaded != FC_OK)
-        return loaded;
+    if (const Fcodes loadResult = loadDataSet(kCandidate, file); loadResult != FC_OK)
+        return loadResult;
 
     std::vector<std::string> channels;
     if (getInstances(kCandidate, kComponent, channels) != FC_OK || channels.empty())

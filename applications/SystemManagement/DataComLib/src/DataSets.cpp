@@ -69,8 +69,8 @@ Fcodes DataSets::loadDataSet(const std::string& path)
             return FC_NO_SUCH_NAME;
         }
         Json::Value root;
-        if (const Fcodes parsed = parseDocument(file, path, root); parsed != FC_OK)
-            return parsed;
+        if (const Fcodes parseResult = parseDocument(file, path, root); parseResult != FC_OK)
+            return parseResult;
         const Json::Value* name = member(&root, "dataset");
         if (name == nullptr) {
             DBG_LOG(SEV_ERROR) << "loadDataSet: Not found key=dataset in file=" << path;
@@ -93,8 +93,8 @@ Fcodes DataSets::loadDataSet(const std::string& dataset, const std::string& path
             return FC_NO_SUCH_NAME;
         }
         Json::Value root;
-        if (const Fcodes parsed = parseDocument(file, path, root); parsed != FC_OK)
-            return parsed;
+        if (const Fcodes parseResult = parseDocument(file, path, root); parseResult != FC_OK)
+            return parseResult;
         replaceDocument(dataset, root);
         return FC_OK;
     } catch (const std::exception&) {

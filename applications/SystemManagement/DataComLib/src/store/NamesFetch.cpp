@@ -28,9 +28,9 @@ Fcodes NamesFetch::run()
     }
     Fcodes result = FC_OK;
     for (auto it = wanted->begin(); it != wanted->end(); ++it) {
-        const Fcodes fetched = fetch(it.name(), member(components, it.name()), *document);
-        if (fetched != FC_OK)
-            result = fetched;
+        const Fcodes fetchResult = fetch(it.name(), member(components, it.name()), *document);
+        if (fetchResult != FC_OK)
+            result = fetchResult;
     }
     return result;
 }

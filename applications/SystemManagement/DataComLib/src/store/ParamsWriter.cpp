@@ -28,8 +28,8 @@ Fcodes ParamsWriter::check()
 
     const Json::Value& components = *member(&mRequest, "components");
     for (auto it = components.begin(); it != components.end(); ++it)
-        if (const Fcodes checked = checkComponent(it.name(), *it); checked != FC_OK)
-            result = checked;
+        if (const Fcodes checkResult = checkComponent(it.name(), *it); checkResult != FC_OK)
+            result = checkResult;
     return result;
 }
 
