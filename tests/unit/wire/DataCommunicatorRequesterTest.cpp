@@ -123,6 +123,7 @@ TEST_F(DataCommunicatorRequesterTest, ACommandHasThePeersOwnResult)
     EXPECT_EQ(FC_UNAVAILABLE, request([&] { mPeer.answer("ACK", FC_UNAVAILABLE, kAnswer); }));
     EXPECT_EQ(kAnswer, mBody);
     EXPECT_EQ(FC_HEADER_ERROR, request([&] { mPeer.answer("NACK", FC_BAD_VALUE); }));
+    EXPECT_EQ("untouched", mBody); // the answer has none
     const std::string id = "<HEADER ID=\"" + std::to_string(mLastId) + "\" Type=";
     const std::string line = "requestCommand: Request Header was:\n" + id + "\"COMMAND\"";
     EXPECT_THAT(mLog.text(), HasSubstr(line));

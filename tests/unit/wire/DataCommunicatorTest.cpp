@@ -150,6 +150,9 @@ TEST_F(DataCommunicatorTest, SendingToAFullReceiverTriesAgainAndToAMissingOneDoe
     const std::string failed = "ERROR sendMessage: in writing msg body to sock=/tmp/";
     EXPECT_THAT(logged(), ElementsAre(sending, failed + "peer errno=11 tries left=2", sending,
                                       failed + "peer errno=11 tries left=1"));
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(FC_COMM_ERROR, send("/tmp/peer", 1, 1)); // after the socket's second one more
+    EXPECT_LE(std::chrono::milliseconds(1900), std::chrono::steady_clock::now() - begin);
 
     std::jthread reading([&] {
         EXPECT_TRUE(mLog.waitFor("tries left=3"));
@@ -342,6 +345,12 @@ TEST_F(DataCommunicatorTest, TheResponderOutlivesWhatItCannotUseOrAnswer)
     ScriptedPeer abstract(std::string("\0sysmgt", 7));
     abstract.send(kSock, message("COMMAND", kCommand));
     EXPECT_EQ("ACK", abstract.receive().header.Type);
+    // Only the refusal of the PUT: an answer that failed is not followed by another.
+    EXPECT_THAT(logged(), Contains("ERROR doWork: response failed to sock= fcode=65600").Times(1));
+
+    ScriptedPeer::fill("/tmp/peer"); // may hold the responder for a while, not for ever
+    mPeer.send(kSock, message("COMMAND", kCommand));
+    EXPECT_TRUE(mLog.waitFor("to sock=/tmp/peer errno=11 tries left=3"));
 }
 
 TEST_F(DataCommunicatorTest, TheResponderTakesEventsAndFilesAnswersWithoutAnswering)

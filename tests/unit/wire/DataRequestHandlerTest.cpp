@@ -98,6 +98,16 @@ TEST_F(DataRequestHandlerTest, ATableThatNoDataSetHoldsDoesNotStopAGet)
     expectAnswer("<BODY>\n\t<Table Name=\"Nowhere\" >\n\t</Table>\n</BODY>\n");
     // A component is not looked for.
     EXPECT_EQ(FC_NO_SUCH_NAME, ask("GET", "<Component Name=\"Table\" />"));
+    expectAnswer("<BODY>\n\t\t<Component Name=\"Table\" >\n\t\t</Component>\n</BODY>\n");
+}
+
+TEST_F(DataRequestHandlerTest, EachTableOfAGetAnswersItsOwnProperties)
+{
+    mHolder.properties["Set/Other"] = {"z"};
+    mHolder.values["Set/Other/c/z"] = "cz";
+    EXPECT_EQ(FC_OK, ask("GET", "<Table Name=\"Table\" ><Row ID=\"a\" ></Row></Table>"
+                                "<Table Name=\"Other\" ><Row ID=\"c\" ></Row></Table>"));
+    EXPECT_THAT(mAnswer, HasSubstr("<Item Name=\"z\" Value=\"cz\" />"));
 }
 
 TEST_F(DataRequestHandlerTest, AnErrorStopsProcessingAndLeavesSizeZero)

@@ -1,5 +1,7 @@
 #include "MessageText.h"
 
+#include <algorithm>
+#include <chrono>
 #include <gtest/gtest.h>
 #include <limits>
 
@@ -83,6 +85,27 @@ TEST(MessageTextTest, NumbersAreReadUpToTheirFirstOtherCharacterAndCutToTheRange
     };
     for (const auto& [text, number] : cases)
         EXPECT_EQ(number, textToInt(text)) << text;
+}
+
+TEST(MessageTextTest, WalkOverAllElementsCostsWhatTheLengthCosts)
+{
+    const auto secondsToWalk = [](int elements) {
+        std::string text;
+        for (int i = 0; i < elements; ++i)
+            text += "<Row></Row>";
+        double best = 1e9;
+        for (int round = 0; round < 5; ++round) {
+            const auto begin = std::chrono::steady_clock::now();
+            SegmentIterator walk(text, "Row");
+            std::string_view element;
+            while (walk.next(element)) {
+            }
+            const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - begin;
+            best = std::min(best, spent.count());
+        }
+        return best;
+    };
+    EXPECT_GT(40 * secondsToWalk(630), secondsToWalk(6300)); // ten times as long a text
 }
 
 } // namespace
