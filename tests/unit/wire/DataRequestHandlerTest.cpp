@@ -187,9 +187,10 @@ TEST_F(DataRequestHandlerTest, AnAnswerThatCannotBeSentIsNotBuiltFurther)
     EXPECT_EQ(FC_OK, ask("GET", "<Table Name=\"Table\" /><Table Name=\"Table\" />"));
     EXPECT_GT(mAnswer.size(), mSendLimit);
     EXPECT_LT(mAnswer.size(), mSendLimit + 100);
-    // Wherever the limit is reached, also behind the item that cannot be read.
+    // Wherever the limit is reached, also behind an item that cannot be read.
+    const std::string items = "<Item Name=\"x\" /><Item Name=\"?\" />";
     for (; mSendLimit < 200; ++mSendLimit)
-        EXPECT_EQ(FC_OK, ask("GET", "<Table Name=\"Table\" />")) << mSendLimit;
+        EXPECT_EQ(FC_OK, ask("GET", "<Table Name=\"Table\" >" + items + "</Table>")) << mSendLimit;
 }
 
 TEST_F(DataRequestHandlerTest, AGetOfMoreThanTwentyThousandUnreadableItemsIsRefused)
