@@ -4,7 +4,7 @@
 
 TEST(ContractTest, TheManagersHelpersCanBeCalled)
 {
-    ConfigurationManager& manager = *new ConfigurationManager; // it lives as long as the process
+    ConfigurationManager manager;
     std::string text;
     EXPECT_EQ(FC_BAD_VALUE, manager.generateFilename("", text));
     EXPECT_EQ(FC_OK, manager.generateFilename("day", text));

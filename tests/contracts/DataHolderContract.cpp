@@ -34,7 +34,7 @@ static_assert(std::is_same_v<RequestEvent, decltype(&DataHolder::requestEvent)>)
 
 TEST(ContractTest, AnApplicationReplacesWhatItsHolderOffers)
 {
-    Application& application = *new Application; // it lives as long as the process
+    Application application;
     IDataHolder& holder = application;
     int row = 0;
     EXPECT_EQ(14U, holder.requestNextRowId("/tmp/none", "T", 1, row, 10U, 4U));
@@ -44,7 +44,7 @@ TEST(ContractTest, AnApplicationReplacesWhatItsHolderOffers)
 
 TEST(ContractTest, TheHoldersLockIsRecursiveAndOfTheThreadThatTookIt)
 {
-    Application& application = *new Application;
+    Application application;
     EXPECT_EQ(EPERM, application.unlock());
     EXPECT_EQ(0, application.lock() | application.lock());
     auto ofAnother = std::async(std::launch::async, [&] { return application.unlock(); });
@@ -55,7 +55,7 @@ TEST(ContractTest, TheHoldersLockIsRecursiveAndOfTheThreadThatTookIt)
 
 TEST(ContractTest, ATimeOutOfMinusOneDoesNotWait)
 {
-    Application& application = *new Application;
+    Application application;
     application.getDataCommunicator().init(&application, "/tmp/sockA", "/tmp/sockSendA", "tComA");
     std::string result; // nobody answers at that socket
     const auto atOnce = static_cast<unsigned>(-1);
