@@ -3,15 +3,12 @@
 // A store with one dataset "D", and short words for the tests of it.
 
 #include "DataSets.h"
-#include "DbgPrintClient.h"
 #include "LogCapture.h"
 
 #include <algorithm>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <json/reader.h>
-#include <json/writer.h>
+#include <json/json.h>
 #include <sstream>
 
 using Lines = std::vector<std::string>;

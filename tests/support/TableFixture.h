@@ -7,8 +7,6 @@
 #include "LogCapture.h"
 
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 /// A column for a table or an object to own; the values of an enumeration count from 0.
 inline DataColumn* column(const std::string& name, int type, int defVal = 0,
@@ -33,6 +31,8 @@ std::string textOf(Unit& unit)
 class TableFixture : public testing::Test
 {
 protected:
+    using Names = std::vector<std::string>;
+
     TableFixture()
     {
         table.addColumns("Limit", column("Limit", DataColumn::INT, 40));
@@ -59,7 +59,7 @@ protected:
         return ids;
     }
 
-    void expectLogged(const std::vector<std::string>& entries)
+    void expectLogged(const Names& entries)
     {
         EXPECT_EQ(entries, log.entries());
         log.clear();

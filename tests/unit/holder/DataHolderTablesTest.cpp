@@ -6,7 +6,6 @@
 #include "LogCapture.h"
 #include "TableHolder.h"
 
-#include <array>
 #include <functional>
 #include <gmock/gmock.h>
 #include <sstream>
@@ -16,7 +15,6 @@ namespace
 {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr char kFirst[] = R"(<DataSet ID="First" Version="1"><Table Name="Fans"><Columns>
     <Column Name="Speed" Access="RW" Type="int" Value="5" />
@@ -70,9 +68,9 @@ protected:
                              mHolder.getStringParam("Fans", 1, item, &text) |
                              mHolder.getNewStringParam("Fans", 1, item, &newText) |
                              mHolder.getParamState("Fans", 1, item, state));
-        std::ostringstream line;
-        line << number << ' ' << newNumber << ' ' << text << ' ' << newText << ' ' << state;
-        return line.str();
+        return (std::ostringstream()
+                << number << ' ' << newNumber << ' ' << text << ' ' << newText << ' ' << state)
+            .str();
     }
 
     LogCapture mLog;
@@ -87,14 +85,13 @@ TEST_F(DataHolderTablesTest, TablesComeFromTheFirstDataSetByNameThatHasThem)
     EXPECT_EQ(nullptr, mHolder.getDataSet("c"));
     EXPECT_EQ(FC_OK, mHolder.addColumnToTable("a", "Fans", "New", DataColumn::INT, 0));
     EXPECT_THAT(mHolder.getColumnNames("Fans"), ElementsAre("Speed", "Mode", "Hours"));
-    EXPECT_THAT(mHolder.getColumnNames("Pumps"), IsEmpty());
+    EXPECT_THAT(mHolder.getColumnNames("Pumps"), ElementsAre());
 
     std::string text;
     int type = 0;
-    EXPECT_EQ(FC_OK, mHolder.getDefValue("Fans", "Speed", text));
-    EXPECT_EQ("5", text);
-    EXPECT_EQ(FC_OK, mHolder.getParamType("Fans", "Mode", type));
-    EXPECT_EQ(DataColumn::ENUM, type);
+    EXPECT_EQ(FC_OK, mHolder.getDefValue("Fans", "Speed", text) |
+                         mHolder.getParamType("Fans", "Mode", type));
+    EXPECT_EQ(std::pair(std::string("5"), int{DataColumn::ENUM}), std::pair(text, type));
     EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.getParamType("Fans", "Colour", type));
     EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.getDefValue("Pumps", "Speed", text));
     EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.getDefValue("Fans", "Colour", text));
@@ -127,11 +124,8 @@ TEST_F(DataHolderTablesTest, WhatIsMissingIsNamedAsEachOperationDoes)
     int n = 7;
     std::string text = "seven";
     unsigned state = 7;
-    const struct {
-        std::string prefix; // of the lines for table and row; empty: none
-        bool namesItem;
-        std::function<Fcodes(In, int, In)> operation;
-    } table[] = {
+    // The prefix of the lines for table and row (empty: none), and whether an item has its line.
+    const std::tuple<std::string, bool, std::function<Fcodes(In, int, In)>> operations[] = {
         // clang-format off
         {"getIntParam", true, [&](In t, int r, In i) { return h.getIntParam(t, r, i, &n); }},
         {"getNewIntParam", true, [&](In t, int r, In i) { return h.getNewIntParam(t, r, i, &n); }},
@@ -144,7 +138,7 @@ TEST_F(DataHolderTablesTest, WhatIsMissingIsNamedAsEachOperationDoes)
         {"", false, [&](In t, int r, In i) { return h.getParamState(t, r, i, state); }},
         // clang-format on
     };
-    for (const auto& [prefix, namesItem, operation] : table) {
+    for (const auto& [prefix, namesItem, operation] : operations) {
         EXPECT_EQ(FC_NO_SUCH_NAME, operation("Pumps", 1, "Speed"));
         EXPECT_EQ(FC_NO_SUCH_NAME, operation("Fans", 2, "Speed"));
         EXPECT_EQ(FC_NO_SUCH_NAME, operation("Fans", 1, "Colour"));
@@ -163,11 +157,11 @@ TEST_F(DataHolderTablesTest, WhatIsMissingIsNamedAsEachOperationDoes)
 TEST_F(DataHolderTablesTest, RowsAreMadeWalkedAndRemovedAtOnce)
 {
     Tables& h = mHolder;
-    EXPECT_THAT((std::array{h.newRow("Fans", 0), h.newRow("Fans", 9), h.appendNewRow("Fans")}),
+    EXPECT_THAT((std::vector{h.newRow("Fans", 0), h.newRow("Fans", 9), h.appendNewRow("Fans")}),
                 ElementsAre(2, 9, 10));
     const auto walk = [&h](const char* table) {
-        return std::array{h.getRowsNum(table), h.getFirstRowIndex(table),
-                          h.getNextRowIndex(table, 1), h.getLastRowIndex(table)};
+        return std::vector{h.getRowsNum(table), h.getFirstRowIndex(table),
+                           h.getNextRowIndex(table, 1), h.getLastRowIndex(table)};
     };
     EXPECT_THAT(walk("Fans"), ElementsAre(5, 1, 2, 3)); // the newer rows are not accepted yet
     EXPECT_EQ(FC_OK, h.deleteRow("Fans", 1));

@@ -3,7 +3,6 @@
 namespace
 {
 
-using testing::Each;
 using testing::ElementsAre;
 
 using DataSetsInstancesTest = StoreTest;
@@ -76,9 +75,10 @@ TEST_F(DataSetsInstancesTest, AnInstanceIsThereWhenItIsNotNull)
     const auto has = [this](const char* component, const auto& instance) {
         return store.hasInstance("D", component, instance);
     };
-    EXPECT_THAT((std::vector{has("K", "a"), has("I", 0), has("S", "")}), Each(true));
-    EXPECT_THAT((std::vector{has("K", "n"), has("K", ""), has("I", 1)}), Each(false));
-    EXPECT_THAT((std::vector{has("I", "0"), has("T", ""), has("X", "")}), Each(false));
+    EXPECT_THAT((std::vector{has("K", "a"), has("I", 0), has("S", "")}), testing::Each(true));
+    EXPECT_THAT((std::vector{has("K", "n"), has("K", ""), has("I", 1), has("I", "0"), has("T", ""),
+                             has("X", "")}),
+                testing::Each(false));
 }
 
 TEST_F(DataSetsInstancesTest, ListsAppendInstancesReplacePropertiesAndSizesCountInstances)

@@ -23,8 +23,7 @@ protected:
     /// The pending value over the committed one.
     std::string value(const std::string& property)
     {
-        std::string held = "?";
-        std::string pending = "?";
+        std::string held = "?", pending = "?";
         store.getTextParam("D", "C", property, held, "k");
         store.getNewTextParam("D", "C", property, pending, "k");
         return pending + '/' + held;
@@ -168,10 +167,10 @@ TEST_F(DataSetsParamsTest, AWriteByIndexGrowsTheWorkingCopyAndCommitsOnlyThatEle
 {
     const std::string before = committed();
     EXPECT_EQ(FC_OK, store.setIntParam("D", "I", "Int", 99, 2));
-    EXPECT_TRUE(store.isChangedProperty("D", "I", "Int", 2));
-    EXPECT_TRUE(store.isChangedInstance("D", "I", 0));
-    EXPECT_FALSE(store.isChangedProperty("D", "I", "Int", 0));
-    EXPECT_FALSE(store.isChangedInstance("D", "I", 3));
+    EXPECT_TRUE(store.isChangedProperty("D", "I", "Int", 2) &&
+                store.isChangedInstance("D", "I", 0));
+    EXPECT_FALSE(store.isChangedProperty("D", "I", "Int", 0) ||
+                 store.isChangedInstance("D", "I", 3));
     EXPECT_EQ(before, committed());
 
     EXPECT_EQ(FC_OK, store.commit());

@@ -12,7 +12,7 @@ protected:
     {
         load(src);
         load(ref, "R");
-        EXPECT_EQ(FC_OK, store.updateDataSet("D", "R", keepAbsent, mergeProperties, replace));
+        EXPECT_EQ(FC_OK, store.updateDataSet("D", "R", flags[0], flags[1], flags[2]));
         lines.insert(lines.begin(), "src=D ref=R");
         expectReport(lines);
         EXPECT_EQ(json(result), committed());
@@ -30,9 +30,8 @@ protected:
         return std::string("Updating existing comp=") + component + " in src_dataset=D";
     }
 
-    bool keepAbsent = true;
-    bool mergeProperties = true;
-    bool replace = false;
+    /// Keep what the reference lacks, merge properties, replace instances.
+    std::array<bool, 3> flags = {true, true, false};
 };
 
 TEST_F(DatasetUpdateTest, WithoutBothSetsOfComponentsNothingIsDone)
@@ -146,11 +145,9 @@ TEST_F(DatasetUpdateTest, IndexedSingleAndMissingInstancesAreCompletedWithTheDef
     // clang-format on
 }
 
-TEST_F(DatasetUpdateTest,
-       WhatTheReferenceLacksIsRemovedPropertiesFirstAndMissingComponentsComeWhole)
+TEST_F(DatasetUpdateTest, WhatTheReferenceLacksGoesPropertiesFirstAndMissingComponentsComeWhole)
 {
-    keepAbsent = false;
-    mergeProperties = false;
+    flags = {false, false, false};
     const std::string absent = "Removing non-existent ";
     // clang-format off
     expectUpdate("{'I': {'properties': {'x': {}}, 'instances': [{'x': 1}, {}, 5]}, "
@@ -178,8 +175,7 @@ TEST_F(DatasetUpdateTest,
 
 TEST_F(DatasetUpdateTest, InstancesAreReplacedOnlyOnRequestAndWhereTheReferenceHasSome)
 {
-    mergeProperties = false;
-    replace = true;
+    flags = {true, false, true};
     expectUpdate("{'C': {'instances': {'a': 1}, 'instance': 2, 'properties': {'x': {}}}}",
                  "{'C': {'instances': [3], 'instance': null, 'properties': {'y': {}}}}",
                  "{'C': {'instances': [3], 'instance': 2, 'properties': {'x': {}}}}",

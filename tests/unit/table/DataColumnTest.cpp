@@ -5,14 +5,11 @@
 namespace
 {
 
-class DataColumnTest : public TableFixture
-{
-protected:
-    DataColumn sample;
-};
+using DataColumnTest = TableFixture;
 
 TEST_F(DataColumnTest, IsWrittenInOneLineOrWithOneLineForEachValue)
 {
+    DataColumn sample;
     EXPECT_EQ("\t\t\t<Column Name=\"\" Access=\"RO\" Type=\"str\" Value=\"0\" />\n",
               textOf(sample));
     sample.init("Mode", DataColumn::WO, DataColumn::ENUM);
@@ -34,6 +31,7 @@ TEST_F(DataColumnTest, IsWrittenInOneLineOrWithOneLineForEachValue)
 
 TEST_F(DataColumnTest, IsReadBackAsItWasWritten)
 {
+    DataColumn sample;
     const std::unique_ptr<DataColumn> mode(column("Mode", DataColumn::ENUM, 1, {"Off", "On"}));
     EXPECT_EQ(FC_OK, sample.initFromString(textOf(*mode)));
     EXPECT_TRUE(sample.isEqualTo(*mode));
@@ -49,6 +47,7 @@ TEST_F(DataColumnTest, IsReadBackAsItWasWritten)
 
 TEST_F(DataColumnTest, ReadingEndsAtAMissingAttributeAndPassesOverIncompleteValues)
 {
+    DataColumn sample;
     for (const std::string missing : {"Name", "Access", "Type", "Value"}) {
         std::string text = R"(<Column Name="a" Access="RW" Type="int" Value="5" />)";
         text[text.find(missing)] = '_';

@@ -52,9 +52,8 @@ TEST_F(DataItemTest, TextLagsTheIntegerByOneStep)
 
 TEST_F(DataItemTest, ValueThatIsNoneOfTheEnumerationIsRefusedAndChangesNothing)
 {
-    EXPECT_EQ(FC_BAD_VALUE, mode.setValue("off"));
-    EXPECT_EQ(FC_BAD_VALUE, mode.initValue("off"));
-    EXPECT_EQ(FC_BAD_VALUE, mode.initValue(2));
+    for (const Fcodes code : {mode.setValue("off"), mode.initValue("off"), mode.initValue(2)})
+        EXPECT_EQ(FC_BAD_VALUE, code);
     EXPECT_EQ("On/1 On/1 0", show(mode));
 
     // It is the value held so far that is looked up, not the new one.

@@ -10,8 +10,6 @@ namespace
 class DataObjectTest : public TableFixture
 {
 protected:
-    using Names = std::vector<std::string>;
-
     DataObjectTest()
     {
         fan.addParameter("Speed", column("Speed", DataColumn::INT, 9));

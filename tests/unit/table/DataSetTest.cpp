@@ -180,13 +180,10 @@ TEST_F(DataSetTest, CellsAndRowsAreFoundByTableRowAndItem)
     EXPECT_EQ(3, set.getFirstRowIndex("Fans") + set.getNextRowIndex("Fans", 1));
     EXPECT_EQ(0, set.getFirstRowIndex("Doors") + set.getNextRowIndex("Doors", 1));
 
-    const struct {
-        const char *table, *item, *logged;
-        int row = 1;
-    } missing[] = {{"Doors", "Speed", "No such table=Doors"},
-                   {"Fans", "Speed", "No such rowId=9 in table=Fans", 9},
-                   {"Fans", "Colour", "No such item=Colour in rowId=1 in table=Fans"}};
-    for (const auto& [name, item, logged, row] : missing) {
+    for (const auto& [name, row, item, logged] :
+         {std::tuple("Doors", 1, "Speed", "No such table=Doors"),
+          {"Fans", 9, "Speed", "No such rowId=9 in table=Fans"},
+          {"Fans", 1, "Colour", "No such item=Colour in rowId=1 in table=Fans"}}) {
         EXPECT_EQ(FC_NO_SUCH_NAME, set.getIntParam(name, row, item, &number));
         EXPECT_EQ(FC_NO_SUCH_NAME, set.getStringParam(name, row, item, &text));
         expectLogged({std::string("ERROR DataSet:getIntParam: ") + logged,
@@ -212,7 +209,7 @@ TEST_F(DataSetTest, UpdateAddsMergesAndDropsTablesAsItsFlagsSay)
     EXPECT_EQ(FC_OK, set.update(reference, false, false, false, false, false, false));
     EXPECT_TRUE(set.isChanged());
     EXPECT_EQ("Fans Doors ", names(set));
-    EXPECT_EQ(std::vector<std::string>{"Noise"}, set.getTable("Fans")->getColumnNames());
+    EXPECT_EQ(Names{"Noise"}, set.getTable("Fans")->getColumnNames());
 
     reference.getTable("Doors")->getRows(1)->getDataItem("Open")->setColumn(nullptr);
     set.removeTable("Doors");

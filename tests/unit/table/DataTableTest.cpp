@@ -10,8 +10,6 @@ namespace
 class DataTableTest : public TableFixture
 {
 protected:
-    using Names = std::vector<std::string>;
-
     unsigned state(int row) { return table.getRows(row)->getState(); }
 };
 
@@ -19,10 +17,7 @@ TEST_F(DataTableTest, RowIdsStartAtOneAndFreeOnesAreFoundInGapsAndAtTheEnd)
 {
     EXPECT_EQ(0, table.getFirstRowIndex() + table.getNextRowIndex(0) + table.getLastRowIndex());
     const int highest = std::numeric_limits<int>::max();
-    const struct {
-        std::vector<int> ids;
-        int available, appended;
-    } cases[] = {
+    const std::tuple<std::vector<int>, int, int> cases[] = {
         {{}, 1, 1},      {{1, 2, 4}, 3, 5}, {{1, 2, 3}, 4, 4},       {{2, 3}, 1, 4}, {{-3}, 1, 1},
         {{-3, 1}, 2, 2}, {{0, 2}, 1, 3},    {{1, 2, highest}, 3, 3}, // nothing lies behind it
     };
@@ -39,10 +34,7 @@ TEST_F(DataTableTest, RowIdsStartAtOneAndFreeOnesAreFoundInGapsAndAtTheEnd)
 TEST_F(DataTableTest, TheThreeWalksPassOverDifferentRows)
 {
     addCleanRows({1, 2, 3, 4, 5, 6});
-    const struct {
-        std::vector<unsigned> states;
-        int first, afterFirstRow, last;
-    } cases[] = {
+    const std::tuple<std::vector<unsigned>, int, int, int> cases[] = {
         {{0, 0, 0, 0, 0, 0}, 1, 2, 6}, {{2, 2, 0, 0, 0, 1}, 3, 3, 5},
         {{6, 6, 4, 4, 1, 2}, 3, 2, 0}, // deleted with another mark: not the first, but the next
         {{3, 2, 3, 0, 4, 4}, 4, 3, 4}, {{2, 2, 2, 2, 2, 2}, 0, 0, 0},
@@ -55,16 +47,12 @@ TEST_F(DataTableTest, TheThreeWalksPassOverDifferentRows)
         EXPECT_EQ(afterFirstRow, table.getNextRowIndex(1));
         EXPECT_EQ(last, table.getLastRowIndex());
     }
-    EXPECT_EQ(0, table.getNextRowIndex(6));
-    EXPECT_EQ(0, table.getNextRowIndex(7));
+    EXPECT_EQ(0, table.getNextRowIndex(6) + table.getNextRowIndex(7));
 }
 
 TEST_F(DataTableTest, FirstRowIsTheFirstOneNotMarkedDeletedWhateverHasHappenedSince)
 {
-    const struct {
-        int first;
-        std::function<void()> change;
-    } cases[] = {
+    const std::pair<int, std::function<void()>> cases[] = {
         {2, [this] { table.getRows(2)->setState(STATE_ADDED); }},
         {1, [this] { table.rollbackChanges(); }},
         {-2, [this] { table.newRow(-2, nullptr, false); }},
@@ -245,19 +233,16 @@ TEST_F(DataTableTest, RowTextIsReadIntoTheItemsOfTheRow)
 {
     addCleanRows({1});
     DataRow& row = *table.getRows(1);
-    EXPECT_EQ(FC_OK, row.initFromString("<Row><Item Name=\"Limit\" Value=\"7\" /></Row>"));
+    const std::string unknown = R"(<Row ID="9" ><Item Name="Height" Value="7" /><Item Name="x" />)";
+    const std::string limit = R"(<Item Name="Limit" Value="7" /></Row>)";
+    EXPECT_EQ(FC_OK, row.initFromString("<Row>" + limit));
     EXPECT_EQ(40, row.getDataItem("Limit")->getIntVal());
-    EXPECT_EQ(
-        FC_NO_SUCH_NAME,
-        row.initFromString("<Row ID=\"9\" ><Item Name=\"Height\" Value=\"7\" /><Item Name=\"x\" />"
-                           "<Item Name=\"Limit\" Value=\"7\" /></Row>"));
+    EXPECT_EQ(FC_NO_SUCH_NAME, row.initFromString(unknown + limit));
     EXPECT_EQ(7, row.getDataItem("Limit")->getIntVal());
     EXPECT_EQ(9, row.getId());
-    EXPECT_EQ(FC_OK,
-              row.initFromString("<Row ID=\"1\" ><Item Name=\"Mode\" Value=\"Up\" /></Row>"));
+    EXPECT_EQ(FC_OK, row.initFromString(R"(<Row ID="1" ><Item Name="Mode" Value="Up" /></Row>)"));
     EXPECT_FALSE(table.isChanged());
-    expectLogged({"ERROR DataRow:initFromString: Not Found tags ID in:\n"
-                  "<Row><Item Name=\"Limit\" Value=\"7\" /></Row>",
+    expectLogged({"ERROR DataRow:initFromString: Not Found tags ID in:\n<Row>" + limit,
                   "ERROR DataRow:initFromString: No item in row with ID=Height",
                   "ERROR DataItem:initValue: item=Mode ENUM not found text=Up"});
 }

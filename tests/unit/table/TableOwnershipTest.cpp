@@ -10,11 +10,7 @@
 namespace
 {
 
-class TableOwnershipTest : public testing::Test
-{
-protected:
-    LogCapture mLog;
-};
+using TableOwnershipTest = TableFixture;
 
 /// A data set with one table, row and item loses its parts in this order; a step finds its part
 /// where the steps before have left it. After each, every link that is left is written through.
@@ -94,12 +90,12 @@ TEST_F(TableOwnershipTest, WhatIsAddedElsewhereLeavesWhereItWas)
 
     DataSet one("one");
     DataSet other("other");
-    auto* table = new DataTable("t");
-    one.addTable("t", table);
+    auto* moved = new DataTable("t");
+    one.addTable("t", moved);
     other.addTable("t", new DataTable("t"));
-    other.addTable("t", table);
+    other.addTable("t", moved);
     EXPECT_EQ(nullptr, one.getTable("t"));
-    EXPECT_EQ(table, other.getTable("t"));
+    EXPECT_EQ(moved, other.getTable("t"));
 }
 
 TEST_F(TableOwnershipTest, ReplacedColumnThatAnotherTableHasStaysThatTables)
@@ -120,11 +116,11 @@ TEST_F(TableOwnershipTest, ColumnLivesAsLongAsAnItemThatIsOlderThanItsOwner)
     auto* made = column("a", DataColumn::INT, 3);
     auto item = std::make_unique<DataItem>(made);
     {
-        DataTable table("t");
-        table.addColumns("a", made);
-        table.newRow(1, nullptr, false)->addDataItem("alias", item.release());
-        table.removeColumns("a");
-        item = table.getRows(1)->removeDataItem("alias");
+        DataTable owner("t");
+        owner.addColumns("a", made);
+        owner.newRow(1, nullptr, false)->addDataItem("alias", item.release());
+        owner.removeColumns("a");
+        item = owner.getRows(1)->removeDataItem("alias");
     }
     EXPECT_EQ(3, item->getColumn()->getDefVal());
 }
