@@ -13,25 +13,6 @@
 #include <thread>
 #include <unistd.h>
 
-namespace
-{
-
-[[noreturn]] void execute(char** arguments, int out, int err)
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
-    dup2(out, STDOUT_FILENO);
-    dup2(err, STDERR_FILENO);
-    execv(arguments[0], arguments);
-    std::perror(arguments[0]);
-    _exit(127);
-}
-
-/// The whole file; the writer's position stays where it is.
-std::string contentOf(int fd) { return readFile("/proc/self/fd/" + std::to_string(fd)); }
-
-} // namespace
-
 bool eventually(const std::function<bool()>& condition)
 {
     const auto deadline = std::chrono::steady_clock::now() + kLimit;
@@ -69,8 +50,15 @@ ChildProcess::ChildProcess(std::vector<std::string> command)
     mPid = fork();
     if (mPid == -1)
         throw std::runtime_error("fork failed");
-    if (mPid == 0)
-        execute(arguments.data(), mOut, mErr);
+    if (mPid != 0)
+        return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+    dup2(mOut, STDOUT_FILENO);
+    dup2(mErr, STDERR_FILENO);
+    execv(arguments[0], arguments.data());
+    std::perror(arguments[0]);
+    _exit(127);
 }
 
 ChildProcess::~ChildProcess()
@@ -81,10 +69,6 @@ ChildProcess::~ChildProcess()
     close(mOut);
     close(mErr);
 }
-
-std::string ChildProcess::output() const { return contentOf(mOut); }
-
-std::string ChildProcess::errors() const { return contentOf(mErr); }
 
 bool ChildProcess::waitFor(const std::string& text)
 {

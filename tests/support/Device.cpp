@@ -2,12 +2,10 @@
 
 #include "CfgPaths.h"
 #include "MessageCommand.h"
-#include "MessageHeader.h"
 #include "wire/DatagramSocket.h"
 
 #include <algorithm>
 #include <json/reader.h>
-#include <json/writer.h>
 #include <sstream>
 #include <stdexcept>
 
@@ -72,34 +70,6 @@ std::string commandText(const std::string& id, const Parameters& parameters)
     return command.toString(text);
 }
 
-RequestingHolder::RequestingHolder()
-{
-    getDataCommunicator().init(this, "/tmp/sockTest", "/tmp/sockSendTest", "tTest");
-}
-
-Fcodes RequestingHolder::command(const std::string& socket, const std::string& id,
-                                 const Parameters& parameters, unsigned timeout)
-{
-    std::string response;
-    return requestCommand(socket, commandText(id, parameters), response, timeout, 1);
-}
-
-Fcodes RequestingHolder::set(const std::string& socket, const std::string& dataset,
-                             const std::string& component, const std::string& row,
-                             const std::string& property, const std::string& value)
-{
-    MessageHeader request;
-    MessageHeader response;
-    request.Type = "SET";
-    std::string body = "<BODY>\n<DataSet ID=\"" + dataset + "\" >\n<Component Name=\"" + component +
-                       "\" >\n<Row ID=\"" + row + "\" >\n<Item Name=\"" + property + "\" Value=\"" +
-                       value + "\" />\n</Row>\n</Component>\n</DataSet>\n</BODY>\n";
-    request.Size = static_cast<int>(body.size());
-    const Fcodes sent =
-        getDataCommunicator().sendRequest(socket, request, body, response, body, 10, 1);
-    return sent | response.Fcode;
-}
-
 void placeFactoryCatalogue() { writeFile(kFactoryCatalogue, readFile(SYSMGT_FACTORY_CATALOGUE)); }
 
 void placeCatalogue(const std::vector<std::string>& rows, const std::string& autoStart)
@@ -109,6 +79,7 @@ void placeCatalogue(const std::vector<std::string>& rows, const std::string& aut
     for (const std::string& row : rows) {
         const std::string key = row.substr(0, row.find('='));
         const std::string file = key == row ? "/data/cfg/" + key : row.substr(key.size() + 1);
+        writeFile(file, "kept");
         Json::Value& instance = catalogue["components"]["ConfigurationsTable"]["instances"][key];
         instance["Name"] = key;
         instance["File Name"] = file;
@@ -117,7 +88,5 @@ void placeCatalogue(const std::vector<std::string>& rows, const std::string& aut
         instance["Time"] = "N/A";
     }
     catalogue["components"]["AutoStart"]["instance"]["Name"] = autoStart;
-    std::ostringstream text;
-    text << catalogue;
-    writeFile(kStoredCatalogue, text.str());
+    writeFile(kStoredCatalogue, catalogue.toStyledString());
 }

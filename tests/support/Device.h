@@ -7,6 +7,7 @@
 #include "ChildProcess.h"
 #include "DataHolder.h"
 #include "LogCapture.h"
+#include "MessageHeader.h"
 
 #include <map>
 #include <memory>
@@ -47,18 +48,38 @@ std::string commandText(const std::string& id, const Parameters& parameters = {}
 class RequestingHolder : public DataHolder
 {
 public:
-    RequestingHolder();
+    RequestingHolder()
+    {
+        getDataCommunicator().init(this, "/tmp/sockTest", "/tmp/sockSendTest", "tTest");
+    }
+
     Fcodes doHandle(MessageEvent*) override { return FC_OK; }
 
     Fcodes command(const std::string& socket, const std::string& id,
-                   const Parameters& parameters = {}, unsigned timeout = 10);
+                   const Parameters& parameters = {}, unsigned timeout = 10)
+    {
+        std::string response;
+        return requestCommand(socket, commandText(id, parameters), response, timeout, 1);
+    }
 
     /// A SET of one property of a dataset's row.
     Fcodes set(const std::string& socket, const std::string& dataset, const std::string& component,
-               const std::string& row, const std::string& property, const std::string& value);
+               const std::string& row, const std::string& property, const std::string& value)
+    {
+        MessageHeader request, response;
+        request.Type = "SET";
+        std::string body = "<BODY>\n<DataSet ID=\"" + dataset + "\" >\n<Component Name=\"" +
+                           component + "\" >\n<Row ID=\"" + row + "\" >\n<Item Name=\"" + property +
+                           "\" Value=\"" + value +
+                           "\" />\n</Row>\n</Component>\n</DataSet>\n</BODY>\n";
+        request.Size = static_cast<int>(body.size());
+        const Fcodes sent =
+            getDataCommunicator().sendRequest(socket, request, body, response, body, 10, 1);
+        return sent | response.Fcode;
+    }
 };
 
-/// The factory catalogue, and a stored one as an earlier run leaves it: a row for each "key" or
-/// "key=file", with the name of the one that starts at boot.
+/// The factory catalogue, and a stored one as an earlier run leaves it: a row and its
+/// file for each "key" or "key=file", and the name of the one that starts at boot.
 void placeFactoryCatalogue();
 void placeCatalogue(const std::vector<std::string>& rows, const std::string& autoStart = "");

@@ -1,11 +1,9 @@
 // Entry of every test binary: it moves into a private world before anything else, so that tests use
 // the suite's fixed paths and never meet the machine or each other.
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <string_view>
 #include <unistd.h>
 #include <vector>
 
@@ -15,8 +13,7 @@ namespace
 void enterWorld(int argc, char** argv)
 {
     std::vector<char*> command{const_cast<char*>(SYSMGT_WORLD_SCRIPT)};
-    command.insert(command.end(), argv, argv + argc);
-    command.push_back(nullptr);
+    command.insert(command.end(), argv, argv + argc + 1);
     execv(command[0], command.data());
     std::perror(SYSMGT_WORLD_SCRIPT);
     std::exit(1);
@@ -50,12 +47,10 @@ int main(int argc, char** argv)
         enterWorld(argc, argv);
 
     unsetenv("TZ"); // as on a device that has not been given a zone
-    // The child of a "threadsafe" death test is this program, started anew.
-    if (std::none_of(argv + 1, argv + argc, [](std::string_view argument) {
-            return argument.starts_with("--gtest_internal_run_death_test");
-        }))
-        std::atexit(refuseEarlyEnd);
     testing::InitGoogleTest(&argc, argv);
+    // The child of a "threadsafe" death test is this program, started anew.
+    if (GTEST_FLAG_GET(internal_run_death_test).empty())
+        std::atexit(refuseEarlyEnd);
     const int result = RUN_ALL_TESTS();
     testsReturned = true;
     return result;

@@ -10,15 +10,7 @@
 namespace
 {
 
-class CfgFilesTest : public testing::Test
-{
-protected:
-    void SetUp() override { std::filesystem::create_directory(kCfgDir); }
-
-    std::time_t mModified = 0;
-};
-
-TEST_F(CfgFilesTest, NameIsRefusedWhenItCannotBeAFileOfItsOwn)
+TEST(CfgFilesTest, NameIsRefusedWhenItCannotBeAFileOfItsOwn)
 {
     for (const char* name : {"a", "CH 1", "-f", "a.b", "..a", " x", "$(reboot)", "caf\xc3\xa9"})
         EXPECT_TRUE(isConfigurationName(name)) << name;
@@ -29,7 +21,7 @@ TEST_F(CfgFilesTest, NameIsRefusedWhenItCannotBeAFileOfItsOwn)
     EXPECT_FALSE(isConfigurationName(std::string(256, 'n')));
 }
 
-TEST_F(CfgFilesTest, OnlyFilesDirectlyInTheDirectoryAreDeleted)
+TEST(CfgFilesTest, OnlyFilesDirectlyInTheDirectoryAreDeleted)
 {
     const std::vector<std::string> kept{"/data/keep", kStoredCatalogue, "/data/cfg/sub/deep"};
     for (const std::string& path : kept)
@@ -51,22 +43,24 @@ TEST_F(CfgFilesTest, OnlyFilesDirectlyInTheDirectoryAreDeleted)
     EXPECT_EQ(ENOENT, errno);
 }
 
-TEST_F(CfgFilesTest, WhatTheShellWouldActOnReachesTheMoveAsItIs)
+TEST(CfgFilesTest, WhatTheShellWouldActOnReachesTheMoveAsItIs)
 {
+    std::time_t modified = 0;
+    std::filesystem::create_directory(kCfgDir);
     ASSERT_EQ(0, chdir("/data")); // where an injected command would leave its file
     for (const std::string name :
          {"a b", "$(touch ran)", "`touch ran`", "a;b", "a&b|c", "*", "a[b]?", "{a,b}", "it's",
           "a\\b\\", "$HOME", "<in>out", "-rf", "(a)", "~", "#a", "!a", "a=b", "\\$(touch ran)"}) {
         writeFile("/tmp/" + name, name);
-        EXPECT_TRUE(importMove("/tmp/" + name, name).run(mModified)) << name;
-        EXPECT_TRUE(renameMove(configurationPath(name), "new " + name).run(mModified)) << name;
+        EXPECT_TRUE(importMove("/tmp/" + name, name).run(modified)) << name;
+        EXPECT_TRUE(renameMove(configurationPath(name), "new " + name).run(modified)) << name;
         EXPECT_EQ(name, readFile(configurationPath("new " + name)));
     }
     EXPECT_FALSE(std::filesystem::exists("/data/ran"));
 
     ASSERT_EQ(0, chdir("/tmp"));
     writeFile("/tmp/-t", "dash");
-    EXPECT_TRUE(importMove("-t", "-t").run(mModified));
+    EXPECT_TRUE(importMove("-t", "-t").run(modified));
     EXPECT_EQ("dash", readFile("/data/cfg/-t"));
 }
 

@@ -1,6 +1,5 @@
 // The commands of the configuration manager: texts, orders, codes, events, files and rows.
 
-#include "CfgPaths.h"
 #include "ManagerFixture.h"
 #include "MessageEvent.h"
 
@@ -53,7 +52,7 @@ protected:
     }
 };
 
-TEST_F(CommandsTest, SaveAddsARowHasTheFileWrittenStampsItAndAnnouncesIt)
+TEST_F(CommandsTest, SaveHasTheFileWrittenAddsOrReplacesAStampedRowAndAnnouncesIt)
 {
     startWith();
     EXPECT_EQ(FC_OK, run("SAVE_CFG", {{"Name", "night"}, {"Description", "low gain"}}));
@@ -69,21 +68,16 @@ TEST_F(CommandsTest, SaveAddsARowHasTheFileWrittenStampsItAndAnnouncesIt)
     EXPECT_THAT(catalogue(), ElementsAre(rowLine("night", "low gain"), "starts "));
     EXPECT_THAT(readFile(kStoredCatalogue),
                 AllOf(HasSubstr("low gain"), HasSubstr(text("night", "Time"))));
-}
 
-TEST_F(CommandsTest, SaveUnderAnExistingNameReplacesFileAndRow)
-{
-    startWith({"a"});
-    change("a", "Description", "old");
-    writeFile("/data/cfg/a", "old content");
-    EXPECT_EQ(FC_OK, run("SAVE_CFG", {{"Name", "a"}, {"AutoStart", "true"}}));
-    EXPECT_THAT(catalogue(), ElementsAre(rowLine("a"), "starts a"));
-    EXPECT_EQ("channels", readFile("/data/cfg/a"));
+    writeFile("/data/cfg/night", "old content");
+    EXPECT_EQ(FC_OK, run("SAVE_CFG", {{"Name", "night"}, {"AutoStart", "true"}}));
+    EXPECT_THAT(catalogue(), ElementsAre(rowLine("night"), "starts night"));
+    EXPECT_EQ("channels", readFile("/data/cfg/night"));
 
-    std::filesystem::remove("/data/cfg/a");
-    EXPECT_EQ(FC_OK, run("SAVE_CFG", {{"Name", "a"}}));
+    std::filesystem::remove("/data/cfg/night");
+    EXPECT_EQ(FC_OK, run("SAVE_CFG", {{"Name", "night"}}));
     EXPECT_THAT(logged(),
-                Contains("ERROR addConfiguration: Failed to remove file=/data/cfg/a errno=2"));
+                Contains("ERROR addConfiguration: Failed to remove file=/data/cfg/night errno=2"));
 }
 
 TEST_F(CommandsTest, SaveThatFailsKeepsTheRowUnstampedAndOnlyAMissingFileIsAnnounced)
@@ -109,12 +103,8 @@ TEST_F(CommandsTest, BadCommandsAreRefusedWithTheirOwnWordsAndChangeNothing)
     const std::string stored = readFile(kStoredCatalogue);
     std::filesystem::create_directory("/tmp/directory");
     const std::string import = "Import Configuration", rename = "Rename Configuration";
-    const struct {
-        std::string id;
-        std::map<std::string, std::string> parameters;
-        Fcodes result;
-        std::string lastLine; // of the log; the command's text is put in for %
-    } table[] = {
+    // The last is the log's last line; the command's text is put in for %.
+    const std::tuple<std::string, Parameters, Fcodes, std::string> table[] = {
         // clang-format off
         {"SAVE_CFG", {}, FC_BODY_ERROR, "ERROR addConfiguration: Name is empty in command:\n%"},
         {"SAVE_CFG", {{"Name", ""}}, FC_BAD_VALUE, "ERROR addConfiguration: Empty cfg name supplied"},
@@ -154,20 +144,27 @@ TEST_F(CommandsTest, BadCommandsAreRefusedWithTheirOwnWordsAndChangeNothing)
     EXPECT_THAT(catalogue(), ElementsAre(rowLine("a"), "starts "));
 }
 
-TEST_F(CommandsTest, StartLoadsTheFileAndAnnouncesTheActivation)
+TEST_F(CommandsTest, StartLoadsTheFileOnceAndAnnouncesTheActivation)
 {
-    startWith({"a"});
-    std::string stateDuringLoad;
-    mManager.duringLoad = [&] { stateDuringLoad = text("a", "State"); };
-    EXPECT_EQ(FC_OK, load("a"));
-    EXPECT_EQ("Inprogress", stateDuringLoad);
-    EXPECT_EQ("/tmp/sockChan LOAD_CHANNELS /data/cfg/a 120 1", mManager.requests.back());
+    startWith({"3"});
+    mManager.requests.clear();
+    mManager.duringLoad = [&] { EXPECT_EQ("Inprogress", text("3", "State")); };
+    EXPECT_EQ(FC_OK, load("3"));
     EXPECT_THAT(logged(),
-                ElementsAre("INFO execute: command=START_CFG", "INFO startConfiguration: name=a",
+                ElementsAre("INFO execute: command=START_CFG", "INFO startConfiguration: name=3",
                             "INFO startConfiguration: sending to/tmp/sockChan command" +
-                                commandText("LOAD_CHANNELS", {{"File", "/data/cfg/a"}}),
-                            eventLine("Activated", "a", "10000")));
-    EXPECT_THAT(catalogue(), ElementsAre(rowLine("a"), "starts "));
+                                commandText("LOAD_CHANNELS", {{"File", "/data/cfg/3"}}),
+                            eventLine("Activated", "3", "10000")));
+
+    std::vector<Fcodes> meanwhile;
+    mManager.duringLoad = [&] {
+        std::thread([&] { meanwhile = {deleteRow(3), load("3")}; }).join();
+    };
+    EXPECT_EQ(FC_OK, load("3"));
+    EXPECT_THAT(meanwhile, ElementsAre(FC_ACCESS_DENIED, FC_UNAVAILABLE));
+    const char request[] = "/tmp/sockChan LOAD_CHANNELS /data/cfg/3 120 1";
+    EXPECT_THAT(mManager.requests, ElementsAre(request, request));
+    EXPECT_THAT(catalogue(), ElementsAre(rowLine("3"), "starts "));
 }
 
 TEST_F(CommandsTest, StartThatFailsIsAnErrorEventAndTheRowCarriesTheCode)
@@ -186,6 +183,14 @@ TEST_F(CommandsTest, StartThatFailsIsAnErrorEventAndTheRowCarriesTheCode)
     EXPECT_THAT(logged(), ElementsAre("INFO execute: command=START_CFG",
                                       "ERROR startConfiguration: Not Found tag RowID",
                                       eventLine("Error", "", "10002")));
+
+    mManager.channelsResult = FC_OK;
+    mManager.duringLoad = [&] { mManager.deleteDataSet("CfgDataSet"); };
+    EXPECT_EQ(FC_NO_SUCH_NAME, load("a"));
+    EXPECT_THAT(logged(),
+                IsSupersetOf(Lines{"ERROR cfgActivated: init failed State | Fcode fcode=65544",
+                                   eventLine("Error", "a", "10008"),
+                                   "ERROR startConfiguration: cfgActivated failed fcode=65544"}));
 }
 
 TEST_F(CommandsTest, RowThatIsNotAvailableIsRefusedAndMadeAvailable)
@@ -198,31 +203,6 @@ TEST_F(CommandsTest, RowThatIsNotAvailableIsRefusedAndMadeAvailable)
                             "ERROR startConfiguration: Cfg row=a state is not AVAILABLE",
                             eventLine("Error", "a", "10100")));
     EXPECT_THAT(catalogue(), ElementsAre(rowLine("a", " ", "10100"), "starts "));
-}
-
-TEST_F(CommandsTest, RowWhoseStateCannotBeWrittenEndsAsAnError)
-{
-    startWith({"a"});
-    mManager.duringLoad = [&] { mManager.deleteDataSet("CfgDataSet"); };
-    EXPECT_EQ(FC_NO_SUCH_NAME, load("a"));
-    EXPECT_THAT(logged(),
-                IsSupersetOf(Lines{"ERROR cfgActivated: init failed State | Fcode fcode=65544",
-                                   eventLine("Error", "a", "10008"),
-                                   "ERROR startConfiguration: cfgActivated failed fcode=65544"}));
-}
-
-TEST_F(CommandsTest, RowThatIsLoadingIsNeitherStartedAgainNorDeleted)
-{
-    startWith({"3"});
-    std::vector<Fcodes> meanwhile;
-    mManager.duringLoad = [&] {
-        std::thread([&] { meanwhile = {deleteRow(3), load("3")}; }).join();
-    };
-    const std::size_t before = mManager.requests.size();
-    EXPECT_EQ(FC_OK, load("3"));
-    EXPECT_THAT(meanwhile, ElementsAre(FC_ACCESS_DENIED, FC_UNAVAILABLE));
-    EXPECT_EQ(before + 1, mManager.requests.size());
-    EXPECT_THAT(catalogue(), ElementsAre(rowLine("3"), "starts "));
 }
 
 TEST_F(CommandsTest, OnlyTheLiteralFalseClearsTheAutoStart)
@@ -240,7 +220,7 @@ TEST_F(CommandsTest, OnlyTheLiteralFalseClearsTheAutoStart)
     EXPECT_THAT(readFile(kStoredCatalogue), HasSubstr("\"a\""));
 }
 
-TEST_F(CommandsTest, ImportMovesTheFileAndAddsARowThatIsStored)
+TEST_F(CommandsTest, ImportMovesTheFileAndAddsARowThatIsStoredAndFoundByIt)
 {
     startWith();
     writeFile("/tmp/in/it's/day ~1#", "imported");
@@ -257,6 +237,12 @@ TEST_F(CommandsTest, ImportMovesTheFileAndAddsARowThatIsStored)
     EXPECT_THAT(catalogue(), ElementsAre(rowLine("day ~1#", "from a stick"), "starts day ~1#"));
     EXPECT_EQ("imported", readFile("/data/cfg/day ~1#"));
     EXPECT_THAT(readFile(kStoredCatalogue), HasSubstr("from a stick"));
+
+    std::string found;
+    EXPECT_EQ(FC_OK, mManager.getRowIdByFilename("/data/cfg/day ~1#", found));
+    EXPECT_EQ("day ~1#", found);
+    EXPECT_EQ(FC_UNAVAILABLE, mManager.getRowIdByFilename("/data/cfg/b", found));
+    EXPECT_EQ("", found);
 }
 
 TEST_F(CommandsTest, RenameMovesFileRowAndAutoStartAndLosesNothingWhenTheFileIsGone)
@@ -288,14 +274,14 @@ TEST_F(CommandsTest, RenameMovesFileRowAndAutoStartAndLosesNothingWhenTheFileIsG
     EXPECT_EQ("channels", readFile("/data/cfg/c"));
 }
 
-TEST_F(CommandsTest, RemoveDeletesFileRowAndAutoStartWithoutAnEvent)
+TEST_F(CommandsTest, RemoveDeletesFileRowAndAutoStartWithoutAnEventAndDeleteRowWithOne)
 {
-    startWith({"a", "b"});
+    startWith({"12", "a", "b"});
     setAutoStart("a", "true");
     logged();
     EXPECT_EQ(FC_OK, remove("a"));
     EXPECT_THAT(logged(), ElementsAre("INFO execute: command=REMOVE_CFG"));
-    EXPECT_THAT(catalogue(), ElementsAre(rowLine("b"), "starts "));
+    EXPECT_THAT(catalogue(), ElementsAre(rowLine("12"), rowLine("b"), "starts "));
     EXPECT_EQ("", readFile("/data/cfg/a"));
     EXPECT_THAT(readFile(kStoredCatalogue), Not(HasSubstr("/data/cfg/a")));
 
@@ -303,50 +289,40 @@ TEST_F(CommandsTest, RemoveDeletesFileRowAndAutoStartWithoutAnEvent)
     EXPECT_EQ(FC_OK, remove("b"));
     EXPECT_EQ("ERROR removeConfiguration: Failed to remove file=/data/cfg/b errno=2",
               logged().back());
-}
 
-TEST_F(CommandsTest, FileNameThatAPeerHasChangedNeverLeadsOutOfTheDirectory)
-{
-    startWith({"a", "7"});
-    writeFile("/data/precious", "kept");
-    change("a", "File Name", "/data/precious");
-    change("7", "File Name", "/data/precious");
-    EXPECT_EQ(FC_UNAVAILABLE, rename("a", "b"));
-    EXPECT_EQ(FC_UNAVAILABLE, remove("a"));
-    EXPECT_EQ(FC_OK, deleteRow(7));
-    EXPECT_THAT(catalogue(), ElementsAre("starts "));
-    const auto lines = logged();
-    for (const std::string operation : {"removeConfiguration", "deleteRow"})
-        EXPECT_THAT(lines, Contains("ERROR " + operation +
-                                    ": Failed to remove file=/data/precious errno=1"));
-    EXPECT_EQ("kept", readFile("/data/precious"));
-}
-
-TEST_F(CommandsTest, DeletedRowIsTheOneOfItsDecimalTextAndIsAnnounced)
-{
-    startWith({"12", "a"});
     EXPECT_EQ(FC_OK, deleteRow(12));
     EXPECT_THAT(logged(), ElementsAre("INFO deleteRow: CFG removed row=12 fcode=65536",
                                       eventLine("Removed", "12", "10000")));
-    EXPECT_THAT(catalogue(), ElementsAre(rowLine("a"), "starts "));
+    EXPECT_THAT(catalogue(), ElementsAre("starts "));
     EXPECT_THAT(readFile(kStoredCatalogue), Not(HasSubstr("/data/cfg/12")));
     EXPECT_EQ("", readFile("/data/cfg/12"));
-
     EXPECT_EQ(FC_BAD_VALUE | FC_NO_SUCH_NAME, deleteRow(12));
     EXPECT_EQ(FC_OK, mManager.deleteRow("Other", 1));
     EXPECT_THAT(logged(), ElementsAre("ERROR deleteRow: Not Found File Name in "
                                       "table=ConfigurationsTable row=12 fcode=65544"));
 }
 
-TEST_F(CommandsTest, FilesDroppedInUnderAnyNameCanBeRemovedAndRenamed)
+TEST_F(CommandsTest, FilesOfAnyNameAreRemovedAndRenamedButNoneOutsideTheDirectory)
 {
     for (const char* name : {"/data/cfg/  ", "/data/cfg/a\nb"})
         writeFile(name, "");
-    startWith();
+    startWith({"a", "7"});
     EXPECT_EQ(FC_OK, rename("  ", "sane"));
     EXPECT_EQ(FC_OK, remove("a\nb"));
     EXPECT_FALSE(std::filesystem::exists("/data/cfg/a\nb"));
+
+    writeFile("/data/precious", "kept");
+    for (const char* row : {"a", "7"})
+        change(row, "File Name", "/data/precious");
+    EXPECT_EQ(FC_UNAVAILABLE, rename("a", "b"));
+    EXPECT_EQ(FC_UNAVAILABLE, remove("a"));
+    EXPECT_EQ(FC_OK, deleteRow(7));
     EXPECT_THAT(catalogue(), ElementsAre(rowLine("sane"), "starts "));
+    const auto lines = logged();
+    for (const std::string operation : {"removeConfiguration", "deleteRow"})
+        EXPECT_THAT(lines, Contains("ERROR " + operation +
+                                    ": Failed to remove file=/data/precious errno=1"));
+    EXPECT_EQ("kept", readFile("/data/precious"));
 }
 
 TEST_F(CommandsTest, RowThatCannotHoldAllPropertiesIsReportedAndReplacedAllTheSame)
@@ -364,16 +340,6 @@ TEST_F(CommandsTest, RowThatCannotHoldAllPropertiesIsReportedAndReplacedAllTheSa
 
     EXPECT_EQ(FC_NO_SUCH_NAME, run("SAVE_CFG", {{"Name", "c"}}));
     EXPECT_THAT(logged(), Contains("ERROR addConfiguration: Failed accept changes fcode=65544"));
-}
-
-TEST_F(CommandsTest, RowIsFoundByItsFile)
-{
-    startWith({"a"});
-    std::string found;
-    EXPECT_EQ(FC_OK, mManager.getRowIdByFilename("/data/cfg/a", found));
-    EXPECT_EQ("a", found);
-    EXPECT_EQ(FC_UNAVAILABLE, mManager.getRowIdByFilename("/data/cfg/b", found));
-    EXPECT_EQ("", found);
 }
 
 TEST_F(CommandsTest, OneEventOfTheDeviceManagerSetsTheZone)

@@ -1,6 +1,5 @@
 // Start-up of the configuration manager: the catalogue, the directory, and what is started at boot.
 
-#include "CfgPaths.h"
 #include "DbgPrintClient.h"
 #include "ManagerFixture.h"
 
@@ -19,12 +18,6 @@ using testing::StartsWith;
 class StartUpTest : public ManagerFixture
 {
 protected:
-    static void placeFiles(const std::vector<std::string>& names)
-    {
-        for (const std::string& name : names)
-            writeFile("/data/cfg/" + name, "channels");
-    }
-
     const std::string kSendDefault = "INFO startAutoCfg: sending to/tmp/sockChan command" +
                                      commandText("LOAD_CHANNELS", {{"File", "Default"}});
     const std::string kLoadDefault = "/tmp/sockChan LOAD_CHANNELS Default 200 1";
@@ -41,7 +34,6 @@ TEST_F(StartUpTest, FirstBootMakesTheDirectoryAndServesTheFactoryCatalogue)
 
 TEST_F(StartUpTest, SecondBootKeepsRowsByTheirFilesAndSaysThatTheDirectoryIsThere)
 {
-    placeFiles({"x"});
     placeCatalogue({"k=/data/cfg/x"}, "gone");
     mManager.init();
     EXPECT_THAT(logged(),
@@ -63,7 +55,7 @@ TEST_F(StartUpTest, DirectoryThatCannotBeMadeIsLoggedAndStartUpGoesOn)
 
 TEST_F(StartUpTest, CatalogueOfTheOlderFormatDiscardsEveryStoredFile)
 {
-    placeFiles({"a", "cfg_stored_set.xml"});
+    writeFile(kLegacyCatalogue, "");
     placeCatalogue({"a"});
     mManager.init();
     EXPECT_THAT(catalogue(), ElementsAre("starts "));
@@ -72,8 +64,9 @@ TEST_F(StartUpTest, CatalogueOfTheOlderFormatDiscardsEveryStoredFile)
 
 TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
 {
-    const char staleTempFile[] = ".cfg_stored_set.json.~storing";
-    placeFiles({"b", "a", staleTempFile});
+    const char staleTempFile[] = "/data/cfg/.cfg_stored_set.json.~storing";
+    for (const char* file : {"/data/cfg/b", "/data/cfg/a", staleTempFile})
+        writeFile(file, "channels");
     writeFile(kStoredCatalogue, "{\"dataset\": \"CfgDataSet\", \"comp");
     std::filesystem::create_directories("/data/cfg/directory");
     std::filesystem::create_symlink("/nowhere", "/data/cfg/dangling");
@@ -90,13 +83,13 @@ TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
                                       "ERROR scanForCfgs: Not found file=/data/cfg/dangling",
                                       "INFO init: dataCommunicator started", kSendDefault));
     EXPECT_EQ("05-Mar-24  14:07:09", text("a", "Time"));
-    EXPECT_FALSE(exists(std::string("/data/cfg/") + staleTempFile));
+    EXPECT_FALSE(exists(staleTempFile));
 }
 
 TEST_F(StartUpTest, MissingFileCostsItsRowAndThoseMatchedBeforeIt)
 {
-    placeFiles({"a", "b", "d", "e"});
     placeCatalogue({"a", "b", "c", "d", "e"});
+    std::filesystem::remove("/data/cfg/c");
     mManager.init();
     const auto line = [](const std::string& row, const char* outcome) {
         return "INFO scanForCfgs: file=/data/cfg/" + row + outcome + " cfg entry rowId=" + row;
@@ -111,7 +104,7 @@ TEST_F(StartUpTest, MissingFileCostsItsRowAndThoseMatchedBeforeIt)
 
 TEST_F(StartUpTest, CatalogueOfAnyShapeIsSurvived)
 {
-    placeFiles({"a"});
+    writeFile("/data/cfg/a", "channels");
     writeFile(kStoredCatalogue,
               R"({"dataset":"CfgDataSet","components":{"ConfigurationsTable":
                   {"properties":[],"instances":[1,"a",{}]},"AutoStart":7}})");
@@ -122,7 +115,6 @@ TEST_F(StartUpTest, CatalogueOfAnyShapeIsSurvived)
 
 TEST_F(StartUpTest, AutoStartConfigurationIsStartedInsteadOfTheDefault)
 {
-    placeFiles({"a"});
     placeCatalogue({"a"}, "a");
     mManager.init();
     EXPECT_THAT(mManager.requests, ElementsAre("/tmp/sockChan LOAD_CHANNELS /data/cfg/a 120 1"));
@@ -134,7 +126,6 @@ TEST_F(StartUpTest, AutoStartConfigurationIsStartedInsteadOfTheDefault)
 
 TEST_F(StartUpTest, FailedAutoStartFallsBackToTheDefaultChannels)
 {
-    placeFiles({"a"});
     placeCatalogue({"a"}, "a");
     mManager.channelsResult = FC_DATA_STREAM;
     mManager.init();
@@ -150,11 +141,11 @@ TEST_F(StartUpTest, ScanOfThousandsOfRowsThatLoseTheirFilesStaysLinear)
     std::vector<std::string> keys;
     for (int i = 0; i < 4000; ++i)
         keys.push_back("row" + std::to_string(10000 + i));
-    placeFiles({keys.begin(), keys.end() - 1});
     placeCatalogue(keys);
+    std::filesystem::remove("/data/cfg/" + keys.back());
     gDbgLevel = 5;
-    mManager
-        .init(); // a walk that compared every row with every file would outlast the test's limit
+    // A walk that compared every row with every file would outlast the test's limit.
+    mManager.init();
     EXPECT_THAT(catalogue(), ElementsAre("starts "));
 }
 
