@@ -27,7 +27,7 @@ protected:
     RequestingHolder mHolder;
 };
 
-TEST_F(RemoteTableTest, CellsAreReadAndWrittenFromAnotherProcess)
+TEST_F(RemoteTableTest, CellsAreReadAndWrittenOrRefusedWithANack)
 {
     std::string text;
     EXPECT_EQ(FC_OK, mHolder.requestRemoteStringParam(kDev, kTable, 1, "Alarm", text));
@@ -38,10 +38,7 @@ TEST_F(RemoteTableTest, CellsAreReadAndWrittenFromAnotherProcess)
     expectCell(85, 2, "Limit"); // pending until the device manager accepts it
     EXPECT_EQ(FC_OK, mHolder.command(kDev, "APPLY_LIMITS"));
     expectCell(90, 2, "Limit");
-}
 
-TEST_F(RemoteTableTest, WhatCannotBeReadOrWrittenIsRefusedWithANack)
-{
     int number = 7;
     EXPECT_EQ(FC_HEADER_ERROR, mHolder.requestRemoteIntParam(kDev, kTable, 9, "Limit", number));
     EXPECT_EQ(7, number);

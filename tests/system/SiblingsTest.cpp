@@ -106,9 +106,9 @@ TEST_F(SiblingsTest, StoresLoadsAndZonesAreAnnouncedAndTheManagerFollowsTheZone)
     EXPECT_EQ("CET-1CEST", zone);
     ChildProcess setter({"DevManager", "--set-zone", "IST-5:30"});
     EXPECT_EQ(0, setter.wait()) << setter.errors();
-    const std::string event = observer.receiveText();
-    EXPECT_THAT(event, HasSubstr("Event ID=\"Date&Time Updated\""));
-    EXPECT_THAT(event, HasSubstr("<Parameter Name=\"TZ\" Value=\"IST-5:30\" />"));
+    EXPECT_THAT(observer.receiveText(),
+                AllOf(HasSubstr("Event ID=\"Date&Time Updated\""),
+                      HasSubstr("<Parameter Name=\"TZ\" Value=\"IST-5:30\" />")));
     EXPECT_TRUE(device.log().waitFor("doHandle: setenv TZ=IST-5:30"));
 }
 

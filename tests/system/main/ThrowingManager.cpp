@@ -6,7 +6,6 @@
 
 #include <cstdio>
 #include <exception>
-#include <stdexcept>
 
 namespace
 {
@@ -29,7 +28,7 @@ void ConfigurationManager::init()
 {
     std::set_terminate(reportAndAbort);
     getDataCommunicator().init(this, kSocket, "/tmp/sockSendThrowing", "tThrowing");
-    throw std::runtime_error("start-up");
+    throw std::exception();
 }
 
 Fcodes ConfigurationManager::acceptChanges() { return FC_OK; }
