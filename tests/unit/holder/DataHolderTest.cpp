@@ -5,7 +5,6 @@
 #include "LogCapture.h"
 #include "MessageEvent.h"
 
-#include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <sstream>
@@ -161,7 +160,7 @@ TEST(DataHolderTest, EveryOperationOfTheStoreDoesOnTheHolderWhatItDoesOnAStore)
         trace(s.updateDataSet("D", "R", true, false, true));
         trace(s.updateDataSet("D", "R", true, true, false));
         trace(s.storeDataSet("D", "/tmp/stored"));
-        trace(std::filesystem::remove("/tmp/stored"));
+        trace(std::remove("/tmp/stored"));
         trace(s.deleteDataSet("R"));
         trace(s.updateDataSet("R", "D", false, false, false)); // fails: its line names both
         return lines;

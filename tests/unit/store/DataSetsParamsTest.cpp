@@ -10,8 +10,7 @@ constexpr char kTypes[] = R"({
               'Real': {'type': 'boolean'}},
           'instances': {'k': {'Int': 1, 'Text': 't', 'Bool': false, 'Enum': 1, 'Odd': 4,
               'Stale': '5', 'Bare': 1, 'Free': 7, 'List': [1], 'Real': 2.5, 'Big': 3000000000,
-              'Null': null, 'Truth': true}},
-          'instance': {'Int': 10}},
+              'Null': null, 'Truth': true}}, 'instance': {'Int': 10}},
     'I': {'properties': {'Int': {'type': 'integer'}}, 'instances': [{'Int': 20}, null, {'Int': 22}]}
 })";
 

@@ -7,17 +7,12 @@ namespace
 using testing::ElementsAre;
 
 constexpr char kDocument[] = R"({
-    'K': {
-        'properties': {'Int': {'type': 'integer', 'access': 'RW'}, 'Text': {'type': 'string'},
-                       'Enum': {'type': 'enum', 'values': [1, 'two']}, 'Bare': {'type': 'enum'},
-                       'Fixed': {'type': 'integer', 'access': 'RO'}, 'Bool': {'type': 'boolean'},
-                       'Stale': {'type': 'integer'}, 'Undone': {'type': 'integer'}},
-        'instances': {
-            'a': {'Int': 1, 'Text': 'x', 'Enum': 1, 'Bare': 1, 'Fixed': 5, 'Bool': false,
-                  'Stale': '7', 'Free': 9},
-            'b': {'Int': 2, 'Text': 'y'}, 'five': 5
-        }
-    },
+    'K': {'properties': {'Int': {'type': 'integer', 'access': 'RW'}, 'Text': {'type': 'string'},
+              'Enum': {'type': 'enum', 'values': [1, 'two']}, 'Bare': {'type': 'enum'},
+              'Fixed': {'type': 'integer', 'access': 'RO'}, 'Bool': {'type': 'boolean'},
+              'Stale': {'type': 'integer'}, 'Undone': {'type': 'integer'}},
+          'instances': {'a': {'Int': 1, 'Text': 'x', 'Enum': 1, 'Bare': 1, 'Fixed': 5,
+              'Bool': false, 'Stale': '7', 'Free': 9}, 'b': {'Int': 2, 'Text': 'y'}, 'five': 5}},
     'I': {'properties': {'Int': {'type': 'integer'}}, 'instances': [{'Int': 10}, {'Int': 11}, null]},
     'S': {'properties': {'Int': {'type': 'integer'}}, 'instance': {'Int': 20}},
     'N': {'instances': 5}

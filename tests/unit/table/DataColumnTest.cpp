@@ -41,8 +41,7 @@ TEST_F(DataColumnTest, IsReadBackAsItWasWritten)
     EXPECT_EQ(FC_OK, sample.initFromString(
                          R"(<Column Name="y" Access="rw" Type="integer" Value="none" />)"));
     EXPECT_EQ(DataColumn::RW, sample.getAccess()); // an unknown one changes nothing
-    EXPECT_EQ(DataColumn::STR, sample.getType());
-    EXPECT_EQ(0, sample.getDefVal());
+    EXPECT_EQ(std::pair(int{DataColumn::STR}, 0), std::pair(sample.getType(), sample.getDefVal()));
 }
 
 TEST_F(DataColumnTest, ReadingEndsAtAMissingAttributeAndPassesOverIncompleteValues)
