@@ -1,15 +1,8 @@
 // A whole datagram goes to a communicator with a real holder, which has a store and a table.
 
-#include "DataColumn.h"
-#include "DataCommunicator.h"
 #include "DataHolder.h"
 #include "DataSet.h"
-#include "DataTable.h"
 #include "FuzzTarget.h"
-#include "IDataSets.h"
-#include "MessageEvent.h"
-#include "MessageHeader.h"
-#include "MessageText.h"
 
 #include <fstream>
 #include <memory>

@@ -33,16 +33,17 @@ Arguments split(const std::string& line)
 
 int number(const std::string& text) { return std::atoi(text.c_str()); }
 
+int answered = 0; // by whatever answers a number
+
 /// Reads a property in all its forms.
 void get(IDataSets& store, const Arguments& a, const auto& instance)
 {
-    int number = 0;
     std::string text;
     bool truth = false;
-    store.getIntParam("D", a[1], a[2], number, instance);
+    store.getIntParam("D", a[1], a[2], answered, instance);
     store.getTextParam("D", a[1], a[2], text, instance);
     store.getBoolParam("D", a[1], a[2], truth, instance);
-    store.getNewIntParam("D", a[1], a[2], number, instance);
+    store.getNewIntParam("D", a[1], a[2], answered, instance);
     store.getNewTextParam("D", a[1], a[2], text, instance);
     store.getNewBoolParam("D", a[1], a[2], truth, instance);
     store.isChangedProperty("D", a[1], a[2], instance);
@@ -72,7 +73,6 @@ void list(IDataSets& store, const Arguments& a)
     std::vector<std::string> names;
     std::list<std::string> values;
     std::string texts[4];
-    int size = 0;
     store.getProperties("D", a[1], names);
     store.getInstances("D", a[1], names);
     store.getInstancesByParameter("D", a[1], a[2], a[3], a[4]);
@@ -80,7 +80,7 @@ void list(IDataSets& store, const Arguments& a)
     store.getInstancesByKey("D", a[1], a[3], a[4]);
     store.getComponentProperty("D", a[1], a[2], texts[0], texts[1], texts[2], values);
     store.getComponentPropertyDefault("D", a[1], a[2], texts[3]);
-    store.getComponentSize("D", a[1], size);
+    store.getComponentSize("D", a[1], answered);
     store.findDataSetWithComponent(texts[0], a[1]);
 }
 
@@ -103,11 +103,7 @@ const std::map<std::string, void (*)(IDataSets& store, const Arguments& a)> kOpe
     {"list", list},
     {"request", request},
     {"add", [](auto& s, auto& a) { s.addInstance("D", a[1], a[2]); }},
-    {"append",
-     [](auto& s, auto& a) {
-         int index = 0;
-         s.appendInstance("D", a[1], index);
-     }},
+    {"append", [](auto& s, auto& a) { s.appendInstance("D", a[1], answered); }},
     {"remove",
      [](auto& s, auto& a) {
          s.removeInstance("D", a[1], a[2]), s.removeInstance("D", a[1], number(a[2]));

@@ -4,15 +4,11 @@
 // thread when a test starts one.
 
 #include "ChildProcess.h"
-#include "DataCommunicator.h"
 #include "FakeDataHolder.h"
 #include "LogCapture.h"
 #include "ScriptedPeer.h"
 
-#include <gtest/gtest.h>
-#include <memory>
-#include <string>
-#include <vector>
+#include <gmock/gmock.h>
 
 class CommunicatorFixture : public testing::Test
 {

@@ -5,14 +5,9 @@
 // use it; the record may be read at any time.
 
 #include "DataHolder.h"
-#include "MessageEvent.h"
 
-#include <map>
 #include <memory>
-#include <mutex>
 #include <sstream>
-#include <string>
-#include <vector>
 
 class FakeDataHolder : public DataHolder
 {
@@ -73,10 +68,9 @@ private:
     static Fcodes find(const std::map<std::string, Value>& held, const std::string& key, Value& out)
     {
         const auto found = held.find(key);
-        if (found == held.end())
-            return FC_NO_SUCH_NAME;
-        out = found->second;
-        return FC_OK;
+        if (found != held.end())
+            out = found->second;
+        return found == held.end() ? FC_NO_SUCH_NAME : FC_OK;
     }
 
     template <typename Result, typename... Arguments>

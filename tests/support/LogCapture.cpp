@@ -42,7 +42,7 @@ bool LogCapture::waitFor(const std::string& wanted)
     return eventually([&] { return text().find(wanted) != std::string::npos; });
 }
 
-std::vector<std::string> LogCapture::entriesOf(const std::string& unnamedUnit)
+std::vector<std::string> LogCapture::entries(const std::string& unnamedUnit)
 {
     static const std::regex header(
         R"((INFO |WARN |ERROR|FATAL|SYS  )\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3} [^(\n]*\(\d+\)([A-Za-z/]+):\d+:)");
@@ -61,7 +61,7 @@ std::vector<std::string> LogCapture::entriesOf(const std::string& unnamedUnit)
 
 std::vector<std::string> LogCapture::take(const std::string& unit)
 {
-    std::vector<std::string> taken = entriesOf(unit);
+    std::vector<std::string> taken = entries(unit);
     clear();
     return taken;
 }

@@ -23,17 +23,16 @@ public:
     bool waitFor(const std::string& wanted);
 
     /// The captured entries as "ERROR Unit:init: message": label, unit and message, without date,
-    /// task and line number. A message of several lines stays one entry.
-    std::vector<std::string> entries() { return entriesOf({}); }
+    /// task and line number; of one unit without its name: "ERROR init: message". A message of
+    /// several lines stays one entry.
+    std::vector<std::string> entries(const std::string& unnamedUnit = {});
 
-    /// The entries, those of the unit without its name: "ERROR init: message"; then clear().
+    /// entries(), then clear().
     std::vector<std::string> take(const std::string& unit);
 
     void clear();
 
 private:
-    std::vector<std::string> entriesOf(const std::string& unnamedUnit);
-
     int mFifo;
     std::string mText;
 };

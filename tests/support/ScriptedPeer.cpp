@@ -1,7 +1,6 @@
 #include "ScriptedPeer.h"
 
 #include "ChildProcess.h"
-#include "MessageText.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -61,11 +60,7 @@ void ScriptedPeer::reply(const std::string& text)
 std::string ScriptedPeer::answerText(int id, const std::string& type, Fcodes fcode,
                                      const std::string& body)
 {
-    MessageHeader header;
-    header.ID = id;
-    header.Type = type;
-    header.Fcode = fcode;
-    header.Size = static_cast<int>(body.size());
+    const MessageHeader header{static_cast<int>(body.size()), fcode, id, type};
     std::string text;
     return header.toString(text) + body;
 }

@@ -1,17 +1,14 @@
 #include "base/AtomicFile.h"
+#include "ChildProcess.h"
 
-#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
-#include <functional>
 #include <gmock/gmock.h>
 #include <linux/capability.h>
 #include <linux/filter.h>
 #include <linux/sched.h>
 #include <linux/seccomp.h>
 #include <random>
-#include <sstream>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -39,11 +36,6 @@ protected:
     static int store(const std::string& text, const std::string& path = kPath)
     {
         return replaceFileAtomically(path, [&text](std::ostream& out) { out << text; });
-    }
-
-    static std::string content(const std::string& path = kPath)
-    {
-        return (std::ostringstream() << std::ifstream(path).rdbuf()).str();
     }
 
     static std::vector<std::string> names(const char* directory = kDirectory)
@@ -100,19 +92,19 @@ protected:
 TEST_F(AtomicFileTest, ANewFileHasTheUsualModeAndAReplacedOneKeepsItsModeAndOwner)
 {
     EXPECT_EQ(0, store("first"));
-    EXPECT_EQ("first", content());
+    EXPECT_EQ("first", readFile(kPath));
     const struct stat first = status();
     EXPECT_EQ(0644u, first.st_mode & 07777);
     chmod(kPath, 0606);
     const bool canGive = chown(kPath, 1, 1) == 0; // not where only one user is known
     EXPECT_EQ(0, store(std::string(1000000, 'x')));
-    EXPECT_EQ(std::string(1000000, 'x'), content());
+    EXPECT_EQ(std::string(1000000, 'x'), readFile(kPath));
     EXPECT_EQ(0606u, status().st_mode & 07777);
     EXPECT_EQ(canGive ? 1u : geteuid(), status().st_uid);
     EXPECT_NE(first.st_ino, status().st_ino);
 
     withoutCapabilities([] { EXPECT_EQ(0, store("in place where the owner cannot be kept")); });
-    EXPECT_EQ("in place where the owner cannot be kept", content());
+    EXPECT_EQ("in place where the owner cannot be kept", readFile(kPath));
     EXPECT_EQ(canGive ? 1u : geteuid(), status().st_uid);
     EXPECT_THAT(names(), ElementsAre("file"));
 }
@@ -124,7 +116,7 @@ TEST_F(AtomicFileTest, WhatCannotBeReplacedIsWrittenInPlace)
     fs::create_symlink("target", kPath);
     EXPECT_EQ(0, store("linked"));
     EXPECT_TRUE(fs::is_symlink(kPath));
-    EXPECT_EQ("linked", content(target));
+    EXPECT_EQ("linked", readFile(target));
     EXPECT_EQ(ENOSPC, store("x", "/dev/full"));
 
     fs::remove(kPath);
@@ -135,13 +127,13 @@ TEST_F(AtomicFileTest, WhatCannotBeReplacedIsWrittenInPlace)
         EXPECT_EQ(0, store("in place"));
         EXPECT_EQ(EACCES, store("new", "/tmp/atomic/dir/another"));
     });
-    EXPECT_EQ("in place", content());
+    EXPECT_EQ("in place", readFile(kPath));
     EXPECT_EQ(before, status().st_ino);
 
     ASSERT_EQ(0, mount(target.c_str(), kPath, nullptr, MS_BIND, nullptr));
     EXPECT_EQ(0, store("busy"));
     ASSERT_EQ(0, umount(kPath));
-    EXPECT_EQ("busy", content(target));
+    EXPECT_EQ("busy", readFile(target));
 }
 
 TEST_F(AtomicFileTest, AFailureLeavesTheOldFileAndNothingBesideIt)
@@ -153,7 +145,7 @@ TEST_F(AtomicFileTest, AFailureLeavesTheOldFileAndNothingBesideIt)
                   out << "half";
                   out.setstate(std::ios::badbit);
               }));
-    EXPECT_EQ("old", content());
+    EXPECT_EQ("old", readFile(kPath));
     EXPECT_THAT(names(), ElementsAre("file"));
     EXPECT_EQ(0, umount(kDirectory));
     EXPECT_EQ(ENOENT, store("x", "/tmp/no such directory/file"));
@@ -166,7 +158,7 @@ TEST_F(AtomicFileTest, EveryKindOfPathFindsItsDirectory)
     const std::string longest(255, 'n');
     for (const char* text : {"first", "second"})
         EXPECT_EQ(0, store(text, longest));
-    EXPECT_EQ("second", content(kDirectory + ('/' + longest)));
+    EXPECT_EQ("second", readFile(kDirectory + ('/' + longest)));
     EXPECT_EQ(ENAMETOOLONG, store("x", longest + "n"));
     fs::current_path("/tmp");
 }
@@ -183,8 +175,8 @@ TEST_F(AtomicFileTest, ReplacesTheFileAlsoWhereTheKernelRefusesACall)
 #endif
     };
     for (const auto& [refuseCall, staleIn] : cases) {
-        std::ofstream(staleIn + "/.file." + std::to_string(status(kDirectory).st_ino) + ".~storing")
-            << "left by a crash";
+        const std::string inode = std::to_string(status(kDirectory).st_ino);
+        writeFile(staleIn + "/.file." + inode + ".~storing", "left by a crash");
         inThread([&refuseCall = refuseCall] {
             refuseCall();
             EXPECT_EQ(0, store("old"));
@@ -192,7 +184,7 @@ TEST_F(AtomicFileTest, ReplacesTheFileAlsoWhereTheKernelRefusesACall)
             EXPECT_EQ(0, store("new"));
             EXPECT_EQ(ENAMETOOLONG, store("x", kPath + std::string(256, 'n')));
         });
-        EXPECT_EQ("new", content());
+        EXPECT_EQ("new", readFile(kPath));
         EXPECT_EQ(0600u, status().st_mode & 07777);
         EXPECT_THAT(names(), ElementsAre("file"));
         EXPECT_THAT(names(kParent), ElementsAre("dir"));
@@ -216,14 +208,14 @@ TEST_F(AtomicFileTest, AfterAKillAtAnyInstantTheFileIsWholeAndNothingElseIsThere
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
         ASSERT_THAT(names(), ElementsAre("file"));
-        const std::string found = content(); // the next one may still come into its place
+        const std::string found = readFile(kPath); // the next one may still come into its place
         ASSERT_EQ(filledWith(found[0]), found);
         while (waitpid(-1, nullptr, 0) > 0) {
             // What was under way in the parent directory finishes by itself.
         }
         ASSERT_THAT(names(kParent), ElementsAre("dir"));
     }
-    EXPECT_NE(filledWith('-'), content()) << "no child came to store";
+    EXPECT_NE(filledWith('-'), readFile(kPath)) << "no child came to store";
 }
 
 TEST(TempFileNameTest, OnlyTemporaryNamesAreTakenForStaleFiles)

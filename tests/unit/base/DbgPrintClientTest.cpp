@@ -13,9 +13,7 @@
 namespace
 {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::MatchesRegex;
+using namespace testing;
 
 constexpr char kUnit[] = "SomeUnit";
 
@@ -24,11 +22,10 @@ constexpr char kUnit[] = "SomeUnit";
 TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
 {
     LogCapture log;
+    constexpr char kDirectory[] = "/data/cfg";
     setTaskName(currentTaskId(), "tMain");
     errno = EACCES;
-    DBG_LOG(SEV_ERROR) << "init: Couldn't make dir="
-                       << "/data/cfg"
-                       << " errno=" << errno;
+    DBG_LOG(SEV_ERROR) << "init: Couldn't make dir=" << kDirectory << " errno=" << errno;
     EXPECT_EQ(EACCES, errno);
     DBG_LOG(SEV_WARN) << "code=" << Hex{0x10020} << " then " << 16;
 

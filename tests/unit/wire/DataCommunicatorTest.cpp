@@ -1,19 +1,14 @@
 #include "CommunicatorFixture.h"
 #include "DbgPrintClient.h"
 
-#include <array>
-#include <chrono>
 #include <filesystem>
-#include <gmock/gmock.h>
 #include <thread>
 #include <unistd.h>
 
 namespace
 {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
+using namespace testing;
 
 constexpr char kEvent[] = "<BODY><Event ID=\"Up\" Source=\"S\" /></BODY>";
 constexpr char kCommand[] = "<BODY><Command ID=\"Do\" /></BODY>";
@@ -36,10 +31,7 @@ protected:
     /// Has a message treated by a direct call; the result, or the code of a command's answer.
     Fcodes treat(const std::string& type, const std::string& body)
     {
-        MessageHeader request;
-        request.ID = 7;
-        request.Type = type;
-        request.Fcode = FC_LOS;
+        const MessageHeader request{0, FC_LOS, 7, type};
         mBody.clear();
         if (type == "EVENT")
             return mCom.treatEventMsg(request, body);
@@ -63,12 +55,6 @@ protected:
 };
 
 // Start-up
-
-TEST_F(DataCommunicatorTest, InitOpensBothPathsToEverybody)
-{
-    for (const char* path : {kSock, kSendSock})
-        EXPECT_EQ(std::filesystem::perms::all, std::filesystem::status(path).permissions());
-}
 
 TEST_F(DataCommunicatorTest, ASocketThatCannotBeMadeEndsTheProcessWithStatusZero)
 {
@@ -97,11 +83,7 @@ TEST_F(DataCommunicatorTest, ReadingTellsAnAcceptedMessageFromAnUnusableOne)
     const auto ofSize = [&](std::size_t size) {
         return head + body + std::string(size - head.size() - body.size(), ' ');
     };
-    const struct {
-        std::string datagram;
-        Fcodes code;
-        std::string lastLine;
-    } cases[] = {
+    const std::tuple<std::string, Fcodes, std::string> cases[] = {
         // clang-format off
         {head + body, FC_OK, taken},
         {ofSize(69999), FC_OK, taken},
@@ -118,8 +100,8 @@ TEST_F(DataCommunicatorTest, ReadingTellsAnAcceptedMessageFromAnUnusableOne)
         EXPECT_EQ(code, read(datagram)) << lastLine;
         EXPECT_EQ(lastLine == taken ? body : "untouched", mBody) << lastLine;
         const std::vector<std::string> lines = logged();
-        EXPECT_EQ("INFO readMsg: recvfrom sock=/tmp/peer senderlen=12 readSize=" +
-                      std::to_string(datagram.size()),
+        const std::string size = std::to_string(datagram.size());
+        EXPECT_EQ("INFO readMsg: recvfrom sock=/tmp/peer senderlen=12 readSize=" + size,
                   lines.front());
         EXPECT_EQ(lastLine, lines.back());
     }
@@ -167,8 +149,8 @@ TEST_F(DataCommunicatorTest, SendingToAFullReceiverTriesAgainAndToAMissingOneDoe
 
 TEST_F(DataCommunicatorTest, ReadlineAppendsUpToTheLineFeed)
 {
-    std::array<int, 2> pipe;
-    ASSERT_EQ(0, ::pipe(pipe.data()));
+    int pipe[2];
+    ASSERT_EQ(0, ::pipe(pipe));
     ASSERT_EQ(10, write(pipe[1], "first\nrest", 10));
     std::string line = "> ";
     EXPECT_EQ(FC_OK, mCom.readline(pipe[0], line, 1));
@@ -198,12 +180,8 @@ TEST_F(DataCommunicatorTest, AMessageIsTreatedByItsTypeAndContent)
                               "<Item Name=\"x\" Value=\"1\" /></Row></Table></DataSet></BODY>";
     const std::string commandError = "ERROR treatCommandMsg: Not ";
     const std::string eventError = "ERROR treatEventMsg: ";
-    const struct {
-        std::string type;
-        std::string body;
-        Fcodes code;
-        std::string outcome; // the last call of the holder, else the last line
-    } cases[] = {
+    // The outcome is the last call of the holder, else the last line.
+    const std::tuple<std::string, std::string, Fcodes, std::string> cases[] = {
         // clang-format off
         {"COMMAND", command("Add Row", table + row), FC_OK, "newRow(T, 3)"},
         {"COMMAND", command("Add Row", table), FC_OK, "appendNewRow(T)"},
@@ -245,7 +223,7 @@ TEST_F(DataCommunicatorTest, AMessageIsTreatedByItsTypeAndContent)
     EXPECT_EQ(FC_OK, mCom.treatEventMsg(mHeader, "<BODY></BODY>")); // of another type
 }
 
-TEST_F(DataCommunicatorTest, AnObserverThatSubscribesAgainMovesToTheEnd)
+TEST_F(DataCommunicatorTest, AnObserverThatSubscribesAgainMovesToTheEndAtAnyTime)
 {
     const char* const good = "<Parameter Name=\"SockName\" Value=\"/tmp/peer\" />";
     EXPECT_EQ(FC_OK, treat("COMMAND", command("SUBSCRIBE", good)));
@@ -260,6 +238,13 @@ TEST_F(DataCommunicatorTest, AnObserverThatSubscribesAgainMovesToTheEnd)
     std::erase_if(lines, [](const std::string& line) { return !line.starts_with("INFO notify:"); });
     const std::string line = "INFO notify: event=E to observer=/tmp/";
     EXPECT_THAT(lines, ElementsAre(line + "peer", line + "a", line + "b"));
+
+    const std::jthread subscribing([this] {
+        for (int i = 0; i < 500; ++i)
+            mCom.subscribe("/tmp/" + std::to_string(i % 5));
+    });
+    for (int i = 0; i < 50; ++i)
+        mCom.notify(event);
 }
 
 TEST_F(DataCommunicatorTest, AFailedCommandIsAnAckWithItsCode)
@@ -293,8 +278,10 @@ TEST_F(DataCommunicatorTest, WithoutAHolderRequestsAreUnavailableAndEventsAreDro
 
 // The loop
 
-TEST_F(DataCommunicatorTest, TheResponderAnswersRequests)
+TEST_F(DataCommunicatorTest, TheResponderAnswersRequestsOfEverybody)
 {
+    for (const char* path : {kSock, kSendSock})
+        EXPECT_EQ(std::filesystem::perms::all, std::filesystem::status(path).permissions());
     mHolder.commandText = "done";
     startResponder();
     const char* const cases[][3] = {

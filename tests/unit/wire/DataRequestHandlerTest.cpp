@@ -1,17 +1,13 @@
 #include "wire/DataRequestHandler.h"
 #include "FakeDataHolder.h"
 #include "LogCapture.h"
-#include "MessageHeader.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace
 {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
+using namespace testing;
 
 const std::string kLogged = "ERROR DataCommunicator:treatDataMsg: ";
 
@@ -31,9 +27,7 @@ protected:
     /// Asks with `inner` between BODY tags; the result, which the header must carry too.
     Fcodes ask(const std::string& type, const std::string& inner)
     {
-        MessageHeader request;
-        request.ID = 17;
-        request.Type = type;
+        const MessageHeader request{0, FC_OK, 17, type};
         mAnswer.clear();
         const Fcodes result = treatDataRequest(mHolder, request, "<BODY>" + inner + "</BODY>",
                                                mHeader, mAnswer, mSendLimit);
@@ -58,7 +52,7 @@ protected:
 };
 
 // clang-format off
-TEST_F(DataRequestHandlerTest, AGetOfATableWithoutRowsAnswersEveryInstanceWithWhatCanBeRead)
+TEST_F(DataRequestHandlerTest, AGetAnswersTheRowsAndItemsThatItNamesOrAllThatCanBeRead)
 {
     // The last item of the last row cannot be read, and its code is the result.
     EXPECT_EQ(FC_NO_SUCH_NAME, ask("GET", "<Table Name=\"Table\" />"));
@@ -67,10 +61,7 @@ TEST_F(DataRequestHandlerTest, AGetOfATableWithoutRowsAnswersEveryInstanceWithWh
                  "\t\t\t\t<Item Name=\"y\" Value=\"ay\" />\n\t\t\t</Row>\n"
                  "\t\t\t<Row ID=\"b\" >\n\t\t\t\t<Item Name=\"x\" Value=\"bx\" />\n\t\t\t</Row>\n"
                  "\t</Table>\n</BODY>\n");
-}
 
-TEST_F(DataRequestHandlerTest, AGetAnswersTheRowsAndItemsThatItNames)
-{
     EXPECT_EQ(FC_OK, ask("GET", "<DataSet ID=\"Set\" ><Component Name=\"Table\" >"
                                 "<Row ID=\"a\" ><Item Name=\"y\" /><Item Value=\"?\" /><Item Name=\"?\" />"
                                 "<Item Name=\"x\" /></Row><Row Name=\"without id\" ></Row>"
@@ -86,9 +77,9 @@ TEST_F(DataRequestHandlerTest, AGetAnswersTheRowsAndItemsThatItNames)
                  "\t\t</Component>\n\t</DataSet>\n</BODY>\n");
 }
 
-TEST_F(DataRequestHandlerTest, ATableThatNoDataSetHoldsDoesNotStopAGet)
+TEST_F(DataRequestHandlerTest, EachTableOfAGetHasItsOwnDataSetAndPropertiesOrNone)
 {
-    // Nor does it read from the data set of the table before it.
+    // A table that no data set holds is not read from the one of the table before it.
     mHolder.values["/Nowhere/a/x"] = "from no data set";
     EXPECT_EQ(FC_OK, ask("GET", "<Table Name=\"Table\" ><Row ID=\"b\" ><Item Name=\"x\" /></Row></Table>"
                                 "<Table Name=\"Nowhere\" ><Row ID=\"a\" ><Item Name=\"x\" /></Row></Table>"));
@@ -99,10 +90,7 @@ TEST_F(DataRequestHandlerTest, ATableThatNoDataSetHoldsDoesNotStopAGet)
     // A component is not looked for.
     EXPECT_EQ(FC_NO_SUCH_NAME, ask("GET", "<Component Name=\"Table\" />"));
     expectAnswer("<BODY>\n\t\t<Component Name=\"Table\" >\n\t\t</Component>\n</BODY>\n");
-}
 
-TEST_F(DataRequestHandlerTest, EachTableOfAGetAnswersItsOwnProperties)
-{
     mHolder.properties["Set/Other"] = {"z"};
     mHolder.values["Set/Other/c/z"] = "cz";
     EXPECT_EQ(FC_OK, ask("GET", "<Table Name=\"Table\" ><Row ID=\"a\" ></Row></Table>"
@@ -135,8 +123,7 @@ TEST_F(DataRequestHandlerTest, AnErrorStopsProcessingAndLeavesSizeZero)
 TEST_F(DataRequestHandlerTest, ARequestWithoutABodyOrOfAnotherTypeIsAcceptedInSilence)
 {
     const std::string noBody = "<Table Name=\"Table\" />";
-    MessageHeader set;
-    set.Type = "SET";
+    const MessageHeader set{0, FC_OK, 7, "SET"};
     EXPECT_EQ(FC_OK, treatDataRequest(mHolder, set, noBody, mHeader, mAnswer, mSendLimit));
     EXPECT_THAT(mLog.entries(), ElementsAre(kLogged + "Not Found BODY tags in:\n" + noBody));
     expectAnswer("");
@@ -185,8 +172,7 @@ TEST_F(DataRequestHandlerTest, AnAnswerThatCannotBeSentIsNotBuiltFurther)
     mSendLimit = 100;
     mHolder.instances["Set/Table"].assign(1000, "a");
     EXPECT_EQ(FC_OK, ask("GET", "<Table Name=\"Table\" /><Table Name=\"Table\" />"));
-    EXPECT_GT(mAnswer.size(), mSendLimit);
-    EXPECT_LT(mAnswer.size(), mSendLimit + 100);
+    EXPECT_THAT(mAnswer, SizeIs(AllOf(Gt(mSendLimit), Lt(mSendLimit + 100))));
     // Wherever the limit is reached, also behind an item that cannot be read.
     const std::string items = "<Item Name=\"x\" /><Item Name=\"?\" />";
     for (; mSendLimit < 200; ++mSendLimit)

@@ -2,7 +2,6 @@
 #include "LogCapture.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace
 {

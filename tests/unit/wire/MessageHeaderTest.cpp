@@ -2,7 +2,6 @@
 #include "LogCapture.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace
 {
@@ -11,13 +10,8 @@ using testing::ElementsAre;
 
 std::string textOf(int id, const std::string& type, Fcodes fcode, int size)
 {
-    MessageHeader header;
-    header.ID = id;
-    header.Type = type;
-    header.Fcode = fcode;
-    header.Size = size;
     std::string text = "> ";
-    return header.toString(text);
+    return MessageHeader{size, fcode, id, type}.toString(text);
 }
 
 TEST(MessageHeaderTest, OnlyAnswersAndEventsPrintTheirCode)
@@ -37,17 +31,16 @@ TEST(MessageHeaderTest, WhatIsMissingIsLoggedAndWhatWasReadBeforeItStays)
     LogCapture log;
     MessageHeader header;
     std::string text;
-    for (const char* incomplete :
-         {"Type=\"T\"", "ID=\"4\"", "ID=\"5\" Type=\"ACK\" Fcode=\"10001\""})
+    const char* const noSize = "ID=\"5\" Type=\"ACK\" Fcode=\"10001\"";
+    for (const char* incomplete : {"Type=\"T\"", "ID=\"4\"", noSize})
         EXPECT_EQ(FC_HEADER_ERROR, header.initFromString(incomplete));
     EXPECT_EQ(textOf(5, "ACK", FC_HEADER_ERROR, 0), header.toString(text = "> "));
     // Without a code in the text the one already there stays; what is no number is 0.
     EXPECT_EQ(FC_OK, header.initFromString("ID=\"x\" Type=\"NACK\" Size=\"33\""));
     EXPECT_EQ(textOf(0, "NACK", FC_HEADER_ERROR, 33), header.toString(text = "> "));
     const std::string line = "ERROR MessageHeader:initFromString: Not found tags ";
-    EXPECT_THAT(log.entries(),
-                ElementsAre(line + "ID in:\nType=\"T\"", line + "Type in:\nID=\"4\"",
-                            line + "Size in:\nID=\"5\" Type=\"ACK\" Fcode=\"10001\""));
+    EXPECT_THAT(log.entries(), ElementsAre(line + "ID in:\nType=\"T\"", line + "Type in:\nID=\"4\"",
+                                           line + "Size in:\n" + noSize));
 }
 
 } // namespace

@@ -10,27 +10,23 @@ namespace
 
 constexpr std::size_t npos = std::string::npos;
 
-struct Finding {
-    std::string text;
-    std::string wanted; // tag or attribute
-    std::string found;  // "-" when nothing is
-    std::size_t from = 0;
-};
+/// A text, the tag or attribute that is wanted, what is found ("-" for nothing) and from where.
+using Finding = std::tuple<std::string, std::string, std::string, std::size_t>;
 
 TEST(MessageTextTest, SegmentsAreFoundByTheRulesOfTheFormat)
 {
     const Finding cases[] = {
-        {"<Row><A/></Row><Row ID=\"1\" ></Row>", "Row", "<Row ID=\"1\" ></Row>"},
-        {"x<Item Name=\"a\" Value=\"b\" />y", "Item", "<Item Name=\"a\" Value=\"b\" />"},
-        {"<Item/>", "Item", "-"},
-        {"<Items></Items>", "Item", "-"},
-        {"<Row ID=\"1\" >no end", "Row", "-"},
+        {"<Row><A/></Row><Row ID=\"1\" ></Row>", "Row", "<Row ID=\"1\" ></Row>", 0},
+        {"x<Item Name=\"a\" Value=\"b\" />y", "Item", "<Item Name=\"a\" Value=\"b\" />", 0},
+        {"<Item/>", "Item", "-", 0},
+        {"<Items></Items>", "Item", "-", 0},
+        {"<Row ID=\"1\" >no end", "Row", "-", 0},
         // The first end tag closes, nested or not.
-        {"<Row><Row></Row></Row>", "Row", "<Row><Row></Row>"},
+        {"<Row><Row></Row></Row>", "Row", "<Row><Row></Row>", 0},
         // A ">" in a value ends the start tag; a "/" before it makes it self-closing.
-        {"<Item Name=\"/>\" Value=\"b\" />", "Item", "<Item Name=\"/>"},
+        {"<Item Name=\"/>\" Value=\"b\" />", "Item", "<Item Name=\"/>", 0},
         // What has attributes is preferred, also when it is not an element at all.
-        {"<Row>a</Row><Row ", "Row", "-"},
+        {"<Row>a</Row><Row ", "Row", "-", 0},
         {"<Row>a</Row><Row>b</Row>", "Row", "<Row>b</Row>", 1},
         {"<Row>a</Row>", "Row", "-", 100},
     };
@@ -45,12 +41,12 @@ TEST(MessageTextTest, SegmentsAreFoundByTheRulesOfTheFormat)
 TEST(MessageTextTest, PropertyValuesAreFoundWithoutWordBoundaryOrEscaping)
 {
     const Finding cases[] = {
-        {"<Row RowID=\"7\" ID=\"3\" >", "ID", "7"},
-        {"<Row ID=\"\" >", "ID", ""},
-        {"ID=\"a\\\"b\"", "ID", "a\\"},
+        {"<Row RowID=\"7\" ID=\"3\" >", "ID", "7", 0},
+        {"<Row ID=\"\" >", "ID", "", 0},
+        {"ID=\"a\\\"b\"", "ID", "a\\", 0},
         {"ID=\"1\" ID=\"2\"", "ID", "2", 1},
-        {"ID =\"1\"", "ID", "-"},
-        {"ID=\"1", "ID", "-"},
+        {"ID =\"1\"", "ID", "-", 0},
+        {"ID=\"1", "ID", "-", 0},
         {"ID=\"1\"", "ID", "-", 100},
     };
     for (const auto& [text, name, expected, from] : cases) {
