@@ -2,7 +2,6 @@
 
 #include "DataColumn.h"
 #include "DataItem.h"
-#include "DataObject.h"
 #include "DataRow.h"
 #include <gtest/gtest.h>
 #include <memory>
@@ -36,15 +35,6 @@ TEST(ContractTest, RowsAreAMapToTheirPointers)
     table.removeRows(id); // nobody has to take what is handed back
     table.removeColumns("C");
     EXPECT_EQ(0, table.getRowsNum() + table.getColumnsNum());
-}
-
-TEST(ContractTest, AReplacedColumnIsTheCallers)
-{
-    DataObject object("O");
-    object.addParameter("C", column(4));
-    DataColumn* old = object.replaceParameter("C", column(5));
-    EXPECT_EQ(4, old->getDefVal());
-    delete old;
 }
 
 TEST(ContractTest, ItemsAndRowsAreLinkedByHand)

@@ -34,8 +34,12 @@ void refuseEarlyEnd()
 } // namespace
 
 #ifdef __SANITIZE_THREAD__
-// A store's destructor unlocks a mutex that nobody may hold, see DataSets::~DataSets().
-extern "C" const char* __tsan_default_suppressions() { return "mutex:DataSets::~DataSets\n"; }
+// A store's destructor unlocks a mutex that nobody may hold, see DataSets::~DataSets(), and whoever
+// releases a holder that it does not hold is told so.
+extern "C" const char* __tsan_default_suppressions()
+{
+    return "mutex:DataSets::~DataSets\nmutex:DataHolder::unlock\n";
+}
 
 // Every case is a process of its own, and most have threads that never end: no second's sleep each.
 extern "C" const char* __tsan_default_options() { return "atexit_sleep_ms=20"; }

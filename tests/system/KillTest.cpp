@@ -67,7 +67,7 @@ protected:
 
     std::set<std::string> mTried;
     std::set<std::string> mAcknowledged;
-    int mSaves = 0;
+    std::atomic<int> mSaves = 0;
 };
 
 TEST_P(KillTest, CatalogueIsWholeAndHoldsEveryAcknowledgedConfiguration)
@@ -87,6 +87,9 @@ TEST_P(KillTest, CatalogueIsWholeAndHoldsEveryAcknowledgedConfiguration)
         device.start("CfgManager", {"-v", "5"});
         std::atomic<bool> stop{false};
         std::thread saver([&, seed = random()] { save(seed, stop); });
+        const int before = mSaves;
+        // However slow the machine is, some saves are acknowledged.
+        EXPECT_TRUE(kill % 4 != 0 || eventually([&] { return mSaves > before; }));
         std::this_thread::sleep_for(std::chrono::microseconds(random() % 40000));
         device.cut("CfgManager");
         stop = true;
@@ -99,8 +102,7 @@ TEST_P(KillTest, CatalogueIsWholeAndHoldsEveryAcknowledgedConfiguration)
             return ChildProcess({"/usr/bin/pgrep", "-f", binary("CfgManager")}).wait() == 1;
         }));
     }
-    std::printf("%d kills, %u rows, %d saves acknowledged\n", kills, GetParam(), mSaves);
-    EXPECT_GT(mSaves, 0);
+    std::printf("%d kills, %u rows, %d saves acknowledged\n", kills, GetParam(), mSaves.load());
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, KillTest, testing::Values(20U, 500U));

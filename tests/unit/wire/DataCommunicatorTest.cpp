@@ -304,13 +304,15 @@ TEST_F(DataCommunicatorTest, TheResponderAnswersRequestsOfEverybody)
 
 TEST_F(DataCommunicatorTest, AnAnswerTooLargeForTheSocketIsRefusedAndOneForTheReaderIsSent)
 {
-    startResponder();
     mHolder.commandText.assign(80000, 'x');
+    mHolder.instances["S/T"].assign(5000, "row");
+    mHolder.values["S/T/row/x"].assign(60, 'x');
+    startResponder();
     mPeer.send(kSock, message("COMMAND", kCommand));
     EXPECT_EQ("<BODY>" + mHolder.commandText + "</BODY>", mPeer.receive().body);
 
-    mHolder.commandText.assign(300000, 'x');
-    mPeer.send(kSock, message("COMMAND", kCommand));
+    mPeer.send(kSock, message("GET", "<BODY><DataSet ID=\"S\" ><Table Name=\"T\" >"
+                                     "<Item Name=\"x\" /></Table></DataSet></BODY>"));
     EXPECT_EQ("<HEADER ID=\"7\" Type=\"NACK\" Fcode=\"10100\" Size=\"0\" >\n</HEADER>\n",
               mPeer.receive().text);
     EXPECT_THAT(mLog.text(), HasSubstr("doWork: sending resp failed to sock=/tmp/peer id=7 req="));
