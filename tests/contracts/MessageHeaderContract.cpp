@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(ContractTest, TheFindersComeWithTheMessageHeader)
+TEST(ContractTest, MessageHeaderIncludesTheTextFinders)
 {
     std::string text;
     EXPECT_EQ(&text, &MessageHeader().toString(text));

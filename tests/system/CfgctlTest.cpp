@@ -112,7 +112,7 @@ TEST_F(CfgctlTest, WrongUseAndValuesThatNoMessageCarriesAreNotSent)
     EXPECT_THAT(run("--help"), HasSubstr("autostart"));
 }
 
-TEST_F(CfgctlTest, WithoutAManagerItSaysSoAtOnceAndABusyOneIsWaitedForAsLongAsTold)
+TEST_F(CfgctlTest, ReportsAMissingManagerAtOnceAndWaitsForABusyOne)
 {
     const std::string noManager =
         "3: cfgctl: no answer from CfgManager on /tmp/sockCfg: is it running?\n";

@@ -43,7 +43,7 @@ protected:
     RequestingHolder holder;
 };
 
-TEST_F(SiblingsTest, ChannelsGoToAFileAndComeBack)
+TEST_F(SiblingsTest, StoresAndReloadsChannels)
 {
     device.start("ChanManager");
     EXPECT_EQ(FC_OK, setChannel("Frequency", "1200000"));

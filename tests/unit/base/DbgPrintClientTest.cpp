@@ -85,7 +85,7 @@ TEST(DbgPrintClientTest, LinesFollowTheZoneFromTheVeryNextLine)
     EXPECT_EQ("05-Mar-24  14:07:09", toLocalTimeText(1709629629));
 }
 
-TEST(DbgPrintClientTest, ReaderThatLeavesCostsLinesAndReturnsToNewOnes)
+TEST(DbgPrintClientTest, LinesWithoutAReaderAreLostAndANewReaderGetsTheNext)
 {
     const auto handler = std::signal(SIGPIPE, SIG_DFL);
     {

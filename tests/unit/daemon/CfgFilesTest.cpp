@@ -10,7 +10,7 @@
 namespace
 {
 
-TEST(CfgFilesTest, NameIsRefusedWhenItCannotBeAFileOfItsOwn)
+TEST(CfgFilesTest, RefusesNamesThatCannotBeAFileName)
 {
     for (const char* name : {"a", "CH 1", "-f", "a.b", "..a", " x", "$(reboot)", "caf\xc3\xa9"})
         EXPECT_TRUE(isConfigurationName(name)) << name;

@@ -97,7 +97,7 @@ TEST_F(CommandsTest, SaveThatFailsKeepsTheRowUnstampedAndOnlyAMissingFileIsAnnou
         EXPECT_EQ("N/A", text(row, "Time"));
 }
 
-TEST_F(CommandsTest, BadCommandsAreRefusedWithTheirOwnWordsAndChangeNothing)
+TEST_F(CommandsTest, BadCommandsAreRefusedAndLoggedAndChangeNothing)
 {
     startWith({"a"});
     const std::string stored = readFile(kStoredCatalogue);

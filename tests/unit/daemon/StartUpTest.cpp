@@ -86,7 +86,7 @@ TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
     EXPECT_FALSE(exists(staleTempFile));
 }
 
-TEST_F(StartUpTest, MissingFileCostsItsRowAndThoseMatchedBeforeIt)
+TEST_F(StartUpTest, MissingFileRemovesItsRowAndThoseMatchedBeforeIt)
 {
     placeCatalogue({"a", "b", "c", "d", "e"});
     std::filesystem::remove("/data/cfg/c");

@@ -102,7 +102,7 @@ TEST_F(DataSetsInstancesTest, ListsAppendInstancesReplacePropertiesAndSizesCount
     EXPECT_THAT(names, ElementsAre("p", "q"));
 }
 
-TEST_F(DataSetsInstancesTest, SearchesWalkWhateverShapeTheComponentHas)
+TEST_F(DataSetsInstancesTest, SearchesCoverAllThreeShapesOfInstances)
 {
     load("{'K': {'instances': {'re': {'n': 10}, 'no': {}, 'red': {'n': 9}, 'bad': 3}}, "
          "'I': {'instances': [{'n': 10}, null, {'n': 9}]}, 'S': {'instance': {'n': 5}}}");

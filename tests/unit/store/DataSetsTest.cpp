@@ -136,7 +136,7 @@ TEST_F(DataSetsTest, AStepOfSeveralCallsIsWholeForOtherThreadsAndInTheFileThatAl
 }
 
 /// Kept on purpose, so held here: see addComponent().
-TEST_F(DataSetsTest, ARefusedDatasetLeavesTheStoreLockedOnceMore)
+TEST_F(DataSetsTest, FailedAddDataSetLeavesTheStoreLocked)
 {
     struct Refusing : DataSets {
         Fcodes addDataSet(const std::string&) override { return FC_ACCESS_DENIED; }

@@ -48,7 +48,7 @@ TEST_F(DatasetUpdateTest, WithoutBothSetsOfComponentsNothingIsDone)
     EXPECT_EQ(json("{'C': {}}"), committed());
 }
 
-TEST_F(DatasetUpdateTest, AReferenceOfAWrongShapeRemovesNothing)
+TEST_F(DatasetUpdateTest, MalformedReferenceLeavesTheDatasetUnchanged)
 {
     const std::string stored = "{'C': {'properties': {'p': {}}, 'instances': {'k': {'p': 1}}}}";
     load(stored);

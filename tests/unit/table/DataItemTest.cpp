@@ -22,7 +22,7 @@ protected:
     DataItem& mode;
 };
 
-TEST_F(DataItemTest, StrItemIsBornEmptyAndSaysSo)
+TEST_F(DataItemTest, NewStrItemIsEmptyAndLogsAnError)
 {
     const std::unique_ptr<DataColumn> name(column("Name", DataColumn::STR, 3));
     DataItem item(name.get());
@@ -98,7 +98,7 @@ TEST_F(DataItemTest, TextHoldsTheCommittedValueAndIsRead)
          "ERROR DataItem:initFromString: Not Found tags Value in:\n<Item Name=\"Limit\" />"});
 }
 
-TEST_F(DataItemTest, MovesBetweenRowsWithItsOwnership)
+TEST_F(DataItemTest, SetRowTransfersOwnership)
 {
     addCleanRows({2});
     DataRow& second = *table.getRows(2);

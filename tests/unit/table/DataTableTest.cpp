@@ -50,7 +50,7 @@ TEST_F(DataTableTest, TheThreeWalksPassOverDifferentRows)
     EXPECT_EQ(0, table.getNextRowIndex(6) + table.getNextRowIndex(7));
 }
 
-TEST_F(DataTableTest, FirstRowIsTheFirstOneNotMarkedDeletedWhateverHasHappenedSince)
+TEST_F(DataTableTest, FirstRowIsTheFirstNotMarkedDeletedAfterAnyChange)
 {
     const std::pair<int, std::function<void()>> cases[] = {
         {2, [this] { table.getRows(2)->setState(STATE_ADDED); }},

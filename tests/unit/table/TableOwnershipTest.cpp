@@ -61,7 +61,7 @@ void takeApart(const std::array<std::size_t, 8>& order, std::size_t count)
     }
 }
 
-TEST_F(TableOwnershipTest, NothingDanglesInWhateverOrderThingsLeave)
+TEST_F(TableOwnershipTest, NothingDanglesInAnyOrderOfRemoval)
 {
     std::array<std::size_t, 8> order{0, 1, 2, 3, 4, 5, 6, 7};
     do {

@@ -155,7 +155,7 @@ TEST_F(DataCommunicatorRequesterTest, AnAnswerFromAnotherPathIsFiledAndTheReques
     EXPECT_EQ(FC_OK, mCom.requestCommand(kPeer, "C", mBody, 1, 1));
 }
 
-TEST_F(DataCommunicatorRequesterTest, AnAnswerFiledMeanwhileIsFoundWhateverElseIsRead)
+TEST_F(DataCommunicatorRequesterTest, AnAnswerFiledDuringTheWaitIsFound)
 {
     const auto isFound = [&](const std::string& where, const std::function<void()>& script) {
         EXPECT_EQ(FC_OK, request([&] {
@@ -279,7 +279,7 @@ TEST_F(DataCommunicatorRequesterTest, AnEventGoesOutFromTheReceiveSocketUnnumber
     EXPECT_TRUE(mLog.waitFor("doWork: **** stored in history *** id=100"));
 }
 
-TEST_F(DataCommunicatorRequesterTest, ANotificationReachesEveryObserverWhateverOthersLeaveUnread)
+TEST_F(DataCommunicatorRequesterTest, NotifyReachesEachSubscriberAlsoWhenAnotherDoesNotRead)
 {
     ScriptedPeer full("/tmp/full");
     ScriptedPeer::fill("/tmp/full");

@@ -155,7 +155,7 @@ TEST_F(DataRequestHandlerTest, ASetOfAComponentThatNoDataSetHoldsStops)
     EXPECT_THAT(mHolder.calls(), ElementsAre("setTextParam(Given, Nowhere, x, 1, )"));
 }
 
-TEST_F(DataRequestHandlerTest, ASetLooksForATableNextWhateverStoodFirst)
+TEST_F(DataRequestHandlerTest, ASetLooksForATableAfterTheFirstElement)
 {
     const std::string table = "<Table Name=\"Table\" ><Item Name=\"t\" Value=\"1\" /></Table>";
     const std::string component = "<Component Name=\"Other\" ><Item Name=\"c\" Value=\"1\" /></Component>";

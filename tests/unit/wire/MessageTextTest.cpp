@@ -83,7 +83,7 @@ TEST(MessageTextTest, NumbersAreReadUpToTheirFirstOtherCharacterAndCutToTheRange
         EXPECT_EQ(number, textToInt(text)) << text;
 }
 
-TEST(MessageTextTest, WalkOverAllElementsCostsWhatTheLengthCosts)
+TEST(MessageTextTest, WalkOverAllElementsIsLinear)
 {
     const auto secondsToWalk = [](int elements) {
         std::string text;
