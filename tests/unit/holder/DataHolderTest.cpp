@@ -159,6 +159,7 @@ TEST(DataHolderTest, EveryOperationOfTheStoreDoesOnTheHolderWhatItDoesOnAStore)
         trace(s.clearComponent("D", "S"));
         trace(s.updateDataSet("D", "R", true, false, true));
         trace(s.updateDataSet("D", "R", true, true, false));
+        trace(s.storeDataSet("D", "/tmp"), s.lastStoreError("/tmp"));
         trace(s.storeDataSet("D", "/tmp/stored"));
         trace(std::remove("/tmp/stored"));
         trace(s.deleteDataSet("R"));

@@ -1,6 +1,7 @@
 #include "StoreFixture.h"
 
 #include <future>
+#include <sys/stat.h>
 #include <thread>
 
 namespace
@@ -61,6 +62,11 @@ TEST_F(DataSetsTest, TheFileHoldsTheCommittedStateAlsoAfterAFailedLoad)
     EXPECT_EQ((Lines{"ERROR storeDataSet: Not found dataset=X",
                      "ERROR storeDataSet: Couldn't write file=/tmp/no such dir/file errno=2"}),
               logged());
+    EXPECT_EQ(ENOENT, store.lastStoreError("/tmp/no such dir/file"));
+    EXPECT_EQ(0, store.lastStoreError("/tmp/committed.json")); // each path has its own
+    mkdir("/tmp/no such dir", 0755);
+    EXPECT_EQ(FC_OK, store.storeDataSet("D", "/tmp/no such dir/file"));
+    EXPECT_EQ(0, store.lastStoreError("/tmp/no such dir/file"));
 }
 
 TEST_F(DataSetsTest, DatasetsAndComponentsComeAndGo)

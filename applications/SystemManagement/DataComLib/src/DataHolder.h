@@ -165,6 +165,7 @@ public:
     virtual Fcodes loadDataSet(const std::string& path);
     virtual Fcodes loadDataSet(const std::string& dataset, const std::string& path);
     virtual Fcodes storeDataSet(const std::string& dataset, const std::string& path);
+    int lastStoreError(const std::string& path);
     virtual Fcodes deleteDataSet(const std::string& dataset);
     virtual Fcodes updateDataSet(const std::string& src, const std::string& ref, bool keepAbsent,
                                  bool mergeProperties, bool replaceInstances);

@@ -16,6 +16,8 @@ Fcodes DataHolder::storeDataSet(const std::string& dataset, const std::string& p
     return mStore->storeDataSet(dataset, path);
 }
 
+int DataHolder::lastStoreError(const std::string& path) { return mStore->lastStoreError(path); }
+
 Fcodes DataHolder::deleteDataSet(const std::string& dataset)
 {
     return mStore->deleteDataSet(dataset);

@@ -60,6 +60,13 @@ void DataSets::doLock() { pthread_mutex_lock(&mMutex); }
 
 void DataSets::doUnlock() { pthread_mutex_unlock(&mMutex); }
 
+int DataSets::doLastStoreError(const std::string& path)
+{
+    const std::lock_guard guard(mFileMutex);
+    const auto found = mStoredFiles.find(path);
+    return found == mStoredFiles.end() ? 0 : found->second.error;
+}
+
 Fcodes DataSets::loadDataSet(const std::string& path)
 {
     try {
@@ -136,15 +143,19 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
     }
 
     const std::lock_guard guard(mFileMutex);
-    std::uint64_t& stored = mStoredSnapshots[path];
-    if (number < stored)
+    StoredFile& stored = mStoredFiles[path];
+    if (number < stored.number)
         return FC_OK; // the file already holds a later state
     const int error =
         replaceFileAtomically(path, [&copy](std::ostream& file) { file << copy.view(); });
     if (error == 0)
-        stored = number;
+        stored.number = number;
     else
         DBG_LOG(SEV_ERROR) << "storeDataSet: Couldn't write file=" << path << " errno=" << error;
+    if (number > stored.latest) { // an older state in the file does not make good a later one
+        stored.latest = number;
+        stored.error = error;
+    }
     // Kept on purpose: callers count on "OK" also when the file could not be written.
     return FC_OK;
 }

@@ -191,6 +191,7 @@ public:
 private:
     void doLock() override;
     void doUnlock() override;
+    int doLastStoreError(const std::string& path) override;
 
     /// How a writer differs from the others.
     struct WriteOperation {
@@ -240,7 +241,11 @@ private:
 
     // Serialises the writing of files. Who holds it never takes mMutex, because a caller may hold
     // mMutex around storeDataSet().
+    struct StoredFile {
+        std::uint64_t number = 0; // of the copy that is in the file
+        std::uint64_t latest = 0; // of the latest copy that was tried
+        int error = 0;            // of that one
+    };
     std::mutex mFileMutex;
-    std::map<std::string, std::uint64_t>
-        mStoredSnapshots; // by path: the number of the copy in the file
+    std::map<std::string, StoredFile> mStoredFiles; // by path
 };

@@ -30,6 +30,11 @@ public:
     void lock() { doLock(); }
     void unlock() { doUnlock(); }
 
+    /// The errno value of the latest storeDataSet() to that path, as it was written there; 0 when
+    /// it reached the disk or none was tried. It stays until a store of the same or a later state
+    /// to that path succeeds. Waits for a store that is under way.
+    int lastStoreError(const std::string& path) { return doLastStoreError(path); }
+
     /// Loads a document from a file, in the first form under the name in its member "dataset", and
     /// replaces a dataset of that name; what is pending for it stays. FC_NO_SUCH_NAME when the file
     /// cannot be opened or has no such member; FC_UNAVAILABLE when it is not JSON or its name
@@ -38,7 +43,7 @@ public:
     virtual Fcodes loadDataSet(const std::string& dataset, const std::string& path) = 0;
     /// Writes the committed document to the file, which holds the old or the new one at every
     /// instant, and waits for the disk. FC_NO_SUCH_NAME for an unknown dataset. FC_OK also when the
-    /// file could not be written; only the log shows that.
+    /// file could not be written: the log and lastStoreError() say so.
     virtual Fcodes storeDataSet(const std::string& dataset, const std::string& path) = 0;
 
     /// Makes an empty dataset in place of one that there may be, or removes one; what is pending
@@ -276,7 +281,8 @@ public:
 
 private:
     // Last, so that the operations keep their places in the virtual table. A store without threads
-    // needs no lock.
+    // needs no lock, and one without files never fails to write one.
     virtual void doLock() {}
     virtual void doUnlock() {}
+    virtual int doLastStoreError(const std::string&) { return 0; }
 };
