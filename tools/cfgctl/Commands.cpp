@@ -52,12 +52,17 @@ std::string printable(std::string text)
     return text;
 }
 
-/// The text padded to `columns`; letters beyond ASCII take several bytes, but one column.
+/// The columns that a text takes: letters beyond ASCII have several bytes, but one column.
+std::size_t columnsOf(const std::string& text)
+{
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
+}
+
 std::string padded(const std::string& text, std::size_t columns)
 {
-    const auto letters = static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xc0) != 0x80; }));
-    return text + std::string(columns > letters ? columns - letters : 0, ' ');
+    const std::size_t used = columnsOf(text);
+    return text + std::string(columns > used ? columns - used : 0, ' ');
 }
 
 MessageCommand makeCommand(const char* id,
@@ -108,7 +113,7 @@ ExitStatus Commands::list()
 
     std::size_t nameWidth = kMinNameWidth;
     for (const Configuration& row : rows)
-        nameWidth = std::max(nameWidth, row.name.size());
+        nameWidth = std::max(nameWidth, columnsOf(row.name));
     std::printf("  %s  %s  %s  DESCRIPTION\n", padded("NAME", nameWidth).c_str(),
                 padded("STATE", kStateWidth).c_str(), padded("TIME", kTimeWidth).c_str());
     for (const Configuration& row : rows) {
