@@ -2,12 +2,13 @@
 
 #include "BenchmarkRun.h"
 #include "Daemon.h"
+#include "DataCommunicator.h"
 #include "benches.h"
 
 namespace
 {
 
-constexpr std::size_t kGreatest = 69999;
+constexpr std::size_t kGreatest = kMessageSizeLimit - 1;
 
 /// A body that repeats one piece as often as a datagram holds it.
 struct Shape {

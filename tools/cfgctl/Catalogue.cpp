@@ -16,7 +16,7 @@ constexpr char kTable[] = "ConfigurationsTable";
 constexpr char kAutoStart[] = "AutoStart";
 
 // A row of an answer that holds only names carries its name twice and some tags. Names that are
-// sure to fit in one answer of 70000 bytes are read with one request.
+// sure to fit in one answer, below kMessageSizeLimit, are read with one request.
 constexpr std::uintmax_t kTagsOfRow = 100;
 constexpr std::uintmax_t kSafeAnswerSize = 60000;
 

@@ -10,9 +10,7 @@
 namespace
 {
 
-constexpr std::size_t kMessageLimit =
-    70000; // of a whole message, header included; one less is sent
-constexpr std::size_t kHeaderRoom = 100;
+constexpr std::size_t kHeaderRoom = 100; // bytes; more than a header of a request takes
 
 } // namespace
 
@@ -71,7 +69,7 @@ bool CfgClient::nextEvent(MessageEvent& event, int timeout)
 Answer CfgClient::request(const char* type, const char* answerType, const std::string& body,
                           int timeout)
 {
-    if (body.size() + kHeaderRoom >= kMessageLimit)
+    if (body.size() + kHeaderRoom >= kMessageSizeLimit)
         throw std::invalid_argument("too long for one message");
 
     MessageHeader header;

@@ -21,17 +21,15 @@ namespace
 constexpr char kUnit[] = "DataCommunicator";
 constexpr std::size_t npos = std::string::npos;
 
-constexpr std::size_t kMaxMessage = 70000; // a datagram must be shorter than this
-constexpr int kSocketTimeout = 1;          // seconds that one transfer may block
-constexpr int kSendBuffer = 64 << 20;      // bytes; a bound, not a reservation
+constexpr int kSocketTimeout = 1;     // seconds that one transfer may block
+constexpr int kSendBuffer = 64 << 20; // bytes; a bound, not a reservation
 constexpr int kNoWaiting = -1;
-constexpr int kDefaultRetryDelay = 10;
 
 /// The receive buffer of this thread. What is received is copied out before anything else runs: a
 /// command may itself ask a peer and so receive on the same thread.
 char* receiveBuffer()
 {
-    thread_local const auto buffer = std::make_unique_for_overwrite<char[]>(kMaxMessage);
+    thread_local const auto buffer = std::make_unique_for_overwrite<char[]>(kMessageSizeLimit);
     return buffer.get();
 }
 
@@ -135,11 +133,11 @@ Fcodes DataCommunicator::receiveMsg(int socket, MessageHeader& header, std::stri
                                     SocketAddress& sender)
 {
     char* const buffer = receiveBuffer();
-    const ssize_t count = receiveDatagram(socket, buffer, kMaxMessage, sender);
+    const ssize_t count = receiveDatagram(socket, buffer, kMessageSizeLimit, sender);
     DBG_LOG(SEV_INFO) << "readMsg: recvfrom sock=" << sender.path()
                       << " senderlen=" << sender.length() << " readSize=" << count;
-    if (count >= static_cast<ssize_t>(kMaxMessage)) {
-        DBG_LOG(SEV_ERROR) << "readMsg: MAX header size=" << kMaxMessage
+    if (count >= static_cast<ssize_t>(kMessageSizeLimit)) {
+        DBG_LOG(SEV_ERROR) << "readMsg: MAX header size=" << kMessageSizeLimit
                            << " from sock=" << sender.path() << " errno=" << errno;
         return FC_COMM_ERROR;
     }
@@ -220,7 +218,7 @@ int DataCommunicator::sendText(int socket, const std::string& text, const Socket
         // Kept on purpose: callers count on a wait after each try, the last one too.
         if (retryDelay != kNoWaiting)
             std::this_thread::sleep_for(
-                std::chrono::seconds(retryDelay == 0 ? kDefaultRetryDelay : retryDelay));
+                std::chrono::seconds(retryDelay == 0 ? kRetryDelay : retryDelay));
     }
     return EAGAIN;
 }

@@ -2,8 +2,8 @@
 
 // Connects this process with its peers over two datagram sockets: on the receive socket the
 // responder, a thread of its own, serves requests, takes events and files answers; from the send
-// socket any thread sends requests to peers. A message is one datagram of fewer than 70000 bytes:
-// a longer one is sent while the socket takes it (about 208 KiB), but no reader here accepts it.
+// socket any thread sends requests to peers. A message is one datagram below kMessageSizeLimit: a
+// longer one is sent while the socket takes it (about 208 KiB), but no reader here accepts it.
 //
 // Usually a member of a DataHolder, which it calls as IDataHolder on the responder thread. Once
 // start() has been called it must live as long as the process: nothing stops the responder.
@@ -29,6 +29,9 @@
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
+
+/// In bytes: a message must be shorter, header included.
+inline constexpr std::size_t kMessageSizeLimit = 70000;
 
 class DatagramSocket;
 class IDataHolder;
@@ -129,8 +132,8 @@ public:
     /// Takes the next datagram from a socket. The sender's address is written in any case, with
     /// length 0 when none came; a header that fails leaves what was read before it, and the body is
     /// untouched unless one was read: not when the header's Size is less than 1. FC_COMM_ERROR
-    /// after a time-out, a failed read or 70000 bytes and more; FC_HEADER_ERROR or FC_BODY_ERROR
-    /// when that element is missing. The last argument is not used.
+    /// after a time-out, a failed read or kMessageSizeLimit bytes and more; FC_HEADER_ERROR or
+    /// FC_BODY_ERROR when that element is missing. The last argument is not used.
     Fcodes readMsg(int socket, MessageHeader& header, std::string& body, sockaddr_un& sender,
                    socklen_t& senderLength, int timeout, int unused = 3);
 
@@ -157,6 +160,9 @@ public:
     static void timeToString(std::time_t time, std::string& out);
 
 private:
+    /// Seconds between two tries while a receiver is full, where the caller gives none.
+    static constexpr int kRetryDelay = 10;
+
     void openSendSocket();
     void openReceiveSocket();
     void setTimeouts(DatagramSocket& socket);

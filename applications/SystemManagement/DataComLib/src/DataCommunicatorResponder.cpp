@@ -24,7 +24,6 @@ constexpr char kUnit[] = "DataCommunicator";
 constexpr std::size_t npos = std::string::npos;
 
 constexpr int kResponderWait = 10;
-constexpr int kAnswerRetryDelay = 10;
 constexpr int kAnswerTries = 3;
 constexpr int kPrintEverything = 0;
 constexpr int kPrintNothing = 5;
@@ -193,7 +192,7 @@ void DataCommunicator::serveRequest(const MessageHeader& header, const std::stri
     }
     const int error =
         sendText(mReceiveSocket->descriptor(), messageText(responseHeader, responseBody), sender,
-                 kAnswerRetryDelay, kAnswerTries);
+                 kRetryDelay, kAnswerTries);
     if (error == 0)
         return;
     DBG_LOG(SEV_ERROR) << "doWork: sending resp failed to sock=" << sender.path()
@@ -217,7 +216,7 @@ void DataCommunicator::rejectRequest(Fcodes reason, const MessageHeader& header,
 
 void DataCommunicator::sendNack(const MessageHeader& nack, const SocketAddress& receiver)
 {
-    if (sendText(mReceiveSocket->descriptor(), headerText(nack), receiver, kAnswerRetryDelay,
+    if (sendText(mReceiveSocket->descriptor(), headerText(nack), receiver, kRetryDelay,
                  kAnswerTries) != 0)
         DBG_LOG(SEV_ERROR) << "doWork: response failed to sock=" << receiver.path()
                            << " fcode=" << FC_COMM_ERROR;
