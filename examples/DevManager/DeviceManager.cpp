@@ -14,7 +14,6 @@ constexpr char kUnit[] = "DeviceManager";
 constexpr char kDataSet[] = "DeviceDataSet";
 constexpr char kComponent[] = "DateTimeTable";
 constexpr char kZone[] = "TZ";
-constexpr char kNoKey[] = ""; // the component has a single instance
 
 constexpr char kDateTimeTable[] = R"({
     "properties" : {
@@ -46,7 +45,7 @@ void DeviceManager::start(const std::string& socket, const std::string& sendSock
 {
     setTaskName(currentTaskId(), "tDevInit");
     init("tDev"); // makes the store and the worker
-    initTextParam(kDataSet, kComponent, kZone, mFirstZone, kNoKey);
+    initTextParam(kDataSet, kComponent, kZone, mFirstZone, kSingleInstance);
     setTimeZone(mFirstZone);
     mSensors.initFromString(kSensors);
     mSensors.acceptChanges();
@@ -61,7 +60,7 @@ IDataSets* DeviceManager::createDataSets()
 {
     IDataSets* store = DataHolder::createDataSets();
     store->loadComponent(kDataSet, kComponent, kDateTimeTable);
-    store->addInstance(kDataSet, kComponent, kNoKey); // every property at its default
+    store->addInstance(kDataSet, kComponent, kSingleInstance); // every property at its default
     return store;
 }
 
@@ -87,7 +86,7 @@ Fcodes DeviceManager::setZone(const std::string& command)
     if (zone.empty())
         return FC_BAD_VALUE;
 
-    const Fcodes result = initTextParam(kDataSet, kComponent, kZone, zone, kNoKey);
+    const Fcodes result = initTextParam(kDataSet, kComponent, kZone, zone, kSingleInstance);
     if (result == FC_OK) {
         setTimeZone(zone);
         announceZone(zone);

@@ -5,6 +5,7 @@
 #include "CfgPaths.h"
 #include "ConfigurationsTable.h"
 #include "DbgLine.h"
+#include "IDataSets.h"
 #include "MessageCommand.h"
 #include "MessageEvent.h"
 #include "MessageText.h"
@@ -19,8 +20,6 @@ namespace
 {
 
 constexpr char kUnit[] = "ConfigurationManager";
-
-constexpr char kSingleInstance[] = ""; // the key of a component that has one instance
 
 struct CommandEntry {
     std::string_view id;

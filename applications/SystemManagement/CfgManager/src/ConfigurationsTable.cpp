@@ -3,6 +3,7 @@
 #include "CfgFiles.h"
 #include "CfgPaths.h"
 #include "DataHolder.h"
+#include "IDataSets.h"
 #include "base/LocalTime.h"
 
 #include <cstdlib>
@@ -13,7 +14,6 @@ namespace
 {
 
 constexpr char kAutoStart[] = "AutoStart";
-constexpr char kNoKey[] = ""; // a component's single instance
 
 } // namespace
 
@@ -104,10 +104,10 @@ Fcodes ConfigurationsTable::fillFileRow(const std::string& name, const std::stri
 
 Fcodes ConfigurationsTable::readAutoStart(std::string& rowId) const
 {
-    return mHolder.getTextParam(kCfgDataSet, kAutoStart, "Name", rowId, kNoKey);
+    return mHolder.getTextParam(kCfgDataSet, kAutoStart, "Name", rowId, kSingleInstance);
 }
 
 Fcodes ConfigurationsTable::writeAutoStart(const std::string& rowId)
 {
-    return mHolder.initTextParam(kCfgDataSet, kAutoStart, "Name", rowId, kNoKey);
+    return mHolder.initTextParam(kCfgDataSet, kAutoStart, "Name", rowId, kSingleInstance);
 }

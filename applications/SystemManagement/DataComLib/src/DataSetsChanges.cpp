@@ -12,8 +12,6 @@ namespace
 
 constexpr char kUnit[] = "applications/SystemManagement/DataComLib/src/DataSets";
 
-const std::string kSingleInstance;
-
 } // namespace
 
 void DataSets::touchDataSet(const std::string& dataset)

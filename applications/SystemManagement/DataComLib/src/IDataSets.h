@@ -6,8 +6,8 @@
 // documents, types and conditions.
 //
 // Addressing: dataset name, component name, property name, then the instance: an index from 0 into
-// an indexed component, a non-empty key of a keyed one, or the empty key for a single instance. No
-// name is reserved; a negative index is one that is missing.
+// an indexed component, a non-empty key of a keyed one, or kSingleInstance, the empty key.
+// No name is reserved; a negative index is one that is missing.
 //
 // Results, unless said otherwise: FC_OK; FC_NO_SUCH_NAME when a step of the address is missing;
 // FC_WRONG_TYPE when a type or the shape of the document forbids it; FC_BAD_VALUE when an
@@ -20,6 +20,9 @@
 #include <list>
 #include <string>
 #include <vector>
+
+/// The key of a component's single instance.
+inline const std::string kSingleInstance;
 
 class IDataSets
 {
