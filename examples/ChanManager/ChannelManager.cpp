@@ -143,7 +143,7 @@ Fcodes ChannelManager::checkChannels(const std::string& file)
     std::vector<std::string> channels;
     if (getInstances(kCandidate, kComponent, channels) != FC_OK || channels.empty())
         return FC_BAD_VALUE;
-    const bool sound =
+    const bool allReadable =
         std::all_of(channels.begin(), channels.end(), [this](const std::string& channel) {
             int number = 0;
             bool enabled = false;
@@ -151,7 +151,7 @@ Fcodes ChannelManager::checkChannels(const std::string& file)
                    getIntParam(kCandidate, kComponent, "Gain", number, channel) == FC_OK &&
                    getBoolParam(kCandidate, kComponent, "Enabled", enabled, channel) == FC_OK;
         });
-    return sound ? FC_OK : FC_BAD_VALUE;
+    return allReadable ? FC_OK : FC_BAD_VALUE;
 }
 
 void ChannelManager::announce(const std::string& eventId, const std::string& file)

@@ -20,9 +20,9 @@ struct RetryPolicy {
     unsigned timeout;
     unsigned tries;
 };
-constexpr RetryPolicy kStoreChannels{10, 3};
-constexpr RetryPolicy kLoadChannels{120, 1};
-constexpr RetryPolicy kLoadDefault{200, 1};
+constexpr RetryPolicy kStorePolicy{10, 3};
+constexpr RetryPolicy kLoadPolicy{120, 1};
+constexpr RetryPolicy kDefaultLoadPolicy{200, 1};
 
 Fcodes requestChannels(DataHolder& holder, const std::string& command, RetryPolicy policy)
 {
@@ -47,7 +47,7 @@ Fcodes ConfigurationManager::storeChannels(const std::string& name, const std::s
 {
     const std::string text = commandText("STORE_CHANNELS", "File", file);
     DBG_LOG(SEV_INFO) << "addConfiguration: sending to" << kChanSocket << " command" << text;
-    const Fcodes result = requestChannels(*this, text, kStoreChannels);
+    const Fcodes result = requestChannels(*this, text, kStorePolicy);
     if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "addConfiguration: requestCommand failed fcode=" << result;
         return result;
@@ -144,7 +144,7 @@ Fcodes ConfigurationManager::loadChannels(const std::string& file)
 {
     const std::string text = commandText("LOAD_CHANNELS", "File", file);
     DBG_LOG(SEV_INFO) << "startConfiguration: sending to" << kChanSocket << " command" << text;
-    const Fcodes result = requestChannels(*this, text, kLoadChannels);
+    const Fcodes result = requestChannels(*this, text, kLoadPolicy);
     if (result != FC_OK)
         DBG_LOG(SEV_ERROR) << "startConfiguration: requestCommand failed fcode=" << result;
     return result;
@@ -190,6 +190,7 @@ void ConfigurationManager::startAutoCfg()
 
     const std::string load = commandText("LOAD_CHANNELS", "File", "Default");
     DBG_LOG(SEV_INFO) << "startAutoCfg: sending to" << kChanSocket << " command" << load;
-    if (const Fcodes loadResult = requestChannels(*this, load, kLoadDefault); loadResult != FC_OK)
+    if (const Fcodes loadResult = requestChannels(*this, load, kDefaultLoadPolicy);
+        loadResult != FC_OK)
         DBG_LOG(SEV_ERROR) << "startAutoCfg: requestCommand failed fcode=" << loadResult;
 }

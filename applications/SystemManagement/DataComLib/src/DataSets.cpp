@@ -135,7 +135,7 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
         if (const Json::Value* document = member(&mDataSets, dataset);
             document != nullptr && !document->isNull())
             copy << *document;
-        number = ++mSnapshots;
+        number = ++mLastSnapshot;
     }
     if (copy.view().empty()) {
         DBG_LOG(SEV_ERROR) << "storeDataSet: Not found dataset=" << dataset;

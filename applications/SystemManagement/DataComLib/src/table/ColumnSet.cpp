@@ -30,10 +30,10 @@ std::shared_ptr<DataColumn> shareOwnership(DataColumn* column)
 }
 
 /// Counts one set more or less that holds the column; how many there are now.
-int countSets(const std::shared_ptr<DataColumn>& column, int change)
+int adjustSetCount(const std::shared_ptr<DataColumn>& column, int delta)
 {
     auto* const deleter = std::get_deleter<ColumnDeleter>(column);
-    return deleter == nullptr ? 0 : std::atomic_ref(deleter->sets).fetch_add(change) + change;
+    return deleter == nullptr ? 0 : std::atomic_ref(deleter->sets).fetch_add(delta) + delta;
 }
 
 } // namespace
@@ -43,7 +43,7 @@ void ColumnSet::add(const std::string& name, DataColumn* column)
     if (column == nullptr)
         return;
     auto shared = shareOwnership(column);
-    countSets(shared, 1);
+    adjustSetCount(shared, 1);
     const auto old = take(name); // freed last: `name` may be its own
     mByName[name] = {std::move(shared), mList.insert(mList.end(), column)};
 }
@@ -54,7 +54,7 @@ std::shared_ptr<DataColumn> ColumnSet::take(const std::string& name)
     if (found == mByName.end())
         return nullptr;
     auto column = std::move(found->second.column);
-    countSets(column, -1);
+    adjustSetCount(column, -1);
     mList.erase(found->second.listPosition);
     mByName.erase(found);
     return column;
@@ -62,7 +62,7 @@ std::shared_ptr<DataColumn> ColumnSet::take(const std::string& name)
 
 DataColumn* ColumnSet::handOver(const std::shared_ptr<DataColumn>& column)
 {
-    if (countSets(column, 0) > 0)
+    if (adjustSetCount(column, 0) > 0)
         return nullptr;
     if (auto* const deleter = std::get_deleter<ColumnDeleter>(column))
         deleter->callerOwns = true;
@@ -72,7 +72,7 @@ DataColumn* ColumnSet::handOver(const std::shared_ptr<DataColumn>& column)
 void ColumnSet::clear()
 {
     for (const auto& [name, entry] : mByName)
-        countSets(entry.column, -1);
+        adjustSetCount(entry.column, -1);
     mList.clear();
     mByName.clear();
 }

@@ -12,7 +12,7 @@ namespace
 
 constexpr char kUnit[] = "DataCommunicator"; // its lines are the communicator's
 constexpr std::size_t npos = std::string::npos;
-constexpr std::string_view kTable = "Table";
+constexpr std::string_view kTableTag = "Table";
 
 /// Reading items that do not exist adds nothing to an answer, so its length does not bound such
 /// work: one request can name thousands of items for thousands of rows.
@@ -46,7 +46,7 @@ bool findDataSetPart(std::string_view body, DataSetPart& part)
 std::string_view findFirstElement(std::string_view text, std::string_view& element,
                                   std::size_t& end)
 {
-    for (const std::string_view tag : {std::string_view("Component"), kTable}) {
+    for (const std::string_view tag : {std::string_view("Component"), kTableTag}) {
         end = findSegment(text, 0, tag, element);
         if (end != npos)
             return tag;
@@ -146,7 +146,7 @@ bool GetRequest::addElements(std::string_view tag)
     SegmentIterator elements(mDataSet.text, tag);
     std::string_view element;
     while (!isLimitReached() && elements.next(element))
-        if (!addElement(element, tag == kTable))
+        if (!addElement(element, tag == kTableTag))
             return false;
     return true;
 }
@@ -275,7 +275,7 @@ Fcodes SetRequest::run(std::string_view body)
 
     // Kept on purpose: peers count on a "Table" being next, whatever stood first, and on its being
     // looked for in the body from the number that was the end position in the data set's text.
-    SegmentIterator tables(body, kTable, end);
+    SegmentIterator tables(body, kTableTag, end);
     while (writeElement(element))
         if (!tables.next(element))
             break;
