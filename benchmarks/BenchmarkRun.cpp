@@ -59,11 +59,11 @@ double BenchmarkRun::secondsEach(int count, const std::function<void()>& work) c
 void BenchmarkRun::report(const Row& row)
 {
     const double ratio = row.figure / row.baseline;
-    const bool met = ratio <= row.goal;
-    const char* verdict = mSmoke ? "-" : met ? "met" : "NOT MET";
+    const bool goalMet = ratio <= row.goal;
+    const char* verdict = mSmoke ? "-" : goalMet ? "met" : "NOT MET";
     if (row.goal == 0)
         verdict = "";
-    else if (!mSmoke && !met)
+    else if (!mSmoke && !goalMet)
         ++mMissed;
     const std::string baseline = row.baselineName + "  " + formatFigure(row.baseline, row.unit);
     std::printf(kFormat, row.work.c_str(), formatFigure(row.figure, row.unit).c_str(),
@@ -79,12 +79,12 @@ void BenchmarkRun::detail(const std::string& name, double seconds) const
         std::printf("    %-48s %10s\n", name.c_str(), formatFigure(seconds, Unit::SECONDS).c_str());
 }
 
-void BenchmarkRun::printHead() const
+void BenchmarkRun::printHeader() const
 {
     std::printf(kFormat, "work", "figure", "baseline", "ratio", "goal <=", "", "log level");
 }
 
-void BenchmarkRun::printFoot() const
+void BenchmarkRun::printFooter() const
 {
     double load = 0;
     if (getloadavg(&load, 1) == 1 && load > 2)

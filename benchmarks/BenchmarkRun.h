@@ -50,8 +50,8 @@ public:
     /// A figure behind the next line, shown when a benchmark is chosen by its name.
     void detail(const std::string& name, double seconds) const;
 
-    void printHead() const;
-    void printFoot() const;
+    void printHeader() const;
+    void printFooter() const;
 
     /// How many goals the figures reported so far have missed; 0 in a smoke run.
     int missedGoals() const { return mMissed; }

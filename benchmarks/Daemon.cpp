@@ -157,7 +157,7 @@ Collector::Collector()
     if (mPid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const int fifo = open(kDbgFifo, O_RDWR);
-        for (std::array<char, 65536> lines; read(fifo, lines.data(), lines.size()) > 0;) {
+        for (std::array<char, 65536> chunk; read(fifo, chunk.data(), chunk.size()) > 0;) {
         }
         _exit(0);
     }

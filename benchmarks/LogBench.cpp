@@ -3,7 +3,7 @@
 #include "BenchmarkRun.h"
 #include "Daemon.h"
 #include "DbgLine.h"
-#include "Micro.h"
+#include "MicroBenchmark.h"
 #include "benches.h"
 
 namespace
@@ -35,11 +35,11 @@ void site(benchmark::State& state)
 void measureSites(BenchmarkRun& run)
 {
     gDbgLevel = 2;
-    const auto figures = microFigures(run, {{"comparison", comparison}, {"site", site}});
+    const auto figures = medianOperationTimes(run, {{"comparison", comparison}, {"site", site}});
     run.report({"closed log site", figures.at("site"), "one comparison", figures.at("comparison"),
                 1.1, "2"});
     gDbgLevel = 0;
-    const auto open = microFigures(run, {{"site", site}});
+    const auto open = medianOperationTimes(run, {{"site", site}});
     run.report({"open log site, no pipe", open.at("site"), "one comparison",
                 figures.at("comparison"), 0, "0"});
 }

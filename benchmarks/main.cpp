@@ -82,9 +82,9 @@ int main(int argc, char** argv)
     std::cout.setstate(std::ios::failbit); // the library reports a missing pipe there
     pinToOneCore();
     BenchmarkRun run(options.smoke, !options.filter.empty(), options.disk);
-    run.printHead();
+    run.printHeader();
     for (const Bench& bench : chosen)
         bench.run(run);
-    run.printFoot();
+    run.printFooter();
     return run.missedGoals() == 0 ? 0 : 1;
 }

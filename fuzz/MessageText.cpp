@@ -51,7 +51,7 @@ void checkTokens(const std::string& text)
 }
 
 template <typename Message>
-void checkPrinted(const std::string& text)
+void checkRoundTrip(const std::string& text)
 {
     Message first;
     if (first.initFromString(text) != FC_OK)
@@ -77,8 +77,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         }
     checkTokens(text);
     textToInt(text);
-    checkPrinted<MessageHeader>(text);
-    checkPrinted<MessageEvent>(text);
-    checkPrinted<MessageCommand>(text);
+    checkRoundTrip<MessageHeader>(text);
+    checkRoundTrip<MessageEvent>(text);
+    checkRoundTrip<MessageCommand>(text);
     return 0;
 }

@@ -21,7 +21,7 @@ constexpr char kReference[] =
 /// Writing and reading may cost a cell of an enumeration whose definition is ambiguous: the second
 /// round costs no more.
 template <typename Unit>
-void checkWritten(Unit& unit)
+void checkRoundTrip(Unit& unit)
 {
     std::string written;
     unit.toString(written);
@@ -35,7 +35,7 @@ void checkWritten(Unit& unit)
     }
 }
 
-void workOn(DataTable& table)
+void exercise(DataTable& table)
 {
     table.touch();
     table.appendNewRow();
@@ -55,12 +55,12 @@ void readSet(const std::string& text)
     DataSet set;
     if (set.initFromString(text) != FC_OK)
         return;
-    checkWritten(set);
+    checkRoundTrip(set);
     DataSet reference;
     reference.initFromString(kReference);
     set.update(reference, true, true, true, true, true, true);
     for (auto table = set.getTableListBegin(); table != set.getTableListEnd(); ++table)
-        workOn(**table);
+        exercise(**table);
     set.update(reference, false, true, false, true, true, false);
     set.acceptChanges();
     require(!set.isChanged(), "an accepted set is clean");
@@ -74,11 +74,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     readSet(text);
     DataTable table;
     if (table.initFromString(text) == FC_OK)
-        checkWritten(table);
-    workOn(table);
+        checkRoundTrip(table);
+    exercise(table);
     DataObject object;
     if (object.initFromString(text) == FC_OK)
-        checkWritten(object);
+        checkRoundTrip(object);
     DataColumn column;
     column.initFromString(text);
     DataItem(&column).initFromString(text);

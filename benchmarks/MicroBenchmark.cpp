@@ -1,4 +1,4 @@
-#include "Micro.h"
+#include "MicroBenchmark.h"
 
 #include "BenchmarkRun.h"
 
@@ -34,9 +34,9 @@ private:
 
 } // namespace
 
-std::map<std::string, double>
-microFigures(const BenchmarkRun& run,
-             const std::map<std::string, std::function<void(benchmark::State&)>>& operations)
+std::map<std::string, double> medianOperationTimes(
+    const BenchmarkRun& run,
+    const std::map<std::string, std::function<void(benchmark::State&)>>& operations)
 {
     benchmark::ClearRegisteredBenchmarks();
     for (const auto& [name, operation] : operations)

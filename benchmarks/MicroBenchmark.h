@@ -10,6 +10,6 @@
 class BenchmarkRun;
 
 /// Runs the operations; the median time of one iteration of each, in seconds.
-std::map<std::string, double>
-microFigures(const BenchmarkRun& run,
-             const std::map<std::string, std::function<void(benchmark::State&)>>& operations);
+std::map<std::string, double> medianOperationTimes(
+    const BenchmarkRun& run,
+    const std::map<std::string, std::function<void(benchmark::State&)>>& operations);
