@@ -28,7 +28,7 @@ protected:
             request.getParam("File", file);
             requests.push_back(target + ' ' + request.ID + ' ' + file + ' ' +
                                std::to_string(timeout) + ' ' + std::to_string(tries));
-            if (request.ID == "STORE_CHANNELS" && fileIsWritten)
+            if (request.ID == "STORE_CHANNELS" && writesFile)
                 writeFile(file, "channels");
             if (request.ID == "LOAD_CHANNELS")
                 duringLoad();
@@ -36,7 +36,7 @@ protected:
         }
 
         Fcodes channelsResult = FC_OK;
-        bool fileIsWritten = true;                ///< by STORE_CHANNELS
+        bool writesFile = true;                   ///< by STORE_CHANNELS
         std::function<void()> duringLoad = [] {}; ///< called by LOAD_CHANNELS
         Lines requests;                           ///< each as "target ID file timeout tries"
     };

@@ -120,12 +120,12 @@ TEST_F(CfgctlTest, ReportsAMissingManagerAtOnceAndWaitsForABusyOne)
     EXPECT_EQ(noManager, run("list"));
     EXPECT_EQ(noManager, run("watch"));
     // A manager that was killed leaves its socket's file.
-    ScriptedPeer("/tmp/sockCfg");
-    ASSERT_TRUE(fs::exists("/tmp/sockCfg"));
+    ScriptedPeer{kCfgSocket};
+    ASSERT_TRUE(fs::exists(kCfgSocket));
     EXPECT_EQ(noManager, run("start", "x"));
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(8));
 
-    const ScriptedPeer busy("/tmp/sockCfg");
+    const ScriptedPeer busy(kCfgSocket);
     EXPECT_EQ("3: cfgctl: no answer from CfgManager on /tmp/sockCfg in 1 s: it may be busy\n",
               run("-t", "1", "start", "x"));
 }

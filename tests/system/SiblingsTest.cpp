@@ -1,5 +1,6 @@
 // The sample siblings, through the messages that the manager and clients send them.
 
+#include "CfgPaths.h"
 #include "Device.h"
 #include "ScriptedPeer.h"
 
@@ -12,31 +13,29 @@ namespace
 
 using testing::HasSubstr;
 
-constexpr char kChan[] = "/tmp/sockChan";
-constexpr char kDev[] = "/tmp/sockDev";
-
 class SiblingsTest : public testing::Test
 {
 protected:
     Fcodes store(const std::string& file)
     {
-        return holder.command(kChan, "STORE_CHANNELS", {{"File", file}});
+        return holder.command(kChanSocket, "STORE_CHANNELS", {{"File", file}});
     }
     Fcodes load(const std::string& file, unsigned timeout = 10)
     {
-        return holder.command(kChan, "LOAD_CHANNELS", {{"File", file}}, timeout);
+        return holder.command(kChanSocket, "LOAD_CHANNELS", {{"File", file}}, timeout);
     }
 
     std::string channel(const std::string& property)
     {
         std::string value = "?";
-        holder.requestGetTextParam(kChan, "ChannelDataSet", "ChannelTable", property, value, "1");
+        holder.requestGetTextParam(kChanSocket, "ChannelDataSet", "ChannelTable", property, value,
+                                   "1");
         return value;
     }
 
     Fcodes setChannel(const std::string& property, const std::string& value)
     {
-        return holder.set(kChan, "ChannelDataSet", "ChannelTable", "1", property, value);
+        return holder.set(kChanSocket, "ChannelDataSet", "ChannelTable", "1", property, value);
     }
 
     Device device;
@@ -80,7 +79,7 @@ TEST_F(SiblingsTest, BadFilesAreRefusedAndTheChannelsStay)
         EXPECT_EQ("950000", channel("Frequency")) << content;
     }
     EXPECT_NE(FC_OK, store("/no/such/dir/set"));
-    EXPECT_EQ(FC_BODY_ERROR, holder.command(kChan, "STORE_CHANNELS", {{"Path", "/tmp/set"}}));
+    EXPECT_EQ(FC_BODY_ERROR, holder.command(kChanSocket, "STORE_CHANNELS", {{"Path", "/tmp/set"}}));
 }
 
 TEST_F(SiblingsTest, StoresLoadsAndZonesAreAnnouncedAndTheManagerFollowsTheZone)
@@ -91,18 +90,18 @@ TEST_F(SiblingsTest, StoresLoadsAndZonesAreAnnouncedAndTheManagerFollowsTheZone)
     EXPECT_TRUE(device.log().waitFor("init: setenv TZ=CET-1CEST"));
     ASSERT_TRUE(device.log().waitFor("serve: LOAD_CHANNELS")); // the start at boot
     ScriptedPeer observer("/tmp/observer");
-    for (const char* sibling : {kChan, kDev})
+    for (const char* sibling : {kChanSocket, kDevSocket})
         ASSERT_EQ(FC_OK, holder.command(sibling, "SUBSCRIBE", {{"SockName", "/tmp/observer"}}));
     ASSERT_EQ(FC_OK, store("/tmp/set"));
     EXPECT_THAT(observer.receiveText(), HasSubstr("Event ID=\"Channels Stored\""));
     ASSERT_EQ(FC_OK, load("/tmp/set"));
     EXPECT_THAT(observer.receiveText(), HasSubstr("Event ID=\"Channels Loaded\""));
     ASSERT_NE(FC_OK, load("/tmp/missing"));
-    ASSERT_EQ(FC_BAD_VALUE, holder.command(kDev, "SET_TIME_ZONE", {{"TZ", ""}}));
+    ASSERT_EQ(FC_BAD_VALUE, holder.command(kDevSocket, "SET_TIME_ZONE", {{"TZ", ""}}));
     EXPECT_TRUE(observer.nothingCame());
 
     std::string zone;
-    holder.requestGetTextParam(kDev, "DeviceDataSet", "DateTimeTable", "TZ", zone, "");
+    holder.requestGetTextParam(kDevSocket, "DeviceDataSet", "DateTimeTable", "TZ", zone, "");
     EXPECT_EQ("CET-1CEST", zone);
     ChildProcess setter({"DevManager", "--set-zone", "IST-5:30"});
     EXPECT_EQ(0, setter.wait()) << setter.errors();

@@ -43,7 +43,7 @@ TEST(CfgFilesTest, OnlyFilesDirectlyInTheDirectoryAreDeleted)
     EXPECT_EQ(ENOENT, errno);
 }
 
-TEST(CfgFilesTest, WhatTheShellWouldActOnReachesTheMoveAsItIs)
+TEST(CfgFilesTest, ShellMetacharactersInPathsAreEscaped)
 {
     std::time_t modified = 0;
     std::filesystem::create_directory(kCfgDir);

@@ -88,7 +88,7 @@ TEST_F(CommandsTest, SaveThatFailsKeepsTheRowUnstampedAndOnlyAMissingFileIsAnnou
     EXPECT_EQ("ERROR addConfiguration: requestCommand failed fcode=65540", logged().back());
 
     mManager.channelsResult = FC_OK;
-    mManager.fileIsWritten = false;
+    mManager.writesFile = false;
     EXPECT_EQ(FC_BAD_VALUE, run("SAVE_CFG", {{"Name", "b"}}));
     const auto lines = logged();
     EXPECT_THAT(lines, Contains("ERROR cfgStored: Not found file=/data/cfg/b"));
@@ -167,7 +167,7 @@ TEST_F(CommandsTest, StartLoadsTheFileOnceAndAnnouncesTheActivation)
     EXPECT_THAT(catalogue(), ElementsAre(rowLine("3"), "starts "));
 }
 
-TEST_F(CommandsTest, StartThatFailsIsAnErrorEventAndTheRowCarriesTheCode)
+TEST_F(CommandsTest, FailedStartRaisesAnErrorEventAndLeavesItsCodeInTheRow)
 {
     startWith({"a"});
     mManager.channelsResult = FC_LOS;
@@ -220,7 +220,7 @@ TEST_F(CommandsTest, OnlyTheLiteralFalseClearsTheAutoStart)
     EXPECT_THAT(readFile(kStoredCatalogue), HasSubstr("\"a\""));
 }
 
-TEST_F(CommandsTest, ImportMovesTheFileAndAddsARowThatIsStoredAndFoundByIt)
+TEST_F(CommandsTest, ImportMovesTheFileAndStoresARowThatIsFoundByItsFile)
 {
     startWith();
     writeFile("/tmp/in/it's/day ~1#", "imported");

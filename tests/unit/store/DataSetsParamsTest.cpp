@@ -74,7 +74,7 @@ TEST_F(DataSetsParamsTest, TheThreeShapesAreAddressedByKeyByIndexAndByTheEmptyKe
 }
 
 /// Set leaves the result pending, init commits it.
-TEST_F(DataSetsParamsTest, ATextIsWrittenInTheFormOfTheDefinition)
+TEST_F(DataSetsParamsTest, ATextIsConvertedToTheTypeOfTheDefinition)
 {
     // clang-format off
     struct Case { const char* property; std::string text; Fcodes code; std::string result, inited; };

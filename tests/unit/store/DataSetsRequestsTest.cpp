@@ -315,7 +315,7 @@ TEST_F(DataSetsRequestsTest, AWorkingCopyOfAnotherShapeRefusesTheWholeRequest)
     }
 }
 
-TEST(RequestTextTest, LinesOfALongRequestStopShowingItWhenThePipeIsFull)
+TEST(RequestTextTest, LogLinesAbbreviateALongRequestAfterOneMebibyte)
 {
     Json::Value request;
     for (int row = 0; row < 20000; ++row)

@@ -69,7 +69,7 @@ TEST_F(DataSetsTest, TheFileHoldsTheCommittedStateAlsoAfterAFailedLoad)
     EXPECT_EQ(0, store.lastStoreError("/tmp/no such dir/file"));
 }
 
-TEST_F(DataSetsTest, DatasetsAndComponentsComeAndGo)
+TEST_F(DataSetsTest, AddsFindsAndDeletesDatasetsAndComponents)
 {
     expectEach(FC_OK, {store.addComponent("D", "C"), store.loadComponent("A", "L", "[]"),
                        store.loadComponent("D", "L", R"({"instances": [1, 2]})")});

@@ -109,7 +109,7 @@ TEST_F(DataCommunicatorRequesterTest, APeerThatCannotBeReachedFailsAtOnce)
 
 // What comes back
 
-TEST_F(DataCommunicatorRequesterTest, ACommandHasThePeersOwnResult)
+TEST_F(DataCommunicatorRequesterTest, ACommandReturnsThePeersCode)
 {
     EXPECT_EQ(FC_UNAVAILABLE, request([&] { mPeer.answer("ACK", FC_UNAVAILABLE, kAnswer); }));
     EXPECT_EQ(kAnswer, mBody);

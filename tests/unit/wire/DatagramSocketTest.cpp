@@ -39,16 +39,16 @@ TEST(DatagramSocketTest, ATimeoutOfMinusOneDoesNotWaitAndZeroWaitsWithoutLimit)
 
 TEST(DatagramSocketTest, WaitsOnDescriptorsBeyondTheReachOfSelect)
 {
-    constexpr int kBeyond = 2000;
-    const rlimit limit{.rlim_cur = kBeyond + 1, .rlim_max = kBeyond + 1};
+    constexpr int kHighDescriptor = 2000;
+    const rlimit limit{.rlim_cur = kHighDescriptor + 1, .rlim_max = kHighDescriptor + 1};
     ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &limit));
     DatagramSocket socket;
     ASSERT_TRUE(socket.open() && socket.bind("/tmp/high"));
-    ASSERT_EQ(kBeyond, dup2(socket.descriptor(), kBeyond));
-    EXPECT_EQ(WaitResult::TIMED_OUT, waitReadable(kBeyond, -1));
+    ASSERT_EQ(kHighDescriptor, dup2(socket.descriptor(), kHighDescriptor));
+    EXPECT_EQ(WaitResult::TIMED_OUT, waitReadable(kHighDescriptor, -1));
     ScriptedPeer().send("/tmp/high", "x");
-    EXPECT_EQ(WaitResult::READABLE, waitReadable(kBeyond, 0));
-    close(kBeyond);
+    EXPECT_EQ(WaitResult::READABLE, waitReadable(kHighDescriptor, 0));
+    close(kHighDescriptor);
 }
 
 } // namespace
