@@ -39,6 +39,9 @@ public:
     Fcodes rollbackChanges() override { return rollback(); }
 
     /// "STORE_CHANNELS" and "LOAD_CHANNELS" with the parameter "File"; "Accept Changes".
+    /// FC_BODY_ERROR without a file; the codes of loadDataSet() for a file that cannot be read,
+    /// FC_BAD_VALUE for one that holds no set of channels, and the running channels then stay.
+    /// Success is announced ("Channels Stored", "Channels Loaded"). Other commands are queued.
     Fcodes execute(const std::string& command, std::string& result) override;
 
     /// Nobody sends events to this manager.

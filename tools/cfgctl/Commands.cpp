@@ -18,7 +18,8 @@
 namespace
 {
 
-// As long as the manager itself may take, which waits for the channel manager, and a little more.
+// In seconds: as long as the manager's own work on the command may take, its wait for the channel
+// manager included, and a little more; not what it serves before.
 constexpr int kSaveTimeout = 40;
 constexpr int kStartTimeout = 130;
 constexpr int kMoveTimeout = 60; // a file may come from another disk

@@ -14,8 +14,10 @@ enum ExitStatus : int { EXIT_DONE = 0, EXIT_REFUSED = 1, EXIT_USAGE = 2, EXIT_NO
 class Commands
 {
 public:
-    /// `timeout` in seconds, for every answer; without one each command waits as long as it may
-    /// take at most. Throws std::runtime_error when the client's sockets cannot be made.
+    /// `timeout` in seconds, for every answer; without one each command waits as long as its own
+    /// work may take, not for commands or a boot that the daemon serves first: EXIT_NO_ANSWER then
+    /// does not say that it is not carried out. Throws std::runtime_error when the client's sockets
+    /// cannot be made.
     explicit Commands(std::optional<int> timeout) : mTimeout(timeout) {}
 
     ExitStatus list();

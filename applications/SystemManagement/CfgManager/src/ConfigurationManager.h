@@ -100,9 +100,11 @@ public:
     /// A placeholder: always FC_OK.
     Fcodes abortConfiguration();
 
-    /// The ends of a save and of a start, with their events: write state and result into the row,
-    /// a save its time too, and announce it as addConfiguration() and startConfiguration() say.
-    /// FC_OK for an empty key; FC_BAD_VALUE for a missing file. cfgStored() stores the catalogue.
+    /// The ends of a save and of a successful start: make the row "Available" with Fcode FC_OK,
+    /// after a save with its file's time too ("N/A" when the file is missing), and send the event
+    /// with the result. cfgStored(): FC_BAD_VALUE for a missing file, though the row keeps FC_OK;
+    /// it stores the catalogue. cfgActivated(): "Unavailable" where the row cannot be written. An
+    /// empty key does nothing: FC_OK.
     Fcodes cfgStored(const std::string& rowId);
     Fcodes cfgActivated(const std::string& rowId);
 

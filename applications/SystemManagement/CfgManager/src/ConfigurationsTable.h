@@ -38,8 +38,9 @@ public:
     /// DataHolder::storeDataSet(); FC_NO_SUCH_NAME when there is no catalogue.
     Fcodes store();
 
-    /// Rows: their keys in the store's order (none without a catalogue), and whole rows with the
-    /// store's codes. add() of a key that exists sets its row back to the defaults.
+    /// keys() lists the rows in the store's order; empty without a catalogue. add() and remove()
+    /// work on whole rows, at once and with the store's codes; add() of a key that exists sets its
+    /// row back to the defaults.
     std::vector<std::string> keys() const;
     bool has(const std::string& rowId) const;
     Fcodes add(const std::string& rowId);

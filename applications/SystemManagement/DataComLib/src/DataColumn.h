@@ -29,7 +29,7 @@ public:
     virtual ~DataColumn() = default;
 
     /// Sets name, access and type, and the default to 0; the values stay as they are. The codes are
-    /// not checked: toString() writes an unknown access as RO and an unknown type as STR.
+    /// not checked: toString() writes an unknown access as "RO" and an unknown type as "str".
     virtual void init(const std::string& name, int access, int type);
 
     /// Replaces `out` by the column's element and returns `out`. No character is escaped: a name or

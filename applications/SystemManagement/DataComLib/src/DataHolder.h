@@ -112,8 +112,9 @@ public:
     /// Rows, also on the responder's thread when a peer asks. Ids start at 1; 0 says that there is
     /// no such row or table. The walks pass over different rows, see DataTable. newRow() takes the
     /// first free id for 0 and any other id as it is, negative ones too; the id of a row that
-    /// exists comes back, and the row stays as it is. deleteRow() removes at once, with 0 every
-    /// row: FC_OK also for a row that is missing, FC_NO_SUCH_NAME for an unknown table.
+    /// exists comes back, and the row stays as it is, while the table counts as modified.
+    /// deleteRow() removes at once, with 0 every row: FC_OK also for a row that is missing,
+    /// FC_NO_SUCH_NAME for an unknown table.
     int getFirstRowIndex(const std::string& table) override;
     int getNextRowIndex(const std::string& table, int rowId) override;
     int getLastRowIndex(const std::string& table) override;

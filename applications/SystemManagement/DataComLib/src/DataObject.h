@@ -39,7 +39,7 @@ public:
     /// kept for as long as an item points at it.
     DataColumn* replaceParameter(const std::string& name, DataColumn* column);
 
-    /// The parameters' own names, in order.
+    /// The parameters' own names, in the order of the names under which they were added.
     std::vector<std::string> getParameters() const;
 
     /// Instances, by key, which may be empty; null when there is none. An instance that is added

@@ -101,7 +101,8 @@ public:
     /// Make a row, STATE_ADDED, with an item for each column, which has the column's default or the
     /// value of the item of that name in `templateRow` (null: none). The table is then modified.
     /// newRow() takes the smallest free id and returns it; appendNewRow() takes the highest id and
-    /// 1 more, or 1 in an empty table, and returns it.
+    /// 1 more, at least 1, or the smallest free id when the highest is the largest int, and returns
+    /// it.
     ///
     /// A row that exists under `id` is returned as it is; with `reuse` its pending values become
     /// those of the template, or with no template all its values the defaults, and it is modified.

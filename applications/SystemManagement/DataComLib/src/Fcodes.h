@@ -7,9 +7,11 @@
 //    header and body were wrong.
 //  - "Succeeded" means *equals* FC_OK. Never test a single bit, never compare with 0.
 //  - An operation writes its outputs only when it succeeds, unless its comment says otherwise.
-//  - Nothing throws across a public operation. Exceptions of the JSON library are caught inside the
-//    store (DataSets), exceptions of the standard library are not expected and not caught.
-//  - A result is ignored on purpose only where start-up must go on without it; the line says so.
+//  - Nothing throws across a public operation. The store catches what the JSON library and a
+//    derived store's hooks throw; start() of the communicator a thread that cannot be made. Others,
+//    such as no memory, end the process.
+//  - A result is ignored only where nobody could act on it: at start-up, in cleaning up after
+//    another failure, and where the caller has its answer already.
 //  - A caller that wants a text for an operator asks fcodeText().
 
 #include <cstdint>

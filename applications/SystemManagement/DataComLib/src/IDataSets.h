@@ -269,8 +269,11 @@ public:
                                  const std::string& property, int index) = 0;
 
     /// Hooks that getParams() calls on its thread, under the lock, just before it reads; a derived
-    /// store brings its data up to date in them and may call any operation. Results are ignored; an
-    /// exception ends the request with FC_UNAVAILABLE.
+    /// store brings its data up to date in them and may call any operation. They are called for
+    /// what the committed document has already: a hook cannot add the component, row or value that
+    /// is asked for. A request for everything calls those of dataset and components alone, one for
+    /// whole rows none of values. Results are ignored; an exception ends the request with
+    /// FC_UNAVAILABLE.
     virtual Fcodes onGetDataset(const std::string& dataset) = 0;
     virtual Fcodes onGetComponent(const std::string& dataset, const std::string& component) = 0;
     virtual Fcodes onGetComponentEntry(const std::string& dataset, const std::string& component,

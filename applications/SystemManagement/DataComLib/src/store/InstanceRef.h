@@ -4,8 +4,8 @@
 // an array addressed by index, an object addressed by key, or one unnamed instance addressed by the
 // empty key.
 //
-// Both types refer to the caller's names: they live as long as the call that made them. They take
-// no lock and never throw, whatever shape the tree has.
+// Both types refer to the caller's names and must not outlive them. They take no lock and never
+// throw, whatever shape the tree has.
 
 #include "store/JsonMember.h"
 
@@ -26,11 +26,12 @@ public:
     const Json::Value* find(const Json::Value* component) const;
     Json::Value* find(Json::Value* component) const;
 
-    /// The same, created where it is missing; an array grows up to the index. Null when a value of
-    /// another shape is in the way, and then nothing has been created.
+    /// The same, created where it is missing; an array grows up to the index. Null for a negative
+    /// index, and when a value of another shape is in the way; then nothing has been created.
     Json::Value* findOrCreate(Json::Value* component) const;
 
-    /// Whether findOrCreate() would succeed.
+    /// Whether findOrCreate() would succeed in a component that is an object, null or missing;
+    /// ParamRef::fits() checks that too.
     bool fits(const Json::Value* component) const;
 
     /// Prints the index or the key.

@@ -57,8 +57,8 @@ public:
     /// item that it does not have.
     Fcodes initFromString(const std::string& text);
 
-    /// Frees the rows that are new and nothing else, clears the marks of the others and ends clean;
-    /// pending values stay, see DataItem. FC_OK.
+    /// Frees the rows whose only mark is STATE_ADDED, clears the marks of the others and ends
+    /// clean; pending values stay, see DataItem. FC_OK.
     Fcodes rollbackChanges();
 
     /// True when the state is not clean.

@@ -45,11 +45,6 @@ MessageHeader requestHeaderFor(const std::string& type, const std::string& body)
     return header;
 }
 
-std::string commandBody(const std::string& commandText)
-{
-    return join({"<BODY>\n\t", commandText, "\n</BODY>\n"});
-}
-
 std::string subscribeCommand(const std::string& sockName)
 {
     return join({
@@ -63,6 +58,11 @@ std::string subscribeCommand(const std::string& sockName)
         "\" />\n",
         "\t</Command>\n",
     });
+}
+
+std::string commandBody(const std::string& commandText)
+{
+    return join({"<BODY>\n\t", commandText, "\n</BODY>\n"});
 }
 
 std::string tableItemBody(const std::string& table, int row, const std::string& itemElement)

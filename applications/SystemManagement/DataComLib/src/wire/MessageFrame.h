@@ -18,9 +18,11 @@ std::string messageText(const MessageHeader& header, const std::string& body);
 /// The header of a request with this body, not yet numbered.
 MessageHeader requestHeaderFor(const std::string& type, const std::string& body);
 
+/// The command element of a subscription, for requestCommand().
+std::string subscribeCommand(const std::string& sockName);
+
 /// Bodies of requests. `itemElement` is one of the two below.
 std::string commandBody(const std::string& commandText);
-std::string subscribeCommand(const std::string& sockName);
 std::string tableItemBody(const std::string& table, int row, const std::string& itemElement);
 std::string componentItemBody(const std::string& dataSet, const std::string& component,
                               const std::string& row, const std::string& itemElement);
