@@ -10,7 +10,7 @@ namespace
 {
 
 constexpr std::size_t npos = std::string::npos;
-constexpr std::size_t kMostForRepeatedSearches = 4096; // their cost is the square of the length
+constexpr std::size_t kRepeatedSearchLimit = 4096; // bytes: their cost is the square of the length
 
 void checkSegments(const std::string& text, const std::string& tag)
 {
@@ -70,7 +70,7 @@ void checkRoundTrip(const std::string& text)
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::string text = textOf(data, size);
-    if (size <= kMostForRepeatedSearches)
+    if (size <= kRepeatedSearchLimit)
         for (const char* tag : {"HEADER", "Parameter", "Row", "DataSet"}) {
             checkSegments(text, tag);
             checkValues(text, "ID");

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(ContractTest, TheManagersHelpersCanBeCalled)
+TEST(ContractTest, TheManagersHelpersArePublic)
 {
     ConfigurationManager manager;
     std::string text;

@@ -42,7 +42,7 @@ TEST(ContractTest, AnApplicationReplacesWhatItsHolderOffers)
     EXPECT_EQ(FC_COMM_ERROR, application.requestEvent("/tmp/none", event, 10U, 3U));
 }
 
-TEST(ContractTest, TheHoldersLockIsRecursiveAndOfTheThreadThatTookIt)
+TEST(ContractTest, TheHoldersLockIsRecursiveAndOwnedByItsThread)
 {
     Application application;
     EXPECT_EQ(EPERM, application.unlock());

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-TEST(ContractTest, TheStoreComesWithItsFactory)
+TEST(ContractTest, TheFactoryMakesAStore)
 {
     DataSetsFactory factory;
     IDataSetFactory& maker = factory;

@@ -21,7 +21,7 @@ DataColumn* column(int defaultValue)
 
 } // namespace
 
-TEST(ContractTest, RowsAreAMapToTheirPointers)
+TEST(ContractTest, RowsAndItemsAreWalkedByIterators)
 {
     DataTable table("T");
     table.addColumns("C", column(4));

@@ -51,11 +51,11 @@ TEST_F(CfgctlTest, SavesListsShowsStartsRemovesAndSwitchesWhatTheManagerLogs)
     EXPECT_EQ("no configurations\n", run("list"));
     EXPECT_EQ("save evening: OK\n", run("save", "evening", "-d", "After ten", "--autostart"));
     EXPECT_THAT(readFile("/data/cfg/evening"), HasSubstr("Frequency"));
-    EXPECT_EQ("save día: OK\n", run("save", "día"));
+    EXPECT_EQ("save después: OK\n", run("save", "después"));
 
     EXPECT_THAT(run("list"),
                 MatchesRegex("  NAME     STATE        TIME                 DESCRIPTION\n"
-                             "  día   +Available    [0-9A-Za-z-]+  [0-9:]+\n"
+                             "  después  Available    [0-9A-Za-z-]+  [0-9:]+\n"
                              "[*] evening  Available    [0-9A-Za-z-]+  [0-9:]+  After ten\n"
                              "[*] starts at boot\n"));
     EXPECT_THAT(run("show", "evening"), MatchesRegex("Name:        evening\n"

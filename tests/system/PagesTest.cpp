@@ -47,7 +47,7 @@ TEST(SiblingPageTest, TheShellLinesRunAsTyped)
     EXPECT_THAT(device.output(), HasSubstr("doHandle: event=Configuration Added"));
 }
 
-TEST(SiblingPageTest, TheDaemonServesHearsAndKeepsItsSpeeds)
+TEST(SiblingPageTest, TheDaemonServesAndKeepsItsSpeedsAndTakesEvents)
 {
     Device device;
     RequestingHolder holder;

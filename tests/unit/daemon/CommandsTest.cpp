@@ -33,7 +33,7 @@ protected:
         logged();
     }
 
-    Fcodes load(const std::string& row) { return run("START_CFG", {{"RowID", row}}); }
+    Fcodes start(const std::string& row) { return run("START_CFG", {{"RowID", row}}); }
     Fcodes remove(const std::string& row) { return run("REMOVE_CFG", {{"RowID", row}}); }
     Fcodes rename(const std::string& name, const std::string& newName)
     {
@@ -52,7 +52,7 @@ protected:
     }
 };
 
-TEST_F(CommandsTest, SaveHasTheFileWrittenAddsOrReplacesAStampedRowAndAnnouncesIt)
+TEST_F(CommandsTest, SaveHasTheChannelsStoredAddsOrReplacesTheRowAndAnnouncesIt)
 {
     startWith();
     EXPECT_EQ(FC_OK, run("SAVE_CFG", {{"Name", "night"}, {"Description", "low gain"}}));
@@ -80,7 +80,7 @@ TEST_F(CommandsTest, SaveHasTheFileWrittenAddsOrReplacesAStampedRowAndAnnouncesI
                 Contains("ERROR addConfiguration: Failed to remove file=/data/cfg/night errno=2"));
 }
 
-TEST_F(CommandsTest, SaveThatFailsKeepsTheRowUnstampedAndOnlyAMissingFileIsAnnounced)
+TEST_F(CommandsTest, FailedSaveLeavesARowWithoutATimeAndAnnouncesOnlyAMissingFile)
 {
     startWith();
     mManager.channelsResult = FC_ACCESS_DENIED;
@@ -149,7 +149,7 @@ TEST_F(CommandsTest, StartLoadsTheFileOnceAndAnnouncesTheActivation)
     startWith({"3"});
     mManager.requests.clear();
     mManager.duringLoad = [&] { EXPECT_EQ("Inprogress", text("3", "State")); };
-    EXPECT_EQ(FC_OK, load("3"));
+    EXPECT_EQ(FC_OK, start("3"));
     EXPECT_THAT(logged(),
                 ElementsAre("INFO execute: command=START_CFG", "INFO startConfiguration: name=3",
                             "INFO startConfiguration: sending to/tmp/sockChan command" +
@@ -158,9 +158,9 @@ TEST_F(CommandsTest, StartLoadsTheFileOnceAndAnnouncesTheActivation)
 
     std::vector<Fcodes> meanwhile;
     mManager.duringLoad = [&] {
-        std::thread([&] { meanwhile = {deleteRow(3), load("3")}; }).join();
+        std::thread([&] { meanwhile = {deleteRow(3), start("3")}; }).join();
     };
-    EXPECT_EQ(FC_OK, load("3"));
+    EXPECT_EQ(FC_OK, start("3"));
     EXPECT_THAT(meanwhile, ElementsAre(FC_ACCESS_DENIED, FC_UNAVAILABLE));
     const char request[] = "/tmp/sockChan LOAD_CHANNELS /data/cfg/3 120 1";
     EXPECT_THAT(mManager.requests, ElementsAre(request, request));
@@ -171,13 +171,13 @@ TEST_F(CommandsTest, FailedStartRaisesAnErrorEventAndLeavesItsCodeInTheRow)
 {
     startWith({"a"});
     mManager.channelsResult = FC_LOS;
-    EXPECT_EQ(FC_LOS, load("a"));
+    EXPECT_EQ(FC_LOS, start("a"));
     EXPECT_THAT(logged(),
                 IsSupersetOf(Lines{"ERROR startConfiguration: requestCommand failed fcode=66560",
                                    eventLine("Error", "a", "10400")}));
     EXPECT_THAT(catalogue(), ElementsAre(rowLine("a", " ", "10400"), "starts "));
 
-    EXPECT_EQ(FC_NO_SUCH_NAME, load("unknown"));
+    EXPECT_EQ(FC_NO_SUCH_NAME, start("unknown"));
     EXPECT_EQ(eventLine("Error", "unknown", "10008"), logged().back());
     EXPECT_EQ(FC_BODY_ERROR, run("START_CFG", {}));
     EXPECT_THAT(logged(), ElementsAre("INFO execute: command=START_CFG",
@@ -186,18 +186,18 @@ TEST_F(CommandsTest, FailedStartRaisesAnErrorEventAndLeavesItsCodeInTheRow)
 
     mManager.channelsResult = FC_OK;
     mManager.duringLoad = [&] { mManager.deleteDataSet("CfgDataSet"); };
-    EXPECT_EQ(FC_NO_SUCH_NAME, load("a"));
+    EXPECT_EQ(FC_NO_SUCH_NAME, start("a"));
     EXPECT_THAT(logged(),
                 IsSupersetOf(Lines{"ERROR cfgActivated: init failed State | Fcode fcode=65544",
                                    eventLine("Error", "a", "10008"),
                                    "ERROR startConfiguration: cfgActivated failed fcode=65544"}));
 }
 
-TEST_F(CommandsTest, RowThatIsNotAvailableIsRefusedAndMadeAvailable)
+TEST_F(CommandsTest, StartOfARowThatIsNotAvailableIsRefusedAndMakesItAvailable)
 {
     startWith({"a"});
     change("a", "State", "Inprogress");
-    EXPECT_EQ(FC_UNAVAILABLE, load("a"));
+    EXPECT_EQ(FC_UNAVAILABLE, start("a"));
     EXPECT_THAT(logged(),
                 ElementsAre("INFO execute: command=START_CFG", "INFO startConfiguration: name=a",
                             "ERROR startConfiguration: Cfg row=a state is not AVAILABLE",
@@ -325,7 +325,7 @@ TEST_F(CommandsTest, FilesOfAnyNameAreRemovedAndRenamedButNoneOutsideTheDirector
     EXPECT_EQ("kept", readFile("/data/precious"));
 }
 
-TEST_F(CommandsTest, RowThatCannotHoldAllPropertiesIsReportedAndReplacedAllTheSame)
+TEST_F(CommandsTest, RenameAndSaveReportPropertiesThatTheCatalogueLacks)
 {
     startWith({"a"});
     writeFile("/tmp/lacking.json", R"({"dataset":"CfgDataSet","components":{
@@ -342,7 +342,7 @@ TEST_F(CommandsTest, RowThatCannotHoldAllPropertiesIsReportedAndReplacedAllTheSa
     EXPECT_THAT(logged(), Contains("ERROR addConfiguration: Failed accept changes fcode=65544"));
 }
 
-TEST_F(CommandsTest, OneEventOfTheDeviceManagerSetsTheZone)
+TEST_F(CommandsTest, OnlyDateAndTimeUpdatedSetsTheZone)
 {
     startWith();
     MessageEvent event;

@@ -32,7 +32,7 @@ TEST_F(StartUpTest, FirstBootMakesTheDirectoryAndServesTheFactoryCatalogue)
     EXPECT_TRUE(exists(kStoredCatalogue)); // the scan ends in a store
 }
 
-TEST_F(StartUpTest, SecondBootKeepsRowsByTheirFilesAndSaysThatTheDirectoryIsThere)
+TEST_F(StartUpTest, SecondBootKeepsRowsWhoseFilesExistAndClearsAStaleAutoStart)
 {
     placeCatalogue({"k=/data/cfg/x"}, "gone");
     mManager.init();
@@ -102,7 +102,7 @@ TEST_F(StartUpTest, MissingFileRemovesItsRowAndThoseMatchedBeforeIt)
     EXPECT_TRUE(exists("/data/cfg/a")); // files stay; the next boot finds them anew
 }
 
-TEST_F(StartUpTest, CatalogueOfAnyShapeIsSurvived)
+TEST_F(StartUpTest, CatalogueOfWrongShapesDoesNotStopStartUp)
 {
     writeFile("/data/cfg/a", "channels");
     writeFile(kStoredCatalogue,

@@ -117,7 +117,7 @@ TEST_F(DataHolderTablesTest, CellsHaveACommittedAndAPendingValue)
     EXPECT_EQ("2 2 Full Full 0", cell("Mode"));
 }
 
-TEST_F(DataHolderTablesTest, WhatIsMissingIsNamedAsEachOperationDoes)
+TEST_F(DataHolderTablesTest, EachOperationLogsAMissingTableRowOrItemInItsOwnWords)
 {
     using In = const std::string&;
     Tables& h = mHolder;
@@ -175,7 +175,7 @@ TEST_F(DataHolderTablesTest, RowsAreMadeWalkedAndRemovedAtOnce)
     EXPECT_THAT(walk("Pumps"), ElementsAre(0, 0, 0, 0));
 }
 
-TEST_F(DataHolderTablesTest, ServedTableIsLookedUpOnceAndItsRowsAreNamedByWholeNumbers)
+TEST_F(DataHolderTablesTest, ServedTableIsLookedUpOnceAndItsRowIdsAreDecimal)
 {
     using Names = std::vector<std::string>;
     std::string text = "untouched";

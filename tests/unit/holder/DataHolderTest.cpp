@@ -48,7 +48,7 @@ private:
     }
 };
 
-TEST(DataHolderTest, WorkerTakesEntriesInTheirOrderAndKnowsTwoCommandsToTheLetter)
+TEST(DataHolderTest, WorkerServesTheQueueInOrderAndCarriesOutTwoExactCommands)
 {
     LogCapture log;
     static LoggingHolder& holder = *new LoggingHolder; // its worker is never stopped
@@ -76,7 +76,7 @@ TEST(DataHolderTest, WorkerTakesEntriesInTheirOrderAndKnowsTwoCommandsToTheLette
                             "WARN rollback"));
 }
 
-TEST(DataHolderTest, EveryOperationOfTheStoreDoesOnTheHolderWhatItDoesOnAStore)
+TEST(DataHolderTest, EachStoreOperationIsForwardedToTheStore)
 {
     LogCapture log;
     const std::string rows = R"({"properties": {"i": {"type": "integer", "default": 5},

@@ -36,7 +36,7 @@ protected:
     }
 };
 
-TEST_F(DataSetsChangesTest, WhereNothingIsPendingThereIsNothingToEnd)
+TEST_F(DataSetsChangesTest, CommitAndRollbackWithNothingPendingChangeNothing)
 {
     store.touchDataSet("X");
     store.touchComponent("D", "X");
@@ -64,7 +64,7 @@ TEST_F(DataSetsChangesTest, CommitCopiesEveryPendingValueAndRollbackForgetsThem)
                 ElementsAre("b"));
 }
 
-TEST_F(DataSetsChangesTest, PresenceAndNotDifferenceCountsAsChanged)
+TEST_F(DataSetsChangesTest, AWorkingCopyEqualToTheCommittedDataCountsAsChanged)
 {
     const auto changed = [this] {
         return std::vector{store.isChangedDataSet("D"),
@@ -99,7 +99,7 @@ TEST_F(DataSetsChangesTest, AfterCommitComponentTheDatasetIsStillChanged)
     EXPECT_FALSE(store.isChangedDataSet("D"));
 }
 
-TEST_F(DataSetsChangesTest, CommitNeverRemovesAndMakesWhatIsMissing)
+TEST_F(DataSetsChangesTest, CommitRemovesNothingAndRestoresWhatHasGone)
 {
     store.touchDataSet("D");
     store.untouchProperty("D", "K", "v", "a");
@@ -129,7 +129,7 @@ TEST_F(DataSetsChangesTest, TouchingReplacesWhatIsPendingWithACopyOfTheCommitted
     EXPECT_EQ("1/-1 8/8 4/4 5/5 ", values());
 }
 
-TEST_F(DataSetsChangesTest, ValuesThatNoLongerFitAreSkippedWithALine)
+TEST_F(DataSetsChangesTest, ValuesThatNoLongerFitAreSkippedAndLogged)
 {
     change();
     load("{'I': {'instances': {'k': {}}}, 'S': {'instance': {'v': 3}}}");

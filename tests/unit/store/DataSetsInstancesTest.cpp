@@ -27,7 +27,7 @@ TEST_F(DataSetsInstancesTest, ANewInstanceCarriesEveryPropertyAtItsDefault)
     EXPECT_FALSE(store.isChanged());
 }
 
-TEST_F(DataSetsInstancesTest, ShapeConflictsAndMissingNamesAreRefusedWithTheirLines)
+TEST_F(DataSetsInstancesTest, ShapeConflictsAndMissingNamesAreRefusedAndLogged)
 {
     load("{'K': {'instances': {'a': {}}}, 'I': {'instances': [{}]}, 'S': {'instance': [1]}, "
          "'N': 5}");
@@ -68,7 +68,7 @@ TEST_F(DataSetsInstancesTest, RemovingByIndexMovesLaterInstancesOneDown)
     EXPECT_EQ(json("{'I': {'instances': [{'v': 1}]}, 'K': {'instances': {}}}"), committed());
 }
 
-TEST_F(DataSetsInstancesTest, AnInstanceIsThereWhenItIsNotNull)
+TEST_F(DataSetsInstancesTest, HasInstanceIsFalseForNullAndForOtherShapes)
 {
     load("{'K': {'instances': {'a': {}, 'n': null}}, 'I': {'instances': [{}, null]}, "
          "'S': {'instance': {}}, 'T': {'instance': 5}}");
@@ -81,7 +81,7 @@ TEST_F(DataSetsInstancesTest, AnInstanceIsThereWhenItIsNotNull)
                 testing::Each(false));
 }
 
-TEST_F(DataSetsInstancesTest, ListsAppendInstancesReplacePropertiesAndSizesCountInstances)
+TEST_F(DataSetsInstancesTest, GetInstancesAppendsGetPropertiesReplacesAndSizesCountInstances)
 {
     load("{'K': {'instances': {'b': 1, 'a': null}, 'properties': {'q': {}, 'p': {}}}, "
          "'I': {'instances': [1]}, 'S': {'instance': {}}, 'E': {'instances': null}}");

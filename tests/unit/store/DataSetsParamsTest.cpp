@@ -38,7 +38,7 @@ protected:
     }
 };
 
-TEST_F(DataSetsParamsTest, ReadersConvertWhatTheLibraryConverts)
+TEST_F(DataSetsParamsTest, ReadsConvertAsTheJsonLibraryDoes)
 {
     // clang-format off
     struct Case { const char* property; Fcodes intCode, textCode, boolCode; const char* values; };
@@ -105,7 +105,7 @@ TEST_F(DataSetsParamsTest, ATextIsConvertedToTheTypeOfTheDefinition)
     }
 }
 
-TEST_F(DataSetsParamsTest, NumbersAndTruthsAreSetAndInitialisedAlike)
+TEST_F(DataSetsParamsTest, SetLeavesIntegersAndBooleansPendingAndInitCommitsThem)
 {
     expectEach(FC_OK, {store.setIntParam("D", "C", "Int", -7, "k"),
                        store.setIntParam("D", "C", "Enum", 3, "k"),
@@ -117,7 +117,7 @@ TEST_F(DataSetsParamsTest, NumbersAndTruthsAreSetAndInitialisedAlike)
     EXPECT_EQ("8/8 1/1 true/true", value("Int") + ' ' + value("Enum") + ' ' + value("Bool"));
 }
 
-TEST_F(DataSetsParamsTest, EachFailureHasItsLine)
+TEST_F(DataSetsParamsTest, EachFailureAndConversionIsLogged)
 {
     int n = 0;
     std::string text;

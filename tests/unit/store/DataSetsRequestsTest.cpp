@@ -123,7 +123,7 @@ TEST_F(DataSetsRequestsTest, RequestWithoutDatasetIsABodyError)
         }
 }
 
-TEST_F(DataSetsRequestsTest, FetchingNamesAnswersNoneAndLeavesAMemberInTheDocument)
+TEST_F(DataSetsRequestsTest, FetchesAnswerEmptyListsAndAddAMemberToTheDocument)
 {
     const auto stored = [this] {
         Json::Value root = storedDocument();
@@ -145,7 +145,7 @@ TEST_F(DataSetsRequestsTest, FetchingNamesAnswersNoneAndLeavesAMemberInTheDocume
     EXPECT_FALSE(store.isChanged());
 }
 
-TEST_F(DataSetsRequestsTest, FetchedNamesAreThoseThatStandBesideTheComponents)
+TEST_F(DataSetsRequestsTest, FetchesReadTheMembersBesideTheComponents)
 {
     write("/tmp/D.json", R"({'components': {'C': {'properties': {'p': {}}, 'instances': {'k': {}}}},
         'C': {'properties': {'q': 1, 'o': 2}, 'instances': [1]}, 'dataset': 'D'})");
@@ -188,7 +188,7 @@ private:
     }
 };
 
-TEST_F(DataSetsRequestsTest, HooksComeJustBeforeEachReadAndMayChangeWhatIsRead)
+TEST_F(DataSetsRequestsTest, HooksAreCalledBeforeEachReadAndMayChangeTheData)
 {
     LiveStore live;
     live.loadComponent("D", "I", R"({"properties": {"Int": {"type": "integer"}},
@@ -235,7 +235,7 @@ TEST_F(DataSetsRequestsTest, SetParamsWritesPendingValuesOfEveryType)
               ask(kGet, "{'I': {}, 'K': {}}", FC_OK));
 }
 
-TEST_F(DataSetsRequestsTest, ARefusalIsLoggedAndNothingIsWritten)
+TEST_F(DataSetsRequestsTest, ARefusedRequestIsLoggedAndWritesNothing)
 {
     store.setIntParam("D", "I", "Int", 77, 0);
     const std::string before = committed();

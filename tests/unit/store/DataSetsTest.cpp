@@ -104,7 +104,7 @@ TEST_F(DataSetsTest, ABadComponentTextIsReportedOnStandardOutput)
     EXPECT_EQ(FC_NO_SUCH_NAME, store.storeDataSet("D", "/tmp/none"));
 }
 
-TEST_F(DataSetsTest, AStepOfSeveralCallsIsWholeForOtherThreadsAndInTheFileThatAllOfThemStore)
+TEST_F(DataSetsTest, CallsUnderTheLockAreOneStepForOtherThreadsAndForTheStoredFile)
 {
     load("{'C': {'properties': {'a': {'type': 'integer'}, 'b': {'type': 'integer'}}, "
          "'instance': {'a': 0, 'b': 0}}}");

@@ -34,7 +34,7 @@ protected:
     std::array<bool, 3> flags = {true, true, false};
 };
 
-TEST_F(DatasetUpdateTest, WithoutBothSetsOfComponentsNothingIsDone)
+TEST_F(DatasetUpdateTest, MissingDatasetsAndComponentsAreRefused)
 {
     load("{'C': {}}");
     write("/tmp/bare.json", "{}");
@@ -62,7 +62,7 @@ TEST_F(DatasetUpdateTest, MalformedReferenceLeavesTheDatasetUnchanged)
     }
 }
 
-TEST_F(DatasetUpdateTest, KeyedInstancesAreGivenWhatTheyLackOfANewOrAnOldProperty)
+TEST_F(DatasetUpdateTest, KeyedInstancesAreCompletedWithNewAndOldProperties)
 {
     const std::string old = "'p': {'default': 5}";
     const std::string defined = "'properties': {'o': {'type': 'integer', 'default': 9}, "
@@ -83,7 +83,7 @@ TEST_F(DatasetUpdateTest, KeyedInstancesAreGivenWhatTheyLackOfANewOrAnOldPropert
     // clang-format on
 }
 
-TEST_F(DatasetUpdateTest, AReferenceValueIsTakenInTheFormOfTheNewType)
+TEST_F(DatasetUpdateTest, AReferenceValueIsConvertedToTheNewType)
 {
     // clang-format off
     struct Case { std::string type, offered, taken; Lines lines; };
@@ -109,7 +109,7 @@ TEST_F(DatasetUpdateTest, AReferenceValueIsTakenInTheFormOfTheNewType)
     }
 }
 
-TEST_F(DatasetUpdateTest, ACompletedInstanceHoldsTheDefaultInTheTypeOfTheProperty)
+TEST_F(DatasetUpdateTest, DefaultsAreConvertedToTheTypeOfTheProperty)
 {
     const std::string defined =
         "{'properties': {'i': {'type': 'integer', 'default': '7'}, 'j': {'type': 'integer'}, "
@@ -145,7 +145,7 @@ TEST_F(DatasetUpdateTest, IndexedSingleAndMissingInstancesAreCompletedWithTheDef
     // clang-format on
 }
 
-TEST_F(DatasetUpdateTest, WhatTheReferenceLacksGoesPropertiesFirstAndMissingComponentsComeWhole)
+TEST_F(DatasetUpdateTest, RemovesWhatTheReferenceLacksAndCopiesMissingComponents)
 {
     flags = {false, false, false};
     const std::string absent = "Removing non-existent ";

@@ -6,7 +6,7 @@
 namespace
 {
 
-TEST(InstanceFilterTest, TheTextFormComparesAsText)
+TEST(InstanceFilterTest, TextOperandsCompareAsText)
 {
     using Pairs = std::vector<std::pair<const char*, const char*>>; // value, operand
     // clang-format off
@@ -46,7 +46,7 @@ TEST(InstanceFilterTest, TheTextFormComparesAsText)
     }
 }
 
-TEST(InstanceFilterTest, TheIntegerFormAndOtherValuesSelectByTheirKind)
+TEST(InstanceFilterTest, IntegerOperandsSelectOnlyIntegersAndListsHaveNoText)
 {
     const Json::Value nine(9);
     const Json::Value text("9");

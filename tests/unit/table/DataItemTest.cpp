@@ -36,7 +36,7 @@ TEST_F(DataItemTest, NewStrItemIsEmptyAndLogsAnError)
                   "WARN DataItem:setValue(int): item=Name ENUM not found ind=4"});
 }
 
-TEST_F(DataItemTest, TextLagsTheIntegerByOneStep)
+TEST_F(DataItemTest, PendingTextLagsTheIntegerByOneStep)
 {
     EXPECT_EQ(FC_OK, limit.setValue("7"));
     EXPECT_EQ("40/40 7/7 4", show(limit));
@@ -84,7 +84,7 @@ TEST_F(DataItemTest, CopyIsNewAndInNoRow)
     EXPECT_EQ("40/40 8/8 4", show(limit));
 }
 
-TEST_F(DataItemTest, TextHoldsTheCommittedValueAndIsRead)
+TEST_F(DataItemTest, ElementHoldsTheCommittedValueAndIsReadIntoBoth)
 {
     mode.setValue("Off");
     EXPECT_EQ("\t\t\t<Item Name=\"Mode\" Value=\"On\" />\n", textOf(mode));

@@ -22,7 +22,7 @@ protected:
     DataObject fan{"Fan"};
 };
 
-TEST_F(DataObjectTest, EmptyKeyIsAKey)
+TEST_F(DataObjectTest, EmptyKeyAddressesAnInstance)
 {
     fan.newInstance("", nullptr, false);
     DataObject copy;

@@ -133,7 +133,7 @@ TEST_F(DataSetTest, StoreLogsWhatCannotBeWrittenOrReadBackAndIsNoError)
          "INFO DataSet:store: stored in file=/data/none/file"});
 }
 
-TEST_F(DataSetTest, ChangesMarkAllAboveAndTouchingAllBelow)
+TEST_F(DataSetTest, ChangesMarkTheOwnersModifiedAndTouchTheParts)
 {
     /// The states of the set, of a table, its row and its item.
     const auto states = [this](const char* name) {

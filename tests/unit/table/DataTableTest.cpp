@@ -171,7 +171,7 @@ TEST_F(DataTableTest, ReplacedColumnGoesToTheEndAndKeepsTheValuesItCanHold)
          "WARN DataTable:replaceColumn: int column=Mode Set default instead of type=3 val=Eco"});
 }
 
-TEST_F(DataTableTest, ReplacedColumnIsTheCallers)
+TEST_F(DataTableTest, ReplacedColumnBelongsToTheCaller)
 {
     static int freed;
     freed = 0;
@@ -201,7 +201,7 @@ TEST_F(DataTableTest, ReplacedColumnIsTheCallers)
     delete last;
 }
 
-TEST_F(DataTableTest, UpdateTakesOverWhatItsFlagsSay)
+TEST_F(DataTableTest, UpdateCopiesAndRemovesColumnsAndRowsByItsFlags)
 {
     DataTable reference("Reference");
     reference.addColumns("Mode", column("Mode", DataColumn::ENUM, 0, {"Off", "On"}));
@@ -247,7 +247,7 @@ TEST_F(DataTableTest, RowTextIsReadIntoTheItemsOfTheRow)
                   "ERROR DataItem:initValue: item=Mode ENUM not found text=Up"});
 }
 
-TEST_F(DataTableTest, ReadingReportsWhatIsWrongAndTakesTheRest)
+TEST_F(DataTableTest, ReadingLogsBadElementsAndKeepsTheRest)
 {
     DataObject object;
     const auto check = [this](auto& unit, const std::string& start, const std::string& name,

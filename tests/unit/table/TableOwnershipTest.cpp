@@ -70,7 +70,7 @@ TEST_F(TableOwnershipTest, NothingDanglesInAnyOrderOfRemoval)
     } while (std::next_permutation(order.begin(), order.end()));
 }
 
-TEST_F(TableOwnershipTest, WhatIsAddedElsewhereLeavesWhereItWas)
+TEST_F(TableOwnershipTest, AddingElsewhereRemovesFromTheFormerOwner)
 {
     DataTable first("first");
     DataTable second("second");
@@ -98,7 +98,7 @@ TEST_F(TableOwnershipTest, WhatIsAddedElsewhereLeavesWhereItWas)
     EXPECT_EQ(moved, other.getTable("t"));
 }
 
-TEST_F(TableOwnershipTest, ReplacedColumnThatAnotherTableHasStaysThatTables)
+TEST_F(TableOwnershipTest, ReplacedColumnThatIsSharedStaysTheOtherTables)
 {
     DataTable first("first");
     DataObject second("second");

@@ -7,7 +7,7 @@
 #include <map>
 #include <thread>
 
-TEST(TableThreadsTest, AllOperationsMayMeetOnOneTableAndNoChangeUnderItsLockIsLost)
+TEST(TableThreadsTest, ConcurrentOperationsLoseNoChangeMadeUnderTheLock)
 {
     constexpr int kRounds = 400;
     LogCapture log;

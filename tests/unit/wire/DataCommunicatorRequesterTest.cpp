@@ -42,7 +42,7 @@ protected:
 
 // What goes out
 
-TEST_F(DataCommunicatorRequesterTest, EveryRequestHasItsTextAndTheNextNumberFromOne)
+TEST_F(DataCommunicatorRequesterTest, RequestsHaveTheirExactTextsAndAreNumberedFromOne)
 {
     int id = 0; // ctest runs each case in a process of its own
     const auto sent = [this, &id] {
@@ -209,7 +209,7 @@ TEST_F(DataCommunicatorRequesterTest, TheResponderServesAndFilesWhileARequestWai
               }));
 }
 
-TEST_F(DataCommunicatorRequesterTest, ADataItemIsTakenFromTheAnswerAndThePeersFailureToo)
+TEST_F(DataCommunicatorRequesterTest, ADataItemComesWithThePeersCode)
 {
     const auto ask = [this](const char* type, Fcodes fcode, const std::string& body) {
         mValue = "untouched";

@@ -70,7 +70,7 @@ TEST_F(DataCommunicatorTest, ASocketThatCannotBeMadeEndsTheProcessWithStatusZero
 
 // Transfers
 
-TEST_F(DataCommunicatorTest, ReadingTellsAnAcceptedMessageFromAnUnusableOne)
+TEST_F(DataCommunicatorTest, ReadMsgTakesWholeMessagesAndSaysWhatIsWrongWithOthers)
 {
     const std::string head = "<HEADER ID=\"1\" Type=\"T\" Size=\"9\" >\n</HEADER>\n";
     const std::string sized0 = "<HEADER ID=\"1\" Type=\"T\" Size=\"0\" ></HEADER>";
@@ -170,7 +170,7 @@ TEST_F(DataCommunicatorTest, ReadlineAppendsUpToTheLineFeed)
 
 // Commands and events
 
-TEST_F(DataCommunicatorTest, AMessageIsTreatedByItsTypeAndContent)
+TEST_F(DataCommunicatorTest, EachMessageCallsTheHolderOrIsRefusedWithItsCode)
 {
     const std::string table = "<Parameter Name=\"Table\" Value=\"T\" />";
     const std::string row = "<Parameter Name=\"Row\" Value=\"3\" />";
@@ -223,7 +223,7 @@ TEST_F(DataCommunicatorTest, AMessageIsTreatedByItsTypeAndContent)
     EXPECT_EQ(FC_OK, mCom.treatEventMsg(mHeader, "<BODY></BODY>")); // of another type
 }
 
-TEST_F(DataCommunicatorTest, AnObserverThatSubscribesAgainMovesToTheEndAtAnyTime)
+TEST_F(DataCommunicatorTest, ARepeatedSubscriptionMovesToTheEndOfTheList)
 {
     const char* const good = "<Parameter Name=\"SockName\" Value=\"/tmp/peer\" />";
     EXPECT_EQ(FC_OK, treat("COMMAND", command("SUBSCRIBE", good)));
@@ -278,7 +278,7 @@ TEST_F(DataCommunicatorTest, WithoutAHolderRequestsAreUnavailableAndEventsAreDro
 
 // The loop
 
-TEST_F(DataCommunicatorTest, TheResponderAnswersRequestsOfEverybody)
+TEST_F(DataCommunicatorTest, TheResponderAnswersEachTypeOfRequest)
 {
     for (const char* path : {kSock, kSendSock})
         EXPECT_EQ(std::filesystem::perms::all, std::filesystem::status(path).permissions());

@@ -57,7 +57,7 @@ TEST(MessageTextTest, PropertyValuesAreFoundWithoutWordBoundaryOrEscaping)
     }
 }
 
-TEST(MessageTextTest, TokensEndAtTheirDelimiterAndAnyBlankStandsForAll)
+TEST(MessageTextTest, TokensEndAtTheirDelimiterAndABlankMatchesAnyBlank)
 {
     std::string out;
     EXPECT_EQ(4u, getToken("a bc\nd\te", 0, "\t", " ", out));

@@ -23,7 +23,7 @@ protected:
     ResponseHistory mHistory;
 };
 
-TEST_F(ResponseHistoryTest, AnAnswerFiledAgainGoesInTheTurnOfItsFirstFiling)
+TEST_F(ResponseHistoryTest, AnAnswerFiledAgainIsDroppedInTheTurnOfItsFirstFiling)
 {
     for (int id = 1; id <= 9; ++id)
         mHistory.store(id, {"", "old", ""});
