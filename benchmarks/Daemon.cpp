@@ -80,20 +80,20 @@ DataDirectory::~DataDirectory()
         umount2("/data", MNT_DETACH);
 }
 
-void DataDirectory::select(int rows)
+void DataDirectory::placeCatalogue(int rows)
 {
-    if (rows == mSelected)
+    if (rows == mPlacedRows)
         return;
-    if (mSelected != -1)
-        fs::rename(kCfgDir, pathAside(mSelected));
+    if (mPlacedRows != -1)
+        fs::rename(kCfgDir, pathAside(mPlacedRows));
     if (fs::exists(pathAside(rows)))
         fs::rename(pathAside(rows), kCfgDir);
     else
-        make(rows);
-    mSelected = rows;
+        makeCatalogue(rows);
+    mPlacedRows = rows;
 }
 
-void DataDirectory::make(int rows)
+void DataDirectory::makeCatalogue(int rows)
 {
     fs::create_directory(kCfgDir);
     if (rows == 0)
@@ -213,4 +213,4 @@ Memory memoryOf(pid_t pid)
     return memory;
 }
 
-void forgetPeak(pid_t pid) { std::ofstream("/proc/" + std::to_string(pid) + "/clear_refs") << "5"; }
+void resetPeak(pid_t pid) { std::ofstream("/proc/" + std::to_string(pid) + "/clear_refs") << "5"; }

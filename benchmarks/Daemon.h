@@ -15,7 +15,7 @@ class BenchmarkRun;
 /// The name of the row and configuration with this number.
 std::string rowName(int number);
 
-/// What stands on /data: sets of configurations, of which the daemon finds the selected one.
+/// What stands on /data: sets of configurations, of which the daemon finds the one placed last.
 class DataDirectory
 {
 public:
@@ -29,13 +29,13 @@ public:
 
     /// Puts a catalogue of `rows` rows, and their files, on /data/cfg; what stood there is kept for
     /// the next time. 0 rows: the factory catalogue.
-    void select(int rows);
+    void placeCatalogue(int rows);
 
 private:
-    void make(int rows);
+    void makeCatalogue(int rows);
 
     bool mMounted = false;
-    int mSelected = -1;
+    int mPlacedRows = -1;
 };
 
 class Daemon
@@ -93,4 +93,4 @@ struct Memory {
     double peak;
 };
 Memory memoryOf(pid_t pid);
-void forgetPeak(pid_t pid);
+void resetPeak(pid_t pid);

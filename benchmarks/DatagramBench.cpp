@@ -103,7 +103,7 @@ void reportWorst(BenchmarkRun& run, const std::string& level, const std::string&
 void benchDatagrams(BenchmarkRun& run)
 {
     DataDirectory data;
-    data.select(100);
+    data.placeCatalogue(100);
     reportWorst(run, "2", "no pipe", 1);
     const Collector collector;
     reportWorst(run, "2", "a pipe", 0);

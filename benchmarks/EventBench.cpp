@@ -47,8 +47,8 @@ public:
         });
     }
 
-    /// The first subscriber reads no more.
-    void stickOne(RawSocket& sender)
+    /// The first subscriber reads no more, and its queue is full.
+    void fillFirstQueue(RawSocket& sender)
     {
         mStuck = 1;
         while (sender.send(mAddresses[0], "full")) {
@@ -101,7 +101,7 @@ void benchEvents(BenchmarkRun& run)
 
     Notifier free("All", 10);
     Notifier stuck("Stuck", 10);
-    stuck.stickOne(sender);
+    stuck.fillFirstQueue(sender);
     const auto medians = run.interleave(
         kRounds, {[&] { return stuck.secondsEach(20); }, [&] { return free.secondsEach(20); }});
     run.report({"event to 10 subscribers, one of them stuck", medians[0], "none stuck", medians[1],

@@ -15,12 +15,12 @@ void benchGet(BenchmarkRun& run)
     const std::string payload(270, 'r');
 
     DataDirectory data;
-    data.select(100);
+    data.placeCatalogue(100);
     Daemon small("2");
     small.moveTo("/tmp/sockCfgSmall");
     expectItem(client, small, rowName(99));
     PreparedMessage getSmall = getItem(rowName(50));
-    data.select(10000);
+    data.placeCatalogue(10000);
     const Daemon large("2");
     expectItem(client, large, rowName(9999));
     PreparedMessage getLarge = getItem(rowName(5000));

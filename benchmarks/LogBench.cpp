@@ -68,7 +68,7 @@ void benchLog(BenchmarkRun& run)
 {
     measureSites(run);
     DataDirectory data;
-    data.select(100);
+    data.placeCatalogue(100);
     measureDaemon(run, "no pipe", 1.02);
     const Collector collector;
     measureDaemon(run, "a pipe that is read", 0);

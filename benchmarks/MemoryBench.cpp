@@ -17,12 +17,12 @@ struct Footprint {
 
 Footprint footprint(DataDirectory& data, int rows)
 {
-    data.select(rows);
+    data.placeCatalogue(rows);
     const Daemon daemon("2");
     const double loaded = memoryOf(daemon.pid()).resident;
     RawSocket client("/tmp/sockBenchClient");
     PreparedMessage store = setAutoStart(rowName(1));
-    forgetPeak(daemon.pid());
+    resetPeak(daemon.pid());
     request(client, daemon.address(), store);
     return {loaded, memoryOf(daemon.pid()).peak};
 }

@@ -8,15 +8,15 @@
 namespace
 {
 
-void measure(BenchmarkRun& run, DataDirectory& data, const std::string& place)
+void measureStarts(BenchmarkRun& run, DataDirectory& data, const std::string& place)
 {
     const auto startWith = [&data](int rows) {
-        data.select(rows);
+        data.placeCatalogue(rows);
         return Daemon("2").startSeconds();
     };
     const auto medians = run.interleave(9, {[&] { return startWith(10000); },
                                             [&] {
-                                                data.select(10000);
+                                                data.placeCatalogue(10000);
                                                 return rawStartSeconds();
                                             },
                                             [&] { return startWith(1000); }});
@@ -32,10 +32,10 @@ void benchStart(BenchmarkRun& run)
 {
     {
         DataDirectory memory;
-        measure(run, memory, "in memory");
+        measureStarts(run, memory, "in memory");
     }
     if (!run.disk().empty()) {
         DataDirectory disk(run.disk());
-        measure(run, disk, "on disk");
+        measureStarts(run, disk, "on disk");
     }
 }

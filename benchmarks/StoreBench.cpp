@@ -14,9 +14,9 @@
 namespace
 {
 
-void measure(BenchmarkRun& run, DataDirectory& data, const std::string& place, int rows)
+void measureStores(BenchmarkRun& run, DataDirectory& data, const std::string& place, int rows)
 {
-    data.select(rows);
+    data.placeCatalogue(rows);
     const Daemon daemon("2");
     RawSocket client("/tmp/sockBenchClient");
     PreparedMessage commands[] = {setAutoStart(rowName(1)), setAutoStart(rowName(2))};
@@ -56,7 +56,7 @@ double secondsToUpdate(int rows)
     return watch.seconds();
 }
 
-void benchUpdate(BenchmarkRun& run)
+void measureUpdate(BenchmarkRun& run)
 {
     gDbgLevel = 5; // nothing is logged
     const auto medians = run.interleave(
@@ -69,15 +69,15 @@ void benchUpdate(BenchmarkRun& run)
 
 void benchStore(BenchmarkRun& run)
 {
-    benchUpdate(run);
+    measureUpdate(run);
     for (const int rows : {40, 1000, 10000}) {
         {
             DataDirectory memory;
-            measure(run, memory, "in memory", rows);
+            measureStores(run, memory, "in memory", rows);
         }
         if (!run.disk().empty()) {
             DataDirectory disk(run.disk());
-            measure(run, disk, "on disk", rows);
+            measureStores(run, disk, "on disk", rows);
         }
     }
 }

@@ -14,7 +14,7 @@ namespace
 
 constexpr int kFew = 2'000;
 constexpr int kMany = 10 * kFew;
-constexpr int kNothing = 5; // the log level
+constexpr int kNoLogging = 5; // log level
 
 /// The processor time of this thread: what else the machine does falls on neither side.
 class CpuWatch
@@ -43,7 +43,8 @@ void addColumns(DataTable& table)
     }
 }
 
-void addRows(DataTable& table, int rows)
+/// Columns and rows, accepted.
+void fill(DataTable& table, int rows)
 {
     addColumns(table);
     while (rows-- > 0)
@@ -64,7 +65,7 @@ double secondsToAdd(int rows)
 double secondsToParse(int rows)
 {
     DataTable table;
-    addRows(table, rows);
+    fill(table, rows);
     std::string text;
     table.toString(text);
     DataTable copy;
@@ -76,7 +77,7 @@ double secondsToParse(int rows)
 double secondsToWrite(int rows)
 {
     DataTable table;
-    addRows(table, rows);
+    fill(table, rows);
     std::string text;
     table.toString(text); // makes the allocator tidy up after earlier tables
     const CpuWatch watch;
@@ -88,7 +89,7 @@ double secondsToStore(int rows)
 {
     DataSet set("Set");
     auto* const table = new DataTable("Table");
-    addRows(*table, rows);
+    fill(*table, rows);
     set.addTable("Table", table);
     set.store("/data/table_bench.xml"); // as above
     const CpuWatch watch;
@@ -99,7 +100,7 @@ double secondsToStore(int rows)
 double secondsToDeleteHalf(int rows)
 {
     DataTable table;
-    addRows(table, rows);
+    fill(table, rows);
     const CpuWatch watch;
     for (int id = rows / 2; id <= rows; ++id)
         table.deleteRow(id);
@@ -112,12 +113,12 @@ double secondsToFindFirst(const BenchmarkRun& run, const DataTable& table)
     return run.secondsEach(1000, [&table] { table.getFirstRowIndex(); });
 }
 
-void benchFirstRow(BenchmarkRun& run)
+void measureFirstRow(BenchmarkRun& run)
 {
     DataTable kept;
     DataTable deleted;
-    addRows(kept, kMany);
-    addRows(deleted, kMany);
+    fill(kept, kMany);
+    fill(deleted, kMany);
     for (int id = 1; id < kMany; ++id)
         deleted.deleteRow(id);
     const auto medians = run.interleave(101, {[&] { return secondsToFindFirst(run, deleted); },
@@ -130,7 +131,7 @@ void benchFirstRow(BenchmarkRun& run)
 
 void benchTables(BenchmarkRun& run)
 {
-    gDbgLevel = kNothing;
+    gDbgLevel = kNoLogging;
     const struct {
         const char* name;
         double (*seconds)(int rows);
@@ -145,5 +146,5 @@ void benchTables(BenchmarkRun& run)
         run.report({"20,000 rows of 10 cells " + std::string(name), medians[0], "10 x 2,000 rows",
                     medians[1], 4, "5"});
     }
-    benchFirstRow(run);
+    measureFirstRow(run);
 }

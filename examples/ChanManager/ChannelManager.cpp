@@ -110,7 +110,7 @@ Fcodes ChannelManager::storeChannels(const std::string& file)
     result |= acceptChanges();
     result |= storeDataSet(kDataSet, file);
     // The store reports no write error: the file itself is checked.
-    result |= checkChannels(file);
+    result |= loadCandidate(file);
     deleteDataSet(kCandidate);
     return result;
 }
@@ -120,7 +120,7 @@ Fcodes ChannelManager::loadChannels(const std::string& file)
     if (file == kDefaultFile)
         return loadDefaultChannels();
 
-    Fcodes result = checkChannels(file);
+    Fcodes result = loadCandidate(file);
     if (result == FC_OK) {
         rollbackChanges(); // they belong to the channels that are replaced
         result = loadDataSet(kDataSet, file);
@@ -134,8 +134,8 @@ Fcodes ChannelManager::loadDefaultChannels()
     return mChannels->loadComponent(kDataSet, kComponent, kDefaultChannels);
 }
 
-/// FC_OK when the file holds a set of channels; it is left in the store as the candidate.
-Fcodes ChannelManager::checkChannels(const std::string& file)
+/// FC_OK when the file holds a set of channels, which then is in the store as the candidate.
+Fcodes ChannelManager::loadCandidate(const std::string& file)
 {
     if (const Fcodes loadResult = loadDataSet(kCandidate, file); loadResult != FC_OK)
         return loadResult;

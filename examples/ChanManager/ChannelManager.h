@@ -54,7 +54,7 @@ private:
     Fcodes storeChannels(const std::string& file);
     Fcodes loadChannels(const std::string& file);
     Fcodes loadDefaultChannels();
-    Fcodes checkChannels(const std::string& file);
+    Fcodes loadCandidate(const std::string& file);
     void announce(const std::string& eventId, const std::string& file);
 
     Simulation mSimulation;

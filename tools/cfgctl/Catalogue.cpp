@@ -17,10 +17,10 @@ constexpr char kAutoStart[] = "AutoStart";
 
 // A row of an answer that holds only names carries its name twice and some tags. Names that are
 // sure to fit in one answer, below kMessageSizeLimit, are read with one request.
-constexpr std::uintmax_t kTagsOfRow = 100;
+constexpr std::uintmax_t kTagBytesPerRow = 100;
 constexpr std::uintmax_t kSafeAnswerSize = 60000;
 
-constexpr std::size_t kBatch = 100; // rows of one request
+constexpr std::size_t kRowsPerRequest = 100;
 
 std::string dataRequest(const std::string& component, const std::string& rows)
 {
@@ -46,7 +46,7 @@ bool allNamesFitOneAnswer()
     std::error_code error;
     std::uintmax_t size = 0;
     for (const auto& file : std::filesystem::directory_iterator(kCfgDir, error))
-        size += 2 * file.path().filename().native().size() + kTagsOfRow;
+        size += 2 * file.path().filename().native().size() + kTagBytesPerRow;
     return size < kSafeAnswerSize;
 }
 
@@ -95,8 +95,9 @@ Answer Catalogue::readAll(const std::vector<std::string>& properties,
 {
     std::vector<std::string> names;
     Answer answer = readNames(names);
-    for (std::size_t first = 0; answer.ok() && first < names.size(); first += kBatch)
-        answer = readRows(names, first, std::min(kBatch, names.size() - first), properties, rows);
+    for (std::size_t first = 0; answer.ok() && first < names.size(); first += kRowsPerRequest)
+        answer = readRows(names, first, std::min(kRowsPerRequest, names.size() - first), properties,
+                          rows);
     return answer;
 }
 

@@ -127,7 +127,8 @@ void printWaiting(int fifo, LogEntries& entries, Printer& printer, bool atEnd)
     printer.flush();
 }
 
-int openSignals()
+/// From here on SIGINT and SIGTERM come through the descriptor and end nothing by themselves.
+int redirectEndSignals()
 {
     sigset_t ending;
     sigemptyset(&ending);
@@ -139,7 +140,7 @@ int openSignals()
 
 void collect(const Options& options)
 {
-    const int signals = openSignals();
+    const int signals = redirectEndSignals();
     Printer printer(options);
     const int fifo = openFifo();
     std::fprintf(stderr, "dbgcollect: collecting from %s\n", kFifo);
