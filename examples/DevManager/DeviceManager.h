@@ -23,7 +23,8 @@ public:
     /// The store, with the device's dataset in it.
     IDataSets* createDataSets() override;
 
-    /// "SET_TIME_ZONE" with the parameter "TZ"; "APPLY_LIMITS", which makes the limits that peers
+    /// "SET_TIME_ZONE" with the parameter "TZ": FC_BODY_ERROR without it, FC_BAD_VALUE for an empty
+    /// one; a change is announced ("Date&Time Updated"). "APPLY_LIMITS" makes the limits that peers
     /// have set take effect. It takes a command of the application's own for that: "Accept Changes"
     /// and "Rollback Changes" do nothing when a peer sends them, see DataHolder::doExecute().
     Fcodes execute(const std::string& command, std::string& result) override;

@@ -24,11 +24,13 @@ class Catalogue
 public:
     Catalogue(CfgClient& client, int timeout) : mClient(client), mTimeout(timeout) {}
 
-    /// Appends all rows with the named properties, in the catalogue's order. Here and below the
-    /// code of the answer is the manager's, and outputs are valid when answer.ok().
+    /// Appends all rows with the named properties, in the catalogue's order; one that has been
+    /// removed since, or fits no answer, is left out. Here and below the code of the answer is the
+    /// manager's, and outputs are valid when answer.ok().
     Answer readAll(const std::vector<std::string>& properties, std::vector<Configuration>& rows);
 
-    /// One row with all its properties.
+    /// One row with all its properties; FC_BODY_ERROR when the answer does not hold just that.
+    /// Throws std::invalid_argument for a name that requireValidText() refuses.
     Answer read(const std::string& name, Configuration& configuration);
 
     /// The configuration that is started at boot; "" for none.

@@ -1,7 +1,7 @@
 #pragma once
 
 // The subcommands, one function each. Each prints its own result, or why there is none, and returns
-// the exit status. One thread.
+// the exit status; std::invalid_argument is thrown for texts that no message carries. One thread.
 
 #include "Catalogue.h"
 #include "CfgClient.h"
@@ -26,13 +26,15 @@ public:
     ExitStatus save(const std::string& name, const std::string& description, bool autoStart);
     ExitStatus start(const std::string& name);
     ExitStatus autoStart(const std::string& name); ///< "" clears it
+    /// EXIT_REFUSED also when there is no such file here.
     ExitStatus importFile(const std::string& file, const std::string& description, bool autoStart);
     ExitStatus rename(const std::string& oldName, const std::string& newName,
                       const std::optional<std::string>& description);
     ExitStatus remove(const std::string& name);
     ExitStatus setDebugLogging(bool on);
 
-    /// Ends after `count` events, or after `seconds`; 0 is without limit.
+    /// Ends after `count` events, or after `seconds`; 0 is without limit. EXIT_REFUSED when fewer
+    /// than `count` have come.
     ExitStatus watch(int count, int seconds);
 
 private:

@@ -50,8 +50,9 @@ public:
     /// none.
     Fcodes getRowIdByFilename(const std::string& file, std::string& rowId) const;
 
-    /// A text property of a row: FC_NO_SUCH_NAME when row or property is missing, and then a read
-    /// leaves `value` untouched.
+    /// A text property of a row: FC_NO_SUCH_NAME when row or property is missing, FC_WRONG_TYPE
+    /// when the catalogue has something else than a text there; a read then leaves `value`
+    /// untouched.
     Fcodes readText(const std::string& rowId, const char* property, std::string& value) const;
     Fcodes writeText(const std::string& rowId, const char* property, const std::string& value);
 

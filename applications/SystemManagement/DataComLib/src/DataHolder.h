@@ -155,7 +155,9 @@ public:
                               const std::string& component, const std::string& property, int& value,
                               const std::string& key) override;
 
-    /// Rows of a peer's table. The row is written only when the peer's answer names one.
+    /// Rows of a peer's table, with the results of requestCommand(). The row is written only when
+    /// the peer's answer names one. A responder of this library finds no table in the request:
+    /// FC_BODY_ERROR, see docs/kept-on-purpose.md.
     Fcodes requestAddRow(const std::string& target, const std::string& table, int rowId,
                          int& newRowId, unsigned timeout, unsigned tries) override;
     Fcodes requestNextRowId(const std::string& target, const std::string& table, int rowId,

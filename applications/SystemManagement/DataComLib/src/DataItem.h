@@ -22,8 +22,9 @@ public:
     /// STATE_ADDED, in no row and with no column: 0 and empty texts.
     DataItem() = default;
 
-    /// As above, with the column and its default value. For a STR column, which has no default, an
-    /// error is logged and the values stay 0 and empty; a null column gives an item without one.
+    /// As above, with the column and its default value. For a STR column, which has no default, and
+    /// for null, which gives an item without a column, an error is logged and the values stay 0 and
+    /// empty.
     explicit DataItem(DataColumn* column);
 
     /// Copies values and column; the copy is new (STATE_ADDED) and in no row.

@@ -59,7 +59,7 @@ public:
         }
     }
 
-    /// The columns' names in this set's order.
+    /// The columns' own names, in this set's order.
     std::vector<std::string> names() const;
 
 private:
