@@ -1,12 +1,14 @@
 #include "DbgPrintClient.h"
 
 #include "DbgLine.h"
+#include "Fcodes.h"
 #include "LogCapture.h"
 #include "base/LocalTime.h"
 
 #include <cerrno>
 #include <csignal>
 #include <gmock/gmock.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -28,13 +30,24 @@ TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
     DBG_LOG(SEV_ERROR) << "init: Couldn't make dir=" << kDirectory << " errno=" << errno;
     EXPECT_EQ(EACCES, errno);
     DBG_LOG(SEV_WARN) << "code=" << Hex{0x10020} << " then " << 16;
+    DBG_LOG(SEV_INFO) << true << ' ' << INT64_MIN << UINT64_MAX << " \xff" << 0.5 << FC_OK;
 
     const std::string date = "[0-9][0-9]/[0-9][0-9]/[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\."
                              "[0-9][0-9][0-9] tMain\\(" +
                              std::to_string(getpid()) + "\\)SomeUnit:[0-9]+:";
     EXPECT_THAT(log.text(),
                 MatchesRegex("ERROR" + date + "init: Couldn't make dir=/data/cfg errno=13\n" +
-                             "WARN " + date + "code=10020 then 16\n"));
+                             "WARN " + date + "code=10020 then 16\n" + "INFO " + date +
+                             "1 -922337203685477580818446744073709551615 \xff" + "0.565536\n"));
+
+    log.clear();
+    if (const pid_t child = fork(); child != 0) {
+        EXPECT_TRUE(log.waitFor("tMain(" + std::to_string(child) + ")"));
+        EXPECT_EQ(child, waitpid(child, nullptr, 0));
+    } else {
+        DBG_LOG(SEV_INFO) << "from a child";
+        _exit(0);
+    }
 }
 
 TEST(DbgPrintClientTest, LevelIsAThresholdAndAClosedSiteEvaluatesNothing)
@@ -93,6 +106,11 @@ TEST(DbgPrintClientTest, LinesWithoutAReaderAreLostAndANewReaderGetsTheNext)
         DBG_LOG(SEV_INFO) << "read";
     }
     DBG_LOG(SEV_INFO) << "lost"; // would raise SIGPIPE
+    {
+        const DbgBurst burst;
+        for (int i = 0; i < 3; ++i)
+            DBG_LOG(SEV_INFO) << "lost, one of many";
+    }
     LogCapture second;
     DBG_LOG(SEV_INFO) << "read again";
     EXPECT_THAT(second.entries(), ElementsAre("INFO SomeUnit:read again"));

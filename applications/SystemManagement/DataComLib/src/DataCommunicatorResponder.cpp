@@ -249,6 +249,7 @@ Fcodes DataCommunicator::treatMsg(const MessageHeader& header, const std::string
 Fcodes DataCommunicator::treatDataMsg(const MessageHeader& header, const std::string& body,
                                       MessageHeader& responseHeader, std::string& responseBody)
 {
+    const DbgBurst burst;
     IDataHolder* const holder = mDataHolder;
     if (holder != nullptr)
         return treatDataRequest(*holder, header, body, responseHeader, responseBody, mSendLimit);

@@ -13,14 +13,15 @@ std::ostream& operator<<(std::ostream& out, Hex number)
 
 DbgLine::DbgLine(int severity, std::string_view unit, int line)
 {
-    fillInOss(severity, &mOss);
-    mOss << unit << ':' << line << ':';
+    mText.reserve(kUsualLength - 1); // and its end
+    DbgPrintClient::getInstance()->appendHeader(severity, mText);
+    *this << unit << ':' << line << ':';
 }
 
 DbgLine::~DbgLine()
 {
     const int savedErrno = errno;
-    mOss << std::endl;
-    debugReport(&mOss);
+    mText.push_back('\n');
+    DbgPrintClient::getInstance()->report(mText);
     errno = savedErrno;
 }

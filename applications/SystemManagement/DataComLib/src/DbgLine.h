@@ -9,9 +9,15 @@
 
 #include "DbgPrintClient.h"
 
+#include <array>
+#include <charconv>
+#include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <sstream>
+#include <string>
 #include <string_view>
+#include <type_traits>
 
 /// A number in lower-case hexadecimal without prefix; the stream's own base stays as it was.
 struct Hex {
@@ -26,7 +32,8 @@ inline bool dbgEnabled(int severity)
            DbgPrintClient::getInstance()->isOpen();
 }
 
-/// One line under construction; it is reported when it goes out of scope.
+/// One line under construction; it is reported when it goes out of scope. One datagram can cause
+/// thousands of lines, so a usual one takes neither a stream nor memory of the heap.
 class DbgLine
 {
 public:
@@ -39,12 +46,39 @@ public:
     template <typename Value>
     DbgLine& operator<<(const Value& value)
     {
-        mOss << value;
+        if constexpr (std::is_convertible_v<const Value&, std::string_view>) {
+            mText.append(std::string_view(value));
+        } else if constexpr (std::is_same_v<Value, Hex>) {
+            appendNumber(value.value, 16);
+        } else if constexpr (std::is_same_v<Value, char>) {
+            mText.push_back(value);
+        } else if constexpr (std::is_same_v<Value, bool>) {
+            mText.push_back(value ? '1' : '0');
+        } else if constexpr (std::is_integral_v<Value> && sizeof(Value) > 1) {
+            appendNumber(value, 10);
+        } else {
+            std::ostringstream text;
+            text << value;
+            mText.append(text.view());
+        }
         return *this;
     }
 
 private:
-    std::ostringstream mOss;
+    template <typename Number>
+    void appendNumber(Number number, int base)
+    {
+        std::array<char, 24> digits;
+        const auto end =
+            std::to_chars(digits.data(), digits.data() + digits.size(), number, base).ptr;
+        mText.append(digits.data(), end);
+    }
+
+    static constexpr std::size_t kUsualLength = 512;
+
+    std::array<std::byte, kUsualLength> mRoom;
+    std::pmr::monotonic_buffer_resource mMemory{mRoom.data(), mRoom.size()};
+    std::pmr::string mText{&mMemory};
 };
 
 /// Gives both branches of DBG_LOG the type void.

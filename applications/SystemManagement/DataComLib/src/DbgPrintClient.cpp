@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdint>
 #include <fcntl.h>
@@ -25,30 +26,53 @@ namespace
 constexpr char kDbgFifo[] = "/tmp/sockDbg";
 constexpr int kFallbackTask = 0;
 
-/// write() to a FIFO whose reader has left raises SIGPIPE. The signal is held back and taken off
-/// again, so that the line is lost and not the process; the process's disposition stays its own.
-void writeWithoutSigpipe(int fd, const std::string& text)
+/// Of this thread: whether a DbgBurst holds SIGPIPE back, and whether a line has raised it since.
+thread_local bool holdsSigpipe = false;
+thread_local bool raisedSigpipe = false;
+
+/// What the headers of a thread's lines have in common. A name never changes once a line bears it.
+struct ThreadHeader {
+    const std::string* task = nullptr;
+    std::time_t second = -1; // of `date`, which is formatted in the zone `zone`
+    unsigned zone = 0;
+    std::array<char, 32> date{};
+    std::size_t dateLength = 0;
+
+    void refreshDate(std::time_t now);
+};
+
+thread_local constinit ThreadHeader threadHeader;
+
+void ThreadHeader::refreshDate(std::time_t now)
 {
-    sigset_t sigpipe;
-    sigset_t before;
-    sigemptyset(&sigpipe);
-    sigaddset(&sigpipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
+    const unsigned currentZone = timeZoneGeneration();
+    if (now == second && currentZone == zone)
+        return;
+    refreshTimeZone();
+    const std::tm local = toLocalTime(now);
+    dateLength = std::strftime(date.data(), date.size(), "%d/%m/%y %H:%M:%S.", &local);
+    second = now;
+    zone = currentZone;
+}
 
-    // One that was pending already belongs to the caller.
-    bool pendingBefore = false;
-    if (sigismember(&before, SIGPIPE) == 1) {
-        sigset_t pending;
-        sigpending(&pending);
-        pendingBefore = sigismember(&pending, SIGPIPE) == 1;
-    }
+std::atomic<pid_t> knownPid{0}; // 0 where it is to be asked for
 
-    if (write(fd, text.data(), text.size()) == -1 && errno == EPIPE && !pendingBefore) {
-        const timespec noWait{};
-        while (sigtimedwait(&sigpipe, nullptr, &noWait) == -1 && errno == EINTR) {
-        }
+pid_t processId()
+{
+    pid_t pid = knownPid.load(std::memory_order_relaxed);
+    if (pid == 0) {
+        pid = getpid();
+        knownPid.store(pid, std::memory_order_relaxed);
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return pid;
+}
+
+sigset_t onlySigpipe()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGPIPE);
+    return set;
 }
 
 } // namespace
@@ -70,6 +94,7 @@ DbgPrintClient* DbgPrintClient::getInstance()
 DbgPrintClient::DbgPrintClient()
 {
     setTaskName(kFallbackTask, "tUnknwn");
+    pthread_atfork(nullptr, nullptr, [] { knownPid = 0; });
     mPipe = open(kDbgFifo, O_WRONLY | O_CLOEXEC);
     if (mPipe == -1)
         std::cout << "DbgPrintClient: Couldn't open a fifo " << kDbgFifo << " errno=" << errno
@@ -78,26 +103,89 @@ DbgPrintClient::DbgPrintClient()
     fcntl(mPipe, F_SETFL, flags | O_NONBLOCK);
 }
 
+// write() to a FIFO whose reader has left raises SIGPIPE. The signal is held back and taken off
+// again, so that the line is lost and not the process; the process's disposition stays its own.
+
+DbgBurst::DbgBurst() : mOutermost(!holdsSigpipe)
+{
+    if (!mOutermost)
+        return;
+    holdsSigpipe = true;
+    raisedSigpipe = false;
+    const sigset_t sigpipe = onlySigpipe();
+    pthread_sigmask(SIG_BLOCK, &sigpipe, &mBefore);
+
+    // One that was pending already belongs to the caller.
+    if (sigismember(&mBefore, SIGPIPE) == 1) {
+        sigset_t pending;
+        sigpending(&pending);
+        mPendingBefore = sigismember(&pending, SIGPIPE) == 1;
+    }
+}
+
+DbgBurst::~DbgBurst()
+{
+    if (!mOutermost)
+        return;
+    const int savedErrno = errno;
+    if (raisedSigpipe && !mPendingBefore) {
+        const sigset_t sigpipe = onlySigpipe();
+        const timespec noWait{};
+        while (sigtimedwait(&sigpipe, nullptr, &noWait) == -1 && errno == EINTR) {
+        }
+    }
+    errno = savedErrno;
+    pthread_sigmask(SIG_SETMASK, &mBefore, nullptr);
+    holdsSigpipe = false;
+}
+
 std::ostringstream* DbgPrintClient::fillInOss(int severity, std::ostringstream* oss)
+{
+    std::pmr::string header;
+    appendHeader(severity, header);
+    *oss << std::setfill('0') << header;
+    return oss;
+}
+
+void DbgPrintClient::appendHeader(int severity, std::pmr::string& text)
 {
     const int savedErrno = errno;
 
     // Kept on purpose: log readers count on the second and its milliseconds coming from two clocks
     // that are read one after the other and not reconciled.
-    const std::string date = dateText(std::time(nullptr));
+    const std::time_t second = std::time(nullptr);
     timeval now{};
     gettimeofday(&now, nullptr);
 
-    *oss << gSeverityString[severity] << date << std::setfill('0') << std::setw(3)
-         << now.tv_usec / 1000 << ' ' << taskName(currentTaskId()) << '(' << getpid() << ')';
+    ThreadHeader& kept = threadHeader;
+    kept.refreshDate(second);
+    if (kept.task == nullptr)
+        kept.task = &taskName(currentTaskId());
+
+    std::array<char, 3> milliseconds;
+    auto rest = static_cast<int>(now.tv_usec / 1000);
+    for (auto digit = milliseconds.rbegin(); digit != milliseconds.rend(); ++digit, rest /= 10)
+        *digit = static_cast<char>('0' + rest % 10);
+    std::array<char, 16> pid;
+    const char* const pidEnd = std::to_chars(pid.begin(), pid.end(), processId()).ptr;
+    const std::string_view pidText(pid.data(), static_cast<std::size_t>(pidEnd - pid.data()));
+
+    text.append(gSeverityString[severity]).append(kept.date.data(), kept.dateLength);
+    text.append(milliseconds.data(), milliseconds.size()).append(1, ' ').append(*kept.task);
+    text.append(1, '(').append(pidText).append(1, ')');
     errno = savedErrno;
-    return oss;
 }
 
-void DbgPrintClient::doReport(std::ostringstream* oss)
+void DbgPrintClient::doReport(std::ostringstream* oss) { report(oss->view()); }
+
+void DbgPrintClient::report(std::string_view text)
 {
     const int savedErrno = errno;
-    writeWithoutSigpipe(mPipe, oss->str());
+    {
+        const DbgBurst burst;
+        if (write(mPipe, text.data(), text.size()) == -1 && errno == EPIPE)
+            raisedSigpipe = true;
+    }
     errno = savedErrno;
 }
 
@@ -107,24 +195,7 @@ void DbgPrintClient::setTaskName(int threadId, const std::string& name)
     mTaskNames.emplace(threadId, name);
 }
 
-std::string DbgPrintClient::dateText(std::time_t second)
-{
-    const std::lock_guard guard(mMutex);
-    const unsigned zone = timeZoneGeneration();
-    if (second != mDateSecond || zone != mDateZone) {
-        refreshTimeZone();
-        const std::tm local = toLocalTime(second);
-        std::array<char, 32> text;
-        const std::size_t length =
-            std::strftime(text.data(), text.size(), "%d/%m/%y %H:%M:%S.", &local);
-        mDateText.assign(text.data(), length);
-        mDateSecond = second;
-        mDateZone = zone;
-    }
-    return mDateText;
-}
-
-std::string DbgPrintClient::taskName(int threadId)
+const std::string& DbgPrintClient::taskName(int threadId)
 {
     const std::lock_guard guard(mMutex);
     // Kept on purpose: a look-up leaves an empty entry, so a thread that logs before it is named

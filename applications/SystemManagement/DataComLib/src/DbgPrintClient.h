@@ -7,11 +7,13 @@
 // Code that logs uses DBG_LOG (DbgLine.h). Any thread may call everything here.
 
 #include <atomic>
-#include <ctime>
 #include <map>
+#include <memory_resource>
 #include <mutex>
+#include <signal.h>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 enum DbgSeverity : int { SEV_INFO = 0, SEV_WARN, SEV_ERROR, SEV_FATAL, SEV_SYS };
 
@@ -38,6 +40,10 @@ public:
     /// more than PIPE_BUF bytes may be torn by others. Leaves errno as it was.
     void doReport(std::ostringstream* oss);
 
+    /// The same two on a text, for DBG_LOG.
+    void appendHeader(int severity, std::pmr::string& text);
+    void report(std::string_view text);
+
     /// Names the thread for its lines; `threadId` is pthread_self() taken as an int, see
     /// currentTaskId(). The first name given stays, and a thread that logs before it is named stays
     /// "tUnknwn".
@@ -52,18 +58,31 @@ public:
 private:
     DbgPrintClient();
 
-    std::string dateText(std::time_t second);
-    std::string taskName(int threadId);
+    const std::string& taskName(int threadId);
 
     static std::atomic<DbgPrintClient*> instance;
 
     int mPipe = 0; // set once by the constructor
 
-    std::mutex mMutex; // guards everything below
+    std::mutex mMutex; // guards mTaskNames; a name in it never changes
     std::map<int, std::string> mTaskNames;
-    std::string mDateText; // the date of mDateSecond, formatted in the zone of mDateZone
-    std::time_t mDateSecond = -1;
-    unsigned mDateZone = 0;
+};
+
+/// While it lives, SIGPIPE is held back on its thread for all lines together instead of for each
+/// alone: for work that a peer can make write thousands of lines. It starts no process.
+class DbgBurst
+{
+public:
+    DbgBurst();
+    ~DbgBurst();
+
+    DbgBurst(const DbgBurst&) = delete;
+    DbgBurst& operator=(const DbgBurst&) = delete;
+
+private:
+    sigset_t mBefore;
+    bool mOutermost;
+    bool mPendingBefore = false;
 };
 
 /// The same three operations on the one instance.
