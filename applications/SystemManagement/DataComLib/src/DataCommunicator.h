@@ -119,7 +119,7 @@ public:
     /// and leaves the answer in the response; a result other than FC_OK says that a NACK of that
     /// code is to be sent instead. treatCommandMsg() returns the code that it also leaves in its
     /// ACK; `responseBody` must be empty on entry. An answer to a GET that no socket could send is
-    /// left incomplete. A GET in which more than 20000 items cannot be read is given up with
+    /// left incomplete. A GET in which more than 10000 items cannot be read is given up with
     /// FC_UNAVAILABLE.
     Fcodes treatMsg(const MessageHeader& header, const std::string& body,
                     MessageHeader& responseHeader, std::string& responseBody);

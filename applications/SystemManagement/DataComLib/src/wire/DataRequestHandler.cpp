@@ -16,7 +16,7 @@ constexpr std::string_view kTableTag = "Table";
 
 /// Reading items that do not exist adds nothing to an answer, so its length does not bound such
 /// work: one request can name thousands of items for thousands of rows.
-constexpr int kMaxUnreadableItems = 20000;
+constexpr int kMaxUnreadableItems = 10000;
 
 /// The part of a request that names a data set, or the whole body where none is named.
 struct DataSetPart {
