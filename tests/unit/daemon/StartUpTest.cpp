@@ -64,8 +64,9 @@ TEST_F(StartUpTest, CatalogueOfTheOlderFormatDiscardsEveryStoredFile)
 
 TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
 {
-    const char staleTempFile[] = "/data/cfg/.cfg_stored_set.json.~storing";
-    for (const char* file : {"/data/cfg/b", "/data/cfg/a", staleTempFile})
+    const char staleTempFile[] = "/data/cfg/.cfg_stored_set.json.12.~storing";
+    for (const char* file :
+         {"/data/cfg/b", "/data/cfg/a", "/data/cfg/.a.12.~storing", staleTempFile})
         writeFile(file, "channels");
     writeFile(kStoredCatalogue, "{\"dataset\": \"CfgDataSet\", \"comp");
     std::filesystem::create_directories("/data/cfg/directory");
@@ -76,12 +77,17 @@ TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
     setenv("TZ", "UTC0", 1);
     mManager.init();
 
-    EXPECT_THAT(catalogue(), ElementsAre(rowLine("a"), rowLine("b"), "starts "));
-    EXPECT_THAT(logged(), ElementsAre("INFO init: dir=/data/cfg already exists",
-                                      "INFO scanForCfgs: Added entry rowId=a for file=a",
-                                      "INFO scanForCfgs: Added entry rowId=b for file=b",
-                                      "ERROR scanForCfgs: Not found file=/data/cfg/dangling",
-                                      "INFO init: dataCommunicator started", kSendDefault));
+    EXPECT_THAT(catalogue(),
+                ElementsAre(rowLine(".a.12.~storing"), rowLine("a"), rowLine("b"), "starts "));
+    EXPECT_THAT(
+        logged(),
+        ElementsAre("INFO init: dir=/data/cfg already exists",
+                    std::string("INFO scanForCfgs: Removed stale file=") + staleTempFile,
+                    "INFO scanForCfgs: Added entry rowId=.a.12.~storing for file=.a.12.~storing",
+                    "INFO scanForCfgs: Added entry rowId=a for file=a",
+                    "INFO scanForCfgs: Added entry rowId=b for file=b",
+                    "ERROR scanForCfgs: Not found file=/data/cfg/dangling",
+                    "INFO init: dataCommunicator started", kSendDefault));
     EXPECT_EQ("05-Mar-24  14:07:09", text("a", "Time"));
     EXPECT_FALSE(exists(staleTempFile));
 }

@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace
 {
@@ -19,11 +18,11 @@ constexpr char kUnit[] = "ConfigurationManager"; // log readers know the scan as
 
 bool CatalogueScan::run()
 {
+    removeStaleFiles();
     if (!readDirectory()) {
         DBG_LOG(SEV_ERROR) << "scanForCfgs: scanDir error dir=" << kCfgDir;
         return false;
     }
-    removeStaleTempFiles();
     matchRows();
     addRowsForFiles();
     return true;
@@ -45,12 +44,12 @@ bool CatalogueScan::readDirectory()
     return true;
 }
 
-/// A store that was cut off may have left its temp file; it is no configuration.
-void CatalogueScan::removeStaleTempFiles()
+/// A store of the catalogue that was cut off may have left its temporary file. It is no
+/// configuration; every other file is the user's.
+void CatalogueScan::removeStaleFiles()
 {
-    for (const std::string& name : mNames)
-        if (isTempFileName(name) && matchFile(configurationPath(name)))
-            unlink(configurationPath(name).c_str());
+    for (const std::string& file : removeStaleTempFiles(kStoredCatalogue))
+        DBG_LOG(SEV_INFO) << "scanForCfgs: Removed stale file=" << file;
 }
 
 void CatalogueScan::matchRows()

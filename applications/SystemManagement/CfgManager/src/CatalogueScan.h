@@ -15,14 +15,14 @@ class CatalogueScan
 public:
     explicit CatalogueScan(ConfigurationsTable table) : mTable(table) {}
 
-    /// Removes stale temp files, makes rows "Available" whose file is there, drops the others, and
+    /// Removes what a store of the catalogue that was cut off has left, makes rows "Available" whose file is there, drops the others, and
     /// adds a row for each regular file that has none. The changes are neither committed nor
     /// stored. False, and no row is touched, when the directory cannot be listed.
     bool run();
 
 private:
     bool readDirectory();
-    void removeStaleTempFiles();
+    void removeStaleFiles();
     void matchRows();
     void dropRow(const std::string& rowId, const std::string& file);
     void addRowsForFiles();

@@ -240,7 +240,11 @@ Fcodes DataSet::store(const std::string& file) const
     for (const auto& [name, entry] : mTables)
         logUnreadablePart(*entry.table);
     const std::lock_guard guard(fileMutex);
-    if (const int error = replaceFileAtomically(file, [&](std::ostream& out) { out << text; }))
+    const auto [error, inPlace] =
+        replaceFileAtomically(file, [&](std::ostream& out) { out << text; });
+    if (inPlace != 0)
+        DBG_LOG(SEV_ERROR) << "store: Written in place file=" << file << " errno=" << inPlace;
+    if (error != 0)
         DBG_LOG(SEV_ERROR) << "store: Couldn't write file=" << file << " errno=" << error;
     // Kept on purpose: callers count on no write error in the result.
     DBG_LOG(SEV_INFO) << "store: stored in file=" << file;

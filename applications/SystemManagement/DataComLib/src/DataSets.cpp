@@ -146,8 +146,11 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
     StoredFile& stored = mStoredFiles[path];
     if (number < stored.number)
         return FC_OK; // the file already holds a later state
-    const int error =
+    const auto [error, inPlace] =
         replaceFileAtomically(path, [&copy](std::ostream& file) { file << copy.view(); });
+    if (inPlace != 0)
+        DBG_LOG(SEV_ERROR) << "storeDataSet: Written in place file=" << path
+                           << " errno=" << inPlace;
     if (error == 0)
         stored.number = number;
     else

@@ -1,11 +1,11 @@
 #include "DbgPrintClient.h"
 
 #include "base/LocalTime.h"
+#include "base/Sigpipe.h"
 
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <csignal>
 #include <cstdint>
 #include <fcntl.h>
 #include <iomanip>
@@ -67,14 +67,6 @@ pid_t processId()
     return pid;
 }
 
-sigset_t onlySigpipe()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGPIPE);
-    return set;
-}
-
 } // namespace
 
 DbgPrintClient* DbgPrintClient::getInstance()
@@ -103,39 +95,20 @@ DbgPrintClient::DbgPrintClient()
     fcntl(mPipe, F_SETFL, flags | O_NONBLOCK);
 }
 
-// write() to a FIFO whose reader has left raises SIGPIPE. The signal is held back and taken off
-// again, so that the line is lost and not the process; the process's disposition stays its own.
-
 DbgBurst::DbgBurst() : mOutermost(!holdsSigpipe)
 {
     if (!mOutermost)
         return;
     holdsSigpipe = true;
     raisedSigpipe = false;
-    const sigset_t sigpipe = onlySigpipe();
-    pthread_sigmask(SIG_BLOCK, &sigpipe, &mBefore);
-
-    // One that was pending already belongs to the caller.
-    if (sigismember(&mBefore, SIGPIPE) == 1) {
-        sigset_t pending;
-        sigpending(&pending);
-        mPendingBefore = sigismember(&pending, SIGPIPE) == 1;
-    }
+    mPendingBefore = holdSigpipe(mBefore);
 }
 
 DbgBurst::~DbgBurst()
 {
     if (!mOutermost)
         return;
-    const int savedErrno = errno;
-    if (raisedSigpipe && !mPendingBefore) {
-        const sigset_t sigpipe = onlySigpipe();
-        const timespec noWait{};
-        while (sigtimedwait(&sigpipe, nullptr, &noWait) == -1 && errno == EINTR) {
-        }
-    }
-    errno = savedErrno;
-    pthread_sigmask(SIG_SETMASK, &mBefore, nullptr);
+    releaseSigpipe(mBefore, raisedSigpipe && !mPendingBefore);
     holdsSigpipe = false;
 }
 

@@ -1,42 +1,34 @@
 #include "base/AtomicFile.h"
 
+#include "base/Descriptor.h"
+#include "base/RegularFile.h"
+#include "base/Sigpipe.h"
+
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <cstdio>
+#include <cstdlib>
+#include <dirent.h>
 #include <fcntl.h>
 #include <ostream>
 #include <streambuf>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace
 {
 
+using Write = std::function<void(std::ostream&)>;
+
 constexpr mode_t kNewFileMode = 0666; // less the umask
 constexpr std::string_view kTempSuffix = ".~storing";
-
-class Descriptor
-{
-public:
-    explicit Descriptor(int fd) : mFd(fd) {}
-    ~Descriptor()
-    {
-        if (mFd >= 0)
-            close(mFd);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int get() const { return mFd; }
-    bool isOpen() const { return mFd >= 0; }
-
-private:
-    int mFd;
-};
+constexpr int kMostLinks = 40;
+constexpr off_t kLargestKept = 64 << 20; // what is kept in memory while it is overwritten
 
 /// Writes a stream to a descriptor through one small buffer and keeps the first error.
 class FdBuffer : public std::streambuf
@@ -59,11 +51,12 @@ protected:
     int sync() override
     {
         for (const char* from = pbase(); from < pptr() && mError == 0;) {
-            const ssize_t put = ::write(mFd, from, static_cast<std::size_t>(pptr() - from));
-            if (put >= 0)
-                from += put;
-            else if (errno != EINTR)
+            const auto left = static_cast<std::size_t>(pptr() - from);
+            const ssize_t put = uninterrupted([&] { return ::write(mFd, from, left); });
+            if (put == -1)
                 mError = errno;
+            else
+                from += put;
         }
         setp(mBuffer.data(), mBuffer.data() + mBuffer.size());
         return mError == 0 ? 0 : -1;
@@ -75,8 +68,7 @@ private:
     std::array<char, 1 << 16> mBuffer;
 };
 
-/// Writes everything and waits until it is on the disk.
-int writeAndSync(int fd, const std::function<void(std::ostream&)>& write)
+int writeAll(int fd, const Write& write)
 {
     FdBuffer buffer(fd);
     std::ostream stream(&buffer);
@@ -84,17 +76,37 @@ int writeAndSync(int fd, const std::function<void(std::ostream&)>& write)
     stream.flush();
     if (buffer.error() != 0)
         return buffer.error();
-    if (!stream.good())
-        return EIO;
-    return fsync(fd) == 0 || errno == EINVAL ? 0 : errno; // not every device can sync
+    return stream.good() ? 0 : EIO;
 }
 
-/// The directory and the file name of a path.
+/// Waits until what was written is on the disk. Not everything that can be written can be synced.
+int syncToDisk(int fd)
+{
+    return uninterrupted([&] { return fsync(fd); }) == 0 || errno == EINVAL ? 0 : errno;
+}
+
+int writeAndSync(int fd, const Write& write)
+{
+    const int error = writeAll(fd, write);
+    return error == 0 ? syncToDisk(fd) : error;
+}
+
+int openFile(const std::string& path, int flags)
+{
+    return uninterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC); });
+}
+
+void removeEntry(int directory, const char* name)
+{
+    uninterrupted([&] { return unlinkat(directory, name, 0); });
+}
+
+/// The directory, with its slash, and the file name of a path.
 struct PathParts {
     explicit PathParts(const std::string& path)
     {
         const std::size_t slash = path.rfind('/');
-        directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+        directory = slash == std::string::npos ? "./" : path.substr(0, slash + 1);
         name = slash == std::string::npos ? path : path.substr(slash + 1);
     }
 
@@ -102,16 +114,74 @@ struct PathParts {
     std::string name;
 };
 
+/// The file that a path leads to in the end.
+struct Target {
+    std::string path;
+    struct stat status {
+    };
+    bool exists = false;
+};
+
+/// A link that somebody has put where all may put something, for others to fall into.
+bool isForeignLink(const struct stat& link, const std::string& directory)
+{
+    struct stat shared {
+    };
+    constexpr mode_t kShared = S_ISVTX | S_IWOTH;
+    return uninterrupted([&] { return stat(directory.c_str(), &shared); }) != 0 ||
+           ((shared.st_mode & kShared) == kShared && link.st_uid != geteuid() &&
+            link.st_uid != shared.st_uid);
+}
+
+/// Follows the links at the end of the path, one by one; those before are the kernel's business.
+int followLinks(Target& target)
+{
+    for (int links = 0; links <= kMostLinks; ++links) {
+        const Descriptor entry(openFile(target.path, O_PATH | O_NOFOLLOW));
+        if (!entry.isOpen() && errno == ENOENT)
+            return 0;
+        if (!entry.isOpen() ||
+            uninterrupted([&] { return fstat(entry.get(), &target.status); }) != 0)
+            return errno;
+        target.exists = !S_ISLNK(target.status.st_mode);
+        if (target.exists)
+            return 0;
+        const std::string directory = PathParts(target.path).directory;
+        if (isForeignLink(target.status, directory))
+            return EACCES;
+        std::array<char, PATH_MAX> text;
+        const ssize_t length =
+            uninterrupted([&] { return readlinkat(entry.get(), "", text.data(), text.size()); });
+        if (length == -1)
+            return errno;
+        const std::string link(text.data(), static_cast<std::size_t>(length));
+        target.path = link.starts_with('/') ? link : directory + link;
+    }
+    return ELOOP;
+}
+
+bool isSame(const Target& target, const struct stat& other)
+{
+    return target.exists && target.status.st_dev == other.st_dev &&
+           target.status.st_ino == other.st_ino;
+}
+
 /// The temporary name of a file. It contains the inode of the directory, because the name may be
 /// used in the parent directory, and it is always the same, so that the next write of the file
 /// finds and replaces a stale one.
-std::string tempFileName(int directory, const std::string& name)
+std::string tempFileName(const std::string& name, std::string_view inode)
+{
+    const std::string end = "." + std::string(inode) + std::string(kTempSuffix);
+    return "." + name.substr(0, NAME_MAX - 1 - std::min<std::size_t>(end.size(), NAME_MAX - 1)) +
+           end;
+}
+
+std::string tempFileName(const std::string& name, int directory)
 {
     struct stat status {
     };
     fstat(directory, &status);
-    const std::string end = "." + std::to_string(status.st_ino) + std::string(kTempSuffix);
-    return "." + name.substr(0, NAME_MAX - 1 - end.size()) + end;
+    return tempFileName(name, std::to_string(status.st_ino));
 }
 
 /// What is needed to link an unnamed file under a temporary name and to rename it over the old
@@ -123,20 +193,31 @@ struct Replacement {
     int directory;    // of the old file; takes the place of `staging` where that cannot be used
     const char* tempName;
     const char* name;
+    bool linked; // has got its temporary name
     int error;
 };
 
 #define NO_SANITIZE __attribute__((no_sanitize("address", "thread", "undefined")))
 
+template <typename... Arguments>
+NO_SANITIZE long systemCall(long number, Arguments... arguments)
+{
+    long result = syscall(number, arguments...);
+    for (int tries = 1; result == -1 && errno == EINTR && tries < kInterruptedTries; ++tries)
+        result = syscall(number, arguments...);
+    return result;
+}
+
 /// AT_EMPTY_PATH needs a capability; the link through /proc needs a mounted /proc.
 NO_SANITIZE long linkUnnamed(const Replacement& replacement, int into)
 {
-    if (syscall(SYS_linkat, replacement.file, "", into, replacement.tempName, AT_EMPTY_PATH) == 0)
+    if (systemCall(SYS_linkat, replacement.file, "", into, replacement.tempName, AT_EMPTY_PATH) ==
+        0)
         return 0;
     if (errno == EEXIST)
         return -1;
-    return syscall(SYS_linkat, AT_FDCWD, replacement.path, into, replacement.tempName,
-                   AT_SYMLINK_FOLLOW);
+    return systemCall(SYS_linkat, AT_FDCWD, replacement.path, into, replacement.tempName,
+                      AT_SYMLINK_FOLLOW);
 }
 
 NO_SANITIZE bool linkIn(const Replacement& replacement, int into)
@@ -145,7 +226,7 @@ NO_SANITIZE bool linkIn(const Replacement& replacement, int into)
         return true;
     if (errno != EEXIST)
         return false;
-    syscall(SYS_unlinkat, into, replacement.tempName, 0); // left by a crash
+    systemCall(SYS_unlinkat, into, replacement.tempName, 0); // left by a crash
     return linkUnnamed(replacement, into) == 0;
 }
 
@@ -158,21 +239,19 @@ NO_SANITIZE int linkAndRename(Replacement& replacement)
         if (!linkIn(replacement, linkedIn))
             return replacement.error = errno;
     }
-    if (syscall(SYS_renameat, linkedIn, replacement.tempName, replacement.directory,
-                replacement.name) == 0)
+    replacement.linked = true;
+    if (systemCall(SYS_renameat, linkedIn, replacement.tempName, replacement.directory,
+                   replacement.name) == 0)
         return replacement.error = 0;
     replacement.error = errno;
-    syscall(SYS_unlinkat, linkedIn, replacement.tempName, 0);
+    systemCall(SYS_unlinkat, linkedIn, replacement.tempName, 0);
     return replacement.error;
 }
 
 /// False when there is no status: a process that ignores SIGCHLD has its children reaped.
 bool waitForChild(pid_t child, int& status)
 {
-    while (waitpid(child, &status, 0) == -1)
-        if (errno != EINTR)
-            return false;
-    return true;
+    return uninterrupted([&] { return waitpid(child, &status, 0); }) != -1;
 }
 
 /// A SIGKILL between link and rename would leave the temporary name behind. So a child does both:
@@ -190,35 +269,49 @@ int linkAndRenameInChild(Replacement& replacement)
         syscall(SYS_exit_group,
                 linkAndRename(replacement)); // _exit() itself may be more than a call
     int status = 0;
-    if (child == -1)
+    if (child == -1) {
         linkAndRename(replacement);
-    else if (waitForChild(child, status) && WIFEXITED(status))
-        replacement.error = WEXITSTATUS(status);
+    } else if (waitForChild(child, status)) {
+        if (WIFEXITED(status)) {
+            replacement.error = WEXITSTATUS(status);
+        } else { // killed itself
+            removeEntry(replacement.staging, replacement.tempName);
+            removeEntry(replacement.directory, replacement.tempName);
+        }
+    }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return replacement.error;
 }
 
-/// The new file before it replaces the old one: without a name where the file system supports that,
-/// else under the temporary name. It is removed unless it is moved into place.
+/// The new file before it replaces the old one. It is removed unless it is moved into place.
 class NewFile
 {
 public:
-    NewFile(int directory, const std::string& name)
-        : mDirectory(directory), mName(name), mTempName(tempFileName(directory, name)),
-          mFd(openat(directory, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, kNewFileMode))
+    enum class Form {
+        Unnamed, // nothing of it stays, whatever is killed; not every file system has it
+        Named    // has the temporary name from the beginning
+    };
+
+    NewFile(Form form, int directory, const std::string& name, mode_t mode)
+        : mDirectory(directory), mName(name), mTempName(tempFileName(name, directory))
     {
-        if (mFd != -1 || (errno != EOPNOTSUPP && errno != EISDIR))
-            return;
-        unlinkat(directory, mTempName.c_str(), 0); // left by a crash
-        mFd = openat(directory, mTempName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                     kNewFileMode);
-        mNamed = mFd != -1;
+        const auto create = [&](const char* path, int flags) {
+            return uninterrupted(
+                [&] { return openat(directory, path, flags | O_WRONLY | O_CLOEXEC, mode); });
+        };
+        if (form == Form::Unnamed) {
+            mFd = create(".", O_TMPFILE);
+        } else {
+            removeEntry(directory, mTempName.c_str()); // left by a crash
+            mFd = create(mTempName.c_str(), O_CREAT | O_EXCL);
+            mNamed = mFd != -1;
+        }
     }
 
     ~NewFile()
     {
         if (mNamed)
-            unlinkat(mDirectory, mTempName.c_str(), 0);
+            removeEntry(mDirectory, mTempName.c_str());
         if (mFd != -1)
             close(mFd);
     }
@@ -228,19 +321,28 @@ public:
 
     int fd() const { return mFd; }
 
+    /// True when it has a name, and only the renaming can have failed.
+    bool hadName() const { return mNamed || mLinked; }
+
     int moveIntoPlace()
     {
         if (mNamed) {
-            if (renameat(mDirectory, mTempName.c_str(), mDirectory, mName.c_str()) != 0)
+            if (uninterrupted([&] {
+                    return renameat(mDirectory, mTempName.c_str(), mDirectory, mName.c_str());
+                }) != 0)
                 return errno;
             mNamed = false;
             return 0;
         }
         const std::string path = "/proc/self/fd/" + std::to_string(mFd);
-        const Descriptor staging(openat(mDirectory, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        const Descriptor staging(uninterrupted(
+            [&] { return openat(mDirectory, "..", O_PATH | O_DIRECTORY | O_CLOEXEC); }));
         Replacement replacement{
-            mFd, path.c_str(), staging.get(), mDirectory, mTempName.c_str(), mName.c_str(), ECHILD};
-        return linkAndRenameInChild(replacement);
+            mFd,           path.c_str(), staging.get(), mDirectory, mTempName.c_str(),
+            mName.c_str(), false,        ECHILD};
+        linkAndRenameInChild(replacement);
+        mLinked = replacement.linked;
+        return replacement.error;
     }
 
 private:
@@ -249,62 +351,179 @@ private:
     std::string mTempName;
     int mFd;
     bool mNamed = false;
+    bool mLinked = false;
 };
 
-/// `old` is the file to be replaced, null when there is none.
-int replaceFile(const PathParts& parts, const struct stat* old,
-                const std::function<void(std::ostream&)>& write)
+/// Gives the file what the old one has, as far as this process may. Rights that were meant for
+/// another group or owner are left out.
+void keepOwnerAndMode(int fd, const struct stat& old)
 {
-    const Descriptor directory(open(parts.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory.isOpen())
-        return errno;
-    NewFile file(directory.get(), parts.name);
-    if (file.fd() == -1)
-        return errno;
-    if (old != nullptr && (fchown(file.fd(), old->st_uid, old->st_gid) != 0 ||
-                           fchmod(file.fd(), old->st_mode & 07777) != 0))
-        return errno;
-    if (const int error = writeAndSync(file.fd(), write); error != 0)
-        return error;
-    if (const int error = file.moveIntoPlace(); error != 0)
-        return error;
-    fsync(directory.get()); // not every file system can; the new file is in place nevertheless
-    return 0;
+    mode_t mode = old.st_mode & 07777;
+    const auto give = [fd](uid_t owner, gid_t group) {
+        return uninterrupted([&] { return fchown(fd, owner, group); }) == 0;
+    };
+    struct stat given {
+    };
+    if (!give(old.st_uid, old.st_gid) && fstat(fd, &given) == 0) {
+        const bool hasGroup = given.st_gid == old.st_gid || give(-1, old.st_gid);
+        if (!hasGroup)
+            mode &= ~S_IRWXG | (mode & S_IRWXO) << 3;
+        if (!hasGroup || given.st_uid != old.st_uid)
+            mode &= ~(S_ISUID | S_ISGID);
+    }
+    uninterrupted([&] { return fchmod(fd, mode); });
 }
 
-int writeInPlace(const std::string& path, const PathParts& parts,
-                 const std::function<void(std::ostream&)>& write)
+/// A directory that may be written but not listed cannot be opened for syncing.
+int openDirectory(const std::string& path)
 {
-    const Descriptor file(
-        open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
-    if (!file.isOpen())
+    const int fd = openFile(path, O_RDONLY | O_DIRECTORY);
+    return fd == -1 && errno == EACCES ? openFile(path, O_PATH | O_DIRECTORY) : fd;
+}
+
+int syncDirectory(int directory, int file)
+{
+    const int error = syncToDisk(directory);
+    if (error != EBADF)
+        return error;
+    return uninterrupted([&] { return syncfs(file); }) == 0 ? 0 : errno;
+}
+
+/// What a directory answers that accepts no new file, or not in this place. A full disk is not
+/// among it: the old file would be lost on it.
+bool isRefusal(int error)
+{
+    return error == EACCES || error == EPERM || error == EBUSY || error == EROFS || error == EEXIST;
+}
+
+/// Where `inPlace` is set the target can only be written in place; that is not done yet.
+FileWrite replaceFile(const Target& target, const Write& write)
+{
+    const PathParts parts(target.path);
+    const Descriptor directory(openDirectory(parts.directory));
+    if (!directory.isOpen())
+        return {errno, isRefusal(errno) ? errno : 0};
+    const mode_t mode = target.exists ? target.status.st_mode & 0777 : kNewFileMode;
+    int error = 0;
+    for (const auto form : {NewFile::Form::Unnamed, NewFile::Form::Named}) {
+        NewFile file(form, directory.get(), parts.name, mode);
+        error = file.fd() == -1 ? errno : 0;
+        if (error != 0)
+            continue;
+        if (target.exists)
+            keepOwnerAndMode(file.fd(), target.status);
+        error = writeAndSync(file.fd(), write);
+        if (error != 0)
+            return {error, 0};
+        error = file.moveIntoPlace();
+        if (error == 0)
+            return {syncDirectory(directory.get(), file.fd()), 0};
+        if (file.hadName() || error == ECHILD)
+            break;
+    }
+    return {error, isRefusal(error) ? error : 0};
+}
+
+/// Overwrites from the beginning and cuts off what is left of a longer text.
+int overwrite(int fd, const Write& write)
+{
+    if (lseek(fd, 0, SEEK_SET) == -1)
         return errno;
-    const int error = writeAndSync(file.get(), write);
-    const Descriptor directory(open(parts.directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (directory.isOpen())
-        fsync(directory.get());
+    if (const int error = writeAll(fd, write); error != 0)
+        return error;
+    const off_t length = lseek(fd, 0, SEEK_CUR);
+    if (uninterrupted([&] { return ftruncate(fd, length); }) != 0)
+        return errno;
+    return syncToDisk(fd);
+}
+
+int writeInPlace(const std::string& path, const Write& write)
+{
+    const Descriptor file(openFile(path, O_WRONLY | O_NONBLOCK | O_NOCTTY));
+    struct stat status {
+    };
+    if (!file.isOpen() || uninterrupted([&] { return fstat(file.get(), &status); }) != 0)
+        return errno;
+    if (!S_ISREG(status.st_mode)) {
+        sigset_t before;
+        const bool pendingBefore = holdSigpipe(before);
+        const int error = writeAndSync(file.get(), write);
+        releaseSigpipe(before, error == EPIPE && !pendingBefore);
+        return error;
+    }
+    std::string old;
+    const Descriptor reading(openRegularFile(path));
+    const bool kept =
+        status.st_size <= kLargestKept && reading.isOpen() && readToEnd(reading.get(), old) == 0;
+    const int error = overwrite(file.get(), write);
+    if (error != 0 && kept)
+        overwrite(file.get(), [&old](std::ostream& out) { out << old; });
     return error;
 }
 
-/// Errors after which the file may still be writable in place.
-bool forbidsReplacing(int error) { return error == EACCES || error == EPERM || error == EBUSY; }
+bool isTempFileNameOf(const std::string& name, std::string_view fileName)
+{
+    if (!isTempFileName(fileName))
+        return false;
+    const std::string_view stem = fileName.substr(0, fileName.size() - kTempSuffix.size());
+    const std::string_view inode = stem.substr(stem.rfind('.') + 1);
+    return !inode.empty() && inode.find_first_not_of("0123456789") == std::string_view::npos &&
+           fileName == tempFileName(name, inode);
+}
 
 } // namespace
 
-int replaceFileAtomically(const std::string& path, const std::function<void(std::ostream&)>& write)
+FileWrite replaceFileAtomically(const std::string& path, const Write& write)
 {
-    const PathParts parts(path);
-    struct stat old {
+    struct stat reached {
     };
-    const bool exists = lstat(path.c_str(), &old) == 0;
-    if (exists && !S_ISREG(old.st_mode))
-        return writeInPlace(path, parts, write);
-    const int error = replaceFile(parts, exists ? &old : nullptr, write);
-    return forbidsReplacing(error) ? writeInPlace(path, parts, write) : error;
+    const bool exists = uninterrupted([&] { return stat(path.c_str(), &reached); }) == 0;
+    if (exists && !S_ISREG(reached.st_mode))
+        return {writeInPlace(path, write)};
+    Target target{path};
+    if (const int error = followLinks(target); error != 0)
+        return {error};
+    if (target.exists && !S_ISREG(target.status.st_mode))
+        return {writeInPlace(path, write)};
+    // A link of the kernel's own, as those of open files are, does not lead to what it reads.
+    if (exists && target.path != path && !isSame(target, reached))
+        return {writeInPlace(path, write)};
+    FileWrite result = replaceFile(target, write);
+    if (!target.exists)
+        result.inPlace = 0;
+    if (result.inPlace != 0)
+        result.error = writeInPlace(target.path, write);
+    return result;
 }
 
 bool isTempFileName(std::string_view fileName)
 {
     return fileName.size() > 1 + kTempSuffix.size() && fileName.starts_with('.') &&
            fileName.ends_with(kTempSuffix);
+}
+
+std::vector<std::string> removeStaleTempFiles(const std::string& path)
+{
+    std::vector<std::string> removed;
+    const auto remove = [&removed](const std::string& file) {
+        struct stat status {
+        };
+        if (lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+            unlink(file.c_str()) == 0)
+            removed.push_back(file);
+    };
+    const PathParts parts(path);
+    DIR* const listing = opendir(parts.directory.c_str());
+    if (listing == nullptr)
+        return removed;
+    const std::string ownName = tempFileName(parts.name, dirfd(listing));
+    while (const dirent* entry = readdir(listing))
+        if (isTempFileNameOf(parts.name, entry->d_name))
+            remove(parts.directory + entry->d_name);
+    closedir(listing);
+
+    std::array<char, PATH_MAX> parent;
+    if (realpath((parts.directory + "..").c_str(), parent.data()) != nullptr)
+        remove(std::string(parent.data()) + '/' + ownName);
+    return removed;
 }

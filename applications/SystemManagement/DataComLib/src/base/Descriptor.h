@@ -1,0 +1,41 @@
+#pragma once
+
+// What every unit that works on files shares.
+
+#include <cerrno>
+#include <unistd.h>
+
+/// A descriptor that is closed with this object; -1 where opening has failed.
+class Descriptor
+{
+public:
+    explicit Descriptor(int fd) : mFd(fd) {}
+    ~Descriptor()
+    {
+        if (mFd >= 0)
+            close(mFd);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int get() const { return mFd; }
+    bool isOpen() const { return mFd >= 0; }
+
+private:
+    int mFd;
+};
+
+/// How often a system call is repeated that signals interrupt. Bounded, because a call that never
+/// gets through is a failure like any other.
+constexpr int kInterruptedTries = 1000;
+
+/// Makes a system call again as long as a signal interrupts it. `call` returns what the system call
+/// returns: -1 with errno on failure.
+template <typename Call>
+auto uninterrupted(const Call& call)
+{
+    auto result = call();
+    for (int tries = 1; result == -1 && errno == EINTR && tries < kInterruptedTries; ++tries)
+        result = call();
+    return result;
+}
