@@ -1,4 +1,6 @@
+#include "ChildProcess.h"
 #include "StoreFixture.h"
+#include "store/DocumentText.h"
 
 #include <future>
 #include <sys/stat.h>
@@ -44,6 +46,65 @@ TEST_F(DataSetsTest, MissingUnreadableAndNamelessFilesFailInDifferentWays)
         expect(c.named, c.namedLine, store.loadDataSet("Given", "/tmp/f"));
     }
     EXPECT_EQ(FC_OK, store.storeDataSet("Own", "/tmp/own"));
+}
+
+TEST_F(DataSetsTest, WhatIsNoFileIsNotLoadedAndHoldsNobodyUp)
+{
+    ASSERT_EQ(0, mkfifo("/tmp/fifo", 0600));
+    for (const char* path : {"/tmp/fifo", "/dev/zero", "/tmp"}) {
+        EXPECT_EQ(FC_NO_SUCH_NAME, store.loadDataSet(path));
+        EXPECT_EQ(FC_NO_SUCH_NAME, store.loadDataSet("D", path));
+        EXPECT_EQ((Lines{std::string("ERROR loadDataSet: file stream !good") + path,
+                         std::string("ERROR load: file stream !good ") + path}),
+                  logged());
+    }
+}
+
+TEST_F(DataSetsTest, KeysAndTextsOfAnyBytesComeBackAfterEachStore)
+{
+    // Written as ever as long as the library's own text gives everything back, and else raw.
+    const auto expectKept = [](const std::string& text) {
+        Json::Value document;
+        document["list"].append(1.5);
+        document[text]["text"] = text;
+        const std::string written = documentText(document);
+        Json::Value again;
+        ASSERT_TRUE(Json::Reader().parse(written, again));
+        ASSERT_EQ(document, again) << written;
+        const std::string ever = compact(document);
+        Json::Reader().parse(ever, again);
+        ASSERT_EQ(document == again, written == ever) << written;
+    };
+    expectKept(std::string("\0\x01\n\"\\/\xff\x7f\0", 9));
+    expectKept("\\u00e9");
+    using namespace std::string_view_literals;
+    for (const char first : "a\xc0\xc1\xc2\xdf\xe0\xe1\xec\xed\xee\xef\xf0\xf1\xf3\xf4\xf5\xff"sv)
+        for (const char second : "a\x7f\x80\x8f\x90\x9f\xa0\xbf\xc0"sv)
+            for (const char* rest :
+                 {"", "\x80", "\xbf\xbf", "\x7f\x80", "\x80\xc0", "\x80\x80\x80"})
+                expectKept(std::string{first, second} + rest);
+
+    const std::vector<std::string> names = {"caf\xc3\xa9", "caf\xe8", "caf\xe9"};
+    load("{'C': {'properties': {'t': {'type': 'string', 'default': ''}}, 'instances': {}}}");
+    for (const std::string& name : names)
+        expectEach(FC_OK, {store.addInstance("D", "C", name),
+                           store.initTextParam("D", "C", "t", name, name)});
+    for (int boot = 0; boot < 3; ++boot) {
+        store.storeDataSet("D", "/tmp/names");
+        ASSERT_EQ(FC_OK, store.loadDataSet("D", "/tmp/names"));
+        std::vector<std::string> found;
+        store.getInstances("D", "C", found);
+        EXPECT_EQ(names, found);
+        for (const std::string& name : names) {
+            std::string text;
+            store.getTextParam("D", "C", "t", text, name);
+            EXPECT_EQ(name, text);
+        }
+    }
+    load("{'C': 'caf\xc3\xa9'}");
+    store.storeDataSet("D", "/tmp/plain");
+    EXPECT_EQ("{\n\t\"components\" : \n\t{\n\t\t\"C\" : \"caf\\u00e9\"\n\t}\n}",
+              readFile("/tmp/plain"));
 }
 
 TEST_F(DataSetsTest, TheFileHoldsTheCommittedStateAlsoAfterAFailedLoad)

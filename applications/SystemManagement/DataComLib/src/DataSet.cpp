@@ -3,10 +3,11 @@
 #include "DbgLine.h"
 #include "MessageText.h"
 #include "base/AtomicFile.h"
+#include "base/Descriptor.h"
+#include "base/RegularFile.h"
 #include "table/TableCell.h"
 
-#include <array>
-#include <fstream>
+#include <cerrno>
 #include <mutex>
 #include <set>
 
@@ -15,18 +16,6 @@ namespace
 
 constexpr char kUnit[] = "DataSet";
 constexpr std::size_t npos = std::string::npos;
-
-/// All there is to read; a directory, say, reads as empty.
-std::string readAll(std::istream& file)
-{
-    std::string text;
-    std::array<char, 65536> chunk;
-    do {
-        file.read(chunk.data(), chunk.size());
-        text.append(chunk.data(), static_cast<std::size_t>(file.gcount()));
-    } while (file.good());
-    return text;
-}
 
 /// An attribute ends at the first quote, an element at the first ">"; and a start tag with a blank
 /// is found before the bare "<Columns>" of a table, wherever it stands.
@@ -206,17 +195,17 @@ Fcodes DataSet::initFromString(const std::string& text)
 
 Fcodes DataSet::load(const std::string& file)
 {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream.good()) {
+    std::string text;
+    const Descriptor opened(openRegularFile(file));
+    if (!opened.isOpen() && errno != EISDIR) { // a directory reads as empty
         DBG_LOG(SEV_ERROR) << "load: file stream !good";
         return FC_NO_SUCH_NAME;
     }
-    const std::string text = readAll(stream);
+    readToEnd(opened.get(), text);
     if (text.empty()) {
         DBG_LOG(SEV_ERROR) << "load: file stream size==0 file=" << file;
         return FC_UNAVAILABLE;
     }
-    stream.close();
 
     cleanUpRelations();
     Fcodes result = initFromString(text);

@@ -57,8 +57,8 @@ public:
     Fcodes initFromString(const std::string& text);
 
     /// Replaces all tables by the file's; ends clean when all could be read. FC_NO_SUCH_NAME when
-    /// the file cannot be opened and FC_UNAVAILABLE when it is empty or a directory: the tables
-    /// then stay. Else the result of initFromString().
+    /// the file cannot be opened or is a FIFO or a device, and FC_UNAVAILABLE when it is empty or a
+    /// directory: the tables then stay. Else the result of initFromString().
     Fcodes load(const std::string& file);
 
     /// Writes the text to the file, which a crash leaves as it was or whole. FC_OK also when

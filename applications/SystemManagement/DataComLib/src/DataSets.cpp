@@ -2,15 +2,16 @@
 
 #include "DbgLine.h"
 #include "base/AtomicFile.h"
+#include "base/Descriptor.h"
+#include "base/RegularFile.h"
 #include "store/DatasetUpdate.h"
+#include "store/DocumentText.h"
 #include "store/InstanceRef.h"
 
-#include <fstream>
 #include <iostream>
 #include <json/reader.h>
-#include <json/writer.h>
-#include <sstream>
 #include <stdexcept>
+#include <system_error>
 
 namespace
 {
@@ -70,13 +71,13 @@ int DataSets::doLastStoreError(const std::string& path)
 Fcodes DataSets::loadDataSet(const std::string& path)
 {
     try {
-        std::ifstream file(path);
-        if (!file.good()) {
+        const Descriptor file(openRegularFile(path));
+        if (!file.isOpen()) {
             DBG_LOG(SEV_ERROR) << "loadDataSet: file stream !good" << path;
             return FC_NO_SUCH_NAME;
         }
         Json::Value root;
-        if (const Fcodes parseResult = parseDocument(file, path, root); parseResult != FC_OK)
+        if (const Fcodes parseResult = parseDocument(file.get(), path, root); parseResult != FC_OK)
             return parseResult;
         const Json::Value* name = member(&root, "dataset");
         if (name == nullptr) {
@@ -94,13 +95,13 @@ Fcodes DataSets::loadDataSet(const std::string& path)
 Fcodes DataSets::loadDataSet(const std::string& dataset, const std::string& path)
 {
     try {
-        std::ifstream file(path);
-        if (!file.good()) {
+        const Descriptor file(openRegularFile(path));
+        if (!file.isOpen()) {
             DBG_LOG(SEV_ERROR) << "load: file stream !good " << path;
             return FC_NO_SUCH_NAME;
         }
         Json::Value root;
-        if (const Fcodes parseResult = parseDocument(file, path, root); parseResult != FC_OK)
+        if (const Fcodes parseResult = parseDocument(file.get(), path, root); parseResult != FC_OK)
             return parseResult;
         replaceDocument(dataset, root);
         return FC_OK;
@@ -110,10 +111,13 @@ Fcodes DataSets::loadDataSet(const std::string& dataset, const std::string& path
     }
 }
 
-Fcodes DataSets::parseDocument(std::istream& file, const std::string& path, Json::Value& root)
+Fcodes DataSets::parseDocument(int file, const std::string& path, Json::Value& root)
 {
+    std::string text;
+    if (const int error = readToEnd(file, text); error != 0)
+        throw std::system_error(error, std::generic_category());
     Json::Reader reader;
-    if (reader.parse(file, root))
+    if (reader.parse(text.data(), text.data() + text.size(), root))
         return FC_OK;
     DBG_LOG(SEV_ERROR) << "loadDataSet: Failed to parse a dataset from file=" << path
                        << "\n err=" << reader.getFormattedErrorMessages();
@@ -128,16 +132,16 @@ void DataSets::replaceDocument(const std::string& dataset, Json::Value& document
 
 Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& path)
 {
-    std::ostringstream copy; // quicker to make and smaller than a copy of the tree
+    std::string copy; // quicker to make and smaller than a copy of the tree
     std::uint64_t number = 0;
     {
         const std::lock_guard guard(*this);
         if (const Json::Value* document = member(&mDataSets, dataset);
             document != nullptr && !document->isNull())
-            copy << *document;
+            copy = documentText(*document);
         number = ++mLastSnapshot;
     }
-    if (copy.view().empty()) {
+    if (copy.empty()) {
         DBG_LOG(SEV_ERROR) << "storeDataSet: Not found dataset=" << dataset;
         return FC_NO_SUCH_NAME;
     }
@@ -147,7 +151,7 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
     if (number < stored.number)
         return FC_OK; // the file already holds a later state
     const auto [error, inPlace] =
-        replaceFileAtomically(path, [&copy](std::ostream& file) { file << copy.view(); });
+        replaceFileAtomically(path, [&copy](std::ostream& file) { file << copy; });
     if (inPlace != 0)
         DBG_LOG(SEV_ERROR) << "storeDataSet: Written in place file=" << path
                            << " errno=" << inPlace;

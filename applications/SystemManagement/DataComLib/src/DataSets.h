@@ -201,7 +201,7 @@ private:
         bool logsConversion = false; // logs what a text was converted to
     };
 
-    Fcodes parseDocument(std::istream& file, const std::string& path, Json::Value& root);
+    Fcodes parseDocument(int file, const std::string& path, Json::Value& root);
     void replaceDocument(const std::string& dataset, Json::Value& document);
 
     template <typename Value>

@@ -40,13 +40,14 @@ public:
 
     /// Loads a document from a file, in the first form under the name in its member "dataset", and
     /// replaces a dataset of that name; what is pending for it stays. FC_NO_SUCH_NAME when the file
-    /// cannot be opened or has no such member; FC_UNAVAILABLE when it is not JSON or its name
-    /// is an array or object.
+    /// cannot be opened, is no regular file or has no such member; FC_UNAVAILABLE when it cannot be
+    /// read, is not JSON or its name is an array or object.
     virtual Fcodes loadDataSet(const std::string& path) = 0;
     virtual Fcodes loadDataSet(const std::string& dataset, const std::string& path) = 0;
     /// Writes the committed document to the file, which holds the old or the new one at every
-    /// instant, and waits for the disk. FC_NO_SUCH_NAME for an unknown dataset. FC_OK also when the
-    /// file could not be written: the log and lastStoreError() say so.
+    /// instant, and waits for the disk. Keys and texts of any bytes come back when it is loaded.
+    /// FC_NO_SUCH_NAME for an unknown dataset. FC_OK also when the file could not be written: the
+    /// log and lastStoreError() say so.
     virtual Fcodes storeDataSet(const std::string& dataset, const std::string& path) = 0;
 
     /// Makes an empty dataset in place of one that there may be, or removes one; what is pending
