@@ -20,8 +20,6 @@ class MessageEvent;
 class IDataHolder
 {
 public:
-    virtual ~IDataHolder() = default;
-
     virtual void init(const std::string& name) = 0;
     virtual Fcodes acceptChanges() = 0;
     virtual Fcodes deleteRow(const std::string& table, int rowId) = 0;
@@ -117,6 +115,8 @@ public:
     virtual Fcodes setTextParam(const std::string& dataset, const std::string& component,
                                 const std::string& property, const std::string& value,
                                 const std::string& key) = 0;
+
+    virtual ~IDataHolder() = default; // its place in the order of the operations
 
     virtual Fcodes getDefValue(const std::string& table, const std::string& column,
                                std::string& text) = 0;
