@@ -70,6 +70,11 @@ void ScriptedPeer::answer(const std::string& type, Fcodes fcode, const std::stri
     reply(answerText(mLastId, type, fcode, body));
 }
 
+void ScriptedPeer::answerIfThere(Fcodes fcode)
+{
+    sendDatagram(mSocket.descriptor(), answerText(mLastId, "ACK", fcode, {}), mSender, true);
+}
+
 int ScriptedPeer::fill(const std::string& path)
 {
     DatagramSocket sender;

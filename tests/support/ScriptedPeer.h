@@ -33,6 +33,7 @@ public:
     static std::string answerText(int id, const std::string& type, Fcodes fcode,
                                   const std::string& body);
     void answer(const std::string& type, Fcodes fcode = FC_OK, const std::string& body = {});
+    void answerIfThere(Fcodes fcode); ///< An ACK to one that may have gone.
 
     /// Lets nothing more into the receive queue of `path`; the count of datagrams that went in.
     static int fill(const std::string& path);

@@ -4,6 +4,7 @@
 #include "MessageEvent.h"
 
 #include <filesystem>
+#include <sys/stat.h>
 #include <thread>
 
 namespace
@@ -86,6 +87,7 @@ TEST_F(CommandsTest, FailedSaveLeavesARowWithoutATimeAndAnnouncesOnlyAMissingFil
     mManager.channelsResult = FC_ACCESS_DENIED;
     EXPECT_EQ(FC_ACCESS_DENIED, run("SAVE_CFG", {{"Name", "a"}}));
     EXPECT_EQ("ERROR addConfiguration: requestCommand failed fcode=65540", logged().back());
+    EXPECT_EQ("a=a|/data/cfg/a| |Available|10004|N/A", catalogue().front());
 
     mManager.channelsResult = FC_OK;
     mManager.writesFile = false;
@@ -95,6 +97,54 @@ TEST_F(CommandsTest, FailedSaveLeavesARowWithoutATimeAndAnnouncesOnlyAMissingFil
     EXPECT_EQ(eventLine("Added", "b", "10020"), lines.back());
     for (const char* row : {"a", "b"})
         EXPECT_EQ("N/A", text(row, "Time"));
+}
+
+TEST_F(CommandsTest, SaveThatFailsOverAConfigurationPutsItBackWithTheCodeAndNoMoreLines)
+{
+    startWith({"a", "b"});
+    setAutoStart("b", "true");
+    change("a", "Description", "kept");
+    logged();
+    writeFile("/data/cfg/a", "worth keeping");
+    mManager.channelsResult = FC_COMM_ERROR; // after a file was written
+    EXPECT_EQ(FC_COMM_ERROR, run("SAVE_CFG", {{"Name", "a"}, {"AutoStart", "true"}}));
+    EXPECT_EQ("ERROR addConfiguration: requestCommand failed fcode=65600", logged().back());
+    EXPECT_THAT(catalogue(), ElementsAre(rowLine("a", "kept", "10040"), rowLine("b"), "starts b"));
+    EXPECT_EQ("worth keeping", readFile("/data/cfg/a"));
+    EXPECT_THAT(readFile(kStoredCatalogue), HasSubstr("kept"));
+}
+
+TEST_F(CommandsTest, ValueThatIsPendingForARowGoesWithTheRow)
+{
+    startWith({"12", "a", "b", "c"});
+    for (const char* row : {"12", "a", "b", "c"})
+        mManager.setTextParam("CfgDataSet", "ConfigurationsTable", "Description", "x",
+                              std::string(row));
+    deleteRow(12);
+    remove("a");
+    rename("b", "d");
+    run("SAVE_CFG", {{"Name", "c"}});
+    mManager.acceptChanges();
+    EXPECT_THAT(catalogue(), ElementsAre(rowLine("c"), rowLine("d", "x"), "starts "));
+}
+
+TEST_F(CommandsTest, OnlyFilesAreMovedAndNothingIntoADirectory)
+{
+    startWith({"a"});
+    for (const char* directory : {"/tmp/directory", "/data/cfg/directory"})
+        std::filesystem::create_directory(directory);
+    mkfifo("/tmp/fifo", 0600);
+    std::filesystem::create_symlink("/data/cfg/a", "/tmp/link");
+    std::filesystem::create_symlink("/tmp/directory", "/data/cfg/link");
+    writeFile("/tmp/in/directory", "x");
+    writeFile("/tmp/in/link", "x");
+    for (const char* source : {"/tmp/fifo", "/tmp/link", "/tmp/in/directory", "/tmp/in/link"}) {
+        EXPECT_EQ(FC_UNAVAILABLE, run("Import Configuration", {{"File", source}})) << source;
+        EXPECT_THAT(logged()[2], HasSubstr("command=mv -f ")) << source;
+        EXPECT_TRUE(std::filesystem::exists(std::filesystem::symlink_status(source))) << source;
+    }
+    EXPECT_EQ(FC_UNAVAILABLE, rename("a", "directory"));
+    EXPECT_THAT(catalogue(), ElementsAre(rowLine("a"), "starts "));
 }
 
 TEST_F(CommandsTest, BadCommandsAreRefusedAndLoggedAndChangeNothing)

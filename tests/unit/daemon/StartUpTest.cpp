@@ -77,11 +77,13 @@ TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
     setenv("TZ", "UTC0", 1);
     mManager.init();
 
+    const std::string copy = kDamagedCatalogue;
     EXPECT_THAT(catalogue(),
                 ElementsAre(rowLine(".a.12.~storing"), rowLine("a"), rowLine("b"), "starts "));
     EXPECT_THAT(
         logged(),
         ElementsAre("INFO init: dir=/data/cfg already exists",
+                    "ERROR init: Couldn't load the stored catalogue, kept as file=" + copy,
                     std::string("INFO scanForCfgs: Removed stale file=") + staleTempFile,
                     "INFO scanForCfgs: Added entry rowId=.a.12.~storing for file=.a.12.~storing",
                     "INFO scanForCfgs: Added entry rowId=a for file=a",
@@ -90,6 +92,7 @@ TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
                     "INFO init: dataCommunicator started", kSendDefault));
     EXPECT_EQ("05-Mar-24  14:07:09", text("a", "Time"));
     EXPECT_FALSE(exists(staleTempFile));
+    EXPECT_THAT(readFile(copy), testing::EndsWith("\"comp"));
 }
 
 TEST_F(StartUpTest, MissingFileRemovesItsRowAndThoseMatchedBeforeIt)

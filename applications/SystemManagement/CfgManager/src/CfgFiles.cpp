@@ -8,8 +8,11 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
 #include <sys/stat.h>
 #include <tuple>
+#include <unistd.h>
 
 namespace
 {
@@ -126,22 +129,83 @@ bool findRegularFile(const std::string& path, std::time_t& modified)
     return true;
 }
 
+std::optional<FileStamp> stampOf(const std::string& path)
+{
+    struct stat info;
+    if (lstat(path.c_str(), &info) == -1)
+        return std::nullopt;
+    return FileStamp{info.st_size, info.st_mtim.tv_sec};
+}
+
+bool isSameFile(const std::string& left, const std::string& right)
+{
+    return Identity(left).isSameFile(Identity(right));
+}
+
+void syncFile(const std::string& path)
+{
+    const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (file == -1)
+        return;
+    fsync(file);
+    close(file);
+}
+
+std::string putAside(const std::string& path, const std::string& target)
+{
+    if (!pathExists(path))
+        return "";
+    std::string aside = target;
+    for (char number = '2'; number <= '9' && pathExists(aside); ++number)
+        aside = target + '.' + number;
+    if (std::rename(path.c_str(), aside.c_str()) == 0)
+        return aside;
+    std::time_t modified = 0;
+    std::error_code error;
+    if (findRegularFile(path, modified) &&
+        std::filesystem::copy_file(path, aside, std::filesystem::copy_options::overwrite_existing,
+                                   error)) {
+        syncFile(aside);
+        return aside;
+    }
+    return "";
+}
+
+bool FileMove::isAllowed() const
+{
+    struct stat info;
+    if (lstat(from.c_str(), &info) == -1)
+        return false;
+    std::time_t modified = 0;
+    if (!S_ISREG(info.st_mode) && !(mayMoveLinks && findRegularFile(from, modified)))
+        return false;
+    return lstat(to.c_str(), &info) == -1 || S_ISREG(info.st_mode) ||
+           (S_ISLNK(info.st_mode) && !(stat(to.c_str(), &info) == 0 && S_ISDIR(info.st_mode)));
+}
+
 bool FileMove::run(std::time_t& modified) const
 {
+    const auto moved = stampOf(from);
     const Identity before(to);
     const bool inPlace = before.isSameFile(Identity(from));
     std::ignore = std::system(command.c_str()); // the files tell whether it worked
-    return findRegularFile(to, modified) && (inPlace || Identity(to) != before);
+    if (!findRegularFile(to, modified) || !(inPlace || Identity(to) != before))
+        return false;
+    const auto arrived = stampOf(to);
+    if (!moved || !arrived || arrived->size != moved->size)
+        return false; // a copy to another file system that was cut off
+    syncFile(to);
+    return true;
 }
 
 FileMove importMove(const std::string& source, const std::string& name)
 {
     const std::string target = configurationPath(name);
-    return {source, target, moveCommand(source, escapeUnquoted(target))};
+    return {source, target, moveCommand(source, escapeUnquoted(target)), false};
 }
 
 FileMove renameMove(const std::string& file, const std::string& newName)
 {
     const std::string target = configurationPath(newName);
-    return {file, target, moveCommand(file, escapeQuoted(target))};
+    return {file, target, moveCommand(file, escapeQuoted(target)), true};
 }

@@ -3,7 +3,9 @@
 // The rules for configuration files: what may be a configuration's name, which files the daemon may
 // delete, and how it moves one. No state: any thread may call. Nothing is logged here.
 
+#include <cstdint>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -30,6 +32,30 @@ bool pathExists(const std::string& path);
 /// True when a regular file, or a link to one, stands at `path`; `modified` is then its time.
 bool findRegularFile(const std::string& path, std::time_t& modified);
 
+/// What stays of a file when it is moved, also to another file system: its size in bytes, and when
+/// it was last changed, in seconds.
+struct FileStamp {
+    std::int64_t size = -1;
+    std::int64_t modified = 0;
+
+    bool operator==(const FileStamp&) const = default;
+};
+
+/// The stamp of the file, or of the link itself, at `path`; nothing when there is none.
+std::optional<FileStamp> stampOf(const std::string& path);
+
+/// True when both names are links to one file.
+bool isSameFile(const std::string& left, const std::string& right);
+
+/// Waits until the content of the regular file at `path` is on the disk. What cannot be opened is
+/// left to those who read it.
+void syncFile(const std::string& path);
+
+/// Moves what stands at `path` out of the way: to `target`, or `target` with ".2" to ".9" behind it
+/// where that is taken; the last one is replaced. A file that cannot be moved there is copied. The
+/// path it has got; "" when there is nothing at `path` or no way to keep it.
+std::string putAside(const std::string& path, const std::string& target);
+
 /// Where a file goes, and the shell command that brings it there. Ordinary paths stand in the
 /// command as they are; in others every character that the shell would act on is escaped.
 struct FileMove {
@@ -37,10 +63,17 @@ struct FileMove {
     std::string to;
     std::string command;
 
-    /// Runs the command and waits for its end. True when the file has arrived, or is the one that
-    /// was there already; an older file of that name, which the move has left alone, does not
-    /// count. `modified` is the time of the file that arrived.
+    /// True when there is something to move, which the command would move to `to` and nowhere else:
+    /// an import takes a regular file, a rename what the scan takes for a configuration, and at the
+    /// target there may be a file or link, but nothing else.
+    bool isAllowed() const;
+
+    /// Runs the command, waits for its end and until the file is on the disk. True when it has
+    /// arrived whole, or is the one that was there already; an older file of that name, which the
+    /// move has left alone, does not count. `modified` is the time of the file that arrived.
     bool run(std::time_t& modified) const;
+
+    bool mayMoveLinks = false;
 };
 FileMove importMove(const std::string& source, const std::string& name);
 FileMove renameMove(const std::string& file, const std::string& newName);

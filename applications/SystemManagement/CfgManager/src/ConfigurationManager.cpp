@@ -1,8 +1,12 @@
 #include "ConfigurationManager.h"
 
+#include "CatalogueChange.h"
 #include "CatalogueScan.h"
+#include "CatalogueStore.h"
 #include "CfgFiles.h"
 #include "CfgPaths.h"
+#include "ChangeJournal.h"
+#include "ChangeSettlement.h"
 #include "ConfigurationsTable.h"
 #include "DbgLine.h"
 #include "IDataSets.h"
@@ -50,8 +54,9 @@ void ConfigurationManager::init()
     }
 
     DataHolder::init("tCfg");
-    catalogue().load();
+    loadCatalogue();
     scanForCfgs();
+    CatalogueStore::ofProcess().tidyLater();
 
     DataCommunicator& communicator = getDataCommunicator();
     communicator.init(this, kCfgSocket, kCfgSendSocket, "tCfgCom");
@@ -60,6 +65,15 @@ void ConfigurationManager::init()
     communicator.start();
     DBG_LOG(SEV_INFO) << "init: dataCommunicator started";
     startAutoCfg();
+}
+
+void ConfigurationManager::loadCatalogue()
+{
+    std::string copy;
+    const CatalogueSource source = catalogue().load(copy);
+    if (!copy.empty())
+        DBG_LOG(SEV_ERROR) << "init: Couldn't load the stored catalogue, kept as file=" << copy;
+    ChangeSettlement(catalogue(), source).run(ChangeJournal::ofProcess().open());
 }
 
 void ConfigurationManager::applyDeviceTimeZone()
@@ -187,6 +201,8 @@ Fcodes ConfigurationManager::addConfiguration(const std::string& command)
         return FC_BAD_VALUE;
     }
 
+    commit(); // what is pending for a row that goes must not come back as a part of one
+    CatalogueChange change = CatalogueChange::save(catalogue(), name, autoStart == "true");
     if (catalogue().has(name))
         removeOverwritten(name);
     Fcodes result = catalogue().add(name);
@@ -194,6 +210,7 @@ Fcodes ConfigurationManager::addConfiguration(const std::string& command)
         DBG_LOG(SEV_ERROR) << "addConfiguration: Couldn't add to dataset=CfgDataSet "
                               "comp=ConfigurationsTable new rowId="
                            << name;
+        change.abandon();
         return result;
     }
     result |= catalogue().writeText(name, "Name", name);
@@ -205,7 +222,17 @@ Fcodes ConfigurationManager::addConfiguration(const std::string& command)
     result |= acceptChanges();
     if (result != FC_OK)
         DBG_LOG(SEV_ERROR) << "addConfiguration: Failed accept changes fcode=" << result;
-    return storeChannels(name, file);
+
+    result = storeChannels(file);
+    if (result != FC_OK) {
+        change.fail(result);
+        return result;
+    }
+    change.confirmAnswer();
+    result = FC_OK | cfgStored(name);
+    if (pathExists(file))
+        change.end(); // else the row stays known as one without a file
+    return result;
 }
 
 /// The file and the row of a configuration that is being saved anew.
@@ -266,18 +293,25 @@ Fcodes ConfigurationManager::importConfiguration(const std::string& command)
 
     const FileMove move = importMove(source, name);
     DBG_LOG(SEV_INFO) << "importConfiguration: command=" << move.command;
+    commit(); // as for a save
+    const bool becomesAutoStart = autoStart == "true";
     std::time_t modified = 0;
-    if (!move.run(modified)) {
+    CatalogueChange change =
+        CatalogueChange::import(catalogue(), name, source, description, becomesAutoStart);
+    if (!move.isAllowed() || !move.run(modified)) {
         DBG_LOG(SEV_ERROR) << "importConfiguration: Couldn't stat filename=" << move.to;
+        change.abandon();
         return FC_UNAVAILABLE;
     }
     Fcodes result = catalogue().add(name);
     DBG_LOG(SEV_INFO) << "importConfiguration: Added entry rowId=" << name
                       << " for file=" << move.to;
     result |= catalogue().fillFileRow(name, description, modified);
-    if (autoStart == "true")
+    if (becomesAutoStart)
         result |= catalogue().writeAutoStart(name);
-    return result | acceptChanges();
+    result |= acceptChanges();
+    change.end();
+    return result;
 }
 
 // Rename Configuration
@@ -326,13 +360,16 @@ Fcodes ConfigurationManager::moveConfiguration(const std::string& name, const st
     catalogue().readText(name, "File Name", file); // without one nothing arrives
     const FileMove move = renameMove(file, newName);
     std::time_t modified = 0;
+    commit(); // as for a save
+    CatalogueChange change = CatalogueChange::rename(catalogue(), name, newName, file, description);
     bool moved = false;
     if (isInCfgDir(file)) {
         DBG_LOG(SEV_INFO) << "renameConfiguration: command=" << move.command;
-        moved = move.run(modified);
+        moved = move.isAllowed() && move.run(modified);
     }
     if (!moved) {
         DBG_LOG(SEV_ERROR) << "renameConfiguration: Couldn't stat filename=" << move.to;
+        change.abandon();
         return FC_UNAVAILABLE;
     }
 
@@ -350,7 +387,9 @@ Fcodes ConfigurationManager::moveConfiguration(const std::string& name, const st
     if (result != FC_OK)
         DBG_LOG(SEV_ERROR) << "importConfiguration: Couldn't replace name=" << name
                            << " with new=" << newName;
-    return result | acceptChanges();
+    result |= acceptChanges();
+    change.end();
+    return result;
 }
 
 // REMOVE_CFG, and the removal of a row by a peer
@@ -373,6 +412,8 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
         return FC_NO_SUCH_NAME;
     }
 
+    commit(); // as for a save
+    CatalogueChange change = CatalogueChange::remove(catalogue(), rowId);
     Fcodes result = FC_OK;
     std::string file;
     if (const Fcodes readResult = catalogue().readText(rowId, "File Name", file);
@@ -390,7 +431,9 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
     std::string autoStart;
     if (catalogue().readAutoStart(autoStart) == FC_OK && autoStart == rowId)
         result |= catalogue().writeAutoStart("");
-    return result | acceptChanges();
+    result |= acceptChanges();
+    change.end();
+    return result;
 }
 
 Fcodes ConfigurationManager::deleteRow(const std::string& table, int row)
@@ -404,6 +447,8 @@ Fcodes ConfigurationManager::deleteRow(const std::string& table, int row)
     if (catalogue().readText(rowId, "State", state) == FC_OK && state == kInprogress)
         return FC_ACCESS_DENIED;
 
+    commit(); // as for a save
+    CatalogueChange change = CatalogueChange::remove(catalogue(), rowId);
     Fcodes result = FC_OK;
     std::string file;
     if (const Fcodes readResult = catalogue().readText(rowId, "File Name", file);
@@ -416,6 +461,7 @@ Fcodes ConfigurationManager::deleteRow(const std::string& table, int row)
     }
     Fcodes removeResult = catalogue().remove(rowId);
     removeResult |= acceptChanges();
+    change.end();
     if (removeResult == FC_OK) {
         DBG_LOG(SEV_INFO) << "deleteRow: CFG removed row=" << row << " fcode=" << removeResult;
         sendEvent("Configuration Removed", rowId, FC_OK);
@@ -446,6 +492,11 @@ Fcodes ConfigurationManager::setAutoStart(const std::string& command)
         return FC_BAD_VALUE;
     }
     // Kept on purpose: peers count on exactly "false", and nothing else, clearing the auto-start.
-    const Fcodes result = catalogue().writeAutoStart(value == "false" ? "" : rowId);
-    return result | catalogue().store();
+    Fcodes result = catalogue().writeAutoStart(value == "false" ? "" : rowId);
+    result |= catalogue().store();
+    if (CatalogueStore::ofProcess().isOnDisk())
+        ChangeJournal::ofProcess().forgetAutoStart();
+    else
+        recordUnstored(catalogue(), 0, {rowId});
+    return result;
 }

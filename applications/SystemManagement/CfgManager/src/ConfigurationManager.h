@@ -129,11 +129,12 @@ public:
 
 private:
     ConfigurationsTable catalogue();
+    void loadCatalogue();
     void applyDeviceTimeZone();
 
     void removeOverwritten(const std::string& name);
     Fcodes setFileName(const std::string& name, std::string& file);
-    Fcodes storeChannels(const std::string& name, const std::string& file);
+    Fcodes storeChannels(const std::string& file);
     Fcodes moveConfiguration(const std::string& name, const std::string& newName,
                              const std::string& description);
 

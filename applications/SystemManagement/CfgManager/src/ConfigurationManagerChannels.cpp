@@ -1,6 +1,7 @@
 // What the configuration manager does with the channel manager's help: storing the channels of a
 // save, and loading those of a configuration that is started.
 
+#include "CfgFiles.h"
 #include "CfgPaths.h"
 #include "ConfigurationManager.h"
 #include "ConfigurationsTable.h"
@@ -43,16 +44,14 @@ std::string commandText(const char* id, const char* parameter, const std::string
 
 // SAVE_CFG
 
-Fcodes ConfigurationManager::storeChannels(const std::string& name, const std::string& file)
+Fcodes ConfigurationManager::storeChannels(const std::string& file)
 {
     const std::string text = commandText("STORE_CHANNELS", "File", file);
     DBG_LOG(SEV_INFO) << "addConfiguration: sending to" << kChanSocket << " command" << text;
     const Fcodes result = requestChannels(*this, text, kStorePolicy);
-    if (result != FC_OK) {
+    if (result != FC_OK)
         DBG_LOG(SEV_ERROR) << "addConfiguration: requestCommand failed fcode=" << result;
-        return result;
-    }
-    return FC_OK | cfgStored(name);
+    return result;
 }
 
 Fcodes ConfigurationManager::cfgStored(const std::string& rowId)
@@ -67,6 +66,7 @@ Fcodes ConfigurationManager::cfgStored(const std::string& rowId)
         struct stat info;
         if (stat(file.c_str(), &info) == 0) {
             timeToString(info.st_mtime, time);
+            syncFile(file); // before the row that says so; not every channel manager waits for it
         } else {
             DBG_LOG(SEV_ERROR) << "cfgStored: Not found file=" << file;
             result |= FC_BAD_VALUE;

@@ -1,5 +1,6 @@
 #include "ConfigurationsTable.h"
 
+#include "CatalogueStore.h"
 #include "CfgFiles.h"
 #include "CfgPaths.h"
 #include "DataHolder.h"
@@ -17,24 +18,31 @@ constexpr char kAutoStart[] = "AutoStart";
 
 } // namespace
 
-void ConfigurationsTable::load()
+CatalogueSource ConfigurationsTable::load(std::string& copy)
 {
     // Beside a catalogue of the older format the configurations are of that format too.
-    if (access(kLegacyCatalogue.c_str(), F_OK) == 0)
+    const bool isWiped = access(kLegacyCatalogue.c_str(), F_OK) == 0;
+    if (isWiped)
         std::ignore = std::system((std::string("rm -rf ") + kCfgDir + "/*").c_str());
 
     // No result is looked at: without a catalogue the daemon serves what it can.
-    if (mHolder.loadDataSet(kStoredCatalogue) != FC_OK) {
+    const bool isStored = mHolder.loadDataSet(kStoredCatalogue) == FC_OK;
+    if (isStored) {
+        constexpr char kDefaults[] = "Default Dataset";
+        mHolder.loadDataSet(kDefaults, kFactoryCatalogue);
+        mHolder.updateDataSet(kCfgDataSet, kDefaults, false, true, false);
+        mHolder.deleteDataSet(kDefaults);
+    } else {
+        copy = putAside(kStoredCatalogue, kDamagedCatalogue);
         mHolder.loadDataSet(kFactoryCatalogue);
-        return;
     }
-    constexpr char kDefaults[] = "Default Dataset";
-    mHolder.loadDataSet(kDefaults, kFactoryCatalogue);
-    mHolder.updateDataSet(kCfgDataSet, kDefaults, false, true, false);
-    mHolder.deleteDataSet(kDefaults);
+    CatalogueStore::ofProcess().watch();
+    return isWiped    ? CatalogueSource::WIPED
+           : isStored ? CatalogueSource::STORED
+                      : CatalogueSource::FACTORY;
 }
 
-Fcodes ConfigurationsTable::store() { return mHolder.storeDataSet(kCfgDataSet, kStoredCatalogue); }
+Fcodes ConfigurationsTable::store() { return CatalogueStore::ofProcess().store(mHolder); }
 
 std::vector<std::string> ConfigurationsTable::keys() const
 {
@@ -56,6 +64,27 @@ Fcodes ConfigurationsTable::add(const std::string& rowId)
 Fcodes ConfigurationsTable::remove(const std::string& rowId)
 {
     return mHolder.removeInstance(kCfgDataSet, kConfigurationsTable, rowId);
+}
+
+std::optional<CatalogueRow> ConfigurationsTable::readRow(const std::string& rowId) const
+{
+    if (!has(rowId))
+        return std::nullopt;
+    std::vector<std::string> properties;
+    mHolder.getProperties(kCfgDataSet, kConfigurationsTable, properties);
+    CatalogueRow row;
+    for (const std::string& property : properties)
+        if (std::string value; readText(rowId, property.c_str(), value) == FC_OK)
+            row[property] = value;
+    return row;
+}
+
+Fcodes ConfigurationsTable::writeRow(const std::string& rowId, const CatalogueRow& row)
+{
+    Fcodes result = add(rowId);
+    for (const auto& [property, value] : row)
+        result |= writeText(rowId, property.c_str(), value);
+    return result;
 }
 
 Fcodes ConfigurationsTable::getRowIdByFilename(const std::string& file, std::string& rowId) const
@@ -87,8 +116,13 @@ Fcodes ConfigurationsTable::writeStateAndFcode(const std::string& rowId, const c
                                                Fcodes code)
 {
     const Fcodes result = writeText(rowId, "State", state);
-    return result | mHolder.initIntParam(kCfgDataSet, kConfigurationsTable, "Fcode",
-                                         static_cast<int>(code), rowId);
+    return result | writeFcode(rowId, code);
+}
+
+Fcodes ConfigurationsTable::writeFcode(const std::string& rowId, Fcodes code)
+{
+    return mHolder.initIntParam(kCfgDataSet, kConfigurationsTable, "Fcode", static_cast<int>(code),
+                                rowId);
 }
 
 Fcodes ConfigurationsTable::fillFileRow(const std::string& name, const std::string& description,

@@ -8,9 +8,11 @@
 // and has been initialised. Any thread may call; each read or write of a property is one step of
 // the store. Nothing is logged here, and nothing is on disk before store().
 
+#include "ChangeRecord.h"
 #include "Fcodes.h"
 
 #include <ctime>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,17 +27,25 @@ inline constexpr char kInprogress[] = "Inprogress";
 inline constexpr char kUnavailable[] = "Unavailable";
 inline constexpr char kNoDescription[] = " ";
 
+/// Where the rows of a start come from.
+enum class CatalogueSource {
+    STORED,
+    FACTORY,
+    WIPED ///< A catalogue of the older format stood there: the directory has been emptied.
+};
+
 class ConfigurationsTable
 {
 public:
     explicit ConfigurationsTable(DataHolder& holder) : mHolder(holder) {}
 
     /// Loads the stored catalogue and completes it from the factory's; where none is stored, or it
-    /// cannot be read, the factory's becomes the catalogue. With neither there are no rows.
-    void load();
+    /// cannot be read, the factory's becomes the catalogue, and what was there goes aside: `copy`
+    /// is its new path, or stays empty. With neither there are no rows.
+    CatalogueSource load(std::string& copy);
 
-    /// Writes the catalogue to its file. FC_OK also when the disk refuses, see
-    /// DataHolder::storeDataSet(); FC_NO_SUCH_NAME when there is no catalogue.
+    /// Writes the catalogue to its file. FC_OK also when the disk refuses, see CatalogueStore;
+    /// FC_NO_SUCH_NAME when there is no catalogue.
     Fcodes store();
 
     /// keys() lists the rows in the store's order; empty without a catalogue. add() and remove()
@@ -45,6 +55,11 @@ public:
     bool has(const std::string& rowId) const;
     Fcodes add(const std::string& rowId);
     Fcodes remove(const std::string& rowId);
+
+    /// A whole row: all its properties that have a definition, nothing when there is no row. A
+    /// write replaces the row of that key; the results joined.
+    std::optional<CatalogueRow> readRow(const std::string& rowId) const;
+    Fcodes writeRow(const std::string& rowId, const CatalogueRow& row);
 
     /// The first row whose "File Name" is `file`; FC_UNAVAILABLE, and an empty key, when there is
     /// none.
@@ -58,6 +73,7 @@ public:
 
     /// "State" and "Fcode" of a row; the results joined.
     Fcodes writeStateAndFcode(const std::string& rowId, const char* state, Fcodes code);
+    Fcodes writeFcode(const std::string& rowId, Fcodes code);
 
     /// Every property of the row of a configuration whose file is in place and was last changed at
     /// `modified`; the results joined.

@@ -1,0 +1,143 @@
+#include "CatalogueChange.h"
+
+#include "CatalogueStore.h"
+#include "CfgFiles.h"
+#include "ChangeJournal.h"
+#include "ChangeSettlement.h"
+#include "DbgLine.h"
+
+#include <cerrno>
+
+namespace
+{
+
+constexpr char kUnit[] = "ConfigurationManager"; // the changes are its commands
+
+ChangeJournal& journal() { return ChangeJournal::ofProcess(); }
+
+ChangeRecord recordOf(ChangeRecord::Kind kind, const ConfigurationsTable& table,
+                      const std::string& name)
+{
+    ChangeRecord record;
+    record.kind = kind;
+    record.name = name;
+    record.before = table.readRow(name);
+    table.readText(name, "File Name", record.file);
+    table.readAutoStart(record.autoStartBefore);
+    record.autoStartAfter = record.autoStartBefore;
+    return record;
+}
+
+void reportUnrecorded(const std::string& name, int error)
+{
+    if (journal().isFirstFailure())
+        DBG_LOG(SEV_ERROR) << "recordChange: Couldn't record the change of rowId=" << name
+                           << " errno=" << error;
+}
+
+} // namespace
+
+CatalogueChange::CatalogueChange(ConfigurationsTable table, ChangeRecord record,
+                                 const std::string& replaced)
+    : mTable(table), mRecord(std::move(record))
+{
+    mRecord.number = journal().begin(mRecord, replaced);
+    if (mRecord.number == 0)
+        reportUnrecorded(mRecord.name, errno);
+}
+
+CatalogueChange CatalogueChange::save(ConfigurationsTable table, const std::string& name,
+                                      bool becomesAutoStart)
+{
+    ChangeRecord record = recordOf(ChangeRecord::Kind::SAVE, table, name);
+    const std::string replaced = isInCfgDir(record.file) ? record.file : "";
+    if (becomesAutoStart)
+        record.autoStartAfter = name;
+    return {table, std::move(record), replaced};
+}
+
+CatalogueChange CatalogueChange::import(ConfigurationsTable table, const std::string& name,
+                                        const std::string& source, const std::string& description,
+                                        bool becomesAutoStart)
+{
+    ChangeRecord record = recordOf(ChangeRecord::Kind::IMPORT, table, name);
+    record.file = source;
+    record.moved = stampOf(source).value_or(FileStamp{});
+    record.after = CatalogueRow{{"Description", description}};
+    if (becomesAutoStart)
+        record.autoStartAfter = name;
+    return {table, std::move(record), configurationPath(name)};
+}
+
+CatalogueChange CatalogueChange::rename(ConfigurationsTable table, const std::string& name,
+                                        const std::string& newName, const std::string& file,
+                                        const std::string& description)
+{
+    ChangeRecord record = recordOf(ChangeRecord::Kind::RENAME, table, name);
+    record.newName = newName;
+    record.file = file;
+    record.moved = stampOf(file).value_or(FileStamp{});
+    record.after = CatalogueRow{{"Description", description}};
+    return {table, std::move(record), ""};
+}
+
+CatalogueChange CatalogueChange::remove(ConfigurationsTable table, const std::string& name)
+{
+    return {table, recordOf(ChangeRecord::Kind::REMOVE, table, name), ""};
+}
+
+void CatalogueChange::confirmAnswer()
+{
+    if (const auto row = mTable.readRow(mRecord.name))
+        journal().confirmAnswer(mRecord.number, *row);
+}
+
+void CatalogueChange::end()
+{
+    if (CatalogueStore::ofProcess().isOnDisk()) {
+        journal().end(mRecord.number);
+        CatalogueStore::ofProcess().tidyLater();
+        return;
+    }
+    std::vector<std::string> names{mRecord.name};
+    if (!mRecord.newName.empty())
+        names.push_back(mRecord.newName);
+    recordUnstored(mTable, mRecord.number, names);
+}
+
+void CatalogueChange::fail(Fcodes code)
+{
+    const ChangeRecord record = journal().find(mRecord.number);
+    if (!record.replaces()) {
+        mTable.writeFcode(mRecord.name, code);
+        return;
+    }
+    putBackFile(record, record.file);
+    putBackRow(mTable, record, code);
+    mTable.store();
+    if (!CatalogueStore::ofProcess().isOnDisk())
+        return; // the record stays: the next start puts back once more
+    journal().cancel(mRecord.number);
+    CatalogueStore::ofProcess().tidyLater();
+}
+
+void CatalogueChange::abandon()
+{
+    const ChangeRecord record = journal().find(mRecord.number);
+    if (!record.name.empty() && !record.kept.empty())
+        putBackFile(record, configurationPath(record.name));
+    journal().cancel(mRecord.number);
+    CatalogueStore::ofProcess().tidyLater();
+}
+
+void recordUnstored(ConfigurationsTable table, std::uint64_t number,
+                    const std::vector<std::string>& names)
+{
+    std::string autoStart;
+    table.readAutoStart(autoStart);
+    ChangeJournal::UnstoredRows rows;
+    for (const std::string& name : names)
+        rows[name] = table.readRow(name);
+    if (!journal().endUnstored(number, rows, autoStart))
+        reportUnrecorded(names.front(), errno);
+}

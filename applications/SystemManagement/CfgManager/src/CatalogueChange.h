@@ -1,0 +1,59 @@
+#pragma once
+
+// A change of the catalogue that touches files, from before its first effect to its end: recorded
+// on the disk meanwhile, and put back or completed by the next start when it is cut off. Commands
+// make one each; it begins with its constructor. One that goes out of scope without an end stays
+// recorded. Where nothing can be recorded, the change goes on without, and the log says so once a
+// start.
+
+#include "ConfigurationsTable.h"
+
+class CatalogueChange
+{
+public:
+    /// The row of `name` is to be saved anew, over the one that is there if any, and becomes the
+    /// auto-start if so wanted.
+    static CatalogueChange save(ConfigurationsTable table, const std::string& name,
+                                bool becomesAutoStart);
+
+    /// The file is to be moved to the place of `name`, or of `newName`; `description` goes into the
+    /// row.
+    static CatalogueChange import(ConfigurationsTable table, const std::string& name,
+                                  const std::string& source, const std::string& description,
+                                  bool becomesAutoStart);
+    static CatalogueChange rename(ConfigurationsTable table, const std::string& name,
+                                  const std::string& newName, const std::string& file,
+                                  const std::string& description);
+
+    /// Row and file are to be deleted.
+    static CatalogueChange remove(ConfigurationsTable table, const std::string& name);
+
+    CatalogueChange(const CatalogueChange&) = delete;
+    CatalogueChange& operator=(const CatalogueChange&) = delete;
+
+    /// A save: the channel manager has answered OK, and what follows is not put back any more.
+    void confirmAnswer();
+
+    /// All is done, and stored; where the disk has refused that, the rows stay recorded until a
+    /// store succeeds.
+    void end();
+
+    /// A save that the channel manager has refused: what was there before comes back, file, row and
+    /// auto-start, with `code` as the outcome. A new row stays without a file; the next start takes
+    /// it away.
+    void fail(Fcodes code);
+
+    /// A move after which nothing has arrived: what was at the target comes back.
+    void abandon();
+
+private:
+    CatalogueChange(ConfigurationsTable table, ChangeRecord record, const std::string& replaced);
+
+    ConfigurationsTable mTable;
+    ChangeRecord mRecord;
+};
+
+/// Rows that have changed, and the auto-start, while the disk refused the catalogue: they stay
+/// recorded until a store succeeds, in place of the record `number` (0: of none).
+void recordUnstored(ConfigurationsTable table, std::uint64_t number,
+                    const std::vector<std::string>& names);

@@ -1,0 +1,446 @@
+#include "ChangeJournal.h"
+
+#include "CfgPaths.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <dirent.h>
+#include <fcntl.h>
+#include <fstream>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace
+{
+
+constexpr std::size_t kHalfSize = std::size_t{32} << 10;
+constexpr off_t kReserveSize = 3 * kHalfSize; // both halves, and the directory's own block
+constexpr std::string_view kMagic = "cfg-changes 1 ";
+constexpr char kJournal[] = "/journal";
+constexpr char kNewJournal[] = "/journal.new";
+constexpr char kKept[] = "/kept.";
+constexpr std::chrono::seconds kIdleTime{1};
+
+const std::array<std::string, 2> kPlaces = {kChangesBeside, kChangesInside};
+
+std::uint64_t checksum(std::string_view text)
+{
+    std::uint64_t sum = 14695981039346656037U; // FNV-1a
+    for (const char c : text)
+        sum = (sum ^ static_cast<unsigned char>(c)) * 1099511628211U;
+    return sum;
+}
+
+bool writeAll(int file, std::string_view text, off_t offset)
+{
+    while (!text.empty()) {
+        const ssize_t put = pwrite(file, text.data(), text.size(), offset);
+        if (put < 0 && errno != EINTR)
+            return false;
+        if (put > 0) {
+            text.remove_prefix(static_cast<std::size_t>(put));
+            offset += put;
+        }
+    }
+    return true;
+}
+
+/// On the disk, or on a file system that has none.
+bool isSynced(int result) { return result == 0 || errno == EINVAL; }
+
+bool syncDirectory(const std::string& path)
+{
+    const int directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory == -1)
+        return false;
+    const bool synced = isSynced(fsync(directory));
+    const int error = errno;
+    close(directory);
+    errno = error;
+    return synced;
+}
+
+std::string parentOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
+
+/// Links reach from one to the other. The same device may be mounted twice.
+bool isOneMount(const std::string& left, const std::string& right)
+{
+    const auto look = [](const std::string& path, struct statx& info) {
+        return statx(AT_FDCWD, path.c_str(), 0, STATX_MNT_ID, &info) == 0;
+    };
+    struct statx one {
+    }, other{};
+    return look(left, one) && look(right, other) && one.stx_dev_major == other.stx_dev_major &&
+           one.stx_dev_minor == other.stx_dev_minor && one.stx_mnt_id == other.stx_mnt_id;
+}
+
+/// The newer of the two halves that is whole.
+std::vector<ChangeRecord> readJournal(const std::string& path, std::uint64_t& lastWrite)
+{
+    std::ostringstream content;
+    if (std::ifstream file(path); file.good())
+        content << file.rdbuf();
+    const std::string text = content.str();
+    std::vector<ChangeRecord> newest;
+    for (const std::size_t start : {std::size_t{0}, text.size() / 2}) {
+        std::uint64_t write = 0;
+        const auto half = readJournalHalf(std::string_view(text).substr(start), write);
+        auto records = half ? readChangeRecords(*half) : std::nullopt;
+        if (records && write > lastWrite) {
+            newest = std::move(*records);
+            lastWrite = write;
+        }
+    }
+    return newest;
+}
+
+} // namespace
+
+std::string journalHalf(std::uint64_t write, std::string_view records)
+{
+    std::string body = std::to_string(write) + ' ' + std::to_string(records.size()) + '\n';
+    body += records;
+    return std::string(kMagic) + std::to_string(checksum(body)) + ' ' + body;
+}
+
+std::optional<std::string_view> readJournalHalf(std::string_view half, std::uint64_t& write)
+{
+    const auto number = [&half](char end, std::uint64_t& value) {
+        const auto [at, error] = std::from_chars(half.data(), half.data() + half.size(), value);
+        const auto length = static_cast<std::size_t>(at - half.data());
+        if (error != std::errc() || length >= half.size() || *at != end)
+            return false;
+        half.remove_prefix(length + 1);
+        return true;
+    };
+    std::uint64_t sum = 0;
+    std::uint64_t size = 0;
+    if (!half.starts_with(kMagic))
+        return std::nullopt;
+    half.remove_prefix(kMagic.size());
+    if (!number(' ', sum))
+        return std::nullopt;
+    const std::string_view body = half;
+    if (!number(' ', write) || !number('\n', size) || size > half.size())
+        return std::nullopt;
+    if (checksum(body.substr(0, body.size() - half.size() + size)) != sum)
+        return std::nullopt;
+    return half.substr(0, size);
+}
+
+ChangeJournal& ChangeJournal::ofProcess()
+{
+    static ChangeJournal& journal = *new ChangeJournal; // threads may use it to the very end
+    return journal;
+}
+
+std::vector<ChangeRecord> ChangeJournal::open()
+{
+    const std::lock_guard guard(mMutex);
+    mRecords.clear();
+    for (const std::string& place : kPlaces)
+        std::ranges::move(readJournal(place + kJournal, mLastWrite), std::back_inserter(mRecords));
+    std::ranges::sort(mRecords, {}, &ChangeRecord::number);
+    if (!mRecords.empty())
+        mLastFound = mLastNumber = mRecords.back().number;
+    mIsClean = std::ranges::none_of(
+        kPlaces, [](const std::string& place) { return access(place.c_str(), F_OK) == 0; });
+    reserve();
+    return mRecords;
+}
+
+std::uint64_t ChangeJournal::begin(ChangeRecord record, const std::string& replaced)
+{
+    const std::lock_guard guard(mMutex);
+    const std::uint64_t number = record.number = ++mLastNumber;
+    if (!makeDirectory() || !linkReplaced(record, replaced))
+        return 0;
+    const std::vector<ChangeRecord> before = mRecords;
+    supersede(record);
+    mRecords.push_back(std::move(record));
+    if (write())
+        return number;
+    const int error = errno;
+    drop(number);
+    mRecords = before;
+    errno = error;
+    return 0;
+}
+
+/// Earlier changes that the new one takes the place of: of a name that has a file now, and saves of
+/// new names, whose rows may not outlive the next start and are no auto-start to go back to.
+void ChangeJournal::supersede(ChangeRecord& record)
+{
+    std::erase_if(mRecords, [&record](const ChangeRecord& earlier) {
+        if (earlier.kind == ChangeRecord::Kind::UNSTORED)
+            return false;
+        const bool isNewSave =
+            earlier.kind == ChangeRecord::Kind::SAVE && !earlier.replaces() && !earlier.answered;
+        if (isNewSave && record.autoStartAfter != record.autoStartBefore &&
+            record.autoStartBefore == earlier.name)
+            record.autoStartBefore = earlier.autoStartBefore;
+        if (!record.kept.empty())
+            return earlier.concerns(record.name);
+        if (!isNewSave || record.kind != earlier.kind || record.name != earlier.name)
+            return false;
+        if (record.autoStartAfter == record.autoStartBefore) {
+            record.autoStartBefore = earlier.autoStartBefore;
+            record.autoStartAfter = earlier.autoStartAfter;
+        }
+        return true;
+    });
+}
+
+void ChangeJournal::confirmAnswer(std::uint64_t number, const CatalogueRow& row)
+{
+    const std::lock_guard guard(mMutex);
+    const auto found = std::ranges::find(mRecords, number, &ChangeRecord::number);
+    if (found == mRecords.end())
+        return;
+    found->answered = true;
+    found->after = row;
+    write();
+}
+
+void ChangeJournal::end(std::uint64_t number)
+{
+    const std::lock_guard guard(mMutex);
+    const auto found = std::ranges::find(mRecords, number, &ChangeRecord::number);
+    if (found == mRecords.end())
+        return;
+    const ChangeRecord change = *found;
+    std::vector<std::uint64_t> ended{number};
+    for (const ChangeRecord& earlier : mRecords)
+        if (earlier.kind != ChangeRecord::Kind::UNSTORED && earlier.number < number &&
+            (earlier.concerns(change.name) || earlier.concerns(change.newName)))
+            ended.push_back(earlier.number);
+    for (const std::uint64_t each : ended)
+        drop(each);
+    bool followed = false; // an auto-start that is to come back goes along with its name
+    for (ChangeRecord& other : mRecords) {
+        if (change.newName.empty() || other.autoStartBefore != change.name)
+            continue;
+        other.autoStartBefore = change.newName;
+        followed = true;
+    }
+    if (followed)
+        write();
+}
+
+void ChangeJournal::cancel(std::uint64_t number)
+{
+    const std::lock_guard guard(mMutex);
+    drop(number);
+    write();
+}
+
+bool ChangeJournal::endUnstored(std::uint64_t number, const UnstoredRows& rows,
+                                const std::string& autoStart)
+{
+    const std::lock_guard guard(mMutex);
+    for (const auto& row : rows) {
+        std::erase_if(mRecords, [&row](const ChangeRecord& earlier) {
+            return earlier.kind == ChangeRecord::Kind::UNSTORED && earlier.name == row.first;
+        });
+        ChangeRecord record;
+        record.kind = ChangeRecord::Kind::UNSTORED;
+        record.number = ++mLastNumber;
+        record.name = row.first;
+        record.after = row.second;
+        record.autoStartAfter = autoStart;
+        mRecords.push_back(std::move(record));
+    }
+    drop(number);
+    return makeDirectory() && write();
+}
+
+void ChangeJournal::stored()
+{
+    const std::lock_guard guard(mMutex);
+    std::vector<std::uint64_t> ended;
+    for (const ChangeRecord& record : mRecords)
+        if (record.kind == ChangeRecord::Kind::UNSTORED || record.number <= mLastFound)
+            ended.push_back(record.number);
+    for (const std::uint64_t each : ended)
+        drop(each);
+    // A later start must not settle them again, on top of what comes after.
+    if (mRecords.empty() && mFile == -1 && !mIsClean)
+        removeFiles();
+    else if (!ended.empty())
+        write();
+}
+
+void ChangeJournal::forgetAutoStart()
+{
+    const std::lock_guard guard(mMutex);
+    for (ChangeRecord& record : mRecords)
+        record.autoStartBefore = record.autoStartAfter;
+    if (mFile != -1) // changes that have ended are still in the file
+        write();
+}
+
+ChangeRecord ChangeJournal::find(std::uint64_t number) const
+{
+    const std::lock_guard guard(mMutex);
+    const auto found = std::ranges::find(mRecords, number, &ChangeRecord::number);
+    return found == mRecords.end() ? ChangeRecord{} : *found;
+}
+
+std::chrono::milliseconds ChangeJournal::tidy()
+{
+    const std::lock_guard guard(mMutex);
+    if (!mRecords.empty() || mIsClean)
+        return {};
+    const auto idle = std::chrono::steady_clock::now() - mIdleSince;
+    if (idle < kIdleTime)
+        return std::chrono::ceil<std::chrono::milliseconds>(kIdleTime - idle);
+    removeFiles();
+    reserve();
+    return {};
+}
+
+bool ChangeJournal::isFirstFailure()
+{
+    const std::lock_guard guard(mMutex);
+    return !std::exchange(mFailureReported, true);
+}
+
+bool ChangeJournal::write()
+{
+    if (mDirectory.empty())
+        return mRecords.empty();
+    const std::string half = journalHalf(++mLastWrite, toText(mRecords));
+    if (mFile != -1 && half.size() <= mCapacity)
+        return overwrite(half);
+    const std::size_t capacity = std::max(kHalfSize, 2 * half.size());
+    if (create(half, capacity))
+        return true;
+    if (errno != ENOSPC && errno != EDQUOT)
+        return false;
+    releaseReserve();
+    return create(half, capacity);
+}
+
+bool ChangeJournal::overwrite(const std::string& half)
+{
+    const auto offset = static_cast<off_t>(mLastWrite % 2 * mCapacity);
+    return writeAll(mFile, half, offset) && isSynced(fdatasync(mFile));
+}
+
+bool ChangeJournal::create(const std::string& half, std::size_t capacity)
+{
+    const std::string path = mDirectory + kNewJournal;
+    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (file == -1)
+        return false;
+    // Zeros, not holes: a block that has been written before is overwritten in place.
+    const auto offset = static_cast<off_t>(mLastWrite % 2 * capacity);
+    if (writeAll(file, std::string(2 * capacity, '\0'), 0) && writeAll(file, half, offset) &&
+        isSynced(fsync(file)) && rename(path.c_str(), (mDirectory + kJournal).c_str()) == 0 &&
+        syncDirectory(mDirectory)) {
+        if (mFile != -1)
+            close(mFile);
+        mFile = file;
+        mCapacity = capacity;
+        return true;
+    }
+    const int error = errno;
+    close(file);
+    unlink(path.c_str());
+    errno = error;
+    return false;
+}
+
+bool ChangeJournal::makeDirectory()
+{
+    if (!mDirectory.empty())
+        return true;
+    for (const std::string& place : kPlaces) {
+        if (!isOneMount(parentOf(place), kCfgDir))
+            continue;
+        int made = mkdir(place.c_str(), 0700);
+        if (made == -1 && (errno == ENOSPC || errno == EDQUOT)) {
+            releaseReserve();
+            made = mkdir(place.c_str(), 0700);
+        }
+        struct stat info;
+        if ((made == 0 || errno == EEXIST) && lstat(place.c_str(), &info) == 0 &&
+            S_ISDIR(info.st_mode) && access(place.c_str(), W_OK | X_OK) == 0 &&
+            syncDirectory(parentOf(place))) {
+            mDirectory = place;
+            mIsClean = false;
+            return true;
+        }
+    }
+    return false;
+}
+
+/// A file that is not there needs no link, and what cannot have one (a directory) is not deleted.
+bool ChangeJournal::linkReplaced(ChangeRecord& record, const std::string& replaced)
+{
+    if (replaced.empty())
+        return true;
+    const std::string kept = mDirectory + kKept + std::to_string(record.number);
+    unlink(kept.c_str());
+    if (link(replaced.c_str(), kept.c_str()) == -1)
+        return errno == ENOENT || errno == EISDIR;
+    record.kept = kept;
+    return syncDirectory(mDirectory);
+}
+
+void ChangeJournal::drop(std::uint64_t number)
+{
+    const auto found = std::ranges::find(mRecords, number, &ChangeRecord::number);
+    if (found == mRecords.end())
+        return;
+    if (!found->kept.empty())
+        unlink(found->kept.c_str());
+    mRecords.erase(found);
+    if (mRecords.empty())
+        mIdleSince = std::chrono::steady_clock::now();
+}
+
+/// Only names that the journal gives; a directory that holds others stays.
+void ChangeJournal::removeFiles()
+{
+    if (mFile != -1)
+        close(std::exchange(mFile, -1));
+    mDirectory.clear();
+    mIsClean = true;
+    for (const std::string& place : kPlaces) {
+        DIR* const directory = opendir(place.c_str());
+        if (directory == nullptr)
+            continue;
+        while (const dirent* const entry = readdir(directory)) {
+            const std::string name = std::string("/") + entry->d_name;
+            if (name == kJournal || name == kNewJournal || name.starts_with(kKept))
+                unlink((place + name).c_str());
+        }
+        closedir(directory);
+        rmdir(place.c_str());
+    }
+}
+
+void ChangeJournal::reserve()
+{
+    if (mReserve != -1)
+        return;
+    for (const std::string& place : kPlaces) {
+        if (!isOneMount(parentOf(place), kCfgDir))
+            continue;
+        mReserve = ::open(parentOf(place).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        if (mReserve != -1 && posix_fallocate(mReserve, 0, kReserveSize) == 0)
+            return;
+        releaseReserve();
+    }
+}
+
+void ChangeJournal::releaseReserve()
+{
+    if (mReserve != -1)
+        close(std::exchange(mReserve, -1));
+}

@@ -1,0 +1,102 @@
+#pragma once
+
+// Keeps the records of the changes under way on the disk, and second links to the files that they
+// replace: in "/data/.cfg_changes", or in "/data/cfg/.cfg_changes" where the other is not on the
+// same file system or cannot be written. The directory is there while it holds a record, and about
+// a second longer: a burst of changes finds its file in place. Every other name in it stays.
+//
+// The file has two halves, which are overwritten in turn, each with all records, a number and a
+// checksum: a write that is cut off leaves the other half. Its blocks are allocated before, so that
+// recording a change costs one synchronous write and no new metadata; as many are held in reserve
+// from the start on for the day on which the disk is full.
+//
+// Any thread may call. Nothing is logged here.
+
+#include "ChangeRecord.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class ChangeJournal
+{
+public:
+    /// The one of this process: a device has one daemon that owns the directory.
+    static ChangeJournal& ofProcess();
+
+    /// What an earlier run has left, in the order of the changes; and reserves the space. For the
+    /// start-up, which settles what it gets before the first begin(). It stays until stored().
+    std::vector<ChangeRecord> open();
+
+    /// Records a change under a new number, and before that a second link to the file at `replaced`
+    /// if one is there; both are on the disk when it returns. Earlier changes of a name whose file
+    /// is there have come to their end by that. 0, with errno, when nothing could be recorded.
+    std::uint64_t begin(ChangeRecord record, const std::string& replaced = "");
+
+    /// The channel manager has answered OK, and the row is now `row`; on the disk when it returns.
+    void confirmAnswer(std::uint64_t number, const CatalogueRow& row);
+
+    /// The change is on the disk, with it every earlier one of its names, and needs no record. The
+    /// record itself may still be found after a power cut: settling it changes nothing.
+    void end(std::uint64_t number);
+
+    /// The change has been refused or put back, and must not be settled by a later start.
+    void cancel(std::uint64_t number);
+
+    /// The change is acknowledged, but the catalogue could not be stored: the rows (none: removed)
+    /// and the auto-start take the place of its record until stored(). False, with errno, when they
+    /// are not on the disk either.
+    using UnstoredRows = std::map<std::string, std::optional<CatalogueRow>>;
+    bool endUnstored(std::uint64_t number, const UnstoredRows& rows, const std::string& autoStart);
+
+    /// The catalogue is on the disk, with all that open() found and that endUnstored() recorded.
+    void stored();
+
+    /// The auto-start has been set by somebody since: no change puts it back.
+    void forgetAutoStart();
+
+    /// The record of a change that has not ended; one without a name when there is none. Its second
+    /// link may be moved away.
+    ChangeRecord find(std::uint64_t number) const;
+
+    /// Removes the directory when it has held nothing for a second. How long until it should be
+    /// called again; zero when there is nothing to remove.
+    std::chrono::milliseconds tidy();
+
+    /// True once a start: that nothing can be recorded is said once.
+    bool isFirstFailure();
+
+private:
+    bool write();
+    bool overwrite(const std::string& half);
+    bool create(const std::string& half, std::size_t capacity);
+    bool makeDirectory();
+    bool linkReplaced(ChangeRecord& record, const std::string& replaced);
+    void supersede(ChangeRecord& record);
+    void drop(std::uint64_t number);
+    void removeFiles();
+    void reserve();
+    void releaseReserve();
+
+    mutable std::mutex mMutex; // guards everything below
+    std::vector<ChangeRecord> mRecords;
+    std::uint64_t mLastNumber = 0;
+    std::uint64_t mLastFound = 0; // by open()
+    std::uint64_t mLastWrite = 0;
+    std::string mDirectory; // empty until one is needed
+    bool mIsClean = true;   // nothing of ours is on the disk
+    int mFile = -1;
+    std::size_t mCapacity = 0; // bytes of a half
+    int mReserve = -1;
+    bool mFailureReported = false;
+    std::chrono::steady_clock::time_point mIdleSince;
+};
+
+/// What one half of the file holds, from its beginning; nothing for one that was cut off. `write`
+/// is the number of the write.
+std::string journalHalf(std::uint64_t write, std::string_view records);
+std::optional<std::string_view> readJournalHalf(std::string_view half, std::uint64_t& write);

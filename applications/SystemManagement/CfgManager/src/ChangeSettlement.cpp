@@ -1,0 +1,195 @@
+#include "ChangeSettlement.h"
+
+#include "CfgFiles.h"
+#include "CfgPaths.h"
+#include "DbgLine.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr char kUnit[] = "ConfigurationManager"; // log readers know start-up as the manager's
+
+/// True for rows that differ at most in what starting a configuration changes.
+bool haveSameContent(std::optional<CatalogueRow> left, std::optional<CatalogueRow> right)
+{
+    for (auto* row : {&left, &right}) {
+        if (row->has_value()) {
+            (*row)->erase("State");
+            (*row)->erase("Fcode");
+        }
+    }
+    return left == right;
+}
+
+/// Unless somebody has set another one since, or has removed the one before.
+Fcodes putBackAutoStart(ConfigurationsTable& table, const ChangeRecord& save)
+{
+    std::string autoStart;
+    if (save.autoStartBefore == save.autoStartAfter || table.readAutoStart(autoStart) != FC_OK ||
+        autoStart != save.autoStartAfter)
+        return FC_OK;
+    return table.writeAutoStart(table.has(save.autoStartBefore) ? save.autoStartBefore : "");
+}
+
+} // namespace
+
+void ChangeSettlement::run(const std::vector<ChangeRecord>& records)
+{
+    for (const ChangeRecord& record : records) {
+        if (mSource == CatalogueSource::STORED && settle(record))
+            continue;
+        DBG_LOG(SEV_INFO) << "settleChanges: Dropped record of rowId=" << record.name
+                          << " file=" << record.file;
+        // Without the catalogue nobody knows what the file was; but it was there.
+        if (mSource == CatalogueSource::FACTORY && !record.answered && !pathExists(record.file))
+            putBackFile(record, record.file);
+    }
+}
+
+bool ChangeSettlement::settle(const ChangeRecord& record)
+{
+    switch (record.kind) {
+    case ChangeRecord::Kind::UNSTORED:
+        return applyUnstored(record);
+    case ChangeRecord::Kind::IMPORT:
+        return settleImport(record);
+    default:
+        break;
+    }
+    if (!mTable.has(record.name))
+        return false;
+    if (record.kind == ChangeRecord::Kind::SAVE)
+        return settleSave(record);
+    return record.kind == ChangeRecord::Kind::RENAME ? settleRename(record) : settleRemoval(record);
+}
+
+bool ChangeSettlement::settleSave(const ChangeRecord& save)
+{
+    if (save.answered)
+        return completeSave(save);
+    if (save.replaces()) {
+        putBackFile(save, save.file);
+        DBG_LOG(SEV_INFO) << "settleChanges: Put back rowId=" << save.name;
+        putBackRow(mTable, save, FC_OK);
+    }
+    std::string file;
+    mTable.readText(save.name, "File Name", file);
+    if (pathExists(file))
+        return save.replaces();
+    takeRowAway(save.name);
+    putBackAutoStart(mTable, save);
+    return true;
+}
+
+/// The channel manager had said OK. Its outcome may not have got as far as the row.
+bool ChangeSettlement::completeSave(const ChangeRecord& save)
+{
+    std::time_t modified = 0;
+    const std::string path = configurationPath(save.name);
+    if (!pathExists(path)) {
+        takeRowAway(save.name);
+        return true;
+    }
+    if (!haveSameContent(mTable.readRow(save.name), save.after) || !findRegularFile(path, modified))
+        return false;
+    std::string description = kNoDescription;
+    mTable.readText(save.name, "Description", description);
+    mTable.fillFileRow(save.name, description, modified);
+    return true;
+}
+
+bool ChangeSettlement::settleImport(const ChangeRecord& import)
+{
+    const std::string path = configurationPath(import.name);
+    if (!haveSameContent(mTable.readRow(import.name), import.before))
+        return false; // the import was stored, or another change after it
+    std::time_t modified = 0;
+    if (stampOf(path) == import.moved && findRegularFile(path, modified)) {
+        mTable.add(import.name);
+        mTable.fillFileRow(import.name, import.after->at("Description"), modified);
+        if (import.autoStartAfter != import.autoStartBefore)
+            mTable.writeAutoStart(import.autoStartAfter);
+        DBG_LOG(SEV_INFO) << "settleChanges: Completed import of rowId=" << import.name;
+        return true;
+    }
+    if (!import.kept.empty())
+        return putBackFile(import, path);
+    // A copy that was cut off. What it was made from is still there.
+    if (!import.before && pathExists(path) && stampOf(import.file) == import.moved) {
+        unlink(path.c_str());
+        return true;
+    }
+    return false;
+}
+
+bool ChangeSettlement::settleRename(const ChangeRecord& rename)
+{
+    const std::string path = configurationPath(rename.newName);
+    std::time_t modified = 0;
+    if (pathExists(rename.file) || stampOf(path) != rename.moved ||
+        !findRegularFile(path, modified))
+        return false;
+    mTable.add(rename.newName);
+    mTable.fillFileRow(rename.newName, rename.after->at("Description"), modified);
+    takeRowAway(rename.name);
+    std::string autoStart;
+    if (mTable.readAutoStart(autoStart) == FC_OK && autoStart == rename.name)
+        mTable.writeAutoStart(rename.newName);
+    DBG_LOG(SEV_INFO) << "settleChanges: Completed rename of rowId=" << rename.name
+                      << " to=" << rename.newName;
+    return true;
+}
+
+bool ChangeSettlement::settleRemoval(const ChangeRecord& removal)
+{
+    if (pathExists(removal.file))
+        return false;
+    takeRowAway(removal.name);
+    std::string autoStart;
+    if (mTable.readAutoStart(autoStart) == FC_OK && autoStart == removal.name)
+        mTable.writeAutoStart("");
+    return true;
+}
+
+/// A change that was acknowledged while the disk refused the catalogue.
+bool ChangeSettlement::applyUnstored(const ChangeRecord& change)
+{
+    if (!change.name.empty() && !change.after && mTable.has(change.name) &&
+        !pathExists(configurationPath(change.name)))
+        takeRowAway(change.name);
+    if (change.after && pathExists(configurationPath(change.name)))
+        mTable.writeRow(change.name, *change.after);
+    mTable.writeAutoStart(change.autoStartAfter);
+    DBG_LOG(SEV_INFO) << "settleChanges: Completed change of rowId=" << change.name;
+    return true;
+}
+
+/// Alone: without this the scan would drop the rows before it too.
+void ChangeSettlement::takeRowAway(const std::string& rowId)
+{
+    std::string file;
+    mTable.readText(rowId, "File Name", file);
+    mTable.remove(rowId);
+    DBG_LOG(SEV_INFO) << "scanForCfgs: file=" << file
+                      << " not found. Deleted cfg entry rowId=" << rowId;
+}
+
+bool putBackFile(const ChangeRecord& record, const std::string& path)
+{
+    if (record.kept.empty() || !pathExists(record.kept))
+        return true;
+    // Nothing happens where both are still the same file.
+    return std::rename(record.kept.c_str(), path.c_str()) == 0;
+}
+
+Fcodes putBackRow(ConfigurationsTable table, const ChangeRecord& save, Fcodes code)
+{
+    CatalogueRow row = save.before.value_or(CatalogueRow{});
+    if (row["State"] == kInprogress)
+        row["State"] = kAvailable; // nobody would end it
+    row["Fcode"] = std::to_string(static_cast<int>(code));
+    return table.writeRow(save.name, row) | putBackAutoStart(table, save);
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+// Brings files and rows together again at start-up, after changes of the catalogue that an earlier
+// run recorded and did not bring to their end: each becomes the old whole or the new whole. Used
+// between the loading of the catalogue and the scan, on the thread that starts the manager, and
+// logged under the manager's name. Settling twice changes nothing.
+
+#include "ConfigurationsTable.h"
+
+#include <vector>
+
+class ChangeSettlement
+{
+public:
+    /// `source`: of the catalogue in the table. No record applies to any but the stored one.
+    ChangeSettlement(ConfigurationsTable table, CatalogueSource source)
+        : mTable(table), mSource(source)
+    {
+    }
+
+    /// Settles the records, in their order. The changes are neither committed nor stored.
+    void run(const std::vector<ChangeRecord>& records);
+
+private:
+    bool settle(const ChangeRecord& record);
+    bool settleSave(const ChangeRecord& save);
+    bool completeSave(const ChangeRecord& save);
+    bool settleImport(const ChangeRecord& import);
+    bool settleRename(const ChangeRecord& rename);
+    bool settleRemoval(const ChangeRecord& removal);
+    bool applyUnstored(const ChangeRecord& change);
+    void takeRowAway(const std::string& rowId);
+
+    ConfigurationsTable mTable;
+    CatalogueSource mSource;
+};
+
+/// Puts the file that a change has replaced back in its place, when the journal has kept it; false
+/// with errno when it could not be put there. Nothing kept is no failure.
+bool putBackFile(const ChangeRecord& record, const std::string& path);
+
+/// The row and the auto-start of a save that has failed, as they were before, with `code` as the
+/// row's last outcome; the results joined.
+Fcodes putBackRow(ConfigurationsTable table, const ChangeRecord& save, Fcodes code);

@@ -1,0 +1,78 @@
+// The records of changes under way: their text, and what becomes of them on a full disk.
+
+#include "ChangeJournal.h"
+#include "CfgPaths.h"
+#include "Device.h"
+#include "ScriptedPeer.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <sys/mount.h>
+
+namespace
+{
+
+TEST(ChangeJournalTest, RecordsOfAnyBytesAreReadBackAndNothingIsReadOfACutText)
+{
+    ChangeRecord record;
+    record.kind = ChangeRecord::Kind::RENAME;
+    record.number = 7;
+    record.name = "caf\xe9\n3:x";
+    record.newName = std::string("\0 \"", 3);
+    record.moved = {5, -1};
+    record.before = CatalogueRow{{"Description", std::string(70000, '\xff')}, {"", "1:2"}};
+    const std::string half = journalHalf(9, toText({record, ChangeRecord{}}));
+
+    std::uint64_t write = 0;
+    const std::string padded = half + std::string(100, '\0');
+    const auto text = readJournalHalf(padded, write);
+    ASSERT_TRUE(text);
+    EXPECT_EQ(9U, write);
+    const auto read = readChangeRecords(*text);
+    ASSERT_TRUE(read && read->size() == 2);
+    EXPECT_EQ(toText({record, ChangeRecord{}}), toText(*read));
+    EXPECT_TRUE(record.before == read->front().before);
+    EXPECT_FALSE(read->front().after);
+
+    for (const std::size_t length : {half.size() - 1, half.size() / 2, std::size_t{20}})
+        EXPECT_FALSE(readJournalHalf(half.substr(0, length), write)) << length;
+    std::string changed = half;
+    changed.back() ^= 1;
+    EXPECT_FALSE(readJournalHalf(changed, write));
+    EXPECT_FALSE(readChangeRecords(text->substr(0, text->size() - 1)));
+    EXPECT_FALSE(readChangeRecords("1:9\n" + std::string(text->substr(4)))); // no such kind
+}
+
+TEST(ChangeJournalTest, WhatWasAcknowledgedOnAFullDiskIsThereAtTheNextStart)
+{
+    ASSERT_EQ(0, mount("data", "/data", "tmpfs", 0, "size=1m"));
+    Device device;
+    placeCatalogue({"a", "b", "c", "d"}, "a");
+    device.start("ChanManager", {"-v", "5"});
+    device.start("CfgManager");
+    RequestingHolder client;
+    const auto run = [&client](const char* id, const Parameters& parameters) {
+        EXPECT_EQ(FC_OK, client.command(kCfgSocket, id, parameters)) << id;
+    };
+    writeFile("/data/filler", std::string(2 << 20, 'x'));
+    run("SET_AUTOSTART_CFG", {{"RowID", "b"}, {"AutoStart", "true"}});
+    run("REMOVE_CFG", {{"RowID", "c"}});
+    run("Rename Configuration", {{"Name", "d"}, {"New Name", "e"}, {"Description", "moved"}});
+    EXPECT_TRUE(device.log().waitFor("storeDataSet: Couldn't write file=/data/cfg/cfg_stored_set"));
+    device.cut("CfgManager");
+    std::filesystem::remove("/data/filler");
+    for (int boot = 0; boot < 3; ++boot) {
+        device.start("CfgManager");
+        client.command(kCfgSocket, "START_CFG", {{"RowID", "b"}}); // answered after the start
+        device.cut("CfgManager");
+    }
+    const std::string stored = readFile(kStoredCatalogue);
+    using testing::HasSubstr;
+    EXPECT_THAT(stored, testing::AllOf(HasSubstr("\"Name\" : \"b\""), HasSubstr("moved"),
+                                       HasSubstr("/data/cfg/e"), HasSubstr("kept")));
+    for (const char* gone : {"/data/cfg/c", "/data/cfg/d"})
+        EXPECT_THAT(stored, testing::Not(HasSubstr(gone)));
+    EXPECT_FALSE(std::filesystem::exists(kChangesBeside));
+}
+
+} // namespace
