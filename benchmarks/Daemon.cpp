@@ -2,6 +2,7 @@
 
 #include "BenchmarkRun.h"
 #include "CfgPaths.h"
+#include "MessageCommand.h"
 #include "RawStore.h"
 
 #include <array>
@@ -187,9 +188,14 @@ PreparedMessage setAutoStart(const std::string& row)
                            row + "\" />\n</Command>\n\n</BODY>\n"};
 }
 
-PreparedMessage command(const std::string& id)
+PreparedMessage command(const std::string& id, const std::map<std::string, std::string>& parameters)
 {
-    return {"COMMAND", "<BODY>\n\t<Command ID=\"" + id + "\" >\n</Command>\n\n</BODY>\n"};
+    MessageCommand command;
+    command.setId(id);
+    for (const auto& [name, value] : parameters)
+        command.addParam(name, value);
+    std::string text;
+    return {"COMMAND", "<BODY>\n\t" + command.toString(text) + "\n</BODY>\n"};
 }
 
 void expectItem(RawSocket& client, const Daemon& daemon, const std::string& row)

@@ -6,6 +6,7 @@
 #include "RawSocket.h"
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <sys/types.h>
 #include <sys/un.h>
@@ -83,7 +84,8 @@ private:
 /// Messages to the daemon.
 PreparedMessage getItem(const std::string& row);
 PreparedMessage setAutoStart(const std::string& row);
-PreparedMessage command(const std::string& id);
+PreparedMessage command(const std::string& id,
+                        const std::map<std::string, std::string>& parameters = {});
 
 /// Asks for one item and gives up unless its value comes.
 void expectItem(RawSocket& client, const Daemon& daemon, const std::string& row);

@@ -99,18 +99,25 @@ void RawSocket::drain()
     }
 }
 
-RawPeer::RawPeer(const std::string& path, std::size_t answerSize) : mPid(fork())
+Process::Process(const std::function<void()>& body, const std::string& socketPath)
 {
+    unlink(socketPath.c_str());
+    mPid = fork();
     if (mPid == 0)
-        answerForever(path, answerSize);
-    while (access(path.c_str(), F_OK) == -1)
+        body();
+    while (access(socketPath.c_str(), F_OK) == -1)
         usleep(100);
 }
 
-RawPeer::~RawPeer()
+Process::~Process()
 {
     kill(mPid, SIGKILL);
     waitpid(mPid, nullptr, 0);
+}
+
+RawPeer::RawPeer(const std::string& path, std::size_t answerSize)
+    : Process([&] { answerForever(path, answerSize); }, path)
+{
 }
 
 PreparedMessage::PreparedMessage(const std::string& type, const std::string& body)

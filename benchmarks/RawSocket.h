@@ -5,6 +5,7 @@
 // thread a socket.
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <sys/types.h>
@@ -37,18 +38,25 @@ private:
     std::vector<char> mBuffer;
 };
 
-/// A process that answers each datagram with `answerSize` bytes, and does nothing else.
-class RawPeer
+/// A process that runs `body`, which ends with the object; its socket is there when that is made.
+class Process
 {
 public:
-    RawPeer(const std::string& path, std::size_t answerSize);
-    ~RawPeer();
+    Process(const std::function<void()>& body, const std::string& socketPath);
+    ~Process();
 
-    RawPeer(const RawPeer&) = delete;
-    RawPeer& operator=(const RawPeer&) = delete;
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
 
 private:
     pid_t mPid;
+};
+
+/// A process that answers each datagram with `answerSize` bytes, and does nothing else.
+class RawPeer : public Process
+{
+public:
+    RawPeer(const std::string& path, std::size_t answerSize);
 };
 
 /// A message prepared as one datagram; only its identifier changes from one use to the next.

@@ -6,10 +6,12 @@
 #include "Daemon.h"
 #include "DataSets.h"
 #include "DbgPrintClient.h"
+#include "MessageHeader.h"
 #include "RawStore.h"
 #include "benches.h"
 
 #include <algorithm>
+#include <fstream>
 
 namespace
 {
@@ -37,6 +39,60 @@ void measureStores(BenchmarkRun& run, DataDirectory& data, const std::string& pl
         {[&] { return run.secondsEach(1, store); }, [&] { return run.secondsEach(1, rawStore); }});
     run.report({"SET_AUTOSTART_CFG, " + std::to_string(rows) + " rows, " + place, medians[0],
                 "raw store", medians[1], 1.1, "2"});
+}
+
+/// Stands in for the channel manager: writes the file that it is asked for, without waiting for the
+/// disk, and says OK.
+[[noreturn]] void storeChannelsForever()
+{
+    RawSocket peer(kChanSocket);
+    const std::string content(4000, 'c');
+    for (;;) {
+        sockaddr_un sender{};
+        const std::string request(peer.receive(sender));
+        MessageHeader header;
+        header.initFromString(request);
+        const std::size_t at = request.find(kCfgDir);
+        if (request.find("STORE_CHANNELS") != std::string::npos)
+            std::ofstream(request.substr(at, request.find('"', at) - at)) << content;
+        const MessageHeader ack{0, FC_OK, header.ID, "ACK"};
+        std::string answer;
+        peer.send(sender, ack.toString(answer));
+    }
+}
+
+/// A save over a configuration, and of a new one: removed again, which is not measured.
+void measureSaves(BenchmarkRun& run, DataDirectory& data, const std::string& place)
+{
+    data.placeCatalogue(40);
+    const Process channels(storeChannelsForever, kChanSocket);
+    const Daemon daemon("2");
+    RawSocket client("/tmp/sockBenchClient");
+    const auto send = [&](PreparedMessage message) {
+        if (request(client, daemon.address(), message).find("\"10000\"") == std::string_view::npos)
+            abortBenchmarks("the daemon refuses");
+    };
+    const auto save = [&](const std::string& name) {
+        send(command("SAVE_CFG", {{"Name", name}, {"Description", "saved"}}));
+    };
+    save("new");
+    const auto store = [&] { send(setAutoStart(rowName(1))); };
+    const auto medians = run.interleave(101, {[&] { return 2 * run.secondsEach(1, store); },
+                                              [&] {
+                                                  send(command("REMOVE_CFG", {{"RowID", "new"}}));
+                                                  const Stopwatch watch;
+                                                  save("new");
+                                                  return watch.seconds();
+                                              },
+                                              [&] {
+                                                  const Stopwatch watch;
+                                                  save(rowName(2));
+                                                  return watch.seconds();
+                                              }});
+    run.report({"SAVE_CFG, a new name, 40 rows, " + place, medians[1], "two stores", medians[0],
+                1.5, "2"});
+    run.report({"SAVE_CFG, over a configuration, 40 rows, " + place, medians[2], "two stores",
+                medians[0], 1.8, "2"});
 }
 
 /// A stored catalogue whose rows lack a property that the reference has.
@@ -78,6 +134,8 @@ void benchStore(BenchmarkRun& run)
         if (!run.disk().empty()) {
             DataDirectory disk(run.disk());
             measureStores(run, disk, "on disk", rows);
+            if (rows == 40)
+                measureSaves(run, disk, "on disk");
         }
     }
 }
