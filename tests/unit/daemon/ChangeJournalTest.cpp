@@ -55,6 +55,11 @@ TEST(ChangeJournalTest, WhatWasAcknowledgedOnAFullDiskIsThereAtTheNextStart)
         EXPECT_EQ(FC_OK, client.command(kCfgSocket, id, parameters)) << id;
     };
     writeFile("/data/filler", std::string(2 << 20, 'x'));
+    run("SET_AUTOSTART_CFG", {{"RowID", "d"}, {"AutoStart", "true"}});
+    std::filesystem::remove("/data/filler");
+    EXPECT_TRUE(device.log().waitFor("storeCatalogue: Stored again file="));
+    EXPECT_THAT(readFile(kStoredCatalogue), testing::HasSubstr("\"Name\" : \"d\""));
+    writeFile("/data/filler", std::string(2 << 20, 'x'));
     run("SET_AUTOSTART_CFG", {{"RowID", "b"}, {"AutoStart", "true"}});
     run("REMOVE_CFG", {{"RowID", "c"}});
     run("Rename Configuration", {{"Name", "d"}, {"New Name", "e"}, {"Description", "moved"}});

@@ -41,9 +41,10 @@ CatalogueChange::CatalogueChange(ConfigurationsTable table, ChangeRecord record,
                                  const std::string& replaced)
     : mTable(table), mRecord(std::move(record))
 {
-    mRecord.number = journal().begin(mRecord, replaced);
-    if (mRecord.number == 0)
-        reportUnrecorded(mRecord.name, errno);
+    const auto [number, error] = journal().begin(mRecord, replaced);
+    mRecord.number = number;
+    if (error != 0)
+        reportUnrecorded(mRecord.name, error);
 }
 
 CatalogueChange CatalogueChange::save(ConfigurationsTable table, const std::string& name,
@@ -86,6 +87,13 @@ CatalogueChange CatalogueChange::remove(ConfigurationsTable table, const std::st
     return {table, recordOf(ChangeRecord::Kind::REMOVE, table, name), ""};
 }
 
+void CatalogueChange::keepCopy()
+{
+    const ChangeRecord record = journal().find(mRecord.number);
+    if (!record.kept.empty() && isSameFile(record.kept, record.file))
+        copyWhole(record.file, record.kept);
+}
+
 void CatalogueChange::confirmAnswer()
 {
     if (const auto row = mTable.readRow(mRecord.name))
@@ -112,10 +120,10 @@ void CatalogueChange::fail(Fcodes code)
         mTable.writeFcode(mRecord.name, code);
         return;
     }
-    putBackFile(record, record.file);
+    const bool isBack = putBackFile(record, record.file);
     putBackRow(mTable, record, code);
     mTable.store();
-    if (!CatalogueStore::ofProcess().isOnDisk())
+    if (!isBack || !CatalogueStore::ofProcess().isOnDisk())
         return; // the record stays: the next start puts back once more
     journal().cancel(mRecord.number);
     CatalogueStore::ofProcess().tidyLater();

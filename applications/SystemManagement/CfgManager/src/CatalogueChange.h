@@ -31,6 +31,10 @@ public:
     CatalogueChange(const CatalogueChange&) = delete;
     CatalogueChange& operator=(const CatalogueChange&) = delete;
 
+    /// A save whose old file could not be deleted: what is written into that now must not reach the
+    /// one that is kept.
+    void keepCopy();
+
     /// A save: the channel manager has answered OK, and what follows is not put back any more.
     void confirmAnswer();
 

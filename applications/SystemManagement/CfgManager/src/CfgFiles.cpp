@@ -2,6 +2,7 @@
 
 #include "CfgPaths.h"
 #include "base/AtomicFile.h"
+#include "base/Descriptor.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -49,13 +50,24 @@ bool isCatalogue(std::string_view path)
     return path == kStoredCatalogue || path == kLegacyCatalogue;
 }
 
+/// False when nothing is there; a look that fails for the moment is repeated.
+bool look(const std::string& path, struct stat& info)
+{
+    return persistently([&] { return lstat(path.c_str(), &info); }) == 0;
+}
+
+bool lookBehindLinks(const std::string& path, struct stat& info)
+{
+    return persistently([&] { return stat(path.c_str(), &info); }) == 0;
+}
+
 /// What tells a file from another that has replaced it.
 struct Identity {
     explicit Identity(const std::string& path)
     {
         struct stat info {
         };
-        if (lstat(path.c_str(), &info) == 0)
+        if (look(path, info))
             *this = Identity(info);
     }
 
@@ -111,19 +123,19 @@ bool removeConfigurationFile(const std::string& path)
         errno = EPERM;
         return false;
     }
-    return std::remove(path.c_str()) == 0;
+    return persistently([&] { return std::remove(path.c_str()); }) == 0;
 }
 
 bool pathExists(const std::string& path)
 {
     struct stat info;
-    return lstat(path.c_str(), &info) == 0;
+    return look(path, info);
 }
 
 bool findRegularFile(const std::string& path, std::time_t& modified)
 {
     struct stat info;
-    if (stat(path.c_str(), &info) == -1 || !S_ISREG(info.st_mode))
+    if (!lookBehindLinks(path, info) || !S_ISREG(info.st_mode))
         return false;
     modified = info.st_mtime;
     return true;
@@ -132,7 +144,7 @@ bool findRegularFile(const std::string& path, std::time_t& modified)
 std::optional<FileStamp> stampOf(const std::string& path)
 {
     struct stat info;
-    if (lstat(path.c_str(), &info) == -1)
+    if (!look(path, info))
         return std::nullopt;
     return FileStamp{info.st_size, info.st_mtim.tv_sec};
 }
@@ -144,11 +156,23 @@ bool isSameFile(const std::string& left, const std::string& right)
 
 void syncFile(const std::string& path)
 {
-    const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (file == -1)
-        return;
-    fsync(file);
-    close(file);
+    const Descriptor file(
+        persistently([&] { return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); }));
+    if (file.isOpen())
+        persistently([&] { return fsync(file.get()); });
+}
+
+bool copyWhole(const std::string& path, const std::string& target)
+{
+    const std::string unfinished = target + ".new";
+    std::error_code error;
+    std::filesystem::copy_file(path, unfinished, std::filesystem::copy_options::overwrite_existing,
+                               error);
+    if (!error) {
+        syncFile(unfinished);
+        std::filesystem::rename(unfinished, target, error);
+    }
+    return !error;
 }
 
 std::string putAside(const std::string& path, const std::string& target)
@@ -161,26 +185,19 @@ std::string putAside(const std::string& path, const std::string& target)
     if (std::rename(path.c_str(), aside.c_str()) == 0)
         return aside;
     std::time_t modified = 0;
-    std::error_code error;
-    if (findRegularFile(path, modified) &&
-        std::filesystem::copy_file(path, aside, std::filesystem::copy_options::overwrite_existing,
-                                   error)) {
-        syncFile(aside);
-        return aside;
-    }
-    return "";
+    return findRegularFile(path, modified) && copyWhole(path, aside) ? aside : "";
 }
 
 bool FileMove::isAllowed() const
 {
     struct stat info;
-    if (lstat(from.c_str(), &info) == -1)
+    if (!look(from, info))
         return false;
     std::time_t modified = 0;
     if (!S_ISREG(info.st_mode) && !(mayMoveLinks && findRegularFile(from, modified)))
         return false;
-    return lstat(to.c_str(), &info) == -1 || S_ISREG(info.st_mode) ||
-           (S_ISLNK(info.st_mode) && !(stat(to.c_str(), &info) == 0 && S_ISDIR(info.st_mode)));
+    return !look(to, info) || S_ISREG(info.st_mode) ||
+           (S_ISLNK(info.st_mode) && !(lookBehindLinks(to, info) && S_ISDIR(info.st_mode)));
 }
 
 bool FileMove::run(std::time_t& modified) const

@@ -51,6 +51,9 @@ bool isSameFile(const std::string& left, const std::string& right);
 /// left to those who read it.
 void syncFile(const std::string& path);
 
+/// Copies a regular file; `target` is the old one or the whole copy, which is on the disk.
+bool copyWhole(const std::string& path, const std::string& target);
+
 /// Moves what stands at `path` out of the way: to `target`, or `target` with ".2" to ".9" behind it
 /// where that is taken; the last one is replaced. A file that cannot be moved there is copied. The
 /// path it has got; "" when there is nothing at `path` or no way to keep it.

@@ -1,6 +1,8 @@
 #include "ChangeJournal.h"
 
 #include "CfgPaths.h"
+#include "base/Descriptor.h"
+#include "base/RegularFile.h"
 
 #include <algorithm>
 #include <array>
@@ -8,8 +10,6 @@
 #include <charconv>
 #include <dirent.h>
 #include <fcntl.h>
-#include <fstream>
-#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -54,14 +54,9 @@ bool isSynced(int result) { return result == 0 || errno == EINVAL; }
 
 bool syncDirectory(const std::string& path)
 {
-    const int directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (directory == -1)
-        return false;
-    const bool synced = isSynced(fsync(directory));
-    const int error = errno;
-    close(directory);
-    errno = error;
-    return synced;
+    const Descriptor directory(
+        persistently([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    return directory.isOpen() && isSynced(persistently([&] { return fsync(directory.get()); }));
 }
 
 std::string parentOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
@@ -81,10 +76,9 @@ bool isOneMount(const std::string& left, const std::string& right)
 /// The newer of the two halves that is whole.
 std::vector<ChangeRecord> readJournal(const std::string& path, std::uint64_t& lastWrite)
 {
-    std::ostringstream content;
-    if (std::ifstream file(path); file.good())
-        content << file.rdbuf();
-    const std::string text = content.str();
+    std::string text;
+    if (const Descriptor file(openRegularFile(path)); file.isOpen())
+        readToEnd(file.get(), text);
     std::vector<ChangeRecord> newest;
     for (const std::size_t start : {std::size_t{0}, text.size() / 2}) {
         std::uint64_t write = 0;
@@ -153,22 +147,17 @@ std::vector<ChangeRecord> ChangeJournal::open()
     return mRecords;
 }
 
-std::uint64_t ChangeJournal::begin(ChangeRecord record, const std::string& replaced)
+ChangeJournal::Begun ChangeJournal::begin(ChangeRecord record, const std::string& replaced)
 {
     const std::lock_guard guard(mMutex);
     const std::uint64_t number = record.number = ++mLastNumber;
-    if (!makeDirectory() || !linkReplaced(record, replaced))
-        return 0;
-    const std::vector<ChangeRecord> before = mRecords;
+    const bool isLinked = makeDirectory() && linkReplaced(record, replaced);
+    const int linkError = isLinked ? 0 : errno;
     supersede(record);
     mRecords.push_back(std::move(record));
-    if (write())
-        return number;
-    const int error = errno;
-    drop(number);
-    mRecords = before;
-    errno = error;
-    return 0;
+    if (!write())
+        return {number, errno};
+    return {number, linkError};
 }
 
 /// Earlier changes that the new one takes the place of: of a name that has a file now, and saves of
@@ -255,7 +244,7 @@ bool ChangeJournal::endUnstored(std::uint64_t number, const UnstoredRows& rows,
         mRecords.push_back(std::move(record));
     }
     drop(number);
-    return makeDirectory() && write();
+    return write();
 }
 
 void ChangeJournal::stored()
@@ -309,20 +298,27 @@ bool ChangeJournal::isFirstFailure()
     return !std::exchange(mFailureReported, true);
 }
 
+/// Twice at most: what the disk refuses once it may take in a new file.
 bool ChangeJournal::write()
 {
-    if (mDirectory.empty())
-        return mRecords.empty();
+    if (tryToWrite())
+        return true;
+    if (mFile != -1)
+        close(std::exchange(mFile, -1));
+    releaseReserve();
+    return tryToWrite();
+}
+
+bool ChangeJournal::tryToWrite()
+{
+    if (mRecords.empty() && mDirectory.empty())
+        return true;
+    if (!makeDirectory())
+        return false;
     const std::string half = journalHalf(++mLastWrite, toText(mRecords));
     if (mFile != -1 && half.size() <= mCapacity)
         return overwrite(half);
-    const std::size_t capacity = std::max(kHalfSize, 2 * half.size());
-    if (create(half, capacity))
-        return true;
-    if (errno != ENOSPC && errno != EDQUOT)
-        return false;
-    releaseReserve();
-    return create(half, capacity);
+    return create(half, std::max(kHalfSize, 2 * half.size()));
 }
 
 bool ChangeJournal::overwrite(const std::string& half)
@@ -363,8 +359,8 @@ bool ChangeJournal::makeDirectory()
         if (!isOneMount(parentOf(place), kCfgDir))
             continue;
         int made = mkdir(place.c_str(), 0700);
-        if (made == -1 && (errno == ENOSPC || errno == EDQUOT)) {
-            releaseReserve();
+        if (made == -1 && errno != EEXIST) {
+            releaseReserve(); // for the disk may be full
             made = mkdir(place.c_str(), 0700);
         }
         struct stat info;
@@ -386,7 +382,7 @@ bool ChangeJournal::linkReplaced(ChangeRecord& record, const std::string& replac
         return true;
     const std::string kept = mDirectory + kKept + std::to_string(record.number);
     unlink(kept.c_str());
-    if (link(replaced.c_str(), kept.c_str()) == -1)
+    if (persistently([&] { return link(replaced.c_str(), kept.c_str()); }) == -1)
         return errno == ENOENT || errno == EISDIR;
     record.kept = kept;
     return syncDirectory(mDirectory);

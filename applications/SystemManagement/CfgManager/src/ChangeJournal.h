@@ -34,8 +34,13 @@ public:
 
     /// Records a change under a new number, and before that a second link to the file at `replaced`
     /// if one is there; both are on the disk when it returns. Earlier changes of a name whose file
-    /// is there have come to their end by that. 0, with errno, when nothing could be recorded.
-    std::uint64_t begin(ChangeRecord record, const std::string& replaced = "");
+    /// is there have come to their end by that. `error` is an errno value when the record is not on
+    /// the disk, and the change known to this process alone.
+    struct Begun {
+        std::uint64_t number;
+        int error;
+    };
+    Begun begin(ChangeRecord record, const std::string& replaced = "");
 
     /// The channel manager has answered OK, and the row is now `row`; on the disk when it returns.
     void confirmAnswer(std::uint64_t number, const CatalogueRow& row);
@@ -72,6 +77,7 @@ public:
 
 private:
     bool write();
+    bool tryToWrite();
     bool overwrite(const std::string& half);
     bool create(const std::string& half, std::size_t capacity);
     bool makeDirectory();

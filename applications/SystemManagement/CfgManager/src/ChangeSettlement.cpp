@@ -3,6 +3,7 @@
 #include "CfgFiles.h"
 #include "CfgPaths.h"
 #include "DbgLine.h"
+#include "base/Descriptor.h"
 
 #include <cstdio>
 #include <unistd.h>
@@ -182,7 +183,7 @@ bool putBackFile(const ChangeRecord& record, const std::string& path)
     if (record.kept.empty() || !pathExists(record.kept))
         return true;
     // Nothing happens where both are still the same file.
-    return std::rename(record.kept.c_str(), path.c_str()) == 0;
+    return persistently([&] { return std::rename(record.kept.c_str(), path.c_str()); }) == 0;
 }
 
 Fcodes putBackRow(ConfigurationsTable table, const ChangeRecord& save, Fcodes code)

@@ -204,7 +204,7 @@ Fcodes ConfigurationManager::addConfiguration(const std::string& command)
     commit(); // what is pending for a row that goes must not come back as a part of one
     CatalogueChange change = CatalogueChange::save(catalogue(), name, autoStart == "true");
     if (catalogue().has(name))
-        removeOverwritten(name);
+        removeOverwritten(name, change);
     Fcodes result = catalogue().add(name);
     if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "addConfiguration: Couldn't add to dataset=CfgDataSet "
@@ -236,16 +236,18 @@ Fcodes ConfigurationManager::addConfiguration(const std::string& command)
 }
 
 /// The file and the row of a configuration that is being saved anew.
-void ConfigurationManager::removeOverwritten(const std::string& name)
+void ConfigurationManager::removeOverwritten(const std::string& name, CatalogueChange& change)
 {
     std::string file;
     if (const Fcodes readResult = catalogue().readText(name, "File Name", file);
         readResult != FC_OK)
         DBG_LOG(SEV_ERROR) << "addConfiguration: Not Found File Name in table="
                            << kConfigurationsTable << " row=" << name << " fcode=" << readResult;
-    else if (!removeConfigurationFile(file))
+    else if (!removeConfigurationFile(file)) {
         DBG_LOG(SEV_ERROR) << "addConfiguration: Failed to remove file=" << file
                            << " errno=" << errno;
+        change.keepCopy();
+    }
     catalogue().remove(name);
 }
 

@@ -16,6 +16,7 @@
 #include <ctime>
 #include <string>
 
+class CatalogueChange;
 class ConfigurationsTable;
 
 class ConfigurationManager : public DataHolder
@@ -132,7 +133,7 @@ private:
     void loadCatalogue();
     void applyDeviceTimeZone();
 
-    void removeOverwritten(const std::string& name);
+    void removeOverwritten(const std::string& name, CatalogueChange& change);
     Fcodes setFileName(const std::string& name, std::string& file);
     Fcodes storeChannels(const std::string& file);
     Fcodes moveConfiguration(const std::string& name, const std::string& newName,

@@ -157,7 +157,7 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
                            << " errno=" << inPlace;
     if (error == 0)
         stored.number = number;
-    else
+    else if (error != stored.error) // once for each cause: callers try again
         DBG_LOG(SEV_ERROR) << "storeDataSet: Couldn't write file=" << path << " errno=" << error;
     if (number > stored.latest) { // an older state in the file does not make good a later one
         stored.latest = number;

@@ -46,8 +46,8 @@ public:
     virtual Fcodes loadDataSet(const std::string& dataset, const std::string& path) = 0;
     /// Writes the committed document to the file, which holds the old or the new one at every
     /// instant, and waits for the disk. Keys and texts of any bytes come back when it is loaded.
-    /// FC_NO_SUCH_NAME for an unknown dataset. FC_OK also when the file could not be written: the
-    /// log and lastStoreError() say so.
+    /// FC_NO_SUCH_NAME for an unknown dataset. FC_OK also when the file could not be written:
+    /// lastStoreError() says so, and the log when the cause is another than the last time.
     virtual Fcodes storeDataSet(const std::string& dataset, const std::string& path) = 0;
 
     /// Makes an empty dataset in place of one that there may be, or removes one; what is pending

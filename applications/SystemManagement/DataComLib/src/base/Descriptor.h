@@ -39,3 +39,17 @@ auto uninterrupted(const Call& call)
         result = call();
     return result;
 }
+
+/// As uninterrupted(), and a few times more after a failure that may pass: reading what is there
+/// must not depend on one moment. What is not there, or not for this process, fails at once.
+template <typename Call>
+auto persistently(const Call& call)
+{
+    auto result = uninterrupted(call);
+    for (int tries = 1; result == -1 && tries < 3; ++tries) {
+        if (errno == ENOENT || errno == ENOTDIR || errno == ENXIO || errno == EACCES)
+            break;
+        result = uninterrupted(call);
+    }
+    return result;
+}

@@ -13,7 +13,7 @@ constexpr std::size_t kLeastBuffer = 1 << 12;
 
 int status(int fd, struct stat& status)
 {
-    return uninterrupted([&] { return fstat(fd, &status); });
+    return persistently([&] { return fstat(fd, &status); });
 }
 
 } // namespace
@@ -21,7 +21,7 @@ int status(int fd, struct stat& status)
 int openRegularFile(const std::string& path)
 {
     // A FIFO opens without a writer, a terminal does not become the controlling one.
-    const int fd = uninterrupted(
+    const int fd = persistently(
         [&] { return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); });
     struct stat opened {
     };
@@ -45,7 +45,7 @@ int readToEnd(int fd, std::string& text)
         if (length == text.size())
             text.resize(
                 std::max({2 * length, static_cast<std::size_t>(opened.st_size) + 1, kLeastBuffer}));
-        count = uninterrupted([&] { return read(fd, &text[length], text.size() - length); });
+        count = persistently([&] { return read(fd, &text[length], text.size() - length); });
         length += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
     const int error = count == -1 ? errno : 0;
