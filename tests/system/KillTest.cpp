@@ -6,102 +6,19 @@
 
 #include "CfgPaths.h"
 #include "Device.h"
-#include "ScriptedPeer.h"
+#include "SavedCatalogue.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
-#include <json/reader.h>
 #include <random>
 #include <set>
 #include <thread>
 
 namespace
 {
-
-/// What an operator would miss: descriptions and contents by name, and what starts at boot.
-struct Catalogue {
-    std::map<std::string, std::pair<std::string, std::string>> rows;
-    std::string autoStart;
-
-    bool operator==(const Catalogue&) const = default;
-};
-
-Catalogue storedCatalogue()
-{
-    Json::Value document;
-    EXPECT_TRUE(Json::Reader().parse(readFile(kStoredCatalogue), document));
-    const Json::Value& components = document["components"];
-    const Json::Value& instances = components["ConfigurationsTable"]["instances"];
-    Catalogue found;
-    for (const auto& entry : std::filesystem::directory_iterator(kCfgDir))
-        if (entry.path() != kStoredCatalogue)
-            found.rows[entry.path().filename()].second = readFile(entry.path());
-    for (const std::string& name : instances.getMemberNames())
-        found.rows[name].first = instances[name]["Description"].asString();
-    found.autoStart = components["AutoStart"]["instance"]["Name"].asString();
-    return found;
-}
-
-std::string describe(const Catalogue& one, const Catalogue& other)
-{
-    std::string text = one.autoStart == other.autoStart ? "" : "starts " + one.autoStart + '\n';
-    for (const auto& [name, row] : one.rows)
-        if (const auto found = other.rows.find(name);
-            found == other.rows.end() || found->second != row)
-            text += name + '=' + row.first + '|' + row.second + '\n';
-    return text;
-}
-
-/// Stands in for the channel manager: each file that it writes is another.
-class Channels
-{
-public:
-    enum class Mode { OK, REFUSE, REFUSE_AND_WRITE, SILENT };
-
-    Channels() : mThread([this] { serve(); }) {}
-    ~Channels()
-    {
-        mStop = true;
-        finishRequests();
-        mThread.join();
-    }
-
-    /// Returns when all that was asked so far is done.
-    static void finishRequests()
-    {
-        ScriptedPeer last("/tmp/sockLast");
-        last.send(kChanSocket, ScriptedPeer::answerText(0, "COMMAND", FC_OK, ""));
-        last.receive();
-    }
-
-    static std::string content(int number) { return "channels " + std::to_string(number); }
-
-    std::atomic<Mode> mode = Mode::OK; ///< of the next save
-    std::atomic<int> written = 0;      ///< number of the last file
-
-private:
-    void serve()
-    {
-        while (!mStop) {
-            const ScriptedPeer::Message request = mPeer.receive();
-            const bool isSave = request.body.find("STORE_CHANNELS") != std::string::npos;
-            const Mode how = isSave ? mode.load() : Mode::OK;
-            const auto at = request.body.find(kCfgDir);
-            if (isSave && (how == Mode::OK || how == Mode::REFUSE_AND_WRITE))
-                writeFile(request.body.substr(at, request.body.find('"', at) - at),
-                          content(++written));
-            if (how != Mode::SILENT)
-                mPeer.answerIfThere(how == Mode::OK ? FC_OK : FC_ACCESS_DENIED);
-        }
-    }
-
-    ScriptedPeer mPeer{kChanSocket};
-    std::atomic<bool> mStop = false;
-    std::thread mThread;
-};
 
 class KillTest : public testing::TestWithParam<unsigned>
 {
@@ -200,34 +117,17 @@ protected:
 
     void expectLaw()
     {
-        for (int boot = 0; boot < 3; ++boot) {
-            mDevice.start("CfgManager", {"-v", "5"});
-            mDevice.cut("CfgManager");
-            finish();
-        }
-        EXPECT_FALSE(std::filesystem::exists(kChangesBeside));
+        startThrice(mDevice);
         const Catalogue found = storedCatalogue();
         if (found == mAcknowledged || found == mCutOff)
             return;
         if (mGhosts.contains(found.autoStart) && found.rows.contains(found.autoStart))
             mAcknowledged.autoStart = mCutOff.autoStart = found.autoStart;
-        if (found == mAcknowledged || found == mCutOff)
-            return;
-        ADD_FAILURE() << "after " << mLast << "found:\n"
-                      << describe(found, mAcknowledged) << "acknowledged:\n"
-                      << describe(mAcknowledged, found) << "or:\n"
-                      << describe(mCutOff, found);
-    }
-
-    /// A store or move that was under way is brought to its end by a child that outlives the
-    /// daemon, and the channel manager does what it was asked.
-    static void finish()
-    {
-        Channels::finishRequests();
-        for (const std::string& helper : {binary("CfgManager"), std::string("mv -f")})
-            EXPECT_TRUE(eventually([&] {
-                return ChildProcess({"/usr/bin/pgrep", "-f", helper}).wait() == 1;
-            }));
+        EXPECT_TRUE(found == mAcknowledged || found == mCutOff)
+            << "after " << mLast << "found:\n"
+            << describe(found, mAcknowledged) << "acknowledged:\n"
+            << describe(mAcknowledged, found) << "or:\n"
+            << describe(mCutOff, found);
     }
 
     Device mDevice;
@@ -271,7 +171,6 @@ TEST_P(KillTest, WhatWasAcknowledgedIsThereAfterThreeStarts)
         mDevice.cut("CfgManager");
         stop = true;
         client.join();
-        finish();
         expectLaw();
     }
     std::printf("%d kills, %u rows, %d commands acknowledged\n", kills, GetParam(), mCount);
