@@ -2,6 +2,7 @@
 
 #include "ManagerFixture.h"
 #include "MessageEvent.h"
+#include "base/LocalTime.h"
 
 #include <filesystem>
 #include <sys/stat.h>
@@ -405,6 +406,39 @@ TEST_F(CommandsTest, OnlyDateAndTimeUpdatedSetsTheZone)
                                       "INFO doHandle: arrived event=Date&Time Updated",
                                       "SYS doHandle: setenv TZ=ABC-3"));
     EXPECT_STREQ("ABC-3", getenv("TZ"));
+}
+
+TEST_F(CommandsTest, AZoneThatNamesNoZoneFileIsRefusedWithoutOpeningIt)
+{
+    std::filesystem::create_directories("/tmp/zones/Area");
+    writeFile("/tmp/zones/Area/Here", "");
+    std::filesystem::create_symlink("/tmp/zones/Area/Here", "/tmp/link");
+    mkfifo("/tmp/fifo", 0666); // would hold whoever opens it
+    setenv("TZDIR", "/tmp/zones", 1);
+    startWith();
+    const std::string longest(255, 'x'), here = "/tmp/zones/Area/Here";
+    const std::pair<std::string, std::string> zones[] = {
+        {":/tmp/fifo", ""},         {"../fifo", ""},
+        {"/dev/null", ""},          {"Area", ""},
+        {"/tmp/../etc/..", ""},     {longest + 'x', ""},
+        {longest, longest},         {":Area/Here", ":Area/Here"},
+        {":" + here, ":" + here},   {"/tmp/link", here},
+        {"Area/../../link", here},  {"/tmp/none", "UTC0"},
+        {"/etc/none", "/etc/none"}, {":", ":"},
+    };
+    for (const auto& [zone, expected] : zones) {
+        setTimeZone("ABC-3");
+        MessageEvent event;
+        event.ID = "Date&Time Updated";
+        event.addParam("TZ", zone);
+        EXPECT_EQ(FC_OK, mManager.doHandle(&event));
+        Lines lines{"INFO doHandle: arrived event=" + event.ID, "SYS doHandle: setenv TZ=" + zone};
+        if (expected.empty())
+            lines.push_back("ERROR doHandle: Refused TZ, too long or no zone file bytes=" +
+                            std::to_string(zone.size()));
+        EXPECT_EQ(lines, logged());
+        EXPECT_EQ(expected.empty() ? "ABC-3" : expected, getenv("TZ"));
+    }
 }
 
 } // namespace

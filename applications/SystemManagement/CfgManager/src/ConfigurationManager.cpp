@@ -83,7 +83,8 @@ void ConfigurationManager::applyDeviceTimeZone()
                             kSingleInstance) != FC_OK)
         return;
     DBG_LOG(SEV_SYS) << "init: setenv TZ=" << zone;
-    setTimeZone(zone);
+    if (!setTimeZone(zone))
+        DBG_LOG(SEV_ERROR) << "init: Refused TZ, too long or no zone file bytes=" << zone.size();
 }
 
 Fcodes ConfigurationManager::acceptChanges()
@@ -123,7 +124,9 @@ Fcodes ConfigurationManager::doHandle(MessageEvent* event)
     std::string zone;
     if (event->ID == "Date&Time Updated" && event->getParam("TZ", zone)) {
         DBG_LOG(SEV_SYS) << "doHandle: setenv TZ=" << zone;
-        setTimeZone(zone);
+        if (!setTimeZone(zone))
+            DBG_LOG(SEV_ERROR) << "doHandle: Refused TZ, too long or no zone file bytes="
+                               << zone.size();
     }
     return FC_OK;
 }
