@@ -7,7 +7,10 @@
 
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -141,6 +144,30 @@ TEST(DbgPrintClientTest, MissingFifoIsReportedOnceAndClosesEveryLine)
     EXPECT_EQ("DbgPrintClient: Couldn't open a fifo /tmp/sockDbg errno=2\n",
               testing::internal::GetCapturedStdout());
     EXPECT_EQ(0, evaluated);
+}
+
+TEST(DbgPrintClientTest, ALinkIsFollowedToAFifoOnly)
+{
+    mkfifo("/tmp/fifo", 0666);
+    std::filesystem::create_symlink("/tmp/fifo", "/tmp/sockDbg");
+    LogCapture log;
+    if (const pid_t child = fork(); child == 0) {
+        std::filesystem::remove("/tmp/sockDbg");
+        std::ofstream("/tmp/file");
+        std::filesystem::create_symlink("/tmp/file", "/tmp/sockDbg");
+        testing::internal::CaptureStdout();
+        DBG_LOG(SEV_FATAL) << "into somebody's file";
+        const bool refused = testing::internal::GetCapturedStdout().ends_with(" errno=40\n");
+        _exit(refused && std::filesystem::is_empty("/tmp/file") ? 0 : 1);
+    } else {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(0, status);
+    }
+    std::filesystem::remove("/tmp/sockDbg");
+    std::filesystem::create_symlink("/tmp/fifo", "/tmp/sockDbg");
+    DBG_LOG(SEV_INFO) << "read";
+    EXPECT_THAT(log.entries(), ElementsAre("INFO SomeUnit:read"));
 }
 
 } // namespace

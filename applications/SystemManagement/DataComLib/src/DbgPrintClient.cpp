@@ -11,6 +11,7 @@
 #include <iomanip>
 #include <iostream>
 #include <pthread.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -67,6 +68,31 @@ pid_t processId()
     return pid;
 }
 
+/// The FIFO, or a file at its very path, open for writing; -1 with errno. Anybody may put a link
+/// into /tmp, and this process may write what they may not: one is followed to a FIFO only.
+int openLog()
+{
+    struct stat status {
+    };
+    if (lstat(kDbgFifo, &status) == -1)
+        return -1;
+    if (!S_ISLNK(status.st_mode))
+        return open(kDbgFifo, O_WRONLY | O_NOFOLLOW | O_CLOEXEC);
+
+    if (stat(kDbgFifo, &status) == -1)
+        return -1;
+    // What the link leads to may have changed meanwhile.
+    int fd = -1;
+    if (S_ISFIFO(status.st_mode)) {
+        fd = open(kDbgFifo, O_WRONLY | O_CLOEXEC);
+        if (fd == -1 || (fstat(fd, &status) == 0 && S_ISFIFO(status.st_mode)))
+            return fd;
+        close(fd);
+    }
+    errno = ELOOP; // as for any link that is not followed
+    return -1;
+}
+
 } // namespace
 
 DbgPrintClient* DbgPrintClient::getInstance()
@@ -87,7 +113,7 @@ DbgPrintClient::DbgPrintClient()
 {
     setTaskName(kFallbackTask, "tUnknwn");
     pthread_atfork(nullptr, nullptr, [] { knownPid = 0; });
-    mPipe = open(kDbgFifo, O_WRONLY | O_CLOEXEC);
+    mPipe = openLog();
     if (mPipe == -1)
         std::cout << "DbgPrintClient: Couldn't open a fifo " << kDbgFifo << " errno=" << errno
                   << std::endl;

@@ -28,7 +28,8 @@ class DbgPrintClient
 {
 public:
     /// The one instance, made by the first call. That call opens the FIFO and so waits for a
-    /// collector when the FIFO exists and nobody reads it; without a FIFO it returns at once.
+    /// collector when the FIFO exists and nobody reads it; without a FIFO it returns at once. A
+    /// link at its path is followed to a FIFO only.
     static DbgPrintClient* getInstance();
 
     /// Writes the header of a line of severity 0 to 4 into the stream, and returns the stream:
