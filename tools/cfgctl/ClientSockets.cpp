@@ -1,34 +1,40 @@
 #include "ClientSockets.h"
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <stdexcept>
 #include <sys/file.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
-#include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
 
-using namespace std::chrono_literals;
-
-constexpr char kDir[] = "/tmp";
+constexpr char kName[] = "/tmp/sockCfgctl.";
 constexpr int kMaxClients = 1000;
-constexpr auto kLockLimit = 5s;
+constexpr mode_t kMode = 0711; // the manager, of any user, reaches the sockets; nobody else locks
 
 // What the signal handler removes.
+char gDirectory[sizeof(sockaddr_un::sun_path)];
 char gReceivePath[sizeof(sockaddr_un::sun_path)];
 char gSendPath[sizeof(sockaddr_un::sun_path)];
 
-extern "C" void removeSocketsAndExit(int signal)
+extern "C" void removeSockets()
 {
     unlink(gReceivePath);
     unlink(gSendPath);
+    rmdir(gDirectory);
+}
+
+extern "C" void removeSocketsAndExit(int signal)
+{
+    removeSockets();
     _exit(128 + signal);
 }
 
@@ -55,69 +61,64 @@ int tryConnect(const std::string& path)
     return error;
 }
 
-/// True when no process uses the path and it can be bound: what a killed client left is removed,
-/// unless it is another user's.
-bool isFree(const std::string& path)
+/// Makes the directory, or takes over one of this user's that no running client holds: locked until
+/// the process ends, or -1.
+int holdDirectory(const std::string& path)
 {
-    const int error = tryConnect(path);
-    if (error == ENOENT)
-        return true;
-    return error == ECONNREFUSED && unlink(path.c_str()) == 0;
+    mkdir(path.c_str(), kMode);
+    const int directory = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    struct stat held {
+    };
+    struct stat named {
+    };
+    if (fstat(directory, &held) == 0 && held.st_uid == geteuid() &&
+        flock(directory, LOCK_EX | LOCK_NB) == 0 && fchmod(directory, kMode) == 0 &&
+        // An ending client may have removed it before the lock was free.
+        lstat(path.c_str(), &named) == 0 && named.st_ino == held.st_ino)
+        return directory;
+    close(directory);
+    return -1;
 }
 
-/// Clients look for their paths one after the other: they lock the directory itself, so that no
-/// lock file is left and a lock never outlives its holder.
-class DirectoryLock
+/// The first free number's, or one with a name that nobody could foresee.
+int holdDirectory(std::string& path)
 {
-public:
-    DirectoryLock() : mFd(open(kDir, O_RDONLY | O_DIRECTORY | O_CLOEXEC))
-    {
-        const auto deadline = std::chrono::steady_clock::now() + kLockLimit;
-        while (flock(mFd, LOCK_EX | LOCK_NB) == -1) {
-            if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() > deadline)
-                throw std::runtime_error(std::string("cannot lock ") + kDir + ": " +
-                                         std::strerror(errno));
-            std::this_thread::sleep_for(1ms);
-        }
+    const std::string user = kName + std::to_string(geteuid()) + '.';
+    for (int n = 0; n < kMaxClients; ++n) {
+        path = user + std::to_string(n);
+        if (const int directory = holdDirectory(std::as_const(path)); directory != -1)
+            return directory;
     }
-    ~DirectoryLock() { close(mFd); }
-
-    DirectoryLock(const DirectoryLock&) = delete;
-    DirectoryLock& operator=(const DirectoryLock&) = delete;
-
-private:
-    int mFd;
-};
+    path = user + "XXXXXX";
+    return mkdtemp(path.data()) == nullptr ? -1 : holdDirectory(std::as_const(path));
+}
 
 } // namespace
 
 ClientSockets::ClientSockets(
     const std::function<void(const std::string& receive, const std::string& send)>& bindBoth)
 {
-    const DirectoryLock lock;
-    for (int n = 0; n < kMaxClients; ++n) {
-        mReceivePath = std::string(kDir) + "/sockCfgctl." + std::to_string(n);
-        mSendPath = std::string(kDir) + "/sockSendCfgctl." + std::to_string(n);
-        if (!isFree(mReceivePath) || !isFree(mSendPath))
-            continue;
-
-        mReceivePath.copy(gReceivePath, sizeof gReceivePath - 1);
-        mSendPath.copy(gSendPath, sizeof gSendPath - 1);
-        for (const int ending : {SIGINT, SIGTERM, SIGHUP})
-            std::signal(ending, removeSocketsAndExit);
-        // Where it cannot bind, the communicator ends the process without a message: try first.
-        close(bindSocket(mReceivePath));
-        close(bindSocket(mSendPath));
-        bindBoth(mReceivePath, mSendPath);
-        return;
-    }
-    throw std::runtime_error(std::string("no free socket path in ") + kDir);
+    std::string path;
+    mDirectory = holdDirectory(path);
+    if (mDirectory == -1)
+        throw std::runtime_error("cannot make the directory " + path + ": " + std::strerror(errno));
+    mReceivePath = path + "/receive";
+    const std::string sendPath = path + "/send";
+    path.copy(gDirectory, sizeof gDirectory - 1);
+    mReceivePath.copy(gReceivePath, sizeof gReceivePath - 1);
+    sendPath.copy(gSendPath, sizeof gSendPath - 1);
+    for (const int ending : {SIGINT, SIGTERM, SIGHUP})
+        std::signal(ending, removeSocketsAndExit);
+    // Where it cannot bind, the communicator ends the process without a message: try first.
+    close(bindSocket(mReceivePath));
+    close(bindSocket(sendPath));
+    bindBoth(mReceivePath, sendPath);
 }
 
 ClientSockets::~ClientSockets()
 {
-    unlink(mReceivePath.c_str());
-    unlink(mSendPath.c_str());
+    removeSockets();
+    close(mDirectory);
 }
 
 int bindSocket(const std::string& path)

@@ -1,9 +1,11 @@
 #pragma once
 
-// The client's own two socket paths, /tmp/sockCfgctl.N and its send socket. N is the first that no
-// running client has: numbers are used again, because the daemon never removes a subscriber from
-// its list. One object a process; it removes the paths at its end, also on SIGINT, SIGTERM and
-// SIGHUP.
+// The client's own two sockets, "receive" and "send" in a directory /tmp/sockCfgctl.UID.N, which it
+// alone may write and lock. N is the first that no running client of this user has: numbers are
+// used again, because the daemon never removes a subscriber from its list. Where others have taken
+// them all, the directory has a name by chance. One object a process; it removes all three at its
+// end, also on SIGINT, SIGTERM and SIGHUP; what a killed client left is removed by the next of its
+// number.
 
 #include <functional>
 #include <string>
@@ -11,8 +13,8 @@
 class ClientSockets
 {
 public:
-    /// Finds a free N and calls `bindBoth` with the two paths, while no other client can look for
-    /// one. Throws std::runtime_error with a text for the user when no socket can be made.
+    /// Takes the directory and calls `bindBoth` with the two paths. Throws std::runtime_error with
+    /// a text for the user when no socket can be made.
     explicit ClientSockets(
         const std::function<void(const std::string& receive, const std::string& send)>& bindBoth);
     ~ClientSockets();
@@ -24,7 +26,7 @@ public:
 
 private:
     std::string mReceivePath;
-    std::string mSendPath;
+    int mDirectory; // locked as long as it is open
 };
 
 /// A datagram socket bound to the path, which it takes over; the caller closes it. Throws
