@@ -11,6 +11,7 @@ namespace
 
 using testing::HasSubstr;
 using testing::Not;
+using namespace std::string_literals;
 
 constexpr char kFifo[] = "/tmp/sockDbg";
 
@@ -82,12 +83,27 @@ TEST_F(DbgCollectTest, ShowsWholeEntriesOfALevelOrWithATextAlsoThoseThatComeInPi
     const std::string error = entry("ERROR", "readMsg: in:\n<HEADER>\nINFO is a word here");
     log(entry("INFO ", "info") + entry("WARN ", "warning") + error + entry("INFO ", "a\nb"));
     log(entry("FATAL", "fatal") + "INFO 22/11/26 2");
-    expectShown(error + entry("FATAL", "fatal"), "1:57:00.123 tCfg(7)Unit:1:second\n");
+    const std::string shown = entry("ERROR", "readMsg: in:\n  | <HEADER>\n  | INFO is a word here");
+    expectShown(shown + entry("FATAL", "fatal"), "1:57:00.123 tCfg(7)Unit:1:second\n");
     collector->stop();
 
     collect({"--grep", "SAVE_CFG"}); // in any line
     const std::string wanted = entry("INFO ", "doWork: msg body:\n<Command ID=\"SAVE_CFG\" >");
-    expectShown(wanted, entry("INFO ", "one") + wanted + entry("INFO ", "two"));
+    expectShown(entry("INFO ", "doWork: msg body:\n  | <Command ID=\"SAVE_CFG\" >"),
+                entry("INFO ", "one") + wanted + entry("INFO ", "two"));
+}
+
+TEST_F(DbgCollectTest, EscapesWhatWouldChangeATerminalOrAViewer)
+{
+    collect();
+    const std::string message =
+        "\033[2J\r\x7f\t\0\xc2\x9b\xe2\x80\xae\xe2\x81\xa6 \x9b\xc0\x80\xe0\x81\x81"
+        "\xed\xa0\x80\xf4\x90\x80\x80 \xc3\xa9\xe2\x82\xac\xf0\x9f\x93\xa1\xe2\x82"s;
+    expectShown(entry("ERROR", R"(\x1b[2J\x0d\x7f)"
+                               "\t"
+                               R"(\x00\u009b\u202e\u2066 \x9b\xc0\x80\xe0\x81\x81)"
+                               R"(\xed\xa0\x80\xf4\x90\x80\x80 é€📡\xe2\x82)"),
+                entry("ERROR", message));
 }
 
 TEST_F(DbgCollectTest, GoesOnWhenTheLastWriterLeavesAndColoursOnlyWhenAskedWithoutATerminal)
@@ -112,7 +128,7 @@ TEST_F(DbgCollectTest, EndsOnASignalWithAllThatWasLoggedInItsFile)
     collect({"-o", "/tmp/log"});
     log(entry("INFO ", "logged") + "half a line");
     EXPECT_EQ(0, collector->stop(SIGTERM));
-    EXPECT_EQ("earlier\n" + entry("INFO ", "logged") + "half a line", readFile("/tmp/log"));
+    EXPECT_EQ("earlier\n" + entry("INFO ", "logged") + "  | half a line", readFile("/tmp/log"));
     EXPECT_TRUE(std::filesystem::exists(kFifo)); // for daemons that have it open
 }
 

@@ -1,6 +1,7 @@
 // The log collector: it reads the debug FIFO of all daemons and prints what they log, as it comes.
 
 #include "LogEntries.h"
+#include "PrintableText.h"
 
 #include <CLI/CLI.hpp>
 #include <array>
@@ -69,15 +70,14 @@ public:
         if (!options.outputFile.empty() &&
             (mOut = std::fopen(options.outputFile.c_str(), "ae")) == nullptr)
             fail("cannot write " + options.outputFile, errno);
-        mTerminal = isatty(fileno(mOut)) == 1;
-        mColor = options.color || (mTerminal && !options.noColor);
+        mColor = options.color || (isatty(fileno(mOut)) == 1 && !options.noColor);
     }
 
     void print(const LogEntry& entry)
     {
         if (entry.severity < mLevel || entry.text.find(mGrep) == std::string::npos)
             return;
-        const std::string text = mTerminal ? withoutControls(entry.text) : entry.text;
+        const std::string text = printableText(entry.text);
         const std::string_view color =
             mColor ? kColors.at(static_cast<std::size_t>(entry.severity)) : std::string_view();
         if (color.empty()) {
@@ -95,21 +95,11 @@ public:
     }
 
 private:
-    /// Lines quote whatever peers send; control characters must not reach the terminal.
-    static std::string withoutControls(std::string text)
-    {
-        for (char& c : text)
-            if ((static_cast<unsigned char>(c) < ' ' && c != '\n' && c != '\t') || c == 0x7f)
-                c = '?';
-        return text;
-    }
-
     static constexpr std::array<std::string_view, 5> kColors = {"", "33", "31", "1;31", "36"};
 
     int mLevel;
     std::string mGrep;
     std::FILE* mOut;
-    bool mTerminal = false;
     bool mColor = false;
 };
 
