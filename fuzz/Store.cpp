@@ -11,7 +11,7 @@
 #include <json/reader.h>
 #include <map>
 #include <sstream>
-#include <unistd.h>
+#include <sys/mman.h>
 #include <vector>
 
 namespace
@@ -129,10 +129,17 @@ const std::map<std::string, void (*)(IDataSets& store, const Arguments& a)> kOpe
      }},
 };
 
+/// A file in memory cannot be replaced. It is written in place, which takes a fraction of the time.
+const std::string& writtenFile()
+{
+    static const std::string path = "/proc/self/fd/" + std::to_string(memfd_create("written", 0));
+    return path;
+}
+
 std::string written(IDataSets& store, const std::string& dataset)
 {
-    store.storeDataSet(dataset, "/tmp/written.json");
-    std::ifstream file("/tmp/written.json");
+    store.storeDataSet(dataset, writtenFile());
+    std::ifstream file(writtenFile());
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
@@ -154,15 +161,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
             found->second(store, arguments);
     }
     store.commit();
-    // A link is written in place, which takes a fraction of the time.
-    [[maybe_unused]] static const int linked = symlink("/tmp/stored.json", "/tmp/written.json");
     require(!store.isChanged(), "nothing is pending after a commit");
 
     const std::string document = written(store, "D");
-    require(store.loadDataSet("Again", "/tmp/written.json") == FC_OK, "what is written is read",
+    require(store.loadDataSet("Again", writtenFile()) == FC_OK, "what is written is read",
             document);
-    // The JSON library mends a text that is not UTF-8.
-    if (std::ranges::all_of(text, [](char c) { return c > 0; }))
-        require(written(store, "Again") == document, "what is read is written the same", document);
+    require(written(store, "Again") == document, "what is read is written the same", document);
     return 0;
 }

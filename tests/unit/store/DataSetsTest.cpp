@@ -3,6 +3,7 @@
 #include "store/DocumentText.h"
 
 #include <future>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -191,7 +192,7 @@ TEST_F(DataSetsTest, CallsUnderTheLockAreOneStepForOtherThreadsAndForTheStoredFi
             EXPECT_EQ(a, b);
         }
     };
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < 100; ++round) {
         std::vector<std::thread> threads;
         for (int thread = 0; thread < 4; ++thread)
             threads.emplace_back(work, 8 * round + 2 * thread);
@@ -199,6 +200,32 @@ TEST_F(DataSetsTest, CallsUnderTheLockAreOneStepForOtherThreadsAndForTheStoredFi
             thread.join();
         ASSERT_EQ(FC_OK, store.loadDataSet("F", "/tmp/shared"));
         ASSERT_EQ(values("D"), values("F")) << "the file holds the latest state";
+    }
+}
+
+TEST_F(DataSetsTest, AStoreThatFailedIsKnownUntilThatStateOrALaterOneIsInTheFile)
+{
+    const std::string path = "/tmp/small/file";
+    mkdir("/tmp/small", 0755);
+    ASSERT_EQ(0, mount("small", "/tmp/small", "tmpfs", 0, "size=32k"));
+    load("{'C': {'properties': {'t': {'type': 'string'}}, 'instance': {'t': ''}}}");
+    store.storeDataSet("D", path);
+    const auto text = [this](const char* dataset) {
+        std::string found;
+        store.getTextParam(dataset, "C", "t", found, "");
+        return found;
+    };
+    for (int round = 0; round < 100; ++round) {
+        std::vector<std::thread> threads;
+        for (const std::size_t length : {1, 50000, 2, 60000}) // two do not fit
+            threads.emplace_back([&, length] {
+                store.initTextParam("D", "C", "t", std::string(length, 'x'), "");
+                store.storeDataSet("D", path);
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+        ASSERT_EQ(FC_OK, store.loadDataSet("F", path));
+        ASSERT_EQ(text("D") == text("F"), store.lastStoreError(path) == 0);
     }
 }
 
