@@ -7,6 +7,7 @@
 #include "DbgLine.h"
 
 #include <cerrno>
+#include <cstdio>
 
 namespace
 {
@@ -87,6 +88,13 @@ CatalogueChange CatalogueChange::remove(ConfigurationsTable table, const std::st
     return {table, recordOf(ChangeRecord::Kind::REMOVE, table, name), ""};
 }
 
+bool CatalogueChange::moveAway(const std::string& file)
+{
+    const ChangeRecord record = journal().find(mRecord.number);
+    return !record.kept.empty() && record.file == file && !pathExists(record.kept) &&
+           std::rename(file.c_str(), record.kept.c_str()) == 0;
+}
+
 void CatalogueChange::keepCopy()
 {
     const ChangeRecord record = journal().find(mRecord.number);
@@ -120,11 +128,16 @@ void CatalogueChange::fail(Fcodes code)
         mTable.writeFcode(mRecord.name, code);
         return;
     }
+    const auto noRetry = CatalogueStore::ofProcess().holdRetries();
     const bool isBack = putBackFile(record, record.file);
     putBackRow(mTable, record, code);
     mTable.store();
-    if (!isBack || !CatalogueStore::ofProcess().isOnDisk())
+    if (!isBack)
         return; // the record stays: the next start puts back once more
+    if (!CatalogueStore::ofProcess().isOnDisk()) {
+        recordUnstored(mTable, mRecord.number, {mRecord.name});
+        return;
+    }
     journal().cancel(mRecord.number);
     CatalogueStore::ofProcess().tidyLater();
 }

@@ -31,6 +31,9 @@ public:
     CatalogueChange(const CatalogueChange&) = delete;
     CatalogueChange& operator=(const CatalogueChange&) = delete;
 
+    /// A save whose old file could have no second link: moves it there, in place of its deletion.
+    bool moveAway(const std::string& file);
+
     /// A save whose old file could not be deleted: what is written into that now must not reach the
     /// one that is kept.
     void keepCopy();

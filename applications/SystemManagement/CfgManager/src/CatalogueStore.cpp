@@ -6,7 +6,7 @@
 #include "DataHolder.h"
 #include "DbgLine.h"
 
-#include <chrono>
+#include <algorithm>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -18,6 +18,7 @@ namespace
 
 constexpr char kUnit[] = "ConfigurationManager"; // the catalogue is the manager's to log readers
 constexpr std::chrono::seconds kRetryDelay{10};
+constexpr std::chrono::milliseconds kLeastWait{10};
 
 } // namespace
 
@@ -37,6 +38,8 @@ Fcodes CatalogueStore::store(DataHolder& holder)
         const std::lock_guard guard(mMutex);
         mFile = identify();
         recovered = std::exchange(mFailedFor, error == 0 ? nullptr : &holder) != nullptr;
+        if (error != 0 && !recovered)
+            mRetryAt = std::chrono::steady_clock::now() + kRetryDelay;
     }
     if (error != 0) {
         startThread();
@@ -100,32 +103,36 @@ void CatalogueStore::work()
 {
     setTaskName(currentTaskId(), "tCfgStore");
     prctl(PR_SET_NAME, "CatalogueStore");
-    auto retryAt = std::chrono::steady_clock::now() + kRetryDelay;
     for (;;) {
+        {
+            const std::lock_guard guard(mMutex);
+            mTidy = false;
+        }
         const auto tidyIn = ChangeJournal::ofProcess().tidy();
         std::unique_lock guard(mMutex);
-        mTidy = tidyIn.count() != 0;
-        const auto now = std::chrono::steady_clock::now();
-        if (mFailedFor == nullptr)
-            retryAt = now + kRetryDelay;
-        auto until = retryAt;
-        if (mTidy)
-            until = std::min(until, now + tidyIn);
-        if (mFailedFor == nullptr && !mTidy)
+        mTidy |= tidyIn.count() != 0;
+        if (mFailedFor == nullptr && !mTidy) {
             mWake.wait(guard);
-        else
-            mWake.wait_until(guard, until);
-        DataHolder* const holder = mFailedFor;
-        if (holder == nullptr || std::chrono::steady_clock::now() < retryAt)
             continue;
-        retryAt += kRetryDelay;
+        }
+        auto until = std::chrono::steady_clock::now() + std::max(tidyIn, kLeastWait);
+        if (mFailedFor != nullptr)
+            until = mTidy ? std::min(until, mRetryAt) : mRetryAt;
+        mWake.wait_until(guard, until);
+        DataHolder* const holder = mFailedFor;
+        if (holder == nullptr || std::chrono::steady_clock::now() < mRetryAt)
+            continue;
+        mRetryAt += kRetryDelay;
         guard.unlock();
         retry(*holder);
     }
 }
 
+std::unique_lock<std::mutex> CatalogueStore::holdRetries() { return std::unique_lock(mRetrying); }
+
 void CatalogueStore::retry(DataHolder& holder)
 {
+    const std::lock_guard retrying(mRetrying);
     {
         const std::lock_guard guard(mMutex);
         if (identify() != mFile) {

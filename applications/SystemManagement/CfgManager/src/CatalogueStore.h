@@ -10,6 +10,7 @@
 
 #include "Fcodes.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -25,6 +26,9 @@ public:
     /// Stores the catalogue of the holder, which must live as long as the process. The result is
     /// the holder's: FC_OK also when the disk refuses, FC_NO_SUCH_NAME when there is no catalogue.
     Fcodes store(DataHolder& holder);
+
+    /// While the caller holds it the catalogue is not stored again: for changes of several steps.
+    std::unique_lock<std::mutex> holdRetries();
 
     /// Whether the last store reached the disk.
     bool isOnDisk() const;
@@ -51,12 +55,14 @@ private:
     void work();
     void retry(DataHolder& holder);
 
+    std::mutex mRetrying;
     std::mutex mStoring; // one store at a time, with what is found out about it
 
     mutable std::mutex mMutex; // guards everything below
     std::condition_variable mWake;
     DataHolder* mFailedFor = nullptr; // while the last store has failed
     Identity mFile;
+    std::chrono::steady_clock::time_point mRetryAt;
     bool mHasThread = false;
     bool mTidy = false;
 };

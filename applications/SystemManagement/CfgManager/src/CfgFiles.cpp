@@ -177,12 +177,14 @@ bool copyWhole(const std::string& path, const std::string& target)
 
 std::string putAside(const std::string& path, const std::string& target)
 {
-    if (!pathExists(path))
+    struct stat info;
+    if (!lookBehindLinks(path, info)) // a link whose target is not mounted yet stays
         return "";
+    const bool isLink = look(path, info) && S_ISLNK(info.st_mode);
     std::string aside = target;
     for (char number = '2'; number <= '9' && pathExists(aside); ++number)
         aside = target + '.' + number;
-    if (std::rename(path.c_str(), aside.c_str()) == 0)
+    if (!isLink && std::rename(path.c_str(), aside.c_str()) == 0)
         return aside;
     std::time_t modified = 0;
     return findRegularFile(path, modified) && copyWhole(path, aside) ? aside : "";
@@ -212,6 +214,7 @@ bool FileMove::run(std::time_t& modified) const
     if (!moved || !arrived || arrived->size != moved->size)
         return false; // a copy to another file system that was cut off
     syncFile(to);
+    syncFile(kCfgDir); // a row must not be there before its file
     return true;
 }
 

@@ -8,7 +8,8 @@ inline constexpr char kCfgDir[] = "/data/cfg";
 inline const std::string kStoredCatalogue = std::string(kCfgDir) + "/cfg_stored_set.json";
 inline const std::string kLegacyCatalogue = std::string(kCfgDir) + "/cfg_stored_set.xml";
 inline constexpr char kDamagedCatalogue[] = "/data/cfg_stored_set.json.damaged"; // copies
-inline constexpr char kChangesBeside[] = "/data/.cfg_changes";     // records of changes under way
+inline constexpr char kObstacle[] = "/data/cfg_obstacle";      // what stood in the way of a file
+inline constexpr char kChangesBeside[] = "/data/.cfg_changes"; // records of changes under way
 inline constexpr char kChangesInside[] = "/data/cfg/.cfg_changes"; // where the other cannot be used
 inline constexpr char kFactoryCatalogue[] = "/etc/sysmgt/cfg_data_set.json";
 

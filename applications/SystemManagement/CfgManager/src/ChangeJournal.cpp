@@ -18,7 +18,7 @@ namespace
 {
 
 constexpr std::size_t kHalfSize = std::size_t{32} << 10;
-constexpr off_t kReserveSize = 3 * kHalfSize; // both halves, and the directory's own block
+constexpr off_t kReserveSize = 12 * kHalfSize; // for two rows as long as a message
 constexpr std::string_view kMagic = "cfg-changes 1 ";
 constexpr char kJournal[] = "/journal";
 constexpr char kNewJournal[] = "/journal.new";
@@ -73,9 +73,35 @@ bool isOneMount(const std::string& left, const std::string& right)
            one.stx_dev_minor == other.stx_dev_minor && one.stx_mnt_id == other.stx_mnt_id;
 }
 
-/// The newer of the two halves that is whole.
-std::vector<ChangeRecord> readJournal(const std::string& path, std::uint64_t& lastWrite)
+/// Who may write here may have root move files.
+bool isOurs(const std::string& directory)
 {
+    struct stat info;
+    return persistently([&] { return lstat(directory.c_str(), &info); }) == 0 &&
+           S_ISDIR(info.st_mode) && info.st_uid == geteuid() &&
+           (info.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+}
+
+/// False for a record that no daemon has written.
+bool isSound(const ChangeRecord& record)
+{
+    using Kind = ChangeRecord::Kind;
+    const auto isKept = [&record](const std::string& place) {
+        return record.kept == place + kKept + std::to_string(record.number);
+    };
+    const bool isMove = record.kind == Kind::IMPORT || record.kind == Kind::RENAME;
+    return (record.kept.empty() || std::ranges::any_of(kPlaces, isKept)) &&
+           record.name.find('/') == std::string::npos &&
+           record.newName.find('/') == std::string::npos &&
+           (!isMove || (record.after && record.after->contains("Description")));
+}
+
+/// The newer of the two halves that is whole.
+std::vector<ChangeRecord> readJournal(const std::string& place, std::uint64_t& lastWrite)
+{
+    if (!isOurs(place))
+        return {};
+    const std::string path = place + kJournal;
     std::string text;
     if (const Descriptor file(openRegularFile(path)); file.isOpen())
         readToEnd(file.get(), text);
@@ -136,8 +162,12 @@ std::vector<ChangeRecord> ChangeJournal::open()
 {
     const std::lock_guard guard(mMutex);
     mRecords.clear();
-    for (const std::string& place : kPlaces)
-        std::ranges::move(readJournal(place + kJournal, mLastWrite), std::back_inserter(mRecords));
+    for (const std::string& place : kPlaces) {
+        std::uint64_t lastWrite = 0;
+        std::ranges::move(readJournal(place, lastWrite), std::back_inserter(mRecords));
+        mLastWrite = std::max(mLastWrite, lastWrite);
+    }
+    std::erase_if(mRecords, [](const ChangeRecord& record) { return !isSound(record); });
     std::ranges::sort(mRecords, {}, &ChangeRecord::number);
     if (!mRecords.empty())
         mLastFound = mLastNumber = mRecords.back().number;
@@ -167,16 +197,19 @@ void ChangeJournal::supersede(ChangeRecord& record)
     std::erase_if(mRecords, [&record](const ChangeRecord& earlier) {
         if (earlier.kind == ChangeRecord::Kind::UNSTORED)
             return false;
-        const bool isNewSave =
-            earlier.kind == ChangeRecord::Kind::SAVE && !earlier.replaces() && !earlier.answered;
-        if (isNewSave && record.autoStartAfter != record.autoStartBefore &&
-            record.autoStartBefore == earlier.name)
+        const bool isNewSave = earlier.kind == ChangeRecord::Kind::SAVE && !earlier.replaces();
+        if (isNewSave && !earlier.answered && record.autoStartBefore == earlier.name &&
+            record.autoStartAfter != record.autoStartBefore)
             record.autoStartBefore = earlier.autoStartBefore;
         if (!record.kept.empty())
             return earlier.concerns(record.name);
-        if (!isNewSave || record.kind != earlier.kind || record.name != earlier.name)
+        if (!isNewSave || record.name != earlier.name)
             return false;
-        if (record.autoStartAfter == record.autoStartBefore) {
+        if (access(configurationPath(earlier.name).c_str(), F_OK) == 0)
+            return true; // its file has come after all
+        if (record.kind != earlier.kind)
+            return false;
+        if (record.autoStartAfter == record.autoStartBefore && !earlier.answered) {
             record.autoStartBefore = earlier.autoStartBefore;
             record.autoStartAfter = earlier.autoStartAfter;
         }
@@ -209,15 +242,21 @@ void ChangeJournal::end(std::uint64_t number)
             ended.push_back(earlier.number);
     for (const std::uint64_t each : ended)
         drop(each);
-    bool followed = false; // an auto-start that is to come back goes along with its name
+    if (followRename(change))
+        write();
+}
+
+/// An auto-start that is to come back goes along with its name.
+bool ChangeJournal::followRename(const ChangeRecord& change)
+{
+    bool followed = false;
     for (ChangeRecord& other : mRecords) {
         if (change.newName.empty() || other.autoStartBefore != change.name)
             continue;
         other.autoStartBefore = change.newName;
         followed = true;
     }
-    if (followed)
-        write();
+    return followed;
 }
 
 void ChangeJournal::cancel(std::uint64_t number)
@@ -243,8 +282,12 @@ bool ChangeJournal::endUnstored(std::uint64_t number, const UnstoredRows& rows,
         record.autoStartAfter = autoStart;
         mRecords.push_back(std::move(record));
     }
+    const auto change = std::ranges::find(mRecords, number, &ChangeRecord::number);
+    if (change != mRecords.end())
+        followRename(ChangeRecord(*change));
+    const bool written = write(); // before the second link goes with the change
     drop(number);
-    return write();
+    return write() && written;
 }
 
 void ChangeJournal::stored()
@@ -268,7 +311,9 @@ void ChangeJournal::forgetAutoStart()
     const std::lock_guard guard(mMutex);
     for (ChangeRecord& record : mRecords)
         record.autoStartBefore = record.autoStartAfter;
-    if (mFile != -1) // changes that have ended are still in the file
+    if (mRecords.empty() && !mIsClean) // changes that have ended are still in the file
+        removeFiles();
+    else if (!mRecords.empty())
         write();
 }
 
@@ -318,7 +363,7 @@ bool ChangeJournal::tryToWrite()
     const std::string half = journalHalf(++mLastWrite, toText(mRecords));
     if (mFile != -1 && half.size() <= mCapacity)
         return overwrite(half);
-    return create(half, std::max(kHalfSize, 2 * half.size()));
+    return create(half, std::max(kHalfSize, half.size() + half.size() / 4));
 }
 
 bool ChangeJournal::overwrite(const std::string& half)
@@ -363,10 +408,8 @@ bool ChangeJournal::makeDirectory()
             releaseReserve(); // for the disk may be full
             made = mkdir(place.c_str(), 0700);
         }
-        struct stat info;
-        if ((made == 0 || errno == EEXIST) && lstat(place.c_str(), &info) == 0 &&
-            S_ISDIR(info.st_mode) && access(place.c_str(), W_OK | X_OK) == 0 &&
-            syncDirectory(parentOf(place))) {
+        if ((made == 0 || errno == EEXIST) && isOurs(place) &&
+            access(place.c_str(), W_OK | X_OK) == 0 && syncDirectory(parentOf(place))) {
             mDirectory = place;
             mIsClean = false;
             return true;
@@ -375,16 +418,19 @@ bool ChangeJournal::makeDirectory()
     return false;
 }
 
-/// A file that is not there needs no link, and what cannot have one (a directory) is not deleted.
+/// A file that is not there needs no link, and a directory has no content to lose. Where links are
+/// refused the file is moved there in place of its deletion.
 bool ChangeJournal::linkReplaced(ChangeRecord& record, const std::string& replaced)
 {
-    if (replaced.empty())
+    struct stat info;
+    const auto look = [&] { return lstat(replaced.c_str(), &info); };
+    if (replaced.empty() || persistently(look) == -1 ||
+        !(S_ISREG(info.st_mode) || S_ISLNK(info.st_mode)))
         return true;
-    const std::string kept = mDirectory + kKept + std::to_string(record.number);
-    unlink(kept.c_str());
-    if (persistently([&] { return link(replaced.c_str(), kept.c_str()); }) == -1)
-        return errno == ENOENT || errno == EISDIR;
-    record.kept = kept;
+    record.kept = mDirectory + kKept + std::to_string(record.number);
+    unlink(record.kept.c_str());
+    if (persistently([&] { return link(replaced.c_str(), record.kept.c_str()); }) == -1)
+        return true;
     return syncDirectory(mDirectory);
 }
 
@@ -393,14 +439,23 @@ void ChangeJournal::drop(std::uint64_t number)
     const auto found = std::ranges::find(mRecords, number, &ChangeRecord::number);
     if (found == mRecords.end())
         return;
-    if (!found->kept.empty())
+    if (!found->kept.empty() && !mSpared.contains(found->kept))
         unlink(found->kept.c_str());
     mRecords.erase(found);
     if (mRecords.empty())
         mIdleSince = std::chrono::steady_clock::now();
 }
 
-/// Only names that the journal gives; a directory that holds others stays.
+void ChangeJournal::spare(std::uint64_t number)
+{
+    const std::lock_guard guard(mMutex);
+    const auto found = std::ranges::find(mRecords, number, &ChangeRecord::number);
+    if (found != mRecords.end() && !found->kept.empty())
+        mSpared.insert(found->kept);
+}
+
+/// Only what the journal gives names to; a directory that holds more stays. A second link whose
+/// file has no other name is not thrown away: no record says what it was.
 void ChangeJournal::removeFiles()
 {
     if (mFile != -1)
@@ -408,15 +463,20 @@ void ChangeJournal::removeFiles()
     mDirectory.clear();
     mIsClean = true;
     for (const std::string& place : kPlaces) {
-        DIR* const directory = opendir(place.c_str());
+        DIR* const directory = isOurs(place) ? opendir(place.c_str()) : nullptr;
         if (directory == nullptr)
             continue;
         while (const dirent* const entry = readdir(directory)) {
             const std::string name = std::string("/") + entry->d_name;
-            if (name == kJournal || name == kNewJournal || name.starts_with(kKept))
-                unlink((place + name).c_str());
+            const std::string path = place + name;
+            struct stat info;
+            const bool isStray =
+                name.starts_with(kKept) && lstat(path.c_str(), &info) == 0 && info.st_nlink > 1;
+            if (name == kJournal || name == kNewJournal || isStray)
+                mIsClean &= persistently([&] { return unlink(path.c_str()); }) == 0;
         }
         closedir(directory);
+        syncDirectory(place); // what has been settled must not come back
         rmdir(place.c_str());
     }
 }

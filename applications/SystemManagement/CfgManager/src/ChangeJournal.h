@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -61,6 +62,9 @@ public:
     /// The catalogue is on the disk, with all that open() found and that endUnstored() recorded.
     void stored();
 
+    /// The second link could not be put back, and must not be thrown away with its record.
+    void spare(std::uint64_t number);
+
     /// The auto-start has been set by somebody since: no change puts it back.
     void forgetAutoStart();
 
@@ -83,6 +87,7 @@ private:
     bool makeDirectory();
     bool linkReplaced(ChangeRecord& record, const std::string& replaced);
     void supersede(ChangeRecord& record);
+    bool followRename(const ChangeRecord& change);
     void drop(std::uint64_t number);
     void removeFiles();
     void reserve();
@@ -93,6 +98,7 @@ private:
     std::uint64_t mLastNumber = 0;
     std::uint64_t mLastFound = 0; // by open()
     std::uint64_t mLastWrite = 0;
+    std::set<std::string> mSpared;
     std::string mDirectory; // empty until one is needed
     bool mIsClean = true;   // nothing of ours is on the disk
     int mFile = -1;

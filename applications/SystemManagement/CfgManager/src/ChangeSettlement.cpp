@@ -2,9 +2,12 @@
 
 #include "CfgFiles.h"
 #include "CfgPaths.h"
+#include "ChangeJournal.h"
 #include "DbgLine.h"
 #include "base/Descriptor.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <unistd.h>
 
@@ -13,16 +16,18 @@ namespace
 
 constexpr char kUnit[] = "ConfigurationManager"; // log readers know start-up as the manager's
 
-/// True for rows that differ at most in what starting a configuration changes.
-bool haveSameContent(std::optional<CatalogueRow> left, std::optional<CatalogueRow> right)
+/// True for rows that differ at most in what starting a configuration changes, and in what an
+/// upgrade has added or taken away.
+bool haveSameContent(const std::optional<CatalogueRow>& left,
+                     const std::optional<CatalogueRow>& right)
 {
-    for (auto* row : {&left, &right}) {
-        if (row->has_value()) {
-            (*row)->erase("State");
-            (*row)->erase("Fcode");
-        }
-    }
-    return left == right;
+    if (!left || !right)
+        return !left && !right;
+    return std::ranges::all_of(*left, [&right](const auto& property) {
+        const auto other = right->find(property.first);
+        return other == right->end() || other->second == property.second ||
+               property.first == "State" || property.first == "Fcode";
+    });
 }
 
 /// Unless somebody has set another one since, or has removed the one before.
@@ -39,14 +44,18 @@ Fcodes putBackAutoStart(ConfigurationsTable& table, const ChangeRecord& save)
 
 void ChangeSettlement::run(const std::vector<ChangeRecord>& records)
 {
+    mRecords = &records;
     for (const ChangeRecord& record : records) {
         if (mSource == CatalogueSource::STORED && settle(record))
             continue;
         DBG_LOG(SEV_INFO) << "settleChanges: Dropped record of rowId=" << record.name
                           << " file=" << record.file;
         // Without the catalogue nobody knows what the file was; but it was there.
-        if (mSource == CatalogueSource::FACTORY && !record.answered && !pathExists(record.file))
-            putBackFile(record, record.file);
+        const std::string path = record.kind == ChangeRecord::Kind::IMPORT
+                                     ? configurationPath(record.name)
+                                     : record.file;
+        if (mSource == CatalogueSource::FACTORY && !record.answered && !pathExists(path))
+            putBackFile(record, path);
     }
 }
 
@@ -67,12 +76,17 @@ bool ChangeSettlement::settle(const ChangeRecord& record)
     return record.kind == ChangeRecord::Kind::RENAME ? settleRename(record) : settleRemoval(record);
 }
 
-bool ChangeSettlement::settleSave(const ChangeRecord& save)
+bool ChangeSettlement::settleSave(ChangeRecord save)
 {
     if (save.answered)
         return completeSave(save);
+    followRenames(save);
     if (save.replaces()) {
-        putBackFile(save, save.file);
+        if (!putBackFile(save, save.file)) {
+            DBG_LOG(SEV_ERROR) << "settleChanges: Couldn't put back file=" << save.file
+                               << " errno=" << errno << ", kept as file=" << save.kept;
+            ChangeJournal::ofProcess().spare(save.number);
+        }
         DBG_LOG(SEV_INFO) << "settleChanges: Put back rowId=" << save.name;
         putBackRow(mTable, save, FC_OK);
     }
@@ -94,8 +108,12 @@ bool ChangeSettlement::completeSave(const ChangeRecord& save)
         takeRowAway(save.name);
         return true;
     }
-    if (!haveSameContent(mTable.readRow(save.name), save.after) || !findRegularFile(path, modified))
+    const auto row = mTable.readRow(save.name);
+    const bool isOld = save.after && save.before && haveSameContent(row, save.before);
+    if (!(isOld || haveSameContent(row, save.after)) || !findRegularFile(path, modified))
         return false;
+    if (isOld)
+        mTable.writeRow(save.name, *save.after); // nothing of the save was stored
     std::string description = kNoDescription;
     mTable.readText(save.name, "Description", description);
     mTable.fillFileRow(save.name, description, modified);
@@ -105,10 +123,15 @@ bool ChangeSettlement::completeSave(const ChangeRecord& save)
 bool ChangeSettlement::settleImport(const ChangeRecord& import)
 {
     const std::string path = configurationPath(import.name);
-    if (!haveSameContent(mTable.readRow(import.name), import.before))
-        return false; // the import was stored, or another change after it
+    // With the end of the import its second link goes.
+    const bool hasEnded = import.kept.empty()
+                              ? !haveSameContent(mTable.readRow(import.name), import.before)
+                              : !pathExists(import.kept);
+    if (hasEnded)
+        return false;
     std::time_t modified = 0;
-    if (stampOf(path) == import.moved && findRegularFile(path, modified)) {
+    if (stampOf(path) == import.moved && !isSameFile(import.kept, path) &&
+        findRegularFile(path, modified)) {
         mTable.add(import.name);
         mTable.fillFileRow(import.name, import.after->at("Description"), modified);
         if (import.autoStartAfter != import.autoStartBefore)
@@ -161,11 +184,29 @@ bool ChangeSettlement::applyUnstored(const ChangeRecord& change)
     if (!change.name.empty() && !change.after && mTable.has(change.name) &&
         !pathExists(configurationPath(change.name)))
         takeRowAway(change.name);
-    if (change.after && pathExists(configurationPath(change.name)))
+    if (change.after && (pathExists(configurationPath(change.name)) || isChangedLater(change)))
         mTable.writeRow(change.name, *change.after);
     mTable.writeAutoStart(change.autoStartAfter);
     DBG_LOG(SEV_INFO) << "settleChanges: Completed change of rowId=" << change.name;
     return true;
+}
+
+/// The file may be on its way.
+bool ChangeSettlement::isChangedLater(const ChangeRecord& change) const
+{
+    return std::ranges::any_of(*mRecords, [&change](const ChangeRecord& other) {
+        return other.number > change.number && other.kind != ChangeRecord::Kind::UNSTORED &&
+               other.concerns(change.name);
+    });
+}
+
+/// A configuration that was renamed after the save began starts under its new name.
+void ChangeSettlement::followRenames(ChangeRecord& save) const
+{
+    for (const ChangeRecord& other : *mRecords)
+        if (other.kind == ChangeRecord::Kind::RENAME && other.number > save.number &&
+            other.name == save.autoStartBefore && !mTable.has(other.name))
+            save.autoStartBefore = other.newName;
 }
 
 /// Alone: without this the scan would drop the rows before it too.
@@ -183,7 +224,13 @@ bool putBackFile(const ChangeRecord& record, const std::string& path)
     if (record.kept.empty() || !pathExists(record.kept))
         return true;
     // Nothing happens where both are still the same file.
-    return persistently([&] { return std::rename(record.kept.c_str(), path.c_str()); }) == 0;
+    const auto put = [&] { return std::rename(record.kept.c_str(), path.c_str()); };
+    if (persistently(put) == 0)
+        return true;
+    const int error = errno;
+    const bool isInTheWay = error == EISDIR || error == ENOTEMPTY || error == EEXIST;
+    errno = error;
+    return isInTheWay && !putAside(path, kObstacle).empty() && put() == 0;
 }
 
 Fcodes putBackRow(ConfigurationsTable table, const ChangeRecord& save, Fcodes code)

@@ -23,14 +23,17 @@ public:
 
 private:
     bool settle(const ChangeRecord& record);
-    bool settleSave(const ChangeRecord& save);
+    bool settleSave(ChangeRecord save);
     bool completeSave(const ChangeRecord& save);
     bool settleImport(const ChangeRecord& import);
     bool settleRename(const ChangeRecord& rename);
     bool settleRemoval(const ChangeRecord& removal);
     bool applyUnstored(const ChangeRecord& change);
     void takeRowAway(const std::string& rowId);
+    bool isChangedLater(const ChangeRecord& change) const;
+    void followRenames(ChangeRecord& save) const;
 
+    const std::vector<ChangeRecord>* mRecords = nullptr; // of run()
     ConfigurationsTable mTable;
     CatalogueSource mSource;
 };

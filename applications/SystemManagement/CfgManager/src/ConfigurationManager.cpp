@@ -73,6 +73,9 @@ void ConfigurationManager::loadCatalogue()
     const CatalogueSource source = catalogue().load(copy);
     if (!copy.empty())
         DBG_LOG(SEV_ERROR) << "init: Couldn't load the stored catalogue, kept as file=" << copy;
+    else if (source == CatalogueSource::FACTORY && pathExists(kStoredCatalogue))
+        DBG_LOG(SEV_ERROR) << "init: Couldn't load the stored catalogue, nor keep a copy of file="
+                           << kStoredCatalogue;
     ChangeSettlement(catalogue(), source).run(ChangeJournal::ofProcess().open());
 }
 
@@ -205,6 +208,7 @@ Fcodes ConfigurationManager::addConfiguration(const std::string& command)
     }
 
     commit(); // what is pending for a row that goes must not come back as a part of one
+    auto noRetry = CatalogueStore::ofProcess().holdRetries();
     CatalogueChange change = CatalogueChange::save(catalogue(), name, autoStart == "true");
     if (catalogue().has(name))
         removeOverwritten(name, change);
@@ -225,12 +229,16 @@ Fcodes ConfigurationManager::addConfiguration(const std::string& command)
     result |= acceptChanges();
     if (result != FC_OK)
         DBG_LOG(SEV_ERROR) << "addConfiguration: Failed accept changes fcode=" << result;
+    noRetry.unlock(); // the answer may take its time
 
     result = storeChannels(file);
     if (result != FC_OK) {
         change.fail(result);
         return result;
     }
+    // Nothing is put back from here on: what the channel manager wrote must be there.
+    syncFile(file);
+    syncFile(kCfgDir);
     change.confirmAnswer();
     result = FC_OK | cfgStored(name);
     if (pathExists(file))
@@ -246,7 +254,7 @@ void ConfigurationManager::removeOverwritten(const std::string& name, CatalogueC
         readResult != FC_OK)
         DBG_LOG(SEV_ERROR) << "addConfiguration: Not Found File Name in table="
                            << kConfigurationsTable << " row=" << name << " fcode=" << readResult;
-    else if (!removeConfigurationFile(file)) {
+    else if (!change.moveAway(file) && !removeConfigurationFile(file)) {
         DBG_LOG(SEV_ERROR) << "addConfiguration: Failed to remove file=" << file
                            << " errno=" << errno;
         change.keepCopy();
@@ -299,6 +307,7 @@ Fcodes ConfigurationManager::importConfiguration(const std::string& command)
     const FileMove move = importMove(source, name);
     DBG_LOG(SEV_INFO) << "importConfiguration: command=" << move.command;
     commit(); // as for a save
+    const auto noRetry = CatalogueStore::ofProcess().holdRetries();
     const bool becomesAutoStart = autoStart == "true";
     std::time_t modified = 0;
     CatalogueChange change =
@@ -366,6 +375,7 @@ Fcodes ConfigurationManager::moveConfiguration(const std::string& name, const st
     const FileMove move = renameMove(file, newName);
     std::time_t modified = 0;
     commit(); // as for a save
+    const auto noRetry = CatalogueStore::ofProcess().holdRetries();
     CatalogueChange change = CatalogueChange::rename(catalogue(), name, newName, file, description);
     bool moved = false;
     if (isInCfgDir(file)) {
@@ -418,6 +428,7 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
     }
 
     commit(); // as for a save
+    const auto noRetry = CatalogueStore::ofProcess().holdRetries();
     CatalogueChange change = CatalogueChange::remove(catalogue(), rowId);
     Fcodes result = FC_OK;
     std::string file;
@@ -453,6 +464,7 @@ Fcodes ConfigurationManager::deleteRow(const std::string& table, int row)
         return FC_ACCESS_DENIED;
 
     commit(); // as for a save
+    const auto noRetry = CatalogueStore::ofProcess().holdRetries();
     CatalogueChange change = CatalogueChange::remove(catalogue(), rowId);
     Fcodes result = FC_OK;
     std::string file;

@@ -1,7 +1,6 @@
 // What the configuration manager does with the channel manager's help: storing the channels of a
 // save, and loading those of a configuration that is started.
 
-#include "CfgFiles.h"
 #include "CfgPaths.h"
 #include "ConfigurationManager.h"
 #include "ConfigurationsTable.h"
@@ -66,7 +65,6 @@ Fcodes ConfigurationManager::cfgStored(const std::string& rowId)
         struct stat info;
         if (stat(file.c_str(), &info) == 0) {
             timeToString(info.st_mtime, time);
-            syncFile(file); // before the row that says so; not every channel manager waits for it
         } else {
             DBG_LOG(SEV_ERROR) << "cfgStored: Not found file=" << file;
             result |= FC_BAD_VALUE;

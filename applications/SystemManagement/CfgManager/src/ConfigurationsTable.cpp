@@ -8,6 +8,7 @@
 #include "base/LocalTime.h"
 
 #include <cstdlib>
+#include <sys/stat.h>
 #include <tuple>
 #include <unistd.h>
 
@@ -34,6 +35,10 @@ CatalogueSource ConfigurationsTable::load(std::string& copy)
         mHolder.deleteDataSet(kDefaults);
     } else {
         copy = putAside(kStoredCatalogue, kDamagedCatalogue);
+        if (copy.empty() && access(kStoredCatalogue.c_str(), F_OK) == 0) {
+            mkdir(kChangesInside, 0700);
+            copy = putAside(kStoredCatalogue, std::string(kChangesInside) + "/damaged");
+        }
         mHolder.loadDataSet(kFactoryCatalogue);
     }
     CatalogueStore::ofProcess().watch();
