@@ -64,6 +64,12 @@ bool DatagramSocket::setTimeout(int option, int seconds)
     return setsockopt(mDescriptor, SOL_SOCKET, option, &limit, sizeof limit) == 0;
 }
 
+bool DatagramSocket::passCredentials()
+{
+    const int on = 1;
+    return setsockopt(mDescriptor, SOL_SOCKET, SO_PASSCRED, &on, sizeof on) == 0;
+}
+
 void DatagramSocket::close()
 {
     if (mDescriptor != -1)
@@ -86,17 +92,18 @@ void DatagramSocket::growSendBuffer(int bytes)
         setsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes);
 }
 
-WaitResult waitReadable(int descriptor, int timeout)
+namespace
+{
+
+WaitResult pollReadable(int descriptor, const timespec* limit)
 {
     // poll() overlooks a negative descriptor, and would wait.
     if (descriptor < 0) {
         errno = EBADF;
         return WaitResult::FAILED;
     }
-    // Kept on purpose: callers count on 0 being no limit and -1 being no wait, not the other way.
-    const timespec limit{.tv_sec = timeout == -1 ? 0 : timeout, .tv_nsec = 0};
     pollfd watched{.fd = descriptor, .events = POLLIN, .revents = 0};
-    const int ready = ppoll(&watched, 1, timeout == 0 ? nullptr : &limit, nullptr);
+    const int ready = ppoll(&watched, 1, limit, nullptr);
     if (ready == 0)
         return WaitResult::TIMED_OUT;
     if (ready == -1)
@@ -108,14 +115,54 @@ WaitResult waitReadable(int descriptor, int timeout)
     return WaitResult::READABLE; // or in error, which the read will tell
 }
 
-ssize_t receiveDatagram(int socket, char* buffer, std::size_t size, SocketAddress& sender)
+} // namespace
+
+WaitResult waitReadable(int descriptor, int timeout)
 {
-    sockaddr_un raw{};
-    socklen_t length = sizeof raw;
+    // Kept on purpose: callers count on 0 being no limit and -1 being no wait, not the other way.
+    const timespec limit{.tv_sec = timeout == -1 ? 0 : timeout, .tv_nsec = 0};
+    return pollReadable(descriptor, timeout == 0 ? nullptr : &limit);
+}
+
+WaitResult waitReadable(int descriptor, std::chrono::steady_clock::time_point until)
+{
+    using namespace std::chrono;
+    if (until == steady_clock::time_point::max())
+        return pollReadable(descriptor, nullptr);
+    const nanoseconds left = std::max<nanoseconds>(until - steady_clock::now(), nanoseconds(0));
+    const auto whole = duration_cast<seconds>(left);
+    const timespec limit{.tv_sec = whole.count(), .tv_nsec = (left - whole).count()};
+    return pollReadable(descriptor, &limit);
+}
+
+ssize_t receiveDatagram(int socket, char* buffer, std::size_t size, SocketAddress& sender,
+                        ucred* credentials)
+{
+    struct {
+        sockaddr_un address;
+        char terminator; // the kernel counts one behind the longest path
+    } raw{};
+    iovec text{.iov_base = buffer, .iov_len = size};
+    // Room for what is asked for and no more: descriptors that somebody sends along are closed.
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+    msghdr message{};
+    message.msg_name = &raw;
+    message.msg_namelen = sizeof raw;
+    message.msg_iov = &text;
+    message.msg_iovlen = 1;
+    if (credentials != nullptr) {
+        *credentials = {};
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+    }
+
     errno = 0; // so that an empty datagram is not reported with an old reason
-    const ssize_t count =
-        recvfrom(socket, buffer, size, 0, reinterpret_cast<sockaddr*>(&raw), &length);
-    sender = count < 0 ? SocketAddress() : SocketAddress(raw, length);
+    const ssize_t count = recvmsg(socket, &message, MSG_DONTWAIT);
+    sender = count < 0 ? SocketAddress() : SocketAddress(raw.address, message.msg_namelen);
+    const cmsghdr* const first = count < 0 ? nullptr : CMSG_FIRSTHDR(&message);
+    if (first != nullptr && first->cmsg_level == SOL_SOCKET &&
+        first->cmsg_type == SCM_CREDENTIALS && first->cmsg_len == CMSG_LEN(sizeof(ucred)))
+        std::memcpy(credentials, CMSG_DATA(first), sizeof *credentials);
     return count;
 }
 

@@ -5,6 +5,7 @@
 // address is a plain value; a DatagramSocket belongs to one owner, who may let several
 // threads use its descriptor.
 
+#include <chrono>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -53,6 +54,7 @@ public:
     bool open();
     bool bind(const std::string& path);
     bool setTimeout(int option, int seconds); ///< SO_RCVTIMEO or SO_SNDTIMEO
+    bool passCredentials();                   ///< Each datagram then comes with its sender's.
     void close();
 
     int descriptor() const { return mDescriptor; }
@@ -74,8 +76,14 @@ enum class WaitResult { READABLE, TIMED_OUT, FAILED };
 /// positive value is that many seconds, any other negative value fails.
 WaitResult waitReadable(int descriptor, int timeout);
 
-/// Takes one datagram, its first `size` bytes at most; the count, or -1 with errno.
-ssize_t receiveDatagram(int socket, char* buffer, std::size_t size, SocketAddress& sender);
+/// The same until a time of the steady clock; its greatest value is no limit.
+WaitResult waitReadable(int descriptor, std::chrono::steady_clock::time_point until);
+
+/// Takes one datagram, its first `size` bytes at most, without waiting; the count, or -1 with
+/// errno, which is 0 when a datagram came. Credentials are to be asked for only on a socket that
+/// passes them: the kernel then names the sender, with pid 0 for one in another name space.
+ssize_t receiveDatagram(int socket, char* buffer, std::size_t size, SocketAddress& sender,
+                        ucred* credentials = nullptr);
 
 /// Sends the text as one datagram; false with errno. Unless it may wait, a full receiver is EAGAIN
 /// at once.
