@@ -118,11 +118,9 @@ Fcodes DataCommunicator::checkHistoryAfterReadError(Fcodes failure,
 void DataCommunicator::fileForeignAnswer(const MessageHeader& header, const std::string& body,
                                          const std::string& sender)
 {
-    const auto sizes =
+    const ResponseHistory::Sizes sizes =
         mHistory->storeReadByRequester(header.ID, {headerText(header), body, sender});
-    if (!sizes)
-        return;
-    logStored(sizes->queue, sizes->entries);
+    logStored(sizes.queue, sizes.entries);
     DBG_LOG(SEV_SYS) << "sendRequest: **** stored in history *** id=" << header.ID
                      << " sender=" << sender << " resp=" << body;
 }

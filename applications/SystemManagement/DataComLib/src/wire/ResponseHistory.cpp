@@ -1,5 +1,6 @@
 #include "wire/ResponseHistory.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace
@@ -11,17 +12,11 @@ constexpr std::size_t kCapacity = 10;
 
 ResponseHistory::Sizes ResponseHistory::store(int id, FiledResponse response)
 {
-    const std::lock_guard guard(mMutex);
     return file(id, {std::move(response), false});
 }
 
-std::optional<ResponseHistory::Sizes> ResponseHistory::storeReadByRequester(int id,
-                                                                            FiledResponse response)
+ResponseHistory::Sizes ResponseHistory::storeReadByRequester(int id, FiledResponse response)
 {
-    const std::lock_guard guard(mMutex);
-    const auto filed = mEntries.find(id);
-    if (filed != mEntries.end() && !filed->second.readByRequester)
-        return std::nullopt;
     return file(id, {std::move(response), true});
 }
 
@@ -31,7 +26,7 @@ bool ResponseHistory::find(int id, FiledResponse& response) const
     const auto filed = mEntries.find(id);
     if (filed == mEntries.end())
         return false;
-    response = filed->second.response;
+    response = filed->second.back().response;
     return true;
 }
 
@@ -42,19 +37,26 @@ bool ResponseHistory::findAnswer(int id, const std::string& responderPath,
     const auto filed = mEntries.find(id);
     if (filed == mEntries.end())
         return false;
-    const Entry& entry = filed->second;
-    if (entry.readByRequester && entry.response.sender != responderPath)
+    const auto newest = filed->second.rbegin();
+    const auto end = filed->second.rend();
+    auto answer = std::find_if(
+        newest, end, [&](const Entry& entry) { return entry.response.sender == responderPath; });
+    if (answer == end)
+        answer =
+            std::find_if(newest, end, [](const Entry& entry) { return !entry.readByRequester; });
+    if (answer == end)
         return false;
-    response = entry.response;
+    response = answer->response;
     return true;
 }
 
 ResponseHistory::Sizes ResponseHistory::file(int id, Entry entry)
 {
+    const std::lock_guard guard(mMutex);
     // Kept on purpose: requesters count on an identifier that is filed again going with its first
-    // filing, so it stands twice in the queue and takes the newer answer along.
+    // filing, so it stands twice in the queue and takes the newer answers along.
     mOrder.push_back(id);
-    mEntries.insert_or_assign(id, std::move(entry));
+    mEntries[id].push_back(std::move(entry));
     while (mOrder.size() > kCapacity) {
         mEntries.erase(mOrder.front());
         mOrder.pop_front();

@@ -9,8 +9,8 @@
 #include <deque>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
+#include <vector>
 
 struct FiledResponse {
     std::string header; ///< Header text.
@@ -27,19 +27,18 @@ public:
         std::size_t entries;
     };
 
-    /// Files an answer; when more than ten are held, the oldest is removed. An answer under an
-    /// identifier that is already filed replaces the earlier one, and is removed when the earlier
-    /// one would have been.
+    /// Files an answer; when more than ten are held, all under the oldest identifier are removed.
     Sizes store(int id, FiledResponse response);
 
-    /// Files what a requester read and was not the answer that it waited for. It never replaces
-    /// what the responder has filed: then nothing is stored, and no sizes come back.
-    std::optional<Sizes> storeReadByRequester(int id, FiledResponse response);
+    /// Files what a requester read and was not the answer that it waited for.
+    Sizes storeReadByRequester(int id, FiledResponse response);
 
-    /// What is filed, which stays filed; false when there is nothing. findAnswer() passes over what
-    /// a requester read from another path than the one that was asked: anybody may send anything to
-    /// the send socket, under any identifier.
+    /// The answer filed last, which stays filed; false when there is none.
     bool find(int id, FiledResponse& response) const;
+
+    /// The same for the requester that asked `responderPath`: the last answer of that path, else
+    /// the last of any path. It passes over what a requester read from another path: anybody may
+    /// send anything to the send socket, under any identifier.
     bool findAnswer(int id, const std::string& responderPath, FiledResponse& response) const;
 
 private:
@@ -51,6 +50,6 @@ private:
     Sizes file(int id, Entry entry);
 
     mutable std::mutex mMutex; // guards everything below
-    std::deque<int> mOrder;    // identifiers in the order of filing; one may stand twice
-    std::map<int, Entry> mEntries;
+    std::deque<int> mOrder;    // identifiers in the order of filing; one may stand several times
+    std::map<int, std::vector<Entry>> mEntries;
 };
