@@ -7,6 +7,7 @@
 #include <chrono>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <thread>
 
 namespace
 {
@@ -109,6 +110,19 @@ TEST_F(SiblingsTest, StoresLoadsAndZonesAreAnnouncedAndTheManagerFollowsTheZone)
                 AllOf(HasSubstr("Event ID=\"Date&Time Updated\""),
                       HasSubstr("<Parameter Name=\"TZ\" Value=\"IST-5:30\" />")));
     EXPECT_TRUE(device.log().waitFor("doHandle: setenv TZ=IST-5:30"));
+}
+
+TEST_F(SiblingsTest, SavesWhileTheStartAtBootWaitsForASilentChannelManager)
+{
+    ScriptedPeer channels(kChanSocket);
+    device.start("CfgManager");
+    EXPECT_THAT(channels.receiveText(), HasSubstr("LOAD_CHANNELS"));
+    const std::jthread manager([&] {
+        EXPECT_THAT(channels.receive().body, HasSubstr("STORE_CHANNELS"));
+        writeFile("/data/cfg/night", "channels");
+        channels.answer("ACK");
+    });
+    EXPECT_EQ("save night: OK\n", Device::cfgctl({"save", "night"}));
 }
 
 TEST_F(SiblingsTest, ASimulatedChannelManagerRefusesDelaysOrHangs)

@@ -1,6 +1,10 @@
 #include "CommunicatorFixture.h"
+#include "wire/PendingRequests.h"
 
+#include <latch>
+#include <sys/syscall.h>
 #include <thread>
+#include <unistd.h>
 
 namespace
 {
@@ -9,6 +13,8 @@ using namespace testing;
 
 constexpr int kNoWaiting = -1;
 constexpr int kSeconds = 20;
+constexpr uid_t kStrangersUid = 1000;
+constexpr uid_t kNobody = 65534; // also stands for users that are not known here
 constexpr char kAnswer[] = "<BODY>answer</BODY>";
 
 class DataCommunicatorRequesterTest : public CommunicatorFixture
@@ -17,20 +23,33 @@ protected:
     static constexpr char kPeer[] = "/tmp/peer";
 
     /// Sends a command to the peer, which takes it and does what the script says; the result.
-    Fcodes request(const std::function<void()>& script)
+    Fcodes request(const std::function<void()>& script, int timeout = kSeconds)
     {
         mBody = "untouched";
         const std::jthread peer([&] {
             mLastId = mPeer.receive().header.ID;
             script();
         });
-        return mCom.requestCommand(kPeer, "C", mBody, kSeconds, 1);
+        return mCom.requestCommand(kPeer, "C", mBody, timeout, 1);
     }
 
     /// An answer under this number that does not come from the peer.
     void sendForeignAnswer(int id)
     {
         mStranger.send(kSendSock, message("ACK", "<BODY>foreign</BODY>", id));
+    }
+
+    /// Runs the script as another user, on a thread: to the kernel each has a user of its own.
+    /// False where that is not allowed.
+    static bool asStranger(const std::function<void()>& script)
+    {
+        bool allowed = false;
+        std::jthread([&] {
+            allowed = syscall(SYS_setresuid, kStrangersUid, kStrangersUid, kStrangersUid) == 0;
+            if (allowed)
+                script();
+        }).join();
+        return allowed;
     }
 
     ScriptedPeer mPeer{kPeer};
@@ -252,6 +271,160 @@ TEST_F(DataCommunicatorRequesterTest, AWriteAnsweredWithoutABodyIsABodyErrorEven
     // A write that fails is refused with a NACK.
     EXPECT_EQ(FC_HEADER_ERROR, mCom.requestSetDataItem(kSock, "?", 3, "i", "v", kSeconds, 1));
     EXPECT_THAT(mLog.text(), HasSubstr("requestSetDataItem: Response Header mismatch:\n"));
+}
+
+// What strangers send
+
+TEST_F(DataCommunicatorRequesterTest, JunkEndsNoTryUnlessItIsTheRespondersOwn)
+{
+    const std::string head = "<HEADER ID=\"1\" Type=\"ACK\" Size=\"9\" >\n</HEADER>\n";
+    const std::pair<std::string, Fcodes> junk[] = {{"", FC_COMM_ERROR},
+                                                   {"garbage", FC_HEADER_ERROR},
+                                                   {head, FC_BODY_ERROR},
+                                                   {std::string(70000, 'x'), FC_COMM_ERROR}};
+    ScriptedPeer nameless;
+    const auto sendJunk = [&] {
+        for (const auto& [text, failure] : junk) {
+            mStranger.send(kSendSock, text);
+            nameless.send(kSendSock, text);
+        }
+    };
+    sendJunk();
+    EXPECT_EQ(FC_OK, request([&] {
+                  sendJunk();
+                  mPeer.answer("ACK");
+              }));
+    for (const auto& [text, failure] : junk)
+        EXPECT_EQ(failure, request([&] { mPeer.reply(text); }));
+
+    sendJunk(); // an answer behind it is found without waiting
+    mPeer.send(kSendSock, message("ACK", "", mLastId + 1));
+    EXPECT_EQ(FC_OK, request([] {}, kNoWaiting));
+}
+
+TEST_F(DataCommunicatorRequesterTest, StrangersDoNotProlongARequestForEver)
+{
+    std::atomic<bool> ended;
+    const auto seconds = [&](int timeout, const std::function<void()>& disturb) {
+        ended = false;
+        const auto begin = std::chrono::steady_clock::now();
+        const std::jthread stranger([&] {
+            EXPECT_TRUE(eventually([&] {
+                disturb();
+                return ended.load();
+            }));
+        });
+        EXPECT_EQ(FC_COMM_ERROR, request([] {}, timeout));
+        ended = true;
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    };
+    EXPECT_THAT(seconds(2, [&] { mStranger.send(kSendSock, "garbage"); }), AllOf(Ge(2), Lt(4)));
+    EXPECT_THAT(seconds(1, [&] { sendForeignAnswer(5000); }), AllOf(Ge(2), Lt(8)));
+}
+
+TEST_F(DataCommunicatorRequesterTest, WhenItsTimeIsUpItReadsOnForAMomentUnlessAnotherWatches)
+{
+    DatagramSocket flooded; // it never becomes empty
+    ASSERT_TRUE(flooded.open() && flooded.bind("/tmp/flooded"));
+    PendingRequests pending;
+    PendingRequest request(pending, 7, kPeer, kNoWaiting);
+    request.startTimeout();
+    std::latch watching(1);
+    std::jthread watcher([&] {
+        PendingRequest other(pending, 8, kPeer, 0);
+        other.startTimeout();
+        PendingRequests::Lock lock = pending.lock();
+        watching.count_down();
+        EXPECT_EQ(WaitResult::READABLE, pending.wait(lock, other, flooded.descriptor()));
+        pending.handOver(7, {"", kAnswer, kPeer});
+    });
+    watching.wait();
+    PendingRequests::Lock lock = pending.lock(); // the watcher polls
+    mStranger.send("/tmp/flooded", "garbage");
+    const auto wait = [&] { return pending.wait(lock, request, flooded.descriptor()); };
+    EXPECT_EQ(std::nullopt, wait());
+    EXPECT_TRUE(request.answer());
+
+    lock.unlock();
+    watcher.join();
+    lock.lock();
+    EXPECT_EQ(WaitResult::READABLE, wait());
+    EXPECT_TRUE(eventually([&] { return wait() == WaitResult::TIMED_OUT; }));
+    lock.unlock(); // the request ends under it
+}
+
+TEST_F(DataCommunicatorRequesterTest, APeerThatIsSilentHoldsNobodyElsesRequest)
+{
+    ScriptedPeer silent("/tmp/silent");
+    std::jthread other([&] {
+        std::string body;
+        EXPECT_EQ(FC_LOS, mCom.requestCommand("/tmp/silent", "C", body, 0, 1));
+    });
+    silent.receive();
+    EXPECT_EQ(FC_UNAVAILABLE, request([&] { mPeer.answer("ACK", FC_UNAVAILABLE); }, 0));
+    EXPECT_EQ(FC_HEADER_ERROR, request([&] { mPeer.reply("garbage"); }, 0));
+    EXPECT_EQ(FC_COMM_ERROR, request([] {}, 1));
+    EXPECT_EQ(FC_OK, request(
+                         [&] {
+                             silent.answer("ACK", FC_LOS);
+                             other.join(); // whoever watched the socket, somebody does
+                             mPeer.answer("ACK");
+                         },
+                         0));
+}
+
+TEST_F(DataCommunicatorRequesterTest, WhatHasComeForARequestIsNotPushedOut)
+{
+    PendingRequests pending;
+    const PendingRequest filed(pending, 7, kPeer, 1);
+    const PendingRequest read(pending, 8, kPeer, 1);
+    ResponseHistory history;
+    history.store(7, {"", kAnswer, "/x"});
+    pending.takeFiled(history);
+    pending.handOver(8, {"", "foreign", "/x"});
+    pending.handOver(8, {"", kAnswer, kPeer});
+    EXPECT_TRUE(filed.answer() && filed.answer()->body == kAnswer);
+    EXPECT_TRUE(read.answer() && read.answer()->body == kAnswer);
+}
+
+TEST_F(DataCommunicatorRequesterTest, OnlyRootTheOwnUserAndTheRespondersOwnerMayAnswer)
+{
+    PendingRequests pending;
+    const PendingRequest asked(pending, 7, kPeer, 1);
+    const auto may = [&](pid_t pid, uid_t uid, int id = 7) {
+        return pending.mayAnswer(id, {.pid = pid, .uid = uid, .gid = 0});
+    };
+    EXPECT_TRUE(may(1, 0) && may(1, geteuid()) && may(1, geteuid(), 8));
+    EXPECT_FALSE(may(0, 0) || may(1, kNobody) || may(1, kStrangersUid));
+    if (chown(kPeer, kNobody, 0) != 0)
+        return; // only root has more than one user
+    EXPECT_FALSE(may(1, kNobody));
+    ASSERT_EQ(0, chown(kPeer, kStrangersUid, 0));
+    EXPECT_TRUE(may(1, kStrangersUid));
+    EXPECT_FALSE(may(1, kStrangersUid, 8) || may(1, kStrangersUid + 1));
+    EXPECT_TRUE(asStranger([&] { EXPECT_TRUE(may(1, 0, 8) && may(1, kStrangersUid, 8)); }));
+}
+
+TEST_F(DataCommunicatorRequesterTest, AForgedAnswerIsIgnoredAndPushesNoneOut)
+{
+    if (!asStranger([] {}))
+        GTEST_SKIP() << "needs root for a second user";
+    startResponder();
+    EXPECT_EQ(FC_LOS, request([&] {
+                  mStranger.send(kSock, message("ACK", "", 5000));
+                  EXPECT_TRUE(asStranger([&] {
+                      ScriptedPeer forger("/tmp/forger");
+                      for (int i = 0; i < 11; ++i) // as many as push out what is filed
+                          forger.send(kSock, message("ACK", "", mLastId + i));
+                  }));
+                  const std::string last = std::to_string(mLastId + 10);
+                  EXPECT_TRUE(mLog.waitFor(
+                      "doWork: answer ignored from sock=/tmp/forger id=" + last + " uid=1000"));
+                  mPeer.answer("ACK", FC_LOS);
+              }));
+    std::string text;
+    EXPECT_TRUE(mCom.getResponse(5000, text, text, text));
+    EXPECT_FALSE(mCom.getResponse(mLastId, text, text, text));
 }
 
 // Events

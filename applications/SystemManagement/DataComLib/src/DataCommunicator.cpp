@@ -3,6 +3,7 @@
 #include "DbgLine.h"
 #include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
+#include "wire/PendingRequests.h"
 #include "wire/ResponseHistory.h"
 
 #include <cerrno>
@@ -44,7 +45,8 @@ char* receiveBuffer()
 
 DataCommunicator::DataCommunicator()
     : mReceiveSocket(std::make_unique<DatagramSocket>()),
-      mSendSocket(std::make_unique<DatagramSocket>()), mHistory(std::make_unique<ResponseHistory>())
+      mSendSocket(std::make_unique<DatagramSocket>()),
+      mPending(std::make_unique<PendingRequests>()), mHistory(std::make_unique<ResponseHistory>())
 {
 }
 
@@ -87,6 +89,8 @@ void DataCommunicator::openReceiveSocket()
         DBG_LOG(SEV_FATAL) << "init: Socket create failed";
         endProcess();
     }
+    if (!mReceiveSocket->passCredentials())
+        DBG_LOG(SEV_ERROR) << "init: setsockopt SO_PASSCRED failed";
     if (!mReceiveSocket->bind(mSockName)) {
         DBG_LOG(SEV_FATAL) << "init: Socket bind failed to " << mSockName << " errno=" << errno;
         endProcess();
@@ -116,24 +120,25 @@ Fcodes DataCommunicator::readMsg(int socket, MessageHeader& header, std::string&
 Fcodes DataCommunicator::readMsg(int socket, MessageHeader& header, std::string& body,
                                  SocketAddress& sender, int timeout)
 {
-    switch (waitReadable(socket, timeout)) {
-    case WaitResult::READABLE:
-        return receiveMsg(socket, header, body, sender);
-    case WaitResult::TIMED_OUT:
+    const WaitResult waited = waitReadable(socket, timeout);
+    return waited == WaitResult::READABLE ? receiveMsg(socket, header, body, sender)
+                                          : reportUnread(waited, socket, timeout);
+}
+
+Fcodes DataCommunicator::reportUnread(WaitResult waited, int socket, int timeout)
+{
+    if (waited == WaitResult::TIMED_OUT)
         DBG_LOG(SEV_ERROR) << "readMsg: Time out " << timeout << " sec. for sock=" << socket;
-        return FC_COMM_ERROR;
-    case WaitResult::FAILED:
-        break;
-    }
-    DBG_LOG(SEV_ERROR) << "readMsg: select failed errno=" << errno;
+    else
+        DBG_LOG(SEV_ERROR) << "readMsg: select failed errno=" << errno;
     return FC_COMM_ERROR;
 }
 
 Fcodes DataCommunicator::receiveMsg(int socket, MessageHeader& header, std::string& body,
-                                    SocketAddress& sender)
+                                    SocketAddress& sender, ucred* credentials)
 {
     char* const buffer = receiveBuffer();
-    const ssize_t count = receiveDatagram(socket, buffer, kMessageSizeLimit, sender);
+    const ssize_t count = receiveDatagram(socket, buffer, kMessageSizeLimit, sender, credentials);
     DBG_LOG(SEV_INFO) << "readMsg: recvfrom sock=" << sender.path()
                       << " senderlen=" << sender.length() << " readSize=" << count;
     if (count >= static_cast<ssize_t>(kMessageSizeLimit)) {

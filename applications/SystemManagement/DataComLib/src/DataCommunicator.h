@@ -35,8 +35,12 @@ inline constexpr std::size_t kMessageSizeLimit = 70000;
 
 class DatagramSocket;
 class IDataHolder;
+class PendingRequest;
+class PendingRequests;
 class ResponseHistory;
 class SocketAddress;
+enum class WaitResult;
+struct FiledResponse;
 
 class DataCommunicator
 {
@@ -66,9 +70,10 @@ public:
 
     /// Sends a request to the peer whose receive socket is `responderPath` and waits for the
     /// answer. Each of the `tries` sends it under a new ID, which is left in the request's header,
-    /// and waits for `timeout`, anew when it has read another requester's answer. Other requesters
-    /// wait for their turn. While the peer's queue is full the sending itself is tried again, as of
-    /// sendMessage() with `timeout` as the delay; a request that cannot be sent ends at once.
+    /// and waits for `timeout`: anew when another's answer has been read, but no longer than twice
+    /// the time-out in all. What is unreadable and comes from elsewhere is only logged. Other
+    /// threads may ask meanwhile. While the peer's queue is full the sending itself is tried again,
+    /// as of sendMessage() with `timeout` as the delay; a request that cannot be sent ends at once.
     ///
     /// FC_OK says that an answer came, of whatever type and code; with Size 0 in its header the
     /// response body stays untouched, or becomes empty when the answer had been filed. Else
@@ -150,8 +155,11 @@ public:
     Fcodes readline(int socket, std::string& line, int timeout);
 
     /// The last ten answers to requests of this process, for the threads that wait for them.
-    /// Storing one more drops the oldest. getResponse() is false when nothing is stored under the
-    /// ID, and the outputs are then untouched; what is read stays stored.
+    /// Storing one more drops the oldest. A request takes the last answer of the peer that it
+    /// asked, else the last one. getResponse() gives the last one, or is false when nothing is
+    /// stored under the ID, and the outputs are then untouched; what is read stays stored.
+    /// The responder stores an answer only when its sender is root, this process's user or the
+    /// owner of the socket to which the request went.
     void storeResponse(int id, const std::string& headerText, const std::string& body,
                        const std::string& sender);
     bool getResponse(int id, std::string& headerText, std::string& body, std::string& sender) const;
@@ -177,7 +185,9 @@ private:
 
     Fcodes readMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender,
                    int timeout);
-    Fcodes receiveMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender);
+    Fcodes receiveMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender,
+                      ucred* credentials = nullptr);
+    static Fcodes reportUnread(WaitResult waited, int socket, int timeout);
     Fcodes parseMsg(std::string_view text, MessageHeader& header, std::string& body,
                     const SocketAddress& sender);
     bool fitsDatagram(const std::string& text) const;
@@ -186,10 +196,12 @@ private:
     Fcodes sendEventText(const std::string& subscriberPath, const std::string& text, int timeout,
                          int tries);
 
-    Fcodes awaitResponse(const std::string& responderPath, const MessageHeader& requestHeader,
-                         MessageHeader& responseHeader, std::string& responseBody, int timeout,
-                         int tries);
-    Fcodes checkHistoryAfterReadError(Fcodes failure, const std::string& responderPath,
+    Fcodes awaitResponse(PendingRequest& request, const MessageHeader& requestHeader,
+                         MessageHeader& responseHeader, std::string& responseBody, int tries);
+    bool readResponse(const PendingRequest& request, MessageHeader& responseHeader,
+                      std::string& responseBody, int tries);
+    bool findResponse(const PendingRequest& request, FiledResponse& response) const;
+    Fcodes checkHistoryAfterReadError(Fcodes failure, const PendingRequest& request,
                                       const MessageHeader& requestHeader,
                                       MessageHeader& responseHeader, std::string& responseBody);
     void fileForeignAnswer(const MessageHeader& header, const std::string& body,
@@ -205,7 +217,7 @@ private:
 
     std::atomic<IDataHolder*> mDataHolder{nullptr};
 
-    std::recursive_mutex mMutex; // held by the one requester that reads the send socket
+    const std::unique_ptr<PendingRequests> mPending; // has a lock of its own, held while reading
     const std::unique_ptr<ResponseHistory> mHistory; // has a lock of its own
 
     mutable std::mutex mSubscribersMutex; // guards mSubscribers

@@ -6,10 +6,13 @@
 #include "base/LocalTime.h"
 #include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
+#include "wire/PendingRequests.h"
 #include "wire/ResponseHistory.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
+#include <optional>
 #include <utility>
 
 namespace
@@ -41,6 +44,7 @@ Fcodes DataCommunicator::sendRequest(const std::string& responderPath, MessageHe
     Fcodes result = FC_COMM_ERROR;
     for (; result != FC_OK && tries > 0; --tries) {
         requestHeader.ID = static_cast<int>(nextRequestId.fetch_add(1, std::memory_order_relaxed));
+        PendingRequest request(*mPending, requestHeader.ID, responderPath, timeout);
         const Fcodes sendResult =
             isValidPath ? sendMessage(mSendSocket->descriptor(), requestHeader, body,
                                       responder.address(), responder.length(), timeout, tries)
@@ -50,63 +54,86 @@ Fcodes DataCommunicator::sendRequest(const std::string& responderPath, MessageHe
                                << " fcode=" << Hex{sendResult};
             return sendResult;
         }
-        result = awaitResponse(responderPath, requestHeader, responseHeader, responseBody, timeout,
-                               tries);
+        request.startTimeout();
+        result = awaitResponse(request, requestHeader, responseHeader, responseBody, tries);
     }
     return result;
 }
 
-Fcodes DataCommunicator::awaitResponse(const std::string& responderPath,
-                                       const MessageHeader& requestHeader,
+Fcodes DataCommunicator::awaitResponse(PendingRequest& request, const MessageHeader& requestHeader,
                                        MessageHeader& responseHeader, std::string& responseBody,
-                                       int timeout, int tries)
+                                       int tries)
 {
-    const std::lock_guard guard(mMutex);
+    const int socket = mSendSocket->descriptor();
+    PendingRequests::Lock lock = mPending->lock();
     FiledResponse filed;
-    // Kept on purpose: requesters whose answers are read by others count on the time-out starting
-    // anew after each foreign answer.
-    while (!mHistory->findAnswer(requestHeader.ID, responderPath, filed)) {
-        MessageHeader header;
-        std::string body;
-        SocketAddress from;
-        const Fcodes readResult = readMsg(mSendSocket->descriptor(), header, body, from, timeout);
-        if (readResult != FC_OK)
-            return checkHistoryAfterReadError(readResult, responderPath, requestHeader,
-                                              responseHeader, responseBody);
-
-        const std::string sender = from.path();
-        if (sender == responderPath && header.ID == requestHeader.ID) {
-            responseHeader = header;
-            if (header.Size > 0)
-                responseBody = std::move(body);
+    while (!findResponse(request, filed)) {
+        const std::optional<WaitResult> waited = mPending->wait(lock, request, socket);
+        const bool isReadable = waited == WaitResult::READABLE;
+        if (isReadable && readResponse(request, responseHeader, responseBody, tries))
             return FC_OK;
-        }
-        DBG_LOG(SEV_ERROR) << "sendRequest: Responder=" << sender << "!=" << responderPath
-                           << " or respID=" << header.ID << "!=" << requestHeader.ID
-                           << " retries left=" << tries;
-        fileForeignAnswer(header, body, sender);
+        const Fcodes failure = isReadable || !waited
+                                   ? request.failure()
+                                   : reportUnread(*waited, socket, request.timeout());
+        if (failure != FC_OK)
+            return checkHistoryAfterReadError(failure, request, requestHeader, responseHeader,
+                                              responseBody);
     }
-    DBG_LOG(SEV_SYS) << "sendRequest: **** found in history *** id=" << requestHeader.ID
+    DBG_LOG(SEV_SYS) << "sendRequest: **** found in history *** id=" << request.id()
                      << " sender=" << filed.sender << " resp=" << filed.body;
     takeStored(filed, responseHeader, responseBody);
     return FC_OK;
 }
 
-Fcodes DataCommunicator::checkHistoryAfterReadError(Fcodes failure,
-                                                    const std::string& responderPath,
+/// Reads one datagram; true when it is the answer.
+bool DataCommunicator::readResponse(const PendingRequest& request, MessageHeader& responseHeader,
+                                    std::string& responseBody, int tries)
+{
+    MessageHeader header;
+    std::string body;
+    SocketAddress from;
+    const Fcodes result = receiveMsg(mSendSocket->descriptor(), header, body, from);
+    // Without a datagram the read itself has failed: that is nobody's but the reader's.
+    const bool isReadError = result == FC_COMM_ERROR && errno != 0;
+    const std::string sender = isReadError ? request.responder() : from.path();
+    if (result != FC_OK) {
+        mPending->endTry(result, sender, isReadError ? request.id() : header.ID, request);
+        return false;
+    }
+    if (sender == request.responder() && header.ID == request.id()) {
+        responseHeader = header;
+        if (header.Size > 0)
+            responseBody = std::move(body);
+        return true;
+    }
+    DBG_LOG(SEV_ERROR) << "sendRequest: Responder=" << sender << "!=" << request.responder()
+                       << " or respID=" << header.ID << "!=" << request.id()
+                       << " retries left=" << tries;
+    fileForeignAnswer(header, body, sender);
+    return false;
+}
+
+bool DataCommunicator::findResponse(const PendingRequest& request, FiledResponse& response) const
+{
+    if (!request.answer())
+        return mHistory->findAnswer(request.id(), request.responder(), response);
+    response = *request.answer();
+    return true;
+}
+
+Fcodes DataCommunicator::checkHistoryAfterReadError(Fcodes failure, const PendingRequest& request,
                                                     const MessageHeader& requestHeader,
                                                     MessageHeader& responseHeader,
                                                     std::string& responseBody)
 {
     FiledResponse filed;
-    if (mHistory->findAnswer(requestHeader.ID, responderPath, filed)) {
+    if (findResponse(request, filed)) {
         DBG_LOG(SEV_ERROR) << "sendRequest: **** found in history after read=err *** id="
-                           << requestHeader.ID << " sender=" << filed.sender
-                           << " resp=" << filed.body;
+                           << request.id() << " sender=" << filed.sender << " resp=" << filed.body;
         takeStored(filed, responseHeader, responseBody);
         return FC_OK;
     }
-    DBG_LOG(SEV_ERROR) << "sendRequest: Error in readMsg from sock:" << responderPath
+    DBG_LOG(SEV_ERROR) << "sendRequest: Error in readMsg from sock:" << request.responder()
                        << " fcode=" << failure;
     responseHeader.Type = requestHeader.Type;
     responseHeader.ID = requestHeader.ID;
@@ -118,8 +145,10 @@ Fcodes DataCommunicator::checkHistoryAfterReadError(Fcodes failure,
 void DataCommunicator::fileForeignAnswer(const MessageHeader& header, const std::string& body,
                                          const std::string& sender)
 {
-    const ResponseHistory::Sizes sizes =
-        mHistory->storeReadByRequester(header.ID, {headerText(header), body, sender});
+    const FiledResponse response{headerText(header), body, sender};
+    mPending->takeFiled(*mHistory);
+    mPending->handOver(header.ID, response);
+    const ResponseHistory::Sizes sizes = mHistory->storeReadByRequester(header.ID, response);
     logStored(sizes.queue, sizes.entries);
     DBG_LOG(SEV_SYS) << "sendRequest: **** stored in history *** id=" << header.ID
                      << " sender=" << sender << " resp=" << body;

@@ -7,6 +7,7 @@
 #include "wire/DataRequestHandler.h"
 #include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
+#include "wire/PendingRequests.h"
 
 #include <algorithm>
 #include <array>
@@ -161,7 +162,9 @@ void DataCommunicator::serveNext()
     MessageHeader header;
     std::string body;
     SocketAddress sender;
-    const Fcodes result = receiveMsg(mReceiveSocket->descriptor(), header, body, sender);
+    ucred credentials{};
+    const Fcodes result =
+        receiveMsg(mReceiveSocket->descriptor(), header, body, sender, &credentials);
     if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "doWork: readMsg failed from sock=" << sender.path()
                            << " fcode=" << Hex{result};
@@ -171,6 +174,9 @@ void DataCommunicator::serveNext()
         DBG_LOG(SEV_INFO) << "doWork: Event arrived: msg header:\n" << headerText(header);
         DBG_LOG(SEV_INFO) << "doWork: msg body:\n" << body;
         treatEventMsg(header, body);
+    } else if (isAnswer(header.Type) && !mPending->mayAnswer(header.ID, credentials)) {
+        DBG_LOG(SEV_ERROR) << "doWork: answer ignored from sock=" << sender.path()
+                           << " id=" << header.ID << " uid=" << credentials.uid;
     } else if (isAnswer(header.Type)) {
         storeResponse(header.ID, headerText(header), body, sender.path());
         DBG_LOG(SEV_SYS) << "doWork: **** stored in history *** id=" << header.ID
