@@ -1,6 +1,7 @@
 #include "DataCommunicator.h"
 
 #include "DbgLine.h"
+#include "wire/AnswerQueue.h"
 #include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
 #include "wire/PendingRequests.h"
@@ -46,7 +47,8 @@ char* receiveBuffer()
 DataCommunicator::DataCommunicator()
     : mReceiveSocket(std::make_unique<DatagramSocket>()),
       mSendSocket(std::make_unique<DatagramSocket>()),
-      mPending(std::make_unique<PendingRequests>()), mHistory(std::make_unique<ResponseHistory>())
+      mPending(std::make_unique<PendingRequests>()), mHistory(std::make_unique<ResponseHistory>()),
+      mAnswers(std::make_unique<AnswerQueue>())
 {
 }
 
@@ -63,10 +65,12 @@ void DataCommunicator::init(IDataHolder* dataHolder, const std::string& sockName
     openReceiveSocket();
 
     // What peers leave unread is charged to the sender. With the usual buffer one that has stopped
-    // reading could use it up, and nobody else would be answered. The size of a message stays
-    // limited to what the usual buffer holds.
+    // reading could use it up, and nobody else would be answered; even of the larger one a quarter
+    // is kept for short answers. The size of a message stays limited to what the usual buffer
+    // holds.
     mSendLimit = mReceiveSocket->sendLimit();
     mReceiveSocket->growSendBuffer(kSendBuffer);
+    mUnreadLimit = mReceiveSocket->sendLimit() / 4 * 3;
 }
 
 void DataCommunicator::openSendSocket()
@@ -202,30 +206,56 @@ bool DataCommunicator::fitsDatagram(const std::string& text) const
     return false;
 }
 
+bool DataCommunicator::isReserveFree() const
+{
+    return mReceiveSocket->unreadBytes() <= mUnreadLimit;
+}
+
 /// Tries until the text is sent: 0, or the errno of the last try.
 int DataCommunicator::sendText(int socket, const std::string& text, const SocketAddress& receiver,
                                int retryDelay, int tries)
 {
     for (; tries > 0; --tries) {
-        DBG_LOG(SEV_INFO) << "sendMessage: Sending msg via sockfd=" << socket
-                          << " to sock=" << receiver.path() << " :\n"
-                          << text;
-        if (fitsDatagram(text) && sendDatagram(socket, text, receiver, retryDelay != kNoWaiting))
-            return 0;
-        const int error = errno;
-        if (error != EAGAIN) {
-            DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
-                               << " errno=" << error << " Stop sending.";
+        logSending(socket, text, receiver);
+        const bool isFree = socket != mReceiveSocket->descriptor() || isReserveFree();
+        const int error =
+            isFree ? sendOnce(socket, text, receiver, retryDelay != kNoWaiting) : EAGAIN;
+        if (error != EAGAIN)
             return error;
-        }
-        DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
-                           << " errno=" << error << " tries left=" << tries;
+        logFull(receiver, tries);
         // Kept on purpose: callers count on a wait after each try, the last one too.
         if (retryDelay != kNoWaiting)
             std::this_thread::sleep_for(
                 std::chrono::seconds(retryDelay == 0 ? kRetryDelay : retryDelay));
     }
     return EAGAIN;
+}
+
+/// One attempt: 0, or its errno. EAGAIN says that the receiver is full.
+int DataCommunicator::sendOnce(int socket, const std::string& text, const SocketAddress& receiver,
+                               bool mayWait)
+{
+    if (fitsDatagram(text) && sendDatagram(socket, text, receiver, mayWait))
+        return 0;
+    const int error = errno;
+    if (error != EAGAIN)
+        DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
+                           << " errno=" << error << " Stop sending.";
+    return error;
+}
+
+void DataCommunicator::logSending(int socket, const std::string& text,
+                                  const SocketAddress& receiver)
+{
+    DBG_LOG(SEV_INFO) << "sendMessage: Sending msg via sockfd=" << socket
+                      << " to sock=" << receiver.path() << " :\n"
+                      << text;
+}
+
+void DataCommunicator::logFull(const SocketAddress& receiver, int triesLeft)
+{
+    DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
+                       << " errno=" << EAGAIN << " tries left=" << triesLeft;
 }
 
 Fcodes DataCommunicator::readline(int socket, std::string& line, int timeout)

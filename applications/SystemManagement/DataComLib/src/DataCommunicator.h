@@ -20,6 +20,7 @@
 #include "MessageHeader.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <ctime>
 #include <list>
@@ -33,6 +34,7 @@
 /// In bytes: a message must be shorter, header included.
 inline constexpr std::size_t kMessageSizeLimit = 70000;
 
+class AnswerQueue;
 class DatagramSocket;
 class IDataHolder;
 class PendingRequest;
@@ -40,6 +42,8 @@ class PendingRequests;
 class ResponseHistory;
 class SocketAddress;
 enum class WaitResult;
+struct Answer;
+struct AnswerTurn;
 struct FiledResponse;
 
 class DataCommunicator
@@ -176,11 +180,15 @@ private:
     void setTimeouts(DatagramSocket& socket);
 
     void serveNext();
-    void serveRequest(const MessageHeader& header, const std::string& body,
-                      const SocketAddress& sender);
-    void rejectRequest(Fcodes reason, const MessageHeader& header, const std::string& body,
-                       const std::string& responseBody, const SocketAddress& sender);
-    void sendNack(const MessageHeader& nack, const SocketAddress& receiver);
+    void serveRequest(const MessageHeader& header, std::string body, const SocketAddress& sender);
+
+    void sendAnswer(Answer answer);
+    int offerAnswer(const Answer& answer);
+    void finishAnswer(const Answer& answer, int error);
+    bool startSender();
+    void sendWaitingAnswers();
+    void takeTurn(AnswerTurn turn, std::unique_lock<std::mutex>& lock);
+
     Fcodes runCommand(const std::string& body, std::string& result);
 
     Fcodes readMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender,
@@ -191,8 +199,12 @@ private:
     Fcodes parseMsg(std::string_view text, MessageHeader& header, std::string& body,
                     const SocketAddress& sender);
     bool fitsDatagram(const std::string& text) const;
+    bool isReserveFree() const;
     int sendText(int socket, const std::string& text, const SocketAddress& receiver, int retryDelay,
                  int tries);
+    int sendOnce(int socket, const std::string& text, const SocketAddress& receiver, bool mayWait);
+    static void logSending(int socket, const std::string& text, const SocketAddress& receiver);
+    static void logFull(const SocketAddress& receiver, int triesLeft);
     Fcodes sendEventText(const std::string& subscriberPath, const std::string& text, int timeout,
                          int tries);
 
@@ -214,6 +226,7 @@ private:
     const std::unique_ptr<DatagramSocket> mSendSocket;
     std::string mTaskName = "tCom";
     std::size_t mSendLimit = static_cast<std::size_t>(-1); // no longer text is sent
+    std::size_t mUnreadLimit = 0; // of what is no short answer; the rest is the reserve
 
     std::atomic<IDataHolder*> mDataHolder{nullptr};
 
@@ -222,4 +235,9 @@ private:
 
     mutable std::mutex mSubscribersMutex; // guards mSubscribers
     std::list<std::string> mSubscribers;
+
+    std::mutex mAnswersMutex; // guards everything below
+    std::condition_variable mAnswerAdded;
+    const std::unique_ptr<AnswerQueue> mAnswers;
+    bool mSenderRuns = false;
 };

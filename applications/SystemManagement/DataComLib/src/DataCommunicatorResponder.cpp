@@ -4,6 +4,7 @@
 
 #include "DbgLine.h"
 #include "IDataHolder.h"
+#include "wire/AnswerQueue.h"
 #include "wire/DataRequestHandler.h"
 #include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
@@ -25,7 +26,7 @@ constexpr char kUnit[] = "DataCommunicator";
 constexpr std::size_t npos = std::string::npos;
 
 constexpr int kResponderWait = 10;
-constexpr int kAnswerTries = 3;
+constexpr std::size_t kShortAnswer = 4096;
 constexpr int kPrintEverything = 0;
 constexpr int kPrintNothing = 5;
 
@@ -38,13 +39,16 @@ bool isAnswer(const std::string& type)
     return std::ranges::find(kAnswerTypes, type) != kAnswerTypes.end();
 }
 
-MessageHeader nackHeader(int id, Fcodes reason)
+Answer refusal(int id, Fcodes reason, const SocketAddress& receiver)
 {
     MessageHeader header;
     header.ID = id;
     header.Type = kTypeNack;
     header.Fcode = reason;
-    return header;
+    Answer nack{receiver, headerText(header)};
+    nack.kind = Answer::Kind::REFUSAL;
+    nack.id = id;
+    return nack;
 }
 
 // Commands of the communicator itself. Their results carry no text.
@@ -182,50 +186,130 @@ void DataCommunicator::serveNext()
         DBG_LOG(SEV_SYS) << "doWork: **** stored in history *** id=" << header.ID
                          << " sender=" << sender.path() << " msg=" << body;
     } else {
-        serveRequest(header, body, sender);
+        serveRequest(header, std::move(body), sender);
     }
 }
 
-void DataCommunicator::serveRequest(const MessageHeader& header, const std::string& body,
+void DataCommunicator::serveRequest(const MessageHeader& header, std::string body,
                                     const SocketAddress& sender)
 {
     MessageHeader responseHeader;
     std::string responseBody;
     const Fcodes result = treatMsg(header, body, responseHeader, responseBody);
     if (result != FC_OK) {
-        rejectRequest(result, header, body, responseBody, sender);
+        DBG_LOG(SEV_ERROR) << "doWork: treatMsg failed from sock=" << sender.path()
+                           << " id=" << header.ID << " req=" << body << " fcode=" << result;
+        Answer nack = refusal(header.ID, result, sender);
+        nack.refusedBody = std::move(responseBody);
+        sendAnswer(std::move(nack));
         return;
     }
-    const int error =
-        sendText(mReceiveSocket->descriptor(), messageText(responseHeader, responseBody), sender,
-                 kRetryDelay, kAnswerTries);
-    if (error == 0)
-        return;
-    DBG_LOG(SEV_ERROR) << "doWork: sending resp failed to sock=" << sender.path()
-                       << " id=" << header.ID << " req=" << body << " resp=" << responseBody
-                       << " fcode=" << FC_COMM_ERROR;
-    if (error == EMSGSIZE)
-        sendNack(nackHeader(header.ID, FC_UNAVAILABLE), sender);
+    Answer answer{sender, messageText(responseHeader, responseBody)};
+    answer.bodyAt = answer.text.size() - responseBody.size();
+    answer.id = header.ID;
+    answer.request = std::move(body);
+    sendAnswer(std::move(answer));
 }
 
-void DataCommunicator::rejectRequest(Fcodes reason, const MessageHeader& header,
-                                     const std::string& body, const std::string& responseBody,
-                                     const SocketAddress& sender)
+/// Sends it now, or leaves it to the sender thread while its receiver is full.
+void DataCommunicator::sendAnswer(Answer answer)
 {
-    DBG_LOG(SEV_ERROR) << "doWork: treatMsg failed from sock=" << sender.path()
-                       << " id=" << header.ID << " req=" << body << " fcode=" << reason;
-    const MessageHeader nack = nackHeader(header.ID, reason);
-    sendNack(nack, sender);
-    DBG_LOG(SEV_ERROR) << "doWork: response header:\n" << headerText(nack);
-    DBG_LOG(SEV_ERROR) << "doWork: response body:\n" << responseBody;
+    std::unique_lock lock(mAnswersMutex);
+    // One that no socket sends is refused at once, so that its NACK has its place in the order.
+    const bool joins = mAnswers->isWaiting(answer.receiver) && fitsDatagram(answer.text);
+    if (!joins) {
+        lock.unlock();
+        logSending(mReceiveSocket->descriptor(), answer.text, answer.receiver);
+        if (const int error = offerAnswer(answer); error != EAGAIN)
+            return finishAnswer(answer, error);
+        lock.lock();
+    }
+    if (startSender() && mAnswers->add(answer, std::chrono::steady_clock::now(), !joins))
+        return mAnswerAdded.notify_one();
+    lock.unlock();
+    finishAnswer(answer, EAGAIN);
 }
 
-void DataCommunicator::sendNack(const MessageHeader& nack, const SocketAddress& receiver)
+int DataCommunicator::offerAnswer(const Answer& answer)
 {
-    if (sendText(mReceiveSocket->descriptor(), headerText(nack), receiver, kRetryDelay,
-                 kAnswerTries) != 0)
-        DBG_LOG(SEV_ERROR) << "doWork: response failed to sock=" << receiver.path()
+    if (answer.text.size() > kShortAnswer && fitsDatagram(answer.text) && !isReserveFree())
+        return EAGAIN;
+    return sendOnce(mReceiveSocket->descriptor(), answer.text, answer.receiver, false);
+}
+
+/// The answer has been sent (0), or cannot be, for the reason given.
+void DataCommunicator::finishAnswer(const Answer& answer, int error)
+{
+    if (answer.kind != Answer::Kind::RESPONSE) {
+        if (error != 0)
+            DBG_LOG(SEV_ERROR) << "doWork: response failed to sock=" << answer.receiver.path()
+                               << " fcode=" << FC_COMM_ERROR;
+        if (answer.kind == Answer::Kind::REFUSAL_OF_LENGTH)
+            return;
+        DBG_LOG(SEV_ERROR) << "doWork: response header:\n" << answer.text;
+        DBG_LOG(SEV_ERROR) << "doWork: response body:\n" << answer.refusedBody;
+    } else if (error != 0) {
+        DBG_LOG(SEV_ERROR) << "doWork: sending resp failed to sock=" << answer.receiver.path()
+                           << " id=" << answer.id << " req=" << answer.request
+                           << " resp=" << std::string_view(answer.text).substr(answer.bodyAt)
                            << " fcode=" << FC_COMM_ERROR;
+        if (error != EMSGSIZE)
+            return;
+        Answer nack = refusal(answer.id, FC_UNAVAILABLE, answer.receiver);
+        nack.kind = Answer::Kind::REFUSAL_OF_LENGTH;
+        sendAnswer(std::move(nack));
+    }
+}
+
+/// Starts the sender thread unless it runs; with the answers' lock held.
+bool DataCommunicator::startSender()
+{
+    try {
+        if (!mSenderRuns)
+            std::thread(&DataCommunicator::sendWaitingAnswers, this).detach();
+        mSenderRuns = true;
+    } catch (const std::system_error& error) {
+        DBG_LOG(SEV_ERROR) << "doWork: sender thread create failed errno=" << error.code().value();
+    }
+    return mSenderRuns;
+}
+
+void DataCommunicator::sendWaitingAnswers()
+{
+    setTaskName(currentTaskId(), mTaskName);
+    prctl(PR_SET_NAME, "AnswerSender");
+    for (std::unique_lock lock(mAnswersMutex);;) {
+        if (const auto turn = mAnswers->turn(std::chrono::steady_clock::now()))
+            takeTurn(*turn, lock);
+        else if (const auto next = mAnswers->nextTurn(); next != AnswerQueue::Time::max())
+            mAnswerAdded.wait_until(lock, next);
+        else
+            mAnswerAdded.wait(lock);
+    }
+}
+
+/// Takes a turn, without the lock while it sends: only this thread removes answers.
+void DataCommunicator::takeTurn(AnswerTurn turn, std::unique_lock<std::mutex>& lock)
+{
+    const Answer& answer = *turn.answer;
+    lock.unlock();
+    if (turn.step == AnswerTurn::Step::BEGIN_TRY)
+        logSending(mReceiveSocket->descriptor(), answer.text, answer.receiver);
+    const bool givesUp = turn.step == AnswerTurn::Step::GIVE_UP;
+    const int error = givesUp ? EAGAIN : offerAnswer(answer);
+    const bool isFinished = givesUp || error != EAGAIN;
+    if (isFinished)
+        finishAnswer(answer, error);
+
+    lock.lock();
+    const AnswerQueue::Time now = std::chrono::steady_clock::now();
+    if (isFinished)
+        return mAnswers->remove(answer.receiver, now);
+    const int triesLeft = mAnswers->keep(answer.receiver, now);
+    lock.unlock();
+    if (triesLeft != 0)
+        logFull(answer.receiver, triesLeft);
+    lock.lock();
 }
 
 Fcodes DataCommunicator::treatMsg(const MessageHeader& header, const std::string& body,

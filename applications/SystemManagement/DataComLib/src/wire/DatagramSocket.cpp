@@ -5,7 +5,9 @@
 #include <cstring>
 #include <ctime>
 #include <limits>
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -84,6 +86,12 @@ std::size_t DatagramSocket::sendLimit() const
     if (getsockopt(mDescriptor, SOL_SOCKET, SO_SNDBUF, &size, &length) != 0 || size < 0)
         return std::numeric_limits<std::size_t>::max();
     return static_cast<std::size_t>(std::max(size - kDatagramOverhead, 0));
+}
+
+std::size_t DatagramSocket::unreadBytes() const
+{
+    int bytes = 0;
+    return ioctl(mDescriptor, SIOCOUTQ, &bytes) == 0 ? static_cast<std::size_t>(bytes) : 0;
 }
 
 void DatagramSocket::growSendBuffer(int bytes)

@@ -62,6 +62,10 @@ public:
     /// No datagram of more bytes than this can be sent.
     std::size_t sendLimit() const;
 
+    /// How many bytes of what it sent have not been read, as the kernel counts them against the
+    /// send buffer.
+    std::size_t unreadBytes() const;
+
     /// Lets more bytes wait unread at receivers: as many as asked with the capability for it, else
     /// as many as the system allows.
     void growSendBuffer(int bytes);

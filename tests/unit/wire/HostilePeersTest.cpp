@@ -1,0 +1,84 @@
+// Peers that would hold the responder, or make it keep what they send: each with its bound.
+
+#include "CommunicatorFixture.h"
+#include "DbgPrintClient.h"
+
+namespace
+{
+
+using namespace testing;
+using namespace std::chrono_literals;
+
+constexpr char kCommand[] = "<BODY><Command ID=\"Do\" /></BODY>";
+
+class HostilePeersTest : public CommunicatorFixture
+{
+protected:
+    /// Sends requests that are answered, every third of them with a refusal.
+    void ask(ScriptedPeer& peer, int firstId, int lastId)
+    {
+        for (int id = firstId; id <= lastId; ++id)
+            peer.send(kSock, message(id % 3 == 0 ? "PUT" : "COMMAND", kCommand, id));
+    }
+};
+
+/// By the length of the answers.
+struct UnreadAnswersTest : HostilePeersTest, WithParamInterface<std::size_t> {
+};
+
+TEST_P(UnreadAnswersTest, PeersThatDoNotReadHoldNobodyAndGetTheirAnswersInOrder)
+{
+    gDbgLevel = SEV_ERROR;
+    mHolder.commandText.assign(GetParam(), 'x');
+    startResponder();
+    ScriptedPeer impatient("/tmp/mute");
+    ask(impatient, 1, 100); // more than may wait
+    EXPECT_TRUE(mLog.waitFor("doWork: response failed to sock=/tmp/mute fcode=65600"));
+    std::vector<std::unique_ptr<ScriptedPeer>> mutes;
+    for (int i = 0; i < 20; ++i) {
+        mutes.push_back(std::make_unique<ScriptedPeer>("/tmp/mute" + std::to_string(i)));
+        ask(*mutes.back(), 1, 10);
+    }
+    ScriptedPeer client("/tmp/client");
+    const auto begin = std::chrono::steady_clock::now();
+    for (int id = 3; id <= 60; id += 3) {
+        ask(client, id, id);
+        EXPECT_EQ(id, client.receive().header.ID);
+    }
+    EXPECT_GT(20 * 100ms, std::chrono::steady_clock::now() - begin);
+    mutes.clear();
+    for (int id = 1; id <= 64; ++id)
+        EXPECT_EQ(id, impatient.receive().header.ID);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfBytes, UnreadAnswersTest, Values(500, 69000));
+
+TEST_F(HostilePeersTest, AnAnswerThatWaitedIsLoggedLikeAnyOther)
+{
+    startResponder();
+    auto mute = std::make_unique<ScriptedPeer>("/tmp/mute");
+    ScriptedPeer::fill("/tmp/mute");
+    ask(*mute, 1, 3);
+    EXPECT_TRUE(mLog.waitFor("doWork: treatMsg failed from sock=/tmp/mute id=3"));
+    mute.reset(); // the next attempt finds nobody
+    EXPECT_TRUE(mLog.waitFor("doWork: response body:\n"));
+
+    std::vector<std::string> lines = logged();
+    std::erase_if(lines, [](const std::string& line) {
+        return line.find("sendMessage:") == std::string::npos &&
+               line.find("resp") == std::string::npos;
+    });
+    const std::string failed =
+        "ERROR sendMessage: in writing msg body to sock=/tmp/mute errno=111 Stop sending.";
+    const std::string lost = "ERROR doWork: sending resp failed to sock=/tmp/mute id=";
+    const std::string said = " req=<BODY><Command ID=\"Do\" /></BODY> resp= fcode=65600";
+    EXPECT_THAT(lines,
+                ElementsAre(HasSubstr("<HEADER ID=\"1\""), failed, lost + "1" + said,
+                            HasSubstr("<HEADER ID=\"2\""), failed, lost + "2" + said,
+                            HasSubstr("<HEADER ID=\"3\""), failed,
+                            "ERROR doWork: response failed to sock=/tmp/mute fcode=65600",
+                            HasSubstr("doWork: response header:\n<HEADER ID=\"3\" Type=\"NACK\""),
+                            "ERROR doWork: response body:\n"));
+}
+
+} // namespace
