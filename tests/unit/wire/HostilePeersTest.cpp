@@ -2,6 +2,7 @@
 
 #include "CommunicatorFixture.h"
 #include "DbgPrintClient.h"
+#include "wire/SubscriberList.h"
 
 namespace
 {
@@ -79,6 +80,19 @@ TEST_F(HostilePeersTest, AnAnswerThatWaitedIsLoggedLikeAnyOther)
                             "ERROR doWork: response failed to sock=/tmp/mute fcode=65600",
                             HasSubstr("doWork: response header:\n<HEADER ID=\"3\" Type=\"NACK\""),
                             "ERROR doWork: response body:\n"));
+}
+
+TEST_F(HostilePeersTest, SubscribersThatCannotExistOrAreTooManyAreNotKept)
+{
+    gDbgLevel = SEV_WARN;
+    const std::size_t max = SubscriberList::kMaxSubscribers;
+    for (std::size_t i = 0; i < max; ++i)
+        mCom.subscribe("/tmp/" + std::to_string(i));
+    for (const std::string& path :
+         {std::string("/tmp/0"), std::string(109, 'x'), "/tmp/" + std::to_string(max)})
+        mCom.subscribe(path);
+    EXPECT_THAT(logged(),
+                ElementsAre("ERROR subscribe: too many observers, not added sockName=/tmp/20000"));
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "wire/MessageFrame.h"
 #include "wire/PendingRequests.h"
 #include "wire/ResponseHistory.h"
+#include "wire/SubscriberList.h"
 
 #include <cerrno>
 #include <chrono>
@@ -48,7 +49,7 @@ DataCommunicator::DataCommunicator()
     : mReceiveSocket(std::make_unique<DatagramSocket>()),
       mSendSocket(std::make_unique<DatagramSocket>()),
       mPending(std::make_unique<PendingRequests>()), mHistory(std::make_unique<ResponseHistory>()),
-      mAnswers(std::make_unique<AnswerQueue>())
+      mSubscribers(std::make_unique<SubscriberList>()), mAnswers(std::make_unique<AnswerQueue>())
 {
 }
 

@@ -23,7 +23,6 @@
 #include <condition_variable>
 #include <cstddef>
 #include <ctime>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -41,6 +40,7 @@ class PendingRequest;
 class PendingRequests;
 class ResponseHistory;
 class SocketAddress;
+class SubscriberList;
 enum class WaitResult;
 struct Answer;
 struct AnswerTurn;
@@ -121,7 +121,8 @@ public:
     void notify(MessageEvent& event);
 
     /// Adds a subscriber's receive socket at the end of the list; a path that is listed already
-    /// moves there. There is no way off the list.
+    /// moves there. There is no way off the list. A path that no socket can have is not kept, and
+    /// beyond 20000 none is added, which is logged.
     void subscribe(const std::string& sockName);
 
     /// What the responder does with a message, on the calling thread. treatMsg() serves a request
@@ -234,7 +235,7 @@ private:
     const std::unique_ptr<ResponseHistory> mHistory; // has a lock of its own
 
     mutable std::mutex mSubscribersMutex; // guards mSubscribers
-    std::list<std::string> mSubscribers;
+    const std::unique_ptr<SubscriberList> mSubscribers;
 
     std::mutex mAnswersMutex; // guards everything below
     std::condition_variable mAnswerAdded;

@@ -8,6 +8,7 @@
 #include "wire/MessageFrame.h"
 #include "wire/PendingRequests.h"
 #include "wire/ResponseHistory.h"
+#include "wire/SubscriberList.h"
 
 #include <atomic>
 #include <cerrno>
@@ -208,7 +209,7 @@ void DataCommunicator::notify(MessageEvent& event)
     std::list<std::string> subscribers;
     {
         const std::lock_guard guard(mSubscribersMutex);
-        subscribers = mSubscribers;
+        subscribers = mSubscribers->paths();
     }
     const std::string text = eventMessage(event);
     for (const std::string& subscriber : subscribers) {

@@ -9,6 +9,7 @@
 #include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
 #include "wire/PendingRequests.h"
+#include "wire/SubscriberList.h"
 
 #include <algorithm>
 #include <array>
@@ -417,7 +418,9 @@ Fcodes DataCommunicator::treatEventMsg(const MessageHeader& header, const std::s
 void DataCommunicator::subscribe(const std::string& sockName)
 {
     DBG_LOG(SEV_INFO) << "subscribe: subscribing observer sockName=" << sockName;
+    if (sockName.size() > sizeof(sockaddr_un::sun_path))
+        return; // no socket can have this path
     const std::lock_guard guard(mSubscribersMutex);
-    mSubscribers.remove(sockName);
-    mSubscribers.push_back(sockName);
+    if (!mSubscribers->add(sockName))
+        DBG_LOG(SEV_ERROR) << "subscribe: too many observers, not added sockName=" << sockName;
 }
