@@ -58,6 +58,7 @@ void ChannelManager::start(const std::string& socket, const std::string& sendSoc
     getDataCommunicator().init(this, socket, sendSocket, "tChanCom");
     getDataCommunicator().start();
     DBG_LOG(SEV_INFO) << "start: serving " << socket;
+    startMissingThreads();
 }
 
 IDataSets* ChannelManager::createDataSets()

@@ -54,6 +54,7 @@ void DeviceManager::start(const std::string& socket, const std::string& sendSock
     getDataCommunicator().init(this, socket, sendSocket, "tDevCom");
     getDataCommunicator().start();
     DBG_LOG(SEV_INFO) << "start: serving " << socket << " TZ=" << mFirstZone;
+    startMissingThreads();
 }
 
 IDataSets* DeviceManager::createDataSets()

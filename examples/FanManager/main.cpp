@@ -91,6 +91,7 @@ int main()
     communicator.requestSubscribe("/tmp/sockCfg"); // to receive its events
     communicator.start();
     DBG_LOG(SEV_INFO) << "main: serving /tmp/sockFan";
+    fans.startMissingThreads(); // returns at once, unless the system made none
     for (;;) {
         sleep(kSubscribeIntervalSeconds);
         communicator.requestSubscribe("/tmp/sockCfg"); // it may have restarted since

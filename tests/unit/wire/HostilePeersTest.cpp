@@ -4,6 +4,9 @@
 #include "DbgPrintClient.h"
 #include "wire/SubscriberList.h"
 
+#include <pthread.h>
+#include <thread>
+
 namespace
 {
 
@@ -93,6 +96,32 @@ TEST_F(HostilePeersTest, SubscribersThatCannotExistOrAreTooManyAreNotKept)
         mCom.subscribe(path);
     EXPECT_THAT(logged(),
                 ElementsAre("ERROR subscribe: too many observers, not added sockName=/tmp/20000"));
+}
+
+TEST_F(HostilePeersTest, ThreadsThatCannotBeMadeAreTriedAgainEachSecond)
+{
+    pthread_attr_t usual;
+    pthread_attr_t impossible;
+    pthread_attr_init(&impossible);
+    pthread_getattr_default_np(&usual);
+    pthread_attr_setstacksize(&impossible, std::size_t{1} << 46);
+
+    auto& holder = *new FakeDataHolder; // its threads never end
+    holder.getDataCommunicator().init(&holder, "/tmp/sockB", "/tmp/sockSendB", "tComB");
+    std::jthread relief([&] {
+        for (int time = 0; time < 3; ++time, mLog.clear())
+            for (const char* thread : {"::init pthread_create", "start: responder thread create"})
+                EXPECT_TRUE(mLog.waitFor(std::string(thread) + " failed errno=11"));
+        pthread_setattr_default_np(&usual);
+    });
+    pthread_setattr_default_np(&impossible);
+    holder.init("tWorkerB");
+    EXPECT_FALSE(holder.getDataCommunicator().start());
+    holder.startMissingThreads();
+
+    ScriptedPeer client("/tmp/client");
+    client.send("/tmp/sockB", message("PUT", ""));
+    EXPECT_EQ("NACK", client.receive().header.Type);
 }
 
 } // namespace

@@ -65,6 +65,7 @@ void ConfigurationManager::init()
     communicator.start();
     DBG_LOG(SEV_INFO) << "init: dataCommunicator started";
     startAutoCfg();
+    startMissingThreads();
 }
 
 void ConfigurationManager::loadCatalogue()

@@ -63,8 +63,10 @@ public:
               const std::string& taskName);
 
     /// Starts the responder thread, which runs work(); that only calls doWork(), which never
-    /// returns. A thread that cannot be made is only logged.
-    void start();
+    /// returns. False, and a log line, when no thread can be made: nobody is served until a later
+    /// call succeeds. It does not wait for that, since the caller may have to bring the device up
+    /// meanwhile; DataHolder::startMissingThreads() does. True at once when the responder runs.
+    bool start();
     void work() { doWork(); }
     void doWork();
 
@@ -236,6 +238,8 @@ private:
 
     mutable std::mutex mSubscribersMutex; // guards mSubscribers
     const std::unique_ptr<SubscriberList> mSubscribers;
+
+    bool mResponderRuns = false; // the owner's
 
     std::mutex mAnswersMutex; // guards everything below
     std::condition_variable mAnswerAdded;

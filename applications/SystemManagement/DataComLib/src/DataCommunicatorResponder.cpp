@@ -133,14 +133,17 @@ constexpr std::array<CommandEntry, 5> kCommands = {{
 
 } // namespace
 
-void DataCommunicator::start()
+bool DataCommunicator::start()
 {
     try {
-        std::thread(&DataCommunicator::work, this).detach();
+        if (!mResponderRuns)
+            std::thread(&DataCommunicator::work, this).detach();
+        mResponderRuns = true;
     } catch (const std::system_error& error) {
         DBG_LOG(SEV_ERROR) << "start: responder thread create failed errno="
                            << error.code().value();
     }
+    return mResponderRuns;
 }
 
 void DataCommunicator::doWork()

@@ -9,6 +9,7 @@
 #include <memory>
 #include <new>
 #include <sys/prctl.h>
+#include <unistd.h>
 
 namespace
 {
@@ -37,7 +38,11 @@ void DataHolder::init(const std::string& name)
         DBG_LOG(SEV_FATAL) << "DataHolder::init Couldn't create dataSets_json Object";
     if (sem_init(&mQueued, 0, 0) == -1)
         DBG_LOG(SEV_ERROR) << "init: sem_init failed errno=" << errno;
+    startWorker();
+}
 
+bool DataHolder::startWorker()
+{
     // The scheduling attributes take effect only where a launcher asks for explicit scheduling;
     // by default the worker inherits its creator's.
     pthread_attr_t attributes;
@@ -50,8 +55,21 @@ void DataHolder::init(const std::string& name)
     if (const int error = pthread_create(&worker, &attributes, work, this); error != 0) {
         errno = error;
         DBG_LOG(SEV_FATAL) << "DataHolder::init pthread_create failed errno=" << errno;
+    } else {
+        mWorkerRuns = true;
     }
     pthread_attr_destroy(&attributes);
+    return mWorkerRuns;
+}
+
+void DataHolder::startMissingThreads()
+{
+    for (;;) {
+        const bool workerRuns = mWorkerRuns || startWorker();
+        if (mCommunicator.start() && workerRuns)
+            return;
+        sleep(1);
+    }
 }
 
 IDataSets* DataHolder::createDataSets()

@@ -41,6 +41,10 @@ public:
     /// are logged and not returned; without a store no operation of the store may be called.
     void init(const std::string& name) override;
 
+    /// Returns when the worker and the responder run, for the end of an application's start-up: a
+    /// thread that could not be made is tried again each second, with a log line.
+    void startMissingThreads();
+
     /// Makes the store of init(): a new one that the holder owns, or null.
     IDataSets* createDataSets() override;
 
@@ -314,6 +318,7 @@ private:
     Fcodes requestRow(const char* command, const std::string& target, const std::string& table,
                       int rowId, int& answeredRow, unsigned timeout, unsigned tries);
 
+    bool startWorker();
     bool pop(event_type& entry);
     void dispatch(const event_type& entry);
 
@@ -322,7 +327,8 @@ private:
     IDataSets* mStore = nullptr;               // set once by init()
     sem_t mQueued{};                           // counts the entries of mQueue
     std::string mName;
-    std::mutex mQueueMutex; // guards mQueue
+    bool mWorkerRuns = false; // the thread's that starts the application
+    std::mutex mQueueMutex;   // guards mQueue
     std::deque<event_type> mQueue;
     pthread_mutex_t mMutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP; // behind lock()/unlock()
 };
