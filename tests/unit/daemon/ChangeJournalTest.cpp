@@ -80,4 +80,20 @@ TEST(ChangeJournalTest, WhatWasAcknowledgedOnAFullDiskIsThereAtTheNextStart)
     EXPECT_FALSE(std::filesystem::exists(kChangesBeside));
 }
 
+TEST(ChangeJournalTest, AFileWithoutARecordIsRemovedOnlyBesideAJournalThatCanBeRead)
+{
+    const std::string place = kChangesBeside;
+    const std::string whole = journalHalf(4, toText({}));
+    for (const bool isWhole : {true, false}) {
+        writeFile(place + "/journal", isWhole ? whole : "damaged");
+        writeFile(place + "/kept.9", "the last of its links");
+        std::filesystem::permissions(place, std::filesystem::perms::owner_all);
+        EXPECT_TRUE(ChangeJournal::ofProcess().open().empty());
+        EXPECT_EQ(!isWhole, std::filesystem::exists(place + "/kept.9"));
+    }
+    std::filesystem::resize_file(place + "/journal", std::uintmax_t{1} << 40); // a damaged size
+    EXPECT_TRUE(ChangeJournal::ofProcess().open().empty());
+    EXPECT_EQ(10U, ChangeJournal::ofProcess().begin({}, "").number); // no number is given twice
+}
+
 } // namespace

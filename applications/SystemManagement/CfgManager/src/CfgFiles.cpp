@@ -207,6 +207,7 @@ bool FileMove::run(std::time_t& modified) const
     const auto moved = stampOf(from);
     const Identity before(to);
     const bool inPlace = before.isSameFile(Identity(from));
+    syncFile(from);                             // its name must not reach the disk before its bytes
     std::ignore = std::system(command.c_str()); // the files tell whether it worked
     if (!findRegularFile(to, modified) || !(inPlace || Identity(to) != before))
         return false;

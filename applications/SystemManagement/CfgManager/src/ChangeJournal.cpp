@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -23,6 +24,7 @@ constexpr std::string_view kMagic = "cfg-changes 1 ";
 constexpr char kJournal[] = "/journal";
 constexpr char kNewJournal[] = "/journal.new";
 constexpr char kKept[] = "/kept.";
+constexpr char kSpared[] = "/spared.";
 constexpr std::chrono::seconds kIdleTime{1};
 
 const std::array<std::string, 2> kPlaces = {kChangesBeside, kChangesInside};
@@ -82,18 +84,37 @@ bool isOurs(const std::string& directory)
            (info.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
-/// False for a record that no daemon has written.
-bool isSound(const ChangeRecord& record)
+std::vector<std::string> filesIn(const std::string& place, std::string_view prefix)
+{
+    std::vector<std::string> paths;
+    DIR* const directory = opendir(place.c_str());
+    if (directory == nullptr)
+        return paths;
+    while (const dirent* const entry = readdir(directory))
+        if (const std::string name = std::string("/") + entry->d_name; name.starts_with(prefix))
+            paths.push_back(place + name);
+    closedir(directory);
+    return paths;
+}
+
+std::uint64_t numberOf(const std::string& path)
+{
+    const char* const number = path.c_str() + path.rfind('.') + 1;
+    return std::strtoull(number, nullptr, 10);
+}
+
+/// True for a record that no daemon has written.
+bool isUnsound(const ChangeRecord& record)
 {
     using Kind = ChangeRecord::Kind;
     const auto isKept = [&record](const std::string& place) {
         return record.kept == place + kKept + std::to_string(record.number);
     };
     const bool isMove = record.kind == Kind::IMPORT || record.kind == Kind::RENAME;
-    return (record.kept.empty() || std::ranges::any_of(kPlaces, isKept)) &&
-           record.name.find('/') == std::string::npos &&
-           record.newName.find('/') == std::string::npos &&
-           (!isMove || (record.after && record.after->contains("Description")));
+    return !(record.kept.empty() || std::ranges::any_of(kPlaces, isKept)) ||
+           record.name.find('/') != std::string::npos ||
+           record.newName.find('/') != std::string::npos ||
+           (isMove && !(record.after && record.after->contains("Description")));
 }
 
 /// The newer of the two halves that is whole.
@@ -116,6 +137,14 @@ std::vector<ChangeRecord> readJournal(const std::string& place, std::uint64_t& l
         }
     }
     return newest;
+}
+
+/// Links whose end a power cut has undone: no record of a whole journal knows of them.
+void removeEnded(const std::string& place, const std::vector<ChangeRecord>& records)
+{
+    for (const std::string& path : filesIn(place, kKept))
+        if (std::ranges::find(records, path, &ChangeRecord::kept) == records.end())
+            unlink(path.c_str());
 }
 
 } // namespace
@@ -162,15 +191,23 @@ std::vector<ChangeRecord> ChangeJournal::open()
 {
     const std::lock_guard guard(mMutex);
     mRecords.clear();
+    mLastNumber = mLastFound = 0;
     for (const std::string& place : kPlaces) {
         std::uint64_t lastWrite = 0;
-        std::ranges::move(readJournal(place, lastWrite), std::back_inserter(mRecords));
+        std::vector<ChangeRecord> records = readJournal(place, lastWrite);
+        const bool isWhole = lastWrite != 0 && std::erase_if(records, isUnsound) == 0;
+        if (isWhole)
+            removeEnded(place, records);
+        for (const char* const prefix : {kKept, kSpared}) // no number is given twice
+            for (const std::string& path : filesIn(place, prefix))
+                mLastNumber = std::max(mLastNumber, numberOf(path));
+        std::ranges::move(records, std::back_inserter(mRecords));
         mLastWrite = std::max(mLastWrite, lastWrite);
     }
-    std::erase_if(mRecords, [](const ChangeRecord& record) { return !isSound(record); });
     std::ranges::sort(mRecords, {}, &ChangeRecord::number);
     if (!mRecords.empty())
-        mLastFound = mLastNumber = mRecords.back().number;
+        mLastFound = mRecords.back().number;
+    mLastNumber = std::max(mLastNumber, mLastFound);
     mIsClean = std::ranges::none_of(
         kPlaces, [](const std::string& place) { return access(place.c_str(), F_OK) == 0; });
     reserve();
@@ -439,19 +476,22 @@ void ChangeJournal::drop(std::uint64_t number)
     const auto found = std::ranges::find(mRecords, number, &ChangeRecord::number);
     if (found == mRecords.end())
         return;
-    if (!found->kept.empty() && !mSpared.contains(found->kept))
+    if (!found->kept.empty())
         unlink(found->kept.c_str());
     mRecords.erase(found);
     if (mRecords.empty())
         mIdleSince = std::chrono::steady_clock::now();
 }
 
-void ChangeJournal::spare(std::uint64_t number)
+std::string ChangeJournal::spare(std::uint64_t number)
 {
     const std::lock_guard guard(mMutex);
     const auto found = std::ranges::find(mRecords, number, &ChangeRecord::number);
-    if (found != mRecords.end() && !found->kept.empty())
-        mSpared.insert(found->kept);
+    if (found == mRecords.end() || found->kept.empty())
+        return "";
+    const std::string spared = parentOf(found->kept) + kSpared + std::to_string(number);
+    const auto move = [&] { return rename(found->kept.c_str(), spared.c_str()); };
+    return persistently(move) == 0 ? spared : found->kept;
 }
 
 /// Only what the journal gives names to; a directory that holds more stays. A second link whose
@@ -462,20 +502,19 @@ void ChangeJournal::removeFiles()
         close(std::exchange(mFile, -1));
     mDirectory.clear();
     mIsClean = true;
+    const auto remove = [this](const std::string& path) {
+        mIsClean &= persistently([&] { return unlink(path.c_str()); }) == 0;
+    };
     for (const std::string& place : kPlaces) {
-        DIR* const directory = isOurs(place) ? opendir(place.c_str()) : nullptr;
-        if (directory == nullptr)
+        if (!isOurs(place))
             continue;
-        while (const dirent* const entry = readdir(directory)) {
-            const std::string name = std::string("/") + entry->d_name;
-            const std::string path = place + name;
-            struct stat info;
-            const bool isStray =
-                name.starts_with(kKept) && lstat(path.c_str(), &info) == 0 && info.st_nlink > 1;
-            if (name == kJournal || name == kNewJournal || isStray)
-                mIsClean &= persistently([&] { return unlink(path.c_str()); }) == 0;
-        }
-        closedir(directory);
+        struct stat info;
+        for (const std::string& path : filesIn(place, kKept))
+            if (lstat(path.c_str(), &info) == 0 && info.st_nlink > 1)
+                remove(path);
+        syncDirectory(place); // before the journal, which says that those links have ended
+        for (const std::string& path : filesIn(place, kJournal))
+            remove(path);
         syncDirectory(place); // what has been settled must not come back
         rmdir(place.c_str());
     }

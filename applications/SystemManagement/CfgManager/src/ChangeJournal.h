@@ -18,7 +18,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -62,8 +61,9 @@ public:
     /// The catalogue is on the disk, with all that open() found and that endUnstored() recorded.
     void stored();
 
-    /// The second link could not be put back, and must not be thrown away with its record.
-    void spare(std::uint64_t number);
+    /// The second link could not be put back, and must not be thrown away with its record. Returns
+    /// where the file is from now on; nobody takes it away.
+    std::string spare(std::uint64_t number);
 
     /// The auto-start has been set by somebody since: no change puts it back.
     void forgetAutoStart();
@@ -98,7 +98,6 @@ private:
     std::uint64_t mLastNumber = 0;
     std::uint64_t mLastFound = 0; // by open()
     std::uint64_t mLastWrite = 0;
-    std::set<std::string> mSpared;
     std::string mDirectory; // empty until one is needed
     bool mIsClean = true;   // nothing of ours is on the disk
     int mFile = -1;

@@ -83,9 +83,10 @@ bool ChangeSettlement::settleSave(ChangeRecord save)
     followRenames(save);
     if (save.replaces()) {
         if (!putBackFile(save, save.file)) {
+            const int error = errno;
             DBG_LOG(SEV_ERROR) << "settleChanges: Couldn't put back file=" << save.file
-                               << " errno=" << errno << ", kept as file=" << save.kept;
-            ChangeJournal::ofProcess().spare(save.number);
+                               << " errno=" << error << ", kept as file="
+                               << ChangeJournal::ofProcess().spare(save.number);
         }
         DBG_LOG(SEV_INFO) << "settleChanges: Put back rowId=" << save.name;
         putBackRow(mTable, save, FC_OK);

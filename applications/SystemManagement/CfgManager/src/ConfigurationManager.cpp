@@ -443,6 +443,8 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
                            << " errno=" << errno;
         if (pathExists(file))
             result |= FC_UNAVAILABLE;
+    } else {
+        syncFile(kCfgDir); // its row must not go before it
     }
     result |= catalogue().remove(rowId);
     std::string autoStart;
@@ -476,6 +478,8 @@ Fcodes ConfigurationManager::deleteRow(const std::string& table, int row)
         result |= FC_BAD_VALUE;
     } else if (!removeConfigurationFile(file)) {
         DBG_LOG(SEV_ERROR) << "deleteRow: Failed to remove file=" << file << " errno=" << errno;
+    } else {
+        syncFile(kCfgDir); // as for REMOVE_CFG
     }
     Fcodes removeResult = catalogue().remove(rowId);
     removeResult |= acceptChanges();

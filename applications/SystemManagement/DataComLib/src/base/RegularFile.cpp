@@ -41,6 +41,8 @@ int readToEnd(int fd, std::string& text)
     std::size_t length = 0;
     ssize_t count = 1;
     while (count > 0) {
+        if (std::max(opened.st_size, static_cast<off_t>(length)) > kLargestFile)
+            return EFBIG;
         // At first one byte more than the file has: that finds its end.
         if (length == text.size())
             text.resize(
