@@ -2,7 +2,7 @@
 // refuses some saves and leaves others without an answer. After three more starts the catalogue,
 // the files and the auto-start must be what was acknowledged; the command that was cut off has
 // happened as a whole or not at all. SYSMGT_KILLS sets how often (default 40), SYSMGT_SEED which
-// storms.
+// storms, and SYSMGT_POWER a program that makes of /data what a power cut leaves of it.
 
 #include "CfgPaths.h"
 #include "Device.h"
@@ -115,6 +115,14 @@ protected:
         }
     }
 
+    static void runPower(const char* moment)
+    {
+        if (const char* const program = std::getenv("SYSMGT_POWER"); program != nullptr) {
+            ChildProcess power({program, moment});
+            EXPECT_EQ(0, power.wait()) << power.errors();
+        }
+    }
+
     void expectLaw()
     {
         startThrice(mDevice);
@@ -159,6 +167,7 @@ TEST_P(KillTest, WhatWasAcknowledgedIsThereAfterThreeStarts)
         placeCatalogue(names, "cfg1003");
         mAcknowledged = mCutOff = storedCatalogue();
         mGhosts.clear();
+        runPower("start");
         mDevice.start("CfgManager", {"-v", "5"});
         std::atomic<bool> stop{false};
         const int before = mCount;
@@ -167,10 +176,14 @@ TEST_P(KillTest, WhatWasAcknowledgedIsThereAfterThreeStarts)
         EXPECT_TRUE(kill % 4 != 0 || eventually([&] {
                         return mCount > before || mChannels.mode == Channels::Mode::SILENT;
                     }));
-        std::this_thread::sleep_for(std::chrono::microseconds(mMoment() % 60000));
+        const unsigned span = std::getenv("SYSMGT_POWER") != nullptr ? 500000 : 60000;
+        std::this_thread::sleep_for(std::chrono::microseconds(mMoment() % span));
         mDevice.cut("CfgManager");
         stop = true;
         client.join();
+        if (std::getenv("SYSMGT_POWER") != nullptr)
+            Channels::finishRequests();
+        runPower("cut");
         expectLaw();
     }
     std::printf("%d kills, %u rows, %d commands acknowledged\n", kills, GetParam(), mCount);
