@@ -96,4 +96,23 @@ TEST(ChangeJournalTest, AFileWithoutARecordIsRemovedOnlyBesideAJournalThatCanBeR
     EXPECT_EQ(10U, ChangeJournal::ofProcess().begin({}, "").number); // no number is given twice
 }
 
+TEST(ChangeJournalTest, OfANewSaveThatThePowerCutOffNothingIsLeft)
+{
+    Device device;
+    for (const char* boot : {"earlier", ""}) { // it had failed: a late file stays
+        placeCatalogue({"a", "b"});
+        ChangeRecord save;
+        save.name = "b";
+        save.boot = boot;
+        writeFile(std::string(kChangesBeside) + "/journal", journalHalf(1, toText({save})));
+        std::filesystem::permissions(kChangesBeside, std::filesystem::perms::owner_all);
+        device.start("CfgManager", {"-v", "5"});
+        device.cut("CfgManager");
+        const std::string stored = readFile(kStoredCatalogue);
+        EXPECT_EQ(*boot == 0, std::filesystem::exists("/data/cfg/b"));
+        EXPECT_EQ(*boot == 0, stored.find("/data/cfg/b") != std::string::npos);
+        EXPECT_NE(std::string::npos, stored.find("/data/cfg/a"));
+    }
+}
+
 } // namespace

@@ -53,6 +53,8 @@ CatalogueChange CatalogueChange::save(ConfigurationsTable table, const std::stri
 {
     ChangeRecord record = recordOf(ChangeRecord::Kind::SAVE, table, name);
     const std::string replaced = isInCfgDir(record.file) ? record.file : "";
+    record.boot = bootId();
+    record.moved = stampOf(configurationPath(name)).value_or(FileStamp{});
     if (becomesAutoStart)
         record.autoStartAfter = name;
     return {table, std::move(record), replaced};
@@ -126,6 +128,7 @@ void CatalogueChange::fail(Fcodes code)
     const ChangeRecord record = journal().find(mRecord.number);
     if (!record.replaces()) {
         mTable.writeFcode(mRecord.name, code);
+        journal().confirmFailure(mRecord.number);
         return;
     }
     const auto noRetry = CatalogueStore::ofProcess().holdRetries();

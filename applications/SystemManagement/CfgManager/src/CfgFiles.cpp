@@ -3,6 +3,7 @@
 #include "CfgPaths.h"
 #include "base/AtomicFile.h"
 #include "base/Descriptor.h"
+#include "base/RegularFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -139,6 +140,14 @@ bool findRegularFile(const std::string& path, std::time_t& modified)
         return false;
     modified = info.st_mtime;
     return true;
+}
+
+std::string bootId()
+{
+    std::string id;
+    if (const Descriptor file(openRegularFile("/proc/sys/kernel/random/boot_id")); file.isOpen())
+        readToEnd(file.get(), id);
+    return id;
 }
 
 std::optional<FileStamp> stampOf(const std::string& path)

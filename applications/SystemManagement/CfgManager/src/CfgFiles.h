@@ -41,6 +41,9 @@ struct FileStamp {
     bool operator==(const FileStamp&) const = default;
 };
 
+/// Another one each time that the system comes up; "" where it has none.
+std::string bootId();
+
 /// The stamp of the file, or of the link itself, at `path`; nothing when there is none.
 std::optional<FileStamp> stampOf(const std::string& path);
 

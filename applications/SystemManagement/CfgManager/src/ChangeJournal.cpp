@@ -265,6 +265,16 @@ void ChangeJournal::confirmAnswer(std::uint64_t number, const CatalogueRow& row)
     write();
 }
 
+void ChangeJournal::confirmFailure(std::uint64_t number)
+{
+    const std::lock_guard guard(mMutex);
+    const auto found = std::ranges::find(mRecords, number, &ChangeRecord::number);
+    if (found == mRecords.end())
+        return;
+    found->boot.clear();
+    write();
+}
+
 void ChangeJournal::end(std::uint64_t number)
 {
     const std::lock_guard guard(mMutex);

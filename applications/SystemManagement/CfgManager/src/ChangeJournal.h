@@ -45,6 +45,9 @@ public:
     /// The channel manager has answered OK, and the row is now `row`; on the disk when it returns.
     void confirmAnswer(std::uint64_t number, const CatalogueRow& row);
 
+    /// The save has failed: what the channel manager still writes stays.
+    void confirmFailure(std::uint64_t number);
+
     /// The change is on the disk, with it every earlier one of its names, and needs no record. The
     /// record itself may still be found after a power cut: settling it changes nothing.
     void end(std::uint64_t number);

@@ -102,6 +102,7 @@ void visit(auto& fields, auto& record)
     fields.field(record.newName);
     fields.field(record.file);
     fields.field(record.answered);
+    fields.field(record.boot);
     fields.field(record.kept);
     fields.field(record.moved.size);
     fields.field(record.moved.modified);

@@ -30,9 +30,10 @@ struct ChangeRecord {
     std::string name;         ///< Key of the row.
     std::string newName;      ///< Key after a RENAME, else empty.
     std::string file;
-    bool answered = false;              ///< SAVE: the channel manager said OK, nothing is put back.
-    std::string kept;                   ///< Second link to the file that is replaced, "" for none.
-    FileStamp moved;                    ///< IMPORT and RENAME: of the file, before it is moved.
+    bool answered = false; ///< SAVE: the channel manager said OK, nothing is put back.
+    std::string boot;      ///< SAVE: of the system, while the outcome is open, else "".
+    std::string kept;      ///< Second link to the file that is replaced, "" for none.
+    FileStamp moved;       ///< Of the file that is moved, or that a SAVE finds.
     std::optional<CatalogueRow> before; ///< The row of `name` (IMPORT: that it replaces), if any.
     std::optional<CatalogueRow> after;  ///< The row that the change writes first.
     std::string autoStartBefore;

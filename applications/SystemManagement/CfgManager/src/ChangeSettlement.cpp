@@ -30,6 +30,14 @@ bool haveSameContent(const std::optional<CatalogueRow>& left,
     });
 }
 
+/// True when the system went down while a file was being written that was not there before: nobody
+/// has seen to it that its bytes are on the disk.
+bool isTorn(const ChangeRecord& save)
+{
+    return !save.replaces() && save.moved == FileStamp{} && !save.boot.empty() &&
+           save.boot != bootId();
+}
+
 /// Unless somebody has set another one since, or has removed the one before.
 Fcodes putBackAutoStart(ConfigurationsTable& table, const ChangeRecord& save)
 {
@@ -93,6 +101,8 @@ bool ChangeSettlement::settleSave(ChangeRecord save)
     }
     std::string file;
     mTable.readText(save.name, "File Name", file);
+    if (isTorn(save) && file == configurationPath(save.name))
+        unlink(file.c_str());
     if (pathExists(file))
         return save.replaces();
     takeRowAway(save.name);
