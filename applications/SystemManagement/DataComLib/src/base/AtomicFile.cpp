@@ -26,6 +26,10 @@ namespace
 using Write = std::function<void(std::ostream&)>;
 
 constexpr mode_t kNewFileMode = 0666; // less the umask
+constexpr mode_t kAccess = 0777;
+constexpr mode_t kSetIds = S_ISUID | S_ISGID;
+constexpr mode_t kOfGroup = S_IRWXG;
+constexpr uid_t kAsItIs = static_cast<uid_t>(-1);
 constexpr std::string_view kTempSuffix = ".~storing";
 constexpr int kMostLinks = 40;
 constexpr off_t kLargestKept = 64 << 20; // what is kept in memory while it is overwritten
@@ -365,11 +369,11 @@ void keepOwnerAndMode(int fd, const struct stat& old)
     struct stat given {
     };
     if (!give(old.st_uid, old.st_gid) && fstat(fd, &given) == 0) {
-        const bool hasGroup = given.st_gid == old.st_gid || give(-1, old.st_gid);
+        const bool hasGroup = given.st_gid == old.st_gid || give(kAsItIs, old.st_gid);
         if (!hasGroup)
-            mode &= ~S_IRWXG | (mode & S_IRWXO) << 3;
+            mode &= ~kOfGroup | (mode & S_IRWXO) << 3;
         if (!hasGroup || given.st_uid != old.st_uid)
-            mode &= ~(S_ISUID | S_ISGID);
+            mode &= ~kSetIds;
     }
     uninterrupted([&] { return fchmod(fd, mode); });
 }
@@ -403,7 +407,7 @@ FileWrite replaceFile(const Target& target, const Write& write)
     const Descriptor directory(openDirectory(parts.directory));
     if (!directory.isOpen())
         return {errno, isRefusal(errno) ? errno : 0};
-    const mode_t mode = target.exists ? target.status.st_mode & 0777 : kNewFileMode;
+    const mode_t mode = target.exists ? target.status.st_mode & kAccess : kNewFileMode;
     int error = 0;
     for (const auto form : {NewFile::Form::Unnamed, NewFile::Form::Named}) {
         NewFile file(form, directory.get(), parts.name, mode);
