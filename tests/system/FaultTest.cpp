@@ -112,8 +112,8 @@ private:
         if (call.data.nr != SYS_read && call.data.nr != SYS_write)
             return true;
         std::error_code noLink;
-        const std::string descriptor = "/proc/" + std::to_string(call.pid) + "/fd/" +
-                                       std::to_string(call.data.args[0]);
+        const std::string descriptor =
+            "/proc/" + std::to_string(call.pid) + "/fd/" + std::to_string(call.data.args[0]);
         return !std::filesystem::read_symlink(descriptor, noLink).native().starts_with("pipe:");
     }
 
