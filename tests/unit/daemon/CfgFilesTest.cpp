@@ -2,9 +2,13 @@
 
 #include "CfgPaths.h"
 #include "Device.h"
+#include "base/Descriptor.h"
 
+#include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace
@@ -15,7 +19,7 @@ TEST(CfgFilesTest, RefusesNamesThatCannotBeAFileName)
     for (const char* name : {"a", "CH 1", "-f", "a.b", "..a", " x", "$(reboot)", "caf\xc3\xa9"})
         EXPECT_TRUE(isConfigurationName(name)) << name;
     for (const char* name : {"", ".", "..", "/", "a/b", "../a", " ", " \t ", "a\nb", "a\x7f",
-                             "\x01", "cfg_stored_set.json", "cfg_stored_set.xml"})
+                             "\x01", "cfg_stored_set.json", "cfg_stored_set.xml", ".cfg_changes"})
         EXPECT_FALSE(isConfigurationName(name)) << name;
     EXPECT_TRUE(isConfigurationName(std::string(255, 'n')));
     EXPECT_FALSE(isConfigurationName(std::string(256, 'n')));
@@ -62,6 +66,25 @@ TEST(CfgFilesTest, ShellMetacharactersInPathsAreEscaped)
     writeFile("/tmp/-t", "dash");
     EXPECT_TRUE(importMove("-t", "-t").run(modified));
     EXPECT_EQ("dash", readFile("/data/cfg/-t"));
+}
+
+TEST(CfgFilesTest, MovesNothingThatCouldHoldTheMoveUpAndKnowsOneThatIsUnderWay)
+{
+    writeFile(std::string(kChangesBeside) + "/journal", "records");
+    std::filesystem::create_directories(kCfgDir);
+    writeFile("/tmp/leased", "x");
+    EXPECT_TRUE(importMove("/tmp/leased", "name").isAllowed());
+    const Descriptor file(open("/tmp/leased", O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(0, fcntl(file.get(), F_SETLEASE, F_WRLCK));
+    signal(SIGIO, SIG_IGN); // that somebody wants the file
+    for (const std::string path : {"/proc/version", "/data/.cfg_changes/journal", "/tmp/leased"})
+        EXPECT_FALSE(importMove(path, "name").isAllowed()) << path;
+    {
+        const Descriptor move(open(kCfgDir, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        ASSERT_EQ(0, flock(move.get(), LOCK_SH));
+        EXPECT_FALSE(waitForMoves(std::chrono::milliseconds(20)));
+    }
+    EXPECT_TRUE(waitForMoves(std::chrono::milliseconds(20)));
 }
 
 } // namespace

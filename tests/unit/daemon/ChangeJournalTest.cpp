@@ -45,7 +45,7 @@ TEST(ChangeJournalTest, RecordsOfAnyBytesAreReadBackAndNothingIsReadOfACutText)
 
 TEST(ChangeJournalTest, WhatWasAcknowledgedOnAFullDiskIsThereAtTheNextStart)
 {
-    ASSERT_EQ(0, mount("data", "/data", "tmpfs", 0, "size=1m"));
+    ASSERT_EQ(0, mount("data", "/data", "tmpfs", 0, "size=2m"));
     Device device;
     placeCatalogue({"a", "b", "c", "d"}, "a");
     device.start("ChanManager", {"-v", "5"});
@@ -54,12 +54,15 @@ TEST(ChangeJournalTest, WhatWasAcknowledgedOnAFullDiskIsThereAtTheNextStart)
     const auto run = [&client](const char* id, const Parameters& parameters) {
         EXPECT_EQ(FC_OK, client.command(kCfgSocket, id, parameters)) << id;
     };
-    writeFile("/data/filler", std::string(2 << 20, 'x'));
+    writeFile("/data/filler", std::string(4 << 20, 'x'));
     run("SET_AUTOSTART_CFG", {{"RowID", "d"}, {"AutoStart", "true"}});
     std::filesystem::remove("/data/filler");
     EXPECT_TRUE(device.log().waitFor("storeCatalogue: Stored again file="));
     EXPECT_THAT(readFile(kStoredCatalogue), testing::HasSubstr("\"Name\" : \"d\""));
-    writeFile("/data/filler", std::string(2 << 20, 'x'));
+    writeFile("/tmp/large", std::string(4 << 20, 'x'));
+    EXPECT_NE(FC_OK, client.command(kCfgSocket, "Import Configuration", {{"File", "/tmp/large"}}));
+    EXPECT_FALSE(std::filesystem::exists("/data/cfg/large")); // nothing of the copy is left
+    writeFile("/data/filler", std::string(4 << 20, 'x'));
     run("SET_AUTOSTART_CFG", {{"RowID", "b"}, {"AutoStart", "true"}});
     run("REMOVE_CFG", {{"RowID", "c"}});
     run("Rename Configuration", {{"Name", "d"}, {"New Name", "e"}, {"Description", "moved"}});
@@ -112,6 +115,31 @@ TEST(ChangeJournalTest, OfANewSaveThatThePowerCutOffNothingIsLeft)
         EXPECT_EQ(*boot == 0, std::filesystem::exists("/data/cfg/b"));
         EXPECT_EQ(*boot == 0, stored.find("/data/cfg/b") != std::string::npos);
         EXPECT_NE(std::string::npos, stored.find("/data/cfg/a"));
+    }
+}
+
+TEST(ChangeJournalTest, AChangeThatHasEndedIsSettledNeitherAloneNorUnderALaterOne)
+{
+    writeFile("/data/cfg/b", "old");
+    for (const bool isStored : {true, false}) {
+        ChangeJournal& journal = ChangeJournal::ofProcess();
+        ChangeRecord save;
+        save.name = "b";
+        save.before = CatalogueRow{};
+        journal.begin(save, "/data/cfg/b"); // it failed, and so did its put-back
+        ChangeRecord rename;
+        rename.kind = ChangeRecord::Kind::RENAME;
+        rename.name = "c";
+        rename.newName = "b";
+        rename.after = CatalogueRow{{"Description", "c's"}};
+        const auto number = journal.begin(rename).number;
+        if (isStored)
+            journal.end(number);
+        else
+            journal.endUnstored(number, {{"b", CatalogueRow{}}, {"c", std::nullopt}}, "");
+        for (const ChangeRecord& left : journal.open())
+            EXPECT_EQ(ChangeRecord::Kind::UNSTORED, left.kind);
+        journal.stored();
     }
 }
 

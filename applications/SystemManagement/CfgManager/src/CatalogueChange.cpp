@@ -2,6 +2,7 @@
 
 #include "CatalogueStore.h"
 #include "CfgFiles.h"
+#include "CfgPaths.h"
 #include "ChangeJournal.h"
 #include "ChangeSettlement.h"
 #include "DbgLine.h"
@@ -40,7 +41,9 @@ void reportUnrecorded(const std::string& name, int error)
 
 CatalogueChange::CatalogueChange(ConfigurationsTable table, ChangeRecord record,
                                  const std::string& replaced)
-    : mTable(table), mRecord(std::move(record))
+    : mTable(table), mRecord(std::move(record)),
+      mIsNewFile(mRecord.kind == ChangeRecord::Kind::IMPORT &&
+                 !pathExists(configurationPath(mRecord.name)))
 {
     const auto [number, error] = journal().begin(mRecord, replaced);
     mRecord.number = number;
@@ -110,6 +113,17 @@ void CatalogueChange::confirmAnswer()
         journal().confirmAnswer(mRecord.number, *row);
 }
 
+/// A part of a copy, while the whole is still where it was; or what somebody has put in the place
+/// of the file that was to be moved.
+void CatalogueChange::removeArrived(const std::string& path) const
+{
+    std::time_t modified = 0;
+    if (!findRegularFile(path, modified))
+        putAside(path, kObstacle);
+    else if (stampOf(mRecord.file) == mRecord.moved)
+        unlink(path.c_str());
+}
+
 void CatalogueChange::end()
 {
     if (CatalogueStore::ofProcess().isOnDisk()) {
@@ -148,8 +162,11 @@ void CatalogueChange::fail(Fcodes code)
 void CatalogueChange::abandon()
 {
     const ChangeRecord record = journal().find(mRecord.number);
+    const std::string path = configurationPath(mRecord.name);
     if (!record.name.empty() && !record.kept.empty())
-        putBackFile(record, configurationPath(record.name));
+        putBackFile(record, path);
+    if (mIsNewFile)
+        removeArrived(path);
     journal().cancel(mRecord.number);
     CatalogueStore::ofProcess().tidyLater();
 }

@@ -56,8 +56,11 @@ public:
 private:
     CatalogueChange(ConfigurationsTable table, ChangeRecord record, const std::string& replaced);
 
+    void removeArrived(const std::string& path) const;
+
     ConfigurationsTable mTable;
     ChangeRecord mRecord;
+    bool mIsNewFile; // of an import
 };
 
 /// Rows that have changed, and the auto-start, while the disk refused the catalogue: they stay

@@ -12,7 +12,11 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <linux/magic.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
+#include <thread>
 #include <tuple>
 #include <unistd.h>
 
@@ -101,7 +105,8 @@ bool isConfigurationName(std::string_view name)
         return false;
     if (name.find_first_not_of(" \t") == std::string_view::npos)
         return false;
-    return !isCatalogue(configurationPath(name)) && !isTempFileName(name);
+    const std::string path = configurationPath(name);
+    return !isCatalogue(path) && path != kChangesInside && !isTempFileName(name);
 }
 
 std::string configurationPath(std::string_view name)
@@ -199,6 +204,44 @@ std::string putAside(const std::string& path, const std::string& target)
     return findRegularFile(path, modified) && copyWhole(path, aside) ? aside : "";
 }
 
+namespace
+{
+
+/// False for what would hold a copy up, like the kernel's own log or a file that another process
+/// has a lease on, and for the records of changes.
+bool canBeRead(const std::string& path)
+{
+    struct statfs info;
+    if (statfs(path.c_str(), &info) == 0)
+        for (const auto magic : {PROC_SUPER_MAGIC, SYSFS_MAGIC, DEBUGFS_MAGIC, TRACEFS_MAGIC,
+                                 CGROUP2_SUPER_MAGIC, SECURITYFS_MAGIC})
+            if (info.f_type == magic)
+                return false;
+    std::error_code noPath;
+    const auto directory = std::filesystem::canonical(path, noPath).parent_path();
+    if (directory == kChangesBeside || directory == kChangesInside)
+        return false;
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW));
+    return file.isOpen() || errno != EWOULDBLOCK;
+}
+
+/// Held by a move under way, also when it outlives the daemon that has begun it.
+int openMoveLock(int flags) { return open(kCfgDir, O_RDONLY | O_DIRECTORY | flags); }
+
+} // namespace
+
+bool waitForMoves(std::chrono::milliseconds limit)
+{
+    const Descriptor lock(openMoveLock(O_CLOEXEC));
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (lock.isOpen() && flock(lock.get(), LOCK_EX | LOCK_NB) == -1 && errno != ENOSYS) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
+}
+
 bool FileMove::isAllowed() const
 {
     struct stat info;
@@ -206,6 +249,8 @@ bool FileMove::isAllowed() const
         return false;
     std::time_t modified = 0;
     if (!S_ISREG(info.st_mode) && !(mayMoveLinks && findRegularFile(from, modified)))
+        return false;
+    if (!mayMoveLinks && !canBeRead(from))
         return false;
     return !look(to, info) || S_ISREG(info.st_mode) ||
            (S_ISLNK(info.st_mode) && !(lookBehindLinks(to, info) && S_ISDIR(info.st_mode)));
@@ -216,8 +261,13 @@ bool FileMove::run(std::time_t& modified) const
     const auto moved = stampOf(from);
     const Identity before(to);
     const bool inPlace = before.isSameFile(Identity(from));
-    syncFile(from);                             // its name must not reach the disk before its bytes
-    std::ignore = std::system(command.c_str()); // the files tell whether it worked
+    syncFile(from); // its name must not reach the disk before its bytes
+    {
+        const Descriptor lock(openMoveLock(0)); // the command inherits it
+        if (lock.isOpen())
+            flock(lock.get(), LOCK_SH);
+        std::ignore = std::system(command.c_str()); // the files tell whether it worked
+    }
     if (!findRegularFile(to, modified) || !(inPlace || Identity(to) != before))
         return false;
     const auto arrived = stampOf(to);

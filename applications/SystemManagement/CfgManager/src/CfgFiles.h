@@ -3,6 +3,7 @@
 // The rules for configuration files: what may be a configuration's name, which files the daemon may
 // delete, and how it moves one. No state: any thread may call. Nothing is logged here.
 
+#include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <optional>
@@ -62,6 +63,10 @@ bool copyWhole(const std::string& path, const std::string& target);
 /// path it has got; "" when there is nothing at `path` or no way to keep it.
 std::string putAside(const std::string& path, const std::string& target);
 
+/// Returns when no move of an earlier run of the daemon is under way; false when one still is after
+/// the limit.
+bool waitForMoves(std::chrono::milliseconds limit);
+
 /// Where a file goes, and the shell command that brings it there. Ordinary paths stand in the
 /// command as they are; in others every character that the shell would act on is escaped.
 struct FileMove {
@@ -70,8 +75,9 @@ struct FileMove {
     std::string command;
 
     /// True when there is something to move, which the command would move to `to` and nowhere else:
-    /// an import takes a regular file, a rename what the scan takes for a configuration, and at the
-    /// target there may be a file or link, but nothing else.
+    /// an import takes a regular file that is stored on a disk and can be read at once, a rename
+    /// what the scan takes for a configuration, and at the target there may be a file or link, but
+    /// nothing else.
     bool isAllowed() const;
 
     /// Runs the command, waits for its end and until the file is on the disk. True when it has

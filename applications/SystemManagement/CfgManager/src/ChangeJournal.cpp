@@ -1,5 +1,6 @@
 #include "ChangeJournal.h"
 
+#include "CfgFiles.h"
 #include "CfgPaths.h"
 #include "base/Descriptor.h"
 #include "base/RegularFile.h"
@@ -19,7 +20,7 @@ namespace
 {
 
 constexpr std::size_t kHalfSize = std::size_t{32} << 10;
-constexpr off_t kReserveSize = 12 * kHalfSize; // for two rows as long as a message
+constexpr off_t kReserveSize = 24 * kHalfSize; // two files with two rows as long as a message
 constexpr std::string_view kMagic = "cfg-changes 1 ";
 constexpr char kJournal[] = "/journal";
 constexpr char kNewJournal[] = "/journal.new";
@@ -222,8 +223,13 @@ ChangeJournal::Begun ChangeJournal::begin(ChangeRecord record, const std::string
     const int linkError = isLinked ? 0 : errno;
     supersede(record);
     mRecords.push_back(std::move(record));
-    if (!write())
-        return {number, errno};
+    if (!write()) {
+        const int error = errno;
+        if (access(mRecords.back().kept.c_str(), F_OK) == -1)
+            mRecords.back().kept.clear(); // nothing is moved where no record tells of it
+        return {number, error};
+    }
+    dropOver();
     return {number, linkError};
 }
 
@@ -287,10 +293,34 @@ void ChangeJournal::end(std::uint64_t number)
         if (earlier.kind != ChangeRecord::Kind::UNSTORED && earlier.number < number &&
             (earlier.concerns(change.name) || earlier.concerns(change.newName)))
             ended.push_back(earlier.number);
-    for (const std::uint64_t each : ended)
-        drop(each);
-    if (followRename(change))
-        write();
+    mOver.insert(ended.begin(), ended.end());
+    const bool followed = followRename(change);
+    if (ended.size() == 1 && !followed)
+        drop(number);
+    else
+        dropOver();
+}
+
+/// Takes out what has ended. Others' records go before their files: what would be put back without
+/// them is no longer the old.
+void ChangeJournal::dropOver()
+{
+    if (mOver.empty())
+        return;
+    std::vector<std::string> links;
+    std::erase_if(mRecords, [this, &links](const ChangeRecord& record) {
+        if (!mOver.contains(record.number))
+            return false;
+        links.push_back(record.kept);
+        return true;
+    });
+    mOver.clear();
+    if (mRecords.empty())
+        mIdleSince = std::chrono::steady_clock::now();
+    write();
+    for (const std::string& link : links)
+        if (!link.empty())
+            unlink(link.c_str());
 }
 
 /// An auto-start that is to come back goes along with its name.
@@ -332,9 +362,16 @@ bool ChangeJournal::endUnstored(std::uint64_t number, const UnstoredRows& rows,
     const auto change = std::ranges::find(mRecords, number, &ChangeRecord::number);
     if (change != mRecords.end())
         followRename(ChangeRecord(*change));
-    const bool written = write(); // before the second link goes with the change
-    drop(number);
-    return write() && written;
+    if (number != 0)
+        for (const ChangeRecord& earlier : mRecords)
+            if (earlier.kind != ChangeRecord::Kind::UNSTORED && earlier.number <= number &&
+                std::ranges::any_of(
+                    rows, [&earlier](const auto& row) { return earlier.concerns(row.first); }))
+                mOver.insert(earlier.number);
+    if (!write()) // before the second links go with the changes
+        return false;
+    dropOver();
+    return true;
 }
 
 void ChangeJournal::stored()
@@ -342,7 +379,8 @@ void ChangeJournal::stored()
     const std::lock_guard guard(mMutex);
     std::vector<std::uint64_t> ended;
     for (const ChangeRecord& record : mRecords)
-        if (record.kind == ChangeRecord::Kind::UNSTORED || record.number <= mLastFound)
+        if (record.kind == ChangeRecord::Kind::UNSTORED || record.number <= mLastFound ||
+            mOver.contains(record.number))
             ended.push_back(record.number);
     for (const std::uint64_t each : ended)
         drop(each);
@@ -466,7 +504,7 @@ bool ChangeJournal::makeDirectory()
 }
 
 /// A file that is not there needs no link, and a directory has no content to lose. Where links are
-/// refused the file is moved there in place of its deletion.
+/// refused a save moves the file there in place of its deletion, and an import has it copied.
 bool ChangeJournal::linkReplaced(ChangeRecord& record, const std::string& replaced)
 {
     struct stat info;
@@ -476,8 +514,14 @@ bool ChangeJournal::linkReplaced(ChangeRecord& record, const std::string& replac
         return true;
     record.kept = mDirectory + kKept + std::to_string(record.number);
     unlink(record.kept.c_str());
-    if (persistently([&] { return link(replaced.c_str(), record.kept.c_str()); }) == -1)
-        return true;
+    if (persistently([&] { return link(replaced.c_str(), record.kept.c_str()); }) == -1) {
+        if (record.kind == ChangeRecord::Kind::SAVE)
+            return true;
+        if (!copyWhole(replaced, record.kept)) {
+            record.kept.clear();
+            return false;
+        }
+    }
     return syncDirectory(mDirectory);
 }
 
@@ -488,6 +532,7 @@ void ChangeJournal::drop(std::uint64_t number)
         return;
     if (!found->kept.empty())
         unlink(found->kept.c_str());
+    mOver.erase(number);
     mRecords.erase(found);
     if (mRecords.empty())
         mIdleSince = std::chrono::steady_clock::now();

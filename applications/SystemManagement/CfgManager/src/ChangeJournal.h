@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -92,12 +93,14 @@ private:
     void supersede(ChangeRecord& record);
     bool followRename(const ChangeRecord& change);
     void drop(std::uint64_t number);
+    void dropOver();
     void removeFiles();
     void reserve();
     void releaseReserve();
 
     mutable std::mutex mMutex; // guards everything below
     std::vector<ChangeRecord> mRecords;
+    std::set<std::uint64_t> mOver; // of those the ones that the disk must know as ended first
     std::uint64_t mLastNumber = 0;
     std::uint64_t mLastFound = 0; // by open()
     std::uint64_t mLastWrite = 0;

@@ -30,6 +30,8 @@ struct CommandEntry {
     Fcodes (ConfigurationManager::*handler)(const std::string& command);
 };
 
+constexpr std::chrono::seconds kMoveLimit{30};
+
 constexpr CommandEntry kCommands[] = {
     {"SAVE_CFG", &ConfigurationManager::addConfiguration},
     {"REMOVE_CFG", &ConfigurationManager::removeConfiguration},
@@ -77,6 +79,8 @@ void ConfigurationManager::loadCatalogue()
     else if (source == CatalogueSource::FACTORY && pathExists(kStoredCatalogue))
         DBG_LOG(SEV_ERROR) << "init: Couldn't load the stored catalogue, nor keep a copy of file="
                            << kStoredCatalogue;
+    if (!waitForMoves(kMoveLimit))
+        DBG_LOG(SEV_ERROR) << "init: A move of the last run is still under way";
     ChangeSettlement(catalogue(), source).run(ChangeJournal::ofProcess().open());
 }
 

@@ -11,6 +11,10 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#ifndef SO_PASSRIGHTS
+#define SO_PASSRIGHTS 83 // since Linux 6.16
+#endif
+
 namespace
 {
 
@@ -48,6 +52,10 @@ bool DatagramSocket::open()
 {
     close();
     mDescriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    // Closing a descriptor that was sent along may take as long as its sender likes. Older kernels
+    // cannot refuse them.
+    const int off = 0;
+    setsockopt(mDescriptor, SOL_SOCKET, SO_PASSRIGHTS, &off, sizeof off);
     return mDescriptor != -1;
 }
 
