@@ -147,7 +147,7 @@ protected:
     /// Auto-starts of refused saves that another command has made a configuration of afterwards.
     std::set<std::string> mGhosts;
     std::string mLast;
-    int mCount = 0;
+    std::atomic<int> mCount = 0;
 };
 
 TEST_P(KillTest, WhatWasAcknowledgedIsThereAfterThreeStarts)
@@ -186,7 +186,7 @@ TEST_P(KillTest, WhatWasAcknowledgedIsThereAfterThreeStarts)
         runPower("cut");
         expectLaw();
     }
-    std::printf("%d kills, %u rows, %d commands acknowledged\n", kills, GetParam(), mCount);
+    std::printf("%d kills, %u rows, %d commands acknowledged\n", kills, GetParam(), mCount.load());
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, KillTest, testing::Values(20U, 500U));
