@@ -6,6 +6,7 @@
 
 #include "CfgPaths.h"
 #include "Device.h"
+#include "RandomOperations.h"
 #include "SavedCatalogue.h"
 
 #include <algorithm>
@@ -152,10 +153,6 @@ protected:
 
 TEST_P(KillTest, WhatWasAcknowledgedIsThereAfterThreeStarts)
 {
-    const auto variable = [](const char* name, int usual) {
-        const char* const value = std::getenv(name);
-        return value != nullptr ? std::atoi(value) : usual;
-    };
     mRandom.seed(static_cast<unsigned>(variable("SYSMGT_SEED", 20260301)));
     const int kills = variable("SYSMGT_KILLS", 40);
     for (int kill = 0; kill < kills && !HasFailure(); ++kill) {

@@ -61,13 +61,6 @@ TEST_F(DataSetsInstancesTest, ShapeConflictsAndMissingNamesAreRefusedAndLogged)
     EXPECT_EQ(before, committed());
 }
 
-TEST_F(DataSetsInstancesTest, RemovingByIndexMovesLaterInstancesOneDown)
-{
-    load("{'I': {'instances': [{'v': 0}, {'v': 1}]}, 'K': {'instances': {'a': 1}}}");
-    expectEach(FC_OK, {store.removeInstance("D", "I", 0), store.removeInstance("D", "K", "a")});
-    EXPECT_EQ(json("{'I': {'instances': [{'v': 1}]}, 'K': {'instances': {}}}"), committed());
-}
-
 TEST_F(DataSetsInstancesTest, HasInstanceIsFalseForNullAndForOtherShapes)
 {
     load("{'K': {'instances': {'a': {}, 'n': null}}, 'I': {'instances': [{}, null]}, "

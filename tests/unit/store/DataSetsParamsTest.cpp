@@ -105,18 +105,6 @@ TEST_F(DataSetsParamsTest, ATextIsConvertedToTheTypeOfTheDefinition)
     }
 }
 
-TEST_F(DataSetsParamsTest, SetLeavesIntegersAndBooleansPendingAndInitCommitsThem)
-{
-    expectEach(FC_OK, {store.setIntParam("D", "C", "Int", -7, "k"),
-                       store.setIntParam("D", "C", "Enum", 3, "k"),
-                       store.setBoolParam("D", "C", "Bool", true, "k")});
-    EXPECT_EQ("-7/1 3/1 true/false", value("Int") + ' ' + value("Enum") + ' ' + value("Bool"));
-    expectEach(FC_OK, {store.initIntParam("D", "C", "Int", 8, "k"),
-                       store.initIntParam("D", "C", "Enum", 1, "k"),
-                       store.initBoolParam("D", "C", "Bool", true, "k")});
-    EXPECT_EQ("8/8 1/1 true/true", value("Int") + ' ' + value("Enum") + ' ' + value("Bool"));
-}
-
 TEST_F(DataSetsParamsTest, EachFailureAndConversionIsLogged)
 {
     int n = 0;
@@ -160,22 +148,6 @@ TEST_F(DataSetsParamsTest, EachFailureAndConversionIsLogged)
     expect(FC_OK, s.initTextParam("D", "C", "Bool", "true", "k"), "WARN initTextParam", "Bool val=true set as bool=1");
     expect(FC_OK, s.initTextParam("D", "C", "Int", "x", "k"), "WARN initTextParam", "Int val=x set as int=0");
     // clang-format on
-}
-
-TEST_F(DataSetsParamsTest, AWriteByIndexGrowsTheWorkingCopyAndCommitsOnlyThatElement)
-{
-    const std::string before = committed();
-    EXPECT_EQ(FC_OK, store.setIntParam("D", "I", "Int", 99, 2));
-    EXPECT_TRUE(store.isChangedProperty("D", "I", "Int", 2) &&
-                store.isChangedInstance("D", "I", 0));
-    EXPECT_FALSE(store.isChangedProperty("D", "I", "Int", 0) ||
-                 store.isChangedInstance("D", "I", 3));
-    EXPECT_EQ(before, committed());
-
-    EXPECT_EQ(FC_OK, store.commit());
-    EXPECT_EQ(99, number("I", 2));
-    EXPECT_EQ(FC_OK, store.initIntParam("D", "I", "Int", 22, 2));
-    EXPECT_EQ(before, committed());
 }
 
 TEST_F(DataSetsParamsTest, AWriteThatDoesNotFitTheWorkingCopyIsRefused)

@@ -166,43 +166,6 @@ TEST_F(DataSetsTest, ABadComponentTextIsReportedOnStandardOutput)
     EXPECT_EQ(FC_NO_SUCH_NAME, store.storeDataSet("D", "/tmp/none"));
 }
 
-TEST_F(DataSetsTest, CallsUnderTheLockAreOneStepForOtherThreadsAndForTheStoredFile)
-{
-    load("{'C': {'properties': {'a': {'type': 'integer'}, 'b': {'type': 'integer'}}, "
-         "'instance': {'a': 0, 'b': 0}}}");
-    IDataSets& shared = store;
-    const auto values = [&](const char* dataset) {
-        const std::lock_guard guard(shared);
-        std::pair found(-1, -2);
-        store.getIntParam(dataset, "C", "a", found.first, "");
-        store.getNewIntParam(dataset, "C", "b", found.second, "");
-        return found;
-    };
-    const auto work = [&](int first) {
-        for (int value = first; value < first + 2; ++value) {
-            store.isChangedProperty("D", "C", "a", "");
-            std::unique_lock step(store);
-            store.setIntParam("D", "C", "a", value, "");
-            store.initIntParam("D", "C", "b", value, "");
-            store.commit();
-            if (value % 2 == 1)
-                step.unlock(); // a file is stored within a step and outside of one
-            store.storeDataSet("D", "/tmp/shared");
-            const auto [a, b] = values("D");
-            EXPECT_EQ(a, b);
-        }
-    };
-    for (int round = 0; round < 100; ++round) {
-        std::vector<std::thread> threads;
-        for (int thread = 0; thread < 4; ++thread)
-            threads.emplace_back(work, 8 * round + 2 * thread);
-        for (std::thread& thread : threads)
-            thread.join();
-        ASSERT_EQ(FC_OK, store.loadDataSet("F", "/tmp/shared"));
-        ASSERT_EQ(values("D"), values("F")) << "the file holds the latest state";
-    }
-}
-
 TEST_F(DataSetsTest, AStoreThatFailedIsKnownUntilThatStateOrALaterOneIsInTheFile)
 {
     const std::string path = "/tmp/small/file";

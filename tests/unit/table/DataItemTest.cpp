@@ -36,20 +36,6 @@ TEST_F(DataItemTest, NewStrItemIsEmptyAndLogsAnError)
                   "WARN DataItem:setValue(int): item=Name ENUM not found ind=4"});
 }
 
-TEST_F(DataItemTest, PendingTextLagsTheIntegerByOneStep)
-{
-    EXPECT_EQ(FC_OK, limit.setValue("7"));
-    EXPECT_EQ("40/40 7/7 4", show(limit));
-    EXPECT_EQ(FC_OK, limit.setValue(9));
-    EXPECT_EQ("40/40 40/9 4", show(limit));
-    limit.acceptChanges();
-    limit.setValue(11);
-    EXPECT_EQ("40/9 9/11 4", show(limit));
-
-    EXPECT_EQ(FC_OK, mode.setValue(0));
-    EXPECT_EQ("On/1 On/0 4", show(mode));
-}
-
 TEST_F(DataItemTest, ValueThatIsNoneOfTheEnumerationIsRefusedAndChangesNothing)
 {
     for (const Fcodes code : {mode.setValue("off"), mode.initValue("off"), mode.initValue(2)})

@@ -133,41 +133,6 @@ TEST_F(DataSetTest, StoreLogsWhatCannotBeWrittenOrReadBackAndIsNoError)
          "INFO DataSet:store: stored in file=/data/none/file"});
 }
 
-TEST_F(DataSetTest, ChangesMarkTheOwnersModifiedAndTouchTheParts)
-{
-    /// The states of the set, of a table, its row and its item.
-    const auto states = [this](const char* name) {
-        const DataRow& row = *set.getTable(name)->getRows(1);
-        return std::vector{set.getState(), set.getTable(name)->getState(), row.getState(),
-                           (*row.getDataItemListBegin())->getState()};
-    };
-    const std::vector<unsigned> clean(4, STATE_CLEAN), modified(4, STATE_MODIFIED);
-    EXPECT_EQ(FC_OK, set.touch("None") | set.untouch("None"));
-    EXPECT_EQ(clean, states("Fans"));
-    set.touch("Fans");
-    EXPECT_EQ(modified, states("Fans"));
-    EXPECT_FALSE(set.getTable("Cards")->isChanged());
-    set.untouch("Fans");
-    EXPECT_EQ(clean, states("Fans"));
-    for (const auto clear : {&DataSet::untouch, &DataSet::rollbackChanges}) {
-        set.touch();
-        EXPECT_EQ(modified, states("Cards"));
-        (set.*clear)();
-        EXPECT_EQ(clean, states("Cards"));
-    }
-
-    DataItem& speed = *set.getTable("Fans")->getRows(1)->getDataItem("Speed");
-    speed.initValue("3");
-    speed.initIntVal(4);
-    EXPECT_EQ(clean, states("Fans"));
-    speed.setStrVal("4");
-    EXPECT_EQ(modified, states("Fans"));
-    set.acceptChanges();
-    speed.setIntVal(4);
-    EXPECT_EQ(modified, states("Fans"));
-    expectLogged({"INFO DataSet:rollbackChanges: executing..."});
-}
-
 TEST_F(DataSetTest, CellsAndRowsAreFoundByTableRowAndItem)
 {
     set.getTable("Fans")->getRows(1)->getDataItem("Speed")->initValue("30");

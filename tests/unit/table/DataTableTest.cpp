@@ -7,11 +7,7 @@
 namespace
 {
 
-class DataTableTest : public TableFixture
-{
-protected:
-    unsigned state(int row) { return table.getRows(row)->getState(); }
-};
+using DataTableTest = TableFixture;
 
 TEST_F(DataTableTest, RowIdsStartAtOneAndFreeOnesAreFoundInGapsAndAtTheEnd)
 {
@@ -29,25 +25,6 @@ TEST_F(DataTableTest, RowIdsStartAtOneAndFreeOnesAreFoundInGapsAndAtTheEnd)
         table.doDeleteRow(appended);
         EXPECT_EQ(available, table.newRow());
     }
-}
-
-TEST_F(DataTableTest, TheThreeWalksPassOverDifferentRows)
-{
-    addCleanRows({1, 2, 3, 4, 5, 6});
-    const std::tuple<std::vector<unsigned>, int, int, int> cases[] = {
-        {{0, 0, 0, 0, 0, 0}, 1, 2, 6}, {{2, 2, 0, 0, 0, 1}, 3, 3, 5},
-        {{6, 6, 4, 4, 1, 2}, 3, 2, 0}, // deleted with another mark: not the first, but the next
-        {{3, 2, 3, 0, 4, 4}, 4, 3, 4}, {{2, 2, 2, 2, 2, 2}, 0, 0, 0},
-    };
-    for (const auto& [states, first, afterFirstRow, last] : cases) {
-        int row = 0;
-        for (const unsigned bits : states)
-            table.getRows(++row)->setState(bits);
-        EXPECT_EQ(first, table.getFirstRowIndex());
-        EXPECT_EQ(afterFirstRow, table.getNextRowIndex(1));
-        EXPECT_EQ(last, table.getLastRowIndex());
-    }
-    EXPECT_EQ(0, table.getNextRowIndex(6) + table.getNextRowIndex(7));
 }
 
 TEST_F(DataTableTest, FirstRowIsTheFirstNotMarkedDeletedAfterAnyChange)
@@ -69,68 +46,6 @@ TEST_F(DataTableTest, FirstRowIsTheFirstNotMarkedDeletedAfterAnyChange)
         change();
         EXPECT_EQ(first, table.getFirstRowIndex());
     }
-}
-
-TEST_F(DataTableTest, AcceptingRemovesDeletedRowsAndPassesOverCleanOnes)
-{
-    addCleanRows({1, 2, 3, 4});
-    EXPECT_EQ(FC_OK, table.deleteRow(2) | table.deleteRow(3));
-    for (const int id : {1, 4})
-        cell(id, "Limit").setValue("5");
-    table.getRows(1)->setState(STATE_CLEAN);
-    EXPECT_EQ(FC_OK, table.acceptChanges());
-    EXPECT_EQ((std::vector{1, 4}), rows());
-    EXPECT_EQ(40, cell(1, "Limit").getIntVal());
-    EXPECT_EQ(5, cell(4, "Limit").getIntVal());
-    EXPECT_EQ(STATE_CLEAN, table.getState() | state(1) | state(4));
-}
-
-TEST_F(DataTableTest, RollbackRemovesNewRowsAndKeepsAllThatWereTouched)
-{
-    addCleanRows({1, 2});
-    table.deleteRow(1);
-    cell(1, "Limit").initValue("7");
-    cell(2, "Limit").setValue("5");
-    table.newRow(3, nullptr, false);
-    table.newRow(4, table.getRows(1), false); // values of a template leave it new
-    table.newRow(5, nullptr, false);
-    cell(5, "Limit").setValue("5"); // a value set later does not
-    table.newRow(6, nullptr, false);
-    table.deleteRow(6);
-    EXPECT_EQ(STATE_ADDED, state(4));
-    EXPECT_EQ(7, cell(4, "Limit").getIntVal_copy());
-
-    table.rollbackChanges();
-    EXPECT_EQ((std::vector{1, 2, 5, 6}), rows());
-    EXPECT_EQ(STATE_CLEAN, table.getState() | state(1) | state(2) | state(5) | state(6));
-    EXPECT_EQ(5, cell(2, "Limit").getIntVal_copy());
-}
-
-TEST_F(DataTableTest, NewRowOnAnExistingIdLeavesTheRowUnlessItIsReused)
-{
-    addCleanRows({1, 2});
-    cell(1, "Limit").initValue("7");
-    cell(2, "Mode").initValue("Off");
-    delete cell(2, "Limit").getRow()->removeDataItem("Limit").release();
-
-    EXPECT_EQ(table.getRows(1), table.newRow(1, table.getRows(2), false));
-    EXPECT_EQ(STATE_MODIFIED, table.getState());
-    EXPECT_EQ(STATE_CLEAN, state(1));
-    EXPECT_EQ(7, cell(1, "Limit").getIntVal_copy());
-
-    table.newRow(1, table.getRows(2), true); // the template has no limit: that stays
-    EXPECT_EQ(STATE_MODIFIED, state(1));
-    EXPECT_EQ(7, cell(1, "Limit").getIntVal_copy());
-    EXPECT_EQ("Off", cell(1, "Mode").getStrVal_copy());
-    EXPECT_EQ("On", cell(1, "Mode").getStrVal());
-    expectLogged({"INFO DataTable:newRow: adding to rowId=1 col=Mode val=0 str=Off"});
-
-    table.acceptChanges();
-    table.newRow(1, nullptr, true);
-    EXPECT_EQ(STATE_MODIFIED, state(1));
-    EXPECT_EQ(40, cell(1, "Limit").getIntVal());
-    EXPECT_EQ("On", cell(1, "Mode").getStrVal_copy());
-    expectLogged({});
 }
 
 TEST_F(DataTableTest, RemovedColumnTakesItsCellsWithItAndTheTextIsReadBack)

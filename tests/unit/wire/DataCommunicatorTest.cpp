@@ -238,13 +238,6 @@ TEST_F(DataCommunicatorTest, ARepeatedSubscriptionMovesToTheEndOfTheList)
     std::erase_if(lines, [](const std::string& line) { return !line.starts_with("INFO notify:"); });
     const std::string line = "INFO notify: event=E to observer=/tmp/";
     EXPECT_THAT(lines, ElementsAre(line + "peer", line + "a", line + "b"));
-
-    const std::jthread subscribing([this] {
-        for (int i = 0; i < 500; ++i)
-            mCom.subscribe("/tmp/" + std::to_string(i % 5));
-    });
-    for (int i = 0; i < 50; ++i)
-        mCom.notify(event);
 }
 
 TEST_F(DataCommunicatorTest, AFailedCommandIsAnAckWithItsCode)
