@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -22,6 +23,18 @@ bool eventually(const std::function<bool()>& condition)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+bool asUser(uid_t user, gid_t group, const std::function<void()>& script)
+{
+    bool allowed = false;
+    std::jthread([&] {
+        allowed = syscall(SYS_setresgid, group, group, group) == 0 &&
+                  syscall(SYS_setresuid, user, user, user) == 0;
+        if (allowed)
+            script();
+    }).join();
+    return allowed;
 }
 
 std::string readFile(const std::string& path)

@@ -17,6 +17,10 @@ constexpr std::chrono::seconds kLimit{30};
 /// Waits until `condition` holds; false when it does not within the limit.
 bool eventually(const std::function<bool()>& condition);
 
+/// Runs the script as another user and group, on a thread: to the kernel each has its own. False
+/// where that is not allowed.
+bool asUser(uid_t user, gid_t group, const std::function<void()>& script);
+
 /// Whole files; reading a missing one gives "", and writing makes the directory.
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& content);

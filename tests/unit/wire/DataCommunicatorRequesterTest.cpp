@@ -2,7 +2,6 @@
 #include "wire/PendingRequests.h"
 
 #include <latch>
-#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 
@@ -39,17 +38,9 @@ protected:
         mStranger.send(kSendSock, message("ACK", "<BODY>foreign</BODY>", id));
     }
 
-    /// Runs the script as another user, on a thread: to the kernel each has a user of its own.
-    /// False where that is not allowed.
     static bool asStranger(const std::function<void()>& script)
     {
-        bool allowed = false;
-        std::jthread([&] {
-            allowed = syscall(SYS_setresuid, kStrangersUid, kStrangersUid, kStrangersUid) == 0;
-            if (allowed)
-                script();
-        }).join();
-        return allowed;
+        return asUser(kStrangersUid, 0, script);
     }
 
     ScriptedPeer mPeer{kPeer};

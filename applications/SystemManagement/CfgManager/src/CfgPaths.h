@@ -12,6 +12,7 @@ inline constexpr char kObstacle[] = "/data/cfg_obstacle";      // what stood in 
 inline constexpr char kChangesBeside[] = "/data/.cfg_changes"; // records of changes under way
 inline constexpr char kChangesInside[] = "/data/cfg/.cfg_changes"; // where the other cannot be used
 inline constexpr char kFactoryCatalogue[] = "/etc/sysmgt/cfg_data_set.json";
+inline constexpr char kPolicyFile[] = "/etc/sysmgt/cfg_policy.json"; // who may do what; optional
 
 inline constexpr char kCfgSocket[] = "/tmp/sockCfg";
 inline constexpr char kCfgSendSocket[] = "/tmp/sockSendCfg";

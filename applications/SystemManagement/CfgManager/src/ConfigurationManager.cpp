@@ -5,6 +5,7 @@
 #include "CatalogueStore.h"
 #include "CfgFiles.h"
 #include "CfgPaths.h"
+#include "CfgPolicy.h"
 #include "ChangeJournal.h"
 #include "ChangeSettlement.h"
 #include "ConfigurationsTable.h"
@@ -61,6 +62,7 @@ void ConfigurationManager::init()
     CatalogueStore::ofProcess().tidyLater();
 
     DataCommunicator& communicator = getDataCommunicator();
+    communicator.setAccessPolicy(&CfgPolicy::ofProcess());
     communicator.init(this, kCfgSocket, kCfgSendSocket, "tCfgCom");
     applyDeviceTimeZone();
     communicator.requestSubscribe(kDevSocket); // without a device manager there are no events

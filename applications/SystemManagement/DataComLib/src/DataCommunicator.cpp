@@ -5,6 +5,7 @@
 #include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
 #include "wire/PendingRequests.h"
+#include "wire/RefusedSenders.h"
 #include "wire/ResponseHistory.h"
 #include "wire/SubscriberList.h"
 
@@ -47,7 +48,7 @@ char* receiveBuffer()
 
 DataCommunicator::DataCommunicator()
     : mReceiveSocket(std::make_unique<DatagramSocket>()),
-      mSendSocket(std::make_unique<DatagramSocket>()),
+      mSendSocket(std::make_unique<DatagramSocket>()), mRefused(std::make_unique<RefusedSenders>()),
       mPending(std::make_unique<PendingRequests>()), mHistory(std::make_unique<ResponseHistory>()),
       mSubscribers(std::make_unique<SubscriberList>()), mAnswers(std::make_unique<AnswerQueue>())
 {

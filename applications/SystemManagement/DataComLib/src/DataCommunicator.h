@@ -35,9 +35,11 @@ inline constexpr std::size_t kMessageSizeLimit = 70000;
 
 class AnswerQueue;
 class DatagramSocket;
+class IAccessPolicy;
 class IDataHolder;
 class PendingRequest;
 class PendingRequests;
+class RefusedSenders;
 class ResponseHistory;
 class SocketAddress;
 class SubscriberList;
@@ -73,6 +75,12 @@ public:
     /// The holder of init(), or another one from the next message on; null as there.
     IDataHolder* getDataHolder() const { return mDataHolder; }
     void setDataHolder(IDataHolder* dataHolder) { mDataHolder = dataHolder; }
+
+    /// Who may have COMMANDs, SETs and EVENTs carried out, and who may own the sockets that are
+    /// asked; null, as at first: everybody. A refused command is answered with an ACK, a refused
+    /// SET with a NACK, both FC_ACCESS_DENIED, a refused event is dropped, and a request to a
+    /// refused owner cannot be sent. The policy is not owned and must live as long as the process.
+    void setAccessPolicy(IAccessPolicy* policy) { mAccessPolicy = policy; }
 
     /// Sends a request to the peer whose receive socket is `responderPath` and waits for the
     /// answer. Each of the `tries` sends it under a new ID, which is left in the request's header,
@@ -183,7 +191,11 @@ private:
     void setTimeouts(DatagramSocket& socket);
 
     void serveNext();
-    void serveRequest(const MessageHeader& header, std::string body, const SocketAddress& sender);
+    bool mayRequest(const MessageHeader& header, const std::string& body,
+                    const SocketAddress& sender, const ucred& credentials);
+    void logRefused();
+    void serveRequest(const MessageHeader& header, std::string body, const SocketAddress& sender,
+                      bool isAllowed);
 
     void sendAnswer(Answer answer);
     int offerAnswer(const Answer& answer);
@@ -211,6 +223,7 @@ private:
     Fcodes sendEventText(const std::string& subscriberPath, const std::string& text, int timeout,
                          int tries);
 
+    bool mayBeAsked(const std::string& responderPath);
     Fcodes awaitResponse(PendingRequest& request, const MessageHeader& requestHeader,
                          MessageHeader& responseHeader, std::string& responseBody, int tries);
     bool readResponse(const PendingRequest& request, MessageHeader& responseHeader,
@@ -232,6 +245,9 @@ private:
     std::size_t mUnreadLimit = 0; // of what is no short answer; the rest is the reserve
 
     std::atomic<IDataHolder*> mDataHolder{nullptr};
+
+    std::atomic<IAccessPolicy*> mAccessPolicy{nullptr};
+    const std::unique_ptr<RefusedSenders> mRefused; // the responder's
 
     const std::unique_ptr<PendingRequests> mPending; // has a lock of its own, held while reading
     const std::unique_ptr<ResponseHistory> mHistory; // has a lock of its own

@@ -3,6 +3,7 @@
 #include "DataCommunicator.h"
 
 #include "DbgLine.h"
+#include "IAccessPolicy.h"
 #include "base/LocalTime.h"
 #include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
@@ -47,9 +48,10 @@ Fcodes DataCommunicator::sendRequest(const std::string& responderPath, MessageHe
         requestHeader.ID = static_cast<int>(nextRequestId.fetch_add(1, std::memory_order_relaxed));
         PendingRequest request(*mPending, requestHeader.ID, responderPath, timeout);
         const Fcodes sendResult =
-            isValidPath ? sendMessage(mSendSocket->descriptor(), requestHeader, body,
-                                      responder.address(), responder.length(), timeout, tries)
-                        : FC_COMM_ERROR;
+            isValidPath && mayBeAsked(responderPath)
+                ? sendMessage(mSendSocket->descriptor(), requestHeader, body, responder.address(),
+                              responder.length(), timeout, tries)
+                : FC_COMM_ERROR;
         if (sendResult != FC_OK) {
             DBG_LOG(SEV_ERROR) << "sendRequest: Error in sending to sock:" << responderPath
                                << " fcode=" << Hex{sendResult};
@@ -59,6 +61,17 @@ Fcodes DataCommunicator::sendRequest(const std::string& responderPath, MessageHe
         result = awaitResponse(request, requestHeader, responseHeader, responseBody, tries);
     }
     return result;
+}
+
+bool DataCommunicator::mayBeAsked(const std::string& responderPath)
+{
+    IAccessPolicy* const policy = mAccessPolicy;
+    if (policy == nullptr || policy->mayBeAsked(responderPath))
+        return true;
+    DBG_LOG(SEV_ERROR)
+        << "sendRequest: Not asked, no socket of an owner that the policy names sock="
+        << responderPath;
+    return false;
 }
 
 Fcodes DataCommunicator::awaitResponse(PendingRequest& request, const MessageHeader& requestHeader,

@@ -3,12 +3,14 @@
 #include "DataCommunicator.h"
 
 #include "DbgLine.h"
+#include "IAccessPolicy.h"
 #include "IDataHolder.h"
 #include "wire/AnswerQueue.h"
 #include "wire/DataRequestHandler.h"
 #include "wire/DatagramSocket.h"
 #include "wire/MessageFrame.h"
 #include "wire/PendingRequests.h"
+#include "wire/RefusedSenders.h"
 #include "wire/SubscriberList.h"
 
 #include <algorithm>
@@ -27,6 +29,7 @@ constexpr char kUnit[] = "DataCommunicator";
 constexpr std::size_t npos = std::string::npos;
 
 constexpr int kResponderWait = 10;
+constexpr int kRefusedWait = 1; // while a line may be due
 constexpr std::size_t kShortAnswer = 4096;
 constexpr int kPrintEverything = 0;
 constexpr int kPrintNothing = 5;
@@ -50,6 +53,26 @@ Answer refusal(int id, Fcodes reason, const SocketAddress& receiver)
     nack.kind = Answer::Kind::REFUSAL;
     nack.id = id;
     return nack;
+}
+
+/// The ID of the command that runCommand() would run; empty when it would not find one.
+std::string_view commandId(std::string_view body)
+{
+    std::string_view element;
+    std::string_view id;
+    if (findSegment(body, 0, "BODY", element) != npos &&
+        findSegment(element, 0, "Command", element) != npos)
+        findPropertyValue(element, 0, "ID", id);
+    return id;
+}
+
+/// The answer to what the policy refuses. To the sender it is an answer like any other: FC_OK.
+Fcodes denyAccess(const MessageHeader& request, MessageHeader& response)
+{
+    response.ID = request.ID;
+    response.Type = request.Type == kTypeCommand ? kTypeAck : kTypeNack;
+    response.Fcode = FC_ACCESS_DENIED;
+    return FC_OK;
 }
 
 // Commands of the communicator itself. Their results carry no text.
@@ -151,7 +174,8 @@ void DataCommunicator::doWork()
     setTaskName(currentTaskId(), mTaskName);
     prctl(PR_SET_NAME, "DataCommunicator"); // the kernel keeps the first 15 characters
     for (;;) {
-        switch (waitReadable(mReceiveSocket->descriptor(), kResponderWait)) {
+        const int wait = mRefused->isEmpty() ? kResponderWait : kRefusedWait;
+        switch (waitReadable(mReceiveSocket->descriptor(), wait)) {
         case WaitResult::READABLE:
             serveNext();
             break;
@@ -162,6 +186,7 @@ void DataCommunicator::doWork()
             std::this_thread::sleep_for(std::chrono::seconds(1));
             break;
         }
+        logRefused();
     }
 }
 
@@ -173,6 +198,7 @@ void DataCommunicator::serveNext()
     ucred credentials{};
     const Fcodes result =
         receiveMsg(mReceiveSocket->descriptor(), header, body, sender, &credentials);
+    const bool isAllowed = result == FC_OK && mayRequest(header, body, sender, credentials);
     if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "doWork: readMsg failed from sock=" << sender.path()
                            << " fcode=" << Hex{result};
@@ -181,7 +207,8 @@ void DataCommunicator::serveNext()
     } else if (header.Type == kTypeEvent) {
         DBG_LOG(SEV_INFO) << "doWork: Event arrived: msg header:\n" << headerText(header);
         DBG_LOG(SEV_INFO) << "doWork: msg body:\n" << body;
-        treatEventMsg(header, body);
+        if (isAllowed)
+            treatEventMsg(header, body);
     } else if (isAnswer(header.Type) && !mPending->mayAnswer(header.ID, credentials)) {
         DBG_LOG(SEV_ERROR) << "doWork: answer ignored from sock=" << sender.path()
                            << " id=" << header.ID << " uid=" << credentials.uid;
@@ -190,16 +217,39 @@ void DataCommunicator::serveNext()
         DBG_LOG(SEV_SYS) << "doWork: **** stored in history *** id=" << header.ID
                          << " sender=" << sender.path() << " msg=" << body;
     } else {
-        serveRequest(header, std::move(body), sender);
+        serveRequest(header, std::move(body), sender, isAllowed);
     }
 }
 
+bool DataCommunicator::mayRequest(const MessageHeader& header, const std::string& body,
+                                  const SocketAddress& sender, const ucred& credentials)
+{
+    const std::string& type = header.Type;
+    IAccessPolicy* const policy = mAccessPolicy;
+    if (policy == nullptr || (type != kTypeCommand && type != kTypeSet && type != kTypeEvent))
+        return true;
+    const std::string_view command = type == kTypeCommand ? commandId(body) : "";
+    if (policy->mayRequest(credentials, type, command))
+        return true;
+    mRefused->add(credentials.uid, sender.path(), type, command);
+    return false;
+}
+
+void DataCommunicator::logRefused()
+{
+    while (const auto refused = mRefused->next(std::chrono::steady_clock::now()))
+        DBG_LOG(SEV_ERROR) << "doWork: Refused by the policy from sock=" << refused->path
+                           << " uid=" << refused->user << " request=" << refused->request
+                           << " times=" << refused->times;
+}
+
 void DataCommunicator::serveRequest(const MessageHeader& header, std::string body,
-                                    const SocketAddress& sender)
+                                    const SocketAddress& sender, bool isAllowed)
 {
     MessageHeader responseHeader;
     std::string responseBody;
-    const Fcodes result = treatMsg(header, body, responseHeader, responseBody);
+    const Fcodes result = isAllowed ? treatMsg(header, body, responseHeader, responseBody)
+                                    : denyAccess(header, responseHeader);
     if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "doWork: treatMsg failed from sock=" << sender.path()
                            << " id=" << header.ID << " req=" << body << " fcode=" << result;

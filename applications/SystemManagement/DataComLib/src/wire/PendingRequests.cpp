@@ -1,8 +1,9 @@
 #include "wire/PendingRequests.h"
 
+#include "base/Credentials.h"
+
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -15,17 +16,6 @@ using Clock = PendingRequest::Clock;
 constexpr int kNoWaiting = -1;
 constexpr Clock::time_point kNever = Clock::time_point::max();
 constexpr std::chrono::milliseconds kLastReading{250};
-
-/// What the kernel shows for users whom this process's user name space does not know.
-uid_t overflowUid()
-{
-    static const uid_t known = [] {
-        uid_t uid = 65534;
-        std::ifstream("/proc/sys/kernel/overflowuid") >> uid;
-        return uid;
-    }();
-    return known;
-}
 
 bool ownsSocket(uid_t uid, const std::string& path)
 {
@@ -162,8 +152,7 @@ void PendingRequests::endTry(Fcodes failure, const std::string& sender, int id,
 
 bool PendingRequests::mayAnswer(int id, const ucred& sender)
 {
-    // Pid 0 and the overflow user stand for whoever this process's name spaces do not know.
-    if (sender.pid == 0 || sender.uid == overflowUid())
+    if (!isKnownSender(sender))
         return false;
     if (sender.uid == 0 || sender.uid == geteuid())
         return true;
