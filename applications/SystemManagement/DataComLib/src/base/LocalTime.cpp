@@ -15,7 +15,8 @@ namespace
 constexpr std::string_view kVariable = "TZ=";
 constexpr std::size_t kMaxZone = 255; // bytes
 
-std::mutex zoneMutex;
+std::mutex setterMutex; // taken before the other, and while the file system is looked at
+std::mutex zoneMutex;   // every log line takes it
 std::atomic<unsigned> zoneGeneration{0};
 
 /// The path with its links and ".." resolved, and `end`; empty where it leads to nothing.
@@ -98,10 +99,11 @@ std::string toLocalTimeText(std::time_t time)
 
 bool setTimeZone(std::string zone)
 {
-    const std::lock_guard guard(zoneMutex);
+    const std::lock_guard setter(setterMutex);
     if (!makeSafe(zone))
         return false;
 
+    const std::lock_guard guard(zoneMutex);
     // setenv() keeps every value it was ever given. Of two variables in turn the older one has no
     // reader left: tzset() ends behind every other reader in the C library.
     static std::array<std::array<char, kVariable.size() + kMaxZone + 1>, 2> variables;
