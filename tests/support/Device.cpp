@@ -88,5 +88,6 @@ void placeCatalogue(const std::vector<std::string>& rows, const std::string& aut
         instance["Time"] = "N/A";
     }
     catalogue["components"]["AutoStart"]["instance"]["Name"] = autoStart;
+    catalogue["components"]["RunningConfiguration"]["instance"]["Name"] = "ran before";
     writeFile(kStoredCatalogue, catalogue.toStyledString());
 }

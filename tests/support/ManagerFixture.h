@@ -92,6 +92,17 @@ protected:
         return value;
     }
 
+    /// What the catalogue says that runs.
+    std::string running()
+    {
+        std::string name = "none";
+        bool isFallback = false;
+        mManager.getTextParam("CfgDataSet", "RunningConfiguration", "Name", name, std::string());
+        mManager.getBoolParam("CfgDataSet", "RunningConfiguration", "Fallback", isFallback,
+                              std::string());
+        return isFallback ? name + ", the fallback" : name;
+    }
+
     /// The line of a row as a save, an import or a scan makes it, and as a failed start leaves it.
     static std::string rowLine(const std::string& name, const std::string& description = " ",
                                const std::string& fcode = "10000")

@@ -256,6 +256,45 @@ TEST_F(CommandsTest, StartOfARowThatIsNotAvailableIsRefusedAndMakesItAvailable)
     EXPECT_THAT(catalogue(), ElementsAre(rowLine("a", " ", "10100"), "starts "));
 }
 
+TEST_F(CommandsTest, WhatRunsIsKnownFromTheAnswerOfALoadUntilItsRowGoesOrALoadHasNone)
+{
+    startWith({"12", "a", "Default", "e"});
+    EXPECT_EQ("Default, the fallback", running());
+    const std::tuple<const char*, std::function<Fcodes()>, Fcodes, std::string> table[] = {
+        // the result is that of a load too
+        {"refused", [&] { return start("a"); }, FC_LOS, "Default, the fallback"},
+        {"its name", [&] { return rename("Default", "d"); }, FC_OK, "Default, the fallback"},
+        {"loaded", [&] { return start("12"); }, FC_OK, "12"},
+        {"refused", [&] { return start("a"); }, FC_LOS, "12"},
+        {"another renamed", [&] { return rename("a", "b"); }, FC_OK, "12"},
+        {"row deleted", [&] { return deleteRow(12); }, FC_OK, ""},
+        {"loaded", [&] { return start("b"); }, FC_OK, "b"},
+        {"renamed", [&] { return rename("b", "c"); }, FC_OK, "c"},
+        {"renamed over one", [&] { return rename("c", "d"); }, FC_OK, "d"},
+        {"no answer", [&] { return start("e"); }, FC_COMM_ERROR, ""},
+        {"loaded", [&] { return start("d"); }, FC_OK, "d"},
+        {"removed", [&] { return remove("d"); }, FC_OK, ""},
+    };
+    for (const auto& [step, act, result, expected] : table) {
+        mManager.channelsResult = result;
+        EXPECT_EQ(result, act()) << step;
+        EXPECT_EQ(expected, running()) << step;
+    }
+
+    mManager.duringLoad = [&] { rename("e", "f"); };
+    EXPECT_EQ(FC_NO_SUCH_NAME, start("e"));
+    EXPECT_EQ("", running());
+    const std::string stored = readFile(kStoredCatalogue);
+    EXPECT_EQ(FC_OK, start("f"));
+    EXPECT_EQ(stored, readFile(kStoredCatalogue));
+
+    mManager.removeInstance("CfgDataSet", "RunningConfiguration", std::string());
+    mLog.clear();
+    EXPECT_EQ(FC_OK, start("f"));
+    EXPECT_EQ(FC_OK, remove("f"));
+    EXPECT_THAT(mLog.entries(), Not(Contains(HasSubstr("RunningConfiguration"))));
+}
+
 TEST_F(CommandsTest, OnlyTheLiteralFalseClearsTheAutoStart)
 {
     startWith();

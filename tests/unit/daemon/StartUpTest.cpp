@@ -1,5 +1,6 @@
 // Start-up of the configuration manager: the catalogue, the directory, and what is started at boot.
 
+#include "DataSets.h"
 #include "DbgPrintClient.h"
 #include "ManagerFixture.h"
 
@@ -125,12 +126,17 @@ TEST_F(StartUpTest, CatalogueOfWrongShapesDoesNotStopStartUp)
 TEST_F(StartUpTest, AutoStartConfigurationIsStartedInsteadOfTheDefault)
 {
     placeCatalogue({"a"}, "a");
+    DataSets earlierRelease;
+    earlierRelease.loadDataSet(kStoredCatalogue);
+    earlierRelease.deleteComponent("CfgDataSet", "RunningConfiguration");
+    earlierRelease.storeDataSet("CfgDataSet", kStoredCatalogue);
     mManager.init();
     EXPECT_THAT(mManager.requests, ElementsAre("/tmp/sockChan LOAD_CHANNELS /data/cfg/a 120 1"));
     EXPECT_THAT(logged(), IsSupersetOf(Lines{"INFO startAutoCfg: found auto cfg rowId=a",
                                              "INFO startAutoCfg: Executing command=" +
                                                  commandText("START_CFG", {{"RowID", "a"}})}));
     EXPECT_EQ("starts a", catalogue().back());
+    EXPECT_EQ("a", running());
 }
 
 TEST_F(StartUpTest, FailedAutoStartFallsBackToTheDefaultChannels)
@@ -143,6 +149,7 @@ TEST_F(StartUpTest, FailedAutoStartFallsBackToTheDefaultChannels)
                 IsSupersetOf(Lines{"ERROR startAutoCfg: startConfiguration failed fcode=66048",
                                    "ERROR startAutoCfg: requestCommand failed fcode=66048"}));
     EXPECT_EQ("a=a|/data/cfg/a|kept|Available|10200|N/A", catalogue().front());
+    EXPECT_EQ("", running());
 }
 
 TEST_F(StartUpTest, ScanOfThousandsOfRowsThatLoseTheirFilesStaysLinear)

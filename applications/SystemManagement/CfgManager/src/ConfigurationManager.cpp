@@ -14,6 +14,7 @@
 #include "MessageCommand.h"
 #include "MessageEvent.h"
 #include "MessageText.h"
+#include "RunningConfiguration.h"
 #include "base/LocalTime.h"
 
 #include <algorithm>
@@ -84,6 +85,7 @@ void ConfigurationManager::loadCatalogue()
     if (!waitForMoves(kMoveLimit))
         DBG_LOG(SEV_ERROR) << "init: A move of the last run is still under way";
     ChangeSettlement(catalogue(), source).run(ChangeJournal::ofProcess().open());
+    running().forget();
 }
 
 void ConfigurationManager::applyDeviceTimeZone()
@@ -186,6 +188,8 @@ void ConfigurationManager::scanForCfgs()
 }
 
 ConfigurationsTable ConfigurationManager::catalogue() { return ConfigurationsTable(*this); }
+
+RunningConfiguration ConfigurationManager::running() { return RunningConfiguration(*this); }
 
 // SAVE_CFG
 
@@ -399,8 +403,10 @@ Fcodes ConfigurationManager::moveConfiguration(const std::string& name, const st
     Fcodes result = catalogue().add(newName);
     DBG_LOG(SEV_INFO) << "renameConfiguration: Added entry rowId=" << newName
                       << " for file=" << move.to;
-    if (result == FC_OK && newName != name)
+    if (result == FC_OK && newName != name) {
         result |= catalogue().remove(name);
+        running().renamed(name, newName);
+    }
     result |= catalogue().fillFileRow(newName, description, modified);
     std::string autoStart;
     if (catalogue().readAutoStart(autoStart) == FC_OK && autoStart == name)
@@ -453,6 +459,7 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
         syncFile(kCfgDir); // its row must not go before it
     }
     result |= catalogue().remove(rowId);
+    running().removed(rowId);
     std::string autoStart;
     if (catalogue().readAutoStart(autoStart) == FC_OK && autoStart == rowId)
         result |= catalogue().writeAutoStart("");
@@ -488,6 +495,7 @@ Fcodes ConfigurationManager::deleteRow(const std::string& table, int row)
         syncFile(kCfgDir); // as for REMOVE_CFG
     }
     Fcodes removeResult = catalogue().remove(rowId);
+    running().removed(rowId);
     removeResult |= acceptChanges();
     change.end();
     if (removeResult == FC_OK) {

@@ -18,6 +18,7 @@
 
 class CatalogueChange;
 class ConfigurationsTable;
+class RunningConfiguration;
 
 class ConfigurationManager : public DataHolder
 {
@@ -130,6 +131,7 @@ public:
 
 private:
     ConfigurationsTable catalogue();
+    RunningConfiguration running();
     void loadCatalogue();
     void applyDeviceTimeZone();
 

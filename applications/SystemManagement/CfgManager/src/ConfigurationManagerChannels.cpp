@@ -6,6 +6,7 @@
 #include "ConfigurationsTable.h"
 #include "DbgLine.h"
 #include "MessageCommand.h"
+#include "RunningConfiguration.h"
 
 #include <sys/stat.h>
 
@@ -86,8 +87,10 @@ Fcodes ConfigurationManager::startConfiguration(const std::string& command)
     Fcodes result = readStartCommand(command, rowId);
     if (result == FC_OK)
         result = claimForStart(rowId, file);
-    if (result == FC_OK)
+    if (result == FC_OK) {
         result = loadChannels(file);
+        running().loaded(rowId, result);
+    }
     if (result != FC_OK)
         return reportFailedStart(rowId, result);
 
@@ -188,7 +191,8 @@ void ConfigurationManager::startAutoCfg()
 
     const std::string load = commandText("LOAD_CHANNELS", "File", "Default");
     DBG_LOG(SEV_INFO) << "startAutoCfg: sending to" << kChanSocket << " command" << load;
-    if (const Fcodes loadResult = requestChannels(*this, load, kDefaultLoadPolicy);
-        loadResult != FC_OK)
+    const Fcodes loadResult = requestChannels(*this, load, kDefaultLoadPolicy);
+    running().loadedFallback(loadResult);
+    if (loadResult != FC_OK)
         DBG_LOG(SEV_ERROR) << "startAutoCfg: requestCommand failed fcode=" << loadResult;
 }
