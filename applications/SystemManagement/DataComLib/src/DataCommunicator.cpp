@@ -208,9 +208,13 @@ bool DataCommunicator::fitsDatagram(const std::string& text) const
     return false;
 }
 
-bool DataCommunicator::isReserveFree() const
+/// The kernel is asked only when what has been sent since could have filled the rest.
+bool DataCommunicator::isReserveFree()
 {
-    return mReceiveSocket->unreadBytes() <= mUnreadLimit;
+    if (mBeforeReserve <= 0)
+        mBeforeReserve = static_cast<std::int64_t>(mUnreadLimit) -
+                         static_cast<std::int64_t>(mReceiveSocket->unreadBytes());
+    return mBeforeReserve >= 0;
 }
 
 /// Tries until the text is sent: 0, or the errno of the last try.
@@ -237,6 +241,8 @@ int DataCommunicator::sendText(int socket, const std::string& text, const Socket
 int DataCommunicator::sendOnce(int socket, const std::string& text, const SocketAddress& receiver,
                                bool mayWait)
 {
+    if (socket == mReceiveSocket->descriptor()) // more than the kernel charges for it
+        mBeforeReserve -= 2 * static_cast<std::int64_t>(text.size()) + 1024;
     if (fitsDatagram(text) && sendDatagram(socket, text, receiver, mayWait))
         return 0;
     const int error = errno;

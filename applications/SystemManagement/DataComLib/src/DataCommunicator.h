@@ -22,6 +22,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <memory>
 #include <mutex>
@@ -214,13 +215,13 @@ private:
     Fcodes parseMsg(std::string_view text, MessageHeader& header, std::string& body,
                     const SocketAddress& sender);
     bool fitsDatagram(const std::string& text) const;
-    bool isReserveFree() const;
+    bool isReserveFree();
     int sendText(int socket, const std::string& text, const SocketAddress& receiver, int retryDelay,
                  int tries);
     int sendOnce(int socket, const std::string& text, const SocketAddress& receiver, bool mayWait);
     static void logSending(int socket, const std::string& text, const SocketAddress& receiver);
     static void logFull(const SocketAddress& receiver, int triesLeft);
-    Fcodes sendEventText(const std::string& subscriberPath, const std::string& text, int timeout,
+    Fcodes sendEventText(const SocketAddress* subscriber, const std::string& text, int timeout,
                          int tries);
 
     bool mayBeAsked(const std::string& responderPath);
@@ -243,6 +244,7 @@ private:
     std::string mTaskName = "tCom";
     std::size_t mSendLimit = static_cast<std::size_t>(-1); // no longer text is sent
     std::size_t mUnreadLimit = 0; // of what is no short answer; the rest is the reserve
+    std::atomic<std::int64_t> mBeforeReserve{0}; // bytes that may be sent without asking the kernel
 
     std::atomic<IDataHolder*> mDataHolder{nullptr};
 

@@ -200,15 +200,16 @@ Fcodes DataCommunicator::requestSubscribe(const std::string& responderPath)
 Fcodes DataCommunicator::requestEvent(const std::string& subscriberPath, const MessageEvent& event,
                                       int timeout, int tries)
 {
-    return sendEventText(subscriberPath, eventMessage(event), timeout, tries);
+    SocketAddress subscriber;
+    const bool isValidPath = subscriber.assign(subscriberPath);
+    return sendEventText(isValidPath ? &subscriber : nullptr, eventMessage(event), timeout, tries);
 }
 
-Fcodes DataCommunicator::sendEventText(const std::string& subscriberPath, const std::string& text,
+Fcodes DataCommunicator::sendEventText(const SocketAddress* subscriber, const std::string& text,
                                        int timeout, int tries)
 {
-    SocketAddress subscriber;
-    if (subscriber.assign(subscriberPath) &&
-        sendText(mReceiveSocket->descriptor(), text, subscriber, timeout, tries) == 0)
+    if (subscriber != nullptr &&
+        sendText(mReceiveSocket->descriptor(), text, *subscriber, timeout, tries) == 0)
         return FC_OK;
     DBG_LOG(SEV_ERROR) << "requestEvent: Failed to sendMessage:\n" << text;
     DBG_LOG(SEV_ERROR) << "requestEvent: FCODE=" << FC_COMM_ERROR;
@@ -219,15 +220,15 @@ void DataCommunicator::notify(MessageEvent& event)
 {
     timeToString(std::time(nullptr), event.Time);
 
-    std::list<std::string> subscribers;
+    std::vector<SocketAddress> subscribers;
     {
         const std::lock_guard guard(mSubscribersMutex);
-        subscribers = mSubscribers->paths();
+        subscribers = mSubscribers->addresses();
     }
     const std::string text = eventMessage(event);
-    for (const std::string& subscriber : subscribers) {
-        DBG_LOG(SEV_INFO) << "notify: event=" << event.ID << " to observer=" << subscriber;
-        sendEventText(subscriber, text, kNoWaiting, 1);
+    for (const SocketAddress& subscriber : subscribers) {
+        DBG_LOG(SEV_INFO) << "notify: event=" << event.ID << " to observer=" << subscriber.path();
+        sendEventText(&subscriber, text, kNoWaiting, 1);
     }
 }
 

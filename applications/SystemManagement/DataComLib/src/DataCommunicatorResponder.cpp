@@ -186,7 +186,8 @@ void DataCommunicator::doWork()
             std::this_thread::sleep_for(std::chrono::seconds(1));
             break;
         }
-        logRefused();
+        if (!mRefused->isEmpty())
+            logRefused();
     }
 }
 
@@ -471,9 +472,10 @@ Fcodes DataCommunicator::treatEventMsg(const MessageHeader& header, const std::s
 void DataCommunicator::subscribe(const std::string& sockName)
 {
     DBG_LOG(SEV_INFO) << "subscribe: subscribing observer sockName=" << sockName;
-    if (sockName.size() > sizeof(sockaddr_un::sun_path))
+    SocketAddress subscriber;
+    if (!subscriber.assign(sockName))
         return; // no socket can have this path
     const std::lock_guard guard(mSubscribersMutex);
-    if (!mSubscribers->add(sockName))
+    if (!mSubscribers->add(subscriber))
         DBG_LOG(SEV_ERROR) << "subscribe: too many observers, not added sockName=" << sockName;
 }

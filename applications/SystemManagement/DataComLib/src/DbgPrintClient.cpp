@@ -27,9 +27,16 @@ namespace
 constexpr char kDbgFifo[] = "/tmp/sockDbg";
 constexpr int kFallbackTask = 0;
 
-/// Of this thread: whether a DbgBurst holds SIGPIPE back, and whether a line has raised it since.
-thread_local bool holdsSigpipe = false;
-thread_local bool raisedSigpipe = false;
+/// Of this thread's burst.
+struct Burst {
+    bool isOpen = false;
+    bool holdsSigpipe = false;
+    bool wasPending = false; // before it was held back
+    bool wasRaised = false;  // by a line since
+    sigset_t maskBefore{};
+};
+
+thread_local constinit Burst burst;
 
 /// What the headers of a thread's lines have in common. A name never changes once a line bears it.
 struct ThreadHeader {
@@ -121,21 +128,15 @@ DbgPrintClient::DbgPrintClient()
     fcntl(mPipe, F_SETFL, flags | O_NONBLOCK);
 }
 
-DbgBurst::DbgBurst() : mOutermost(!holdsSigpipe)
-{
-    if (!mOutermost)
-        return;
-    holdsSigpipe = true;
-    raisedSigpipe = false;
-    mPendingBefore = holdSigpipe(mBefore);
-}
+DbgBurst::DbgBurst() : mOutermost(!burst.isOpen) { burst.isOpen = true; }
 
 DbgBurst::~DbgBurst()
 {
     if (!mOutermost)
         return;
-    releaseSigpipe(mBefore, raisedSigpipe && !mPendingBefore);
-    holdsSigpipe = false;
+    if (burst.holdsSigpipe)
+        releaseSigpipe(burst.maskBefore, burst.wasRaised && !burst.wasPending);
+    burst.isOpen = burst.holdsSigpipe = burst.wasRaised = false;
 }
 
 std::ostringstream* DbgPrintClient::fillInOss(int severity, std::ostringstream* oss)
@@ -181,9 +182,13 @@ void DbgPrintClient::report(std::string_view text)
 {
     const int savedErrno = errno;
     {
-        const DbgBurst burst;
+        const DbgBurst line;
+        if (!burst.holdsSigpipe) {
+            burst.wasPending = holdSigpipe(burst.maskBefore);
+            burst.holdsSigpipe = true;
+        }
         if (write(mPipe, text.data(), text.size()) == -1 && errno == EPIPE)
-            raisedSigpipe = true;
+            burst.wasRaised = true;
     }
     errno = savedErrno;
 }

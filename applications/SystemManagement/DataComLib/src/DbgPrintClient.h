@@ -10,7 +10,6 @@
 #include <map>
 #include <memory_resource>
 #include <mutex>
-#include <signal.h>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -69,8 +68,9 @@ private:
     std::map<int, std::string> mTaskNames;
 };
 
-/// While it lives, SIGPIPE is held back on its thread for all lines together instead of for each
-/// alone: for work that a peer can make write thousands of lines. It starts no process.
+/// While it lives, SIGPIPE is held back on its thread from the first line on, for all lines
+/// together instead of for each alone: for work that a peer can make write thousands of them. It
+/// starts no process.
 class DbgBurst
 {
 public:
@@ -81,9 +81,7 @@ public:
     DbgBurst& operator=(const DbgBurst&) = delete;
 
 private:
-    sigset_t mBefore;
     bool mOutermost;
-    bool mPendingBefore = false;
 };
 
 /// The same three operations on the one instance.

@@ -35,6 +35,9 @@ public:
     const sockaddr* raw() const { return reinterpret_cast<const sockaddr*>(&mRaw); }
     socklen_t length() const { return mLength; }
 
+    /// What tells it from others; a view of this object.
+    std::string_view bytes() const { return {reinterpret_cast<const char*>(&mRaw), mLength}; }
+
 private:
     sockaddr_un mRaw{};
     socklen_t mLength = 0;

@@ -1,14 +1,16 @@
 #include "wire/SubscriberList.h"
 
-bool SubscriberList::add(const std::string& path)
+#include <iterator>
+
+bool SubscriberList::add(const SocketAddress& subscriber)
 {
-    if (const auto listed = mIndex.find(path); listed != mIndex.end()) {
-        mPaths.splice(mPaths.end(), mPaths, listed->second);
+    if (const auto listed = mIndex.find(subscriber.bytes()); listed != mIndex.end()) {
+        mAddresses.splice(mAddresses.end(), mAddresses, listed->second);
         return true;
     }
-    if (mPaths.size() >= kMaxSubscribers)
+    if (mAddresses.size() >= kMaxSubscribers)
         return false;
-    mPaths.push_back(path);
-    mIndex.emplace(mPaths.back(), std::prev(mPaths.end()));
+    mAddresses.push_back(subscriber);
+    mIndex.emplace(mAddresses.back().bytes(), std::prev(mAddresses.end()));
     return true;
 }
