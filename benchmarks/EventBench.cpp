@@ -88,7 +88,7 @@ void benchEvents(BenchmarkRun& run)
 {
     constexpr int kRounds = 501;
     gDbgLevel = 2;
-    RawSocket sender("/tmp/sockBenchSender");
+    RawSocket sender("/tmp/sockBenchSender", true);
     for (const int count : {10, 100}) {
         Notifier notifier("Free" + std::to_string(count), count);
         const int each = run.smoke() ? 1 : 200 / count;

@@ -23,7 +23,7 @@ constexpr std::size_t kIdWidth = 7;
 [[noreturn]] void answerForever(const std::string& path, std::size_t size)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    RawSocket socket(path);
+    RawSocket socket(path, true);
     const std::string answer(size, 'a');
     for (sockaddr_un sender{};;) {
         socket.receive(sender);
@@ -50,13 +50,15 @@ sockaddr_un addressOf(const std::string& path)
     return address;
 }
 
-RawSocket::RawSocket(const std::string& path)
+RawSocket::RawSocket(const std::string& path, bool takesCredentials)
     : mSocket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)), mBuffer(kBufferSize)
 {
     const sockaddr_un address = addressOf(path);
     unlink(path.c_str());
     if (bind(mSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == -1)
         abortBenchmarks("cannot bind " + path);
+    const int on = takesCredentials ? 1 : 0;
+    setsockopt(mSocket, SOL_SOCKET, SO_PASSCRED, &on, sizeof on);
 }
 
 RawSocket::~RawSocket() { close(mSocket); }
@@ -79,9 +81,16 @@ std::string_view RawSocket::receive(sockaddr_un& sender)
     timeval limit{30, 0};
     if (select(mSocket + 1, &readable, nullptr, nullptr, &limit) != 1)
         abortBenchmarks("no datagram came");
-    socklen_t length = sizeof sender;
-    const ssize_t size = recvfrom(mSocket, mBuffer.data(), mBuffer.size(), 0,
-                                  reinterpret_cast<sockaddr*>(&sender), &length);
+    iovec text{.iov_base = mBuffer.data(), .iov_len = mBuffer.size()};
+    alignas(cmsghdr) char credentials[CMSG_SPACE(sizeof(ucred))];
+    msghdr message{};
+    message.msg_name = &sender;
+    message.msg_namelen = sizeof sender;
+    message.msg_iov = &text;
+    message.msg_iovlen = 1;
+    message.msg_control = credentials;
+    message.msg_controllen = sizeof credentials;
+    const ssize_t size = recvmsg(mSocket, &message, 0);
     if (size == -1)
         abortBenchmarks("cannot receive");
     return {mBuffer.data(), static_cast<std::size_t>(size)};

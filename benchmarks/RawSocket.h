@@ -17,7 +17,8 @@ sockaddr_un addressOf(const std::string& path);
 class RawSocket
 {
 public:
-    explicit RawSocket(const std::string& path);
+    /// `takesCredentials` as the daemon's own receive socket does: the kernel tells who has sent.
+    explicit RawSocket(const std::string& path, bool takesCredentials = false);
     ~RawSocket();
 
     RawSocket(const RawSocket&) = delete;
@@ -26,7 +27,7 @@ public:
     /// False when the receiver is full; any other failure ends the benchmarks.
     bool send(const sockaddr_un& receiver, std::string_view text);
 
-    /// select(), then recvfrom().
+    /// select(), then recvmsg().
     std::string_view receive(sockaddr_un& sender);
     std::string_view receive();
 
