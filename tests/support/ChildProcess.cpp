@@ -1,6 +1,7 @@
 #include "ChildProcess.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -23,6 +24,12 @@ bool eventually(const std::function<bool()>& condition)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+int variable(const char* name, int usual)
+{
+    const char* const value = std::getenv(name);
+    return value != nullptr ? std::atoi(value) : usual;
 }
 
 bool asUser(uid_t user, gid_t group, const std::function<void()>& script)

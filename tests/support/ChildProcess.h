@@ -17,6 +17,9 @@ constexpr std::chrono::seconds kLimit{30};
 /// Waits until `condition` holds; false when it does not within the limit.
 bool eventually(const std::function<bool()>& condition);
 
+/// A number from the environment.
+int variable(const char* name, int usual);
+
 /// Runs the script as another user and group, on a thread: to the kernel each has its own. False
 /// where that is not allowed.
 bool asUser(uid_t user, gid_t group, const std::function<void()>& script);

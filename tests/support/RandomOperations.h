@@ -3,22 +3,15 @@
 // Random operations for a test against a model: as many as SYSMGT_OPERATIONS says, in the order
 // that SYSMGT_SEED gives. They log nothing.
 
+#include "ChildProcess.h"
 #include "DbgPrintClient.h"
 
-#include <cstdlib>
 #include <deque>
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <random>
 #include <string>
-
-/// A number from the environment.
-inline int variable(const char* name, int usual)
-{
-    const char* const value = std::getenv(name);
-    return value != nullptr ? std::atoi(value) : usual;
-}
 
 /// A random number below another.
 using Draw = std::function<unsigned(std::size_t)>;

@@ -6,7 +6,6 @@
 
 #include "CfgPaths.h"
 #include "Device.h"
-#include "RandomOperations.h"
 #include "SavedCatalogue.h"
 
 #include <algorithm>

@@ -84,6 +84,9 @@ TEST_F(PolicyTest, TheDaemonDoesForEachSenderWhatThePageGrants)
     writeFile(kPolicyFile, mExample);
     placeCatalogue({"day"});
     mDevice.start("CfgManager");
+    EXPECT_TRUE(eventually([] { // the mode of a socket comes after its name
+        return (fs::status(kCfgSocket).permissions() & fs::perms::others_write) != fs::perms::none;
+    }));
     RequestingHolder root;
     const auto item = [](const std::string& type, const std::string& value) {
         return message(type, "<DataSet ID=\"CfgDataSet\" ><Component Name=\"ConfigurationsTable\" >"
