@@ -55,6 +55,8 @@ public:
     /// that outlives the limit is killed: -SIGKILL.
     int wait();
 
+    void signal(int number) const { kill(mPid, number); }
+
     /// Sends the signal and waits.
     int stop(int number = SIGTERM);
 

@@ -93,6 +93,41 @@ TEST_F(DbgCollectTest, ShowsWholeEntriesOfALevelOrWithATextAlsoThoseThatComeInPi
                 entry("INFO ", "one") + wanted + entry("INFO ", "two"));
 }
 
+TEST_F(DbgCollectTest, ShowsEntriesOfTasksAndGivesEachLineThePriorityThatTheJournalReads)
+{
+    collect({"--journal", "-t", "tCfg", "--task", "tChan", "-l1"});
+    const auto of = [](const std::string& label, const std::string& task) {
+        return label + "22/11/26 21:57:00.123 " + task + "(7)Unit:1:";
+    };
+    log(of("INFO ", "tCfg") + "x\n" + of("WARN ", "tCfg") + "a\nb\n\n" + of("FATAL", "tCfgCom") +
+        "tCfg(\n" + of("FATAL", "tChan") + "c\n" + of("ERROR", "tChan") + "\n");
+    log(entry("SYS  ", "last"));
+    ASSERT_TRUE(collector->waitFor("last\n"));
+    EXPECT_EQ("<4>" + of("WARN ", "tCfg") + "a\n<4>  | b\n<4>  | \n<2>" + of("FATAL", "tChan") +
+                  "c\n<3>" + of("ERROR", "tChan") + "\n<5>" + entry("SYS  ", "last"),
+              collector->output());
+}
+
+TEST_F(DbgCollectTest, OpensItsFileAnewWhenItHasBeenRotatedAndKeepsTheOldOneWhereItCannot)
+{
+    std::filesystem::create_directory("/tmp/logs");
+    collect({"-o", "/tmp/logs/log"});
+    const auto rotate = [&](const char* directory, const char* rotated) {
+        std::filesystem::rename(directory, rotated);
+        collector->signal(SIGHUP);
+    };
+    log(entry("INFO ", "one"));
+    EXPECT_TRUE(eventually([] { return !readFile("/tmp/logs/log").empty(); }));
+    rotate("/tmp/logs/log", "/tmp/logs/log.1");
+    EXPECT_TRUE(eventually([] { return std::filesystem::exists("/tmp/logs/log"); }));
+    rotate("/tmp/logs", "/tmp/gone");
+    EXPECT_TRUE(collector->waitFor("going on with the old file"));
+    log(entry("INFO ", "two"));
+    EXPECT_EQ(0, collector->stop(SIGTERM));
+    EXPECT_EQ(entry("INFO ", "one"), readFile("/tmp/gone/log.1"));
+    EXPECT_EQ(entry("INFO ", "two"), readFile("/tmp/gone/log"));
+}
+
 TEST_F(DbgCollectTest, EscapesWhatWouldChangeATerminalOrAViewer)
 {
     collect();

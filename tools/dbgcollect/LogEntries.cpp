@@ -26,6 +26,13 @@ int headerSeverity(std::string_view line)
     return matches ? static_cast<int>(label - kLabels.begin()) : -1;
 }
 
+std::string_view headerTask(std::string_view line)
+{
+    line = line.substr(0, line.find('\n'));
+    const std::size_t end = line.find('(', std::min(kHeaderSize, line.size()));
+    return end == std::string_view::npos ? "" : line.substr(kHeaderSize, end - kHeaderSize);
+}
+
 bool LogEntries::next(LogEntry& entry)
 {
     for (std::size_t end; (end = mPending.find('\n', mSearched)) != std::string::npos;) {
@@ -53,9 +60,12 @@ bool LogEntries::last(LogEntry& entry, bool atEnd)
 void LogEntries::take(std::size_t length, LogEntry& entry)
 {
     const int severity = headerSeverity(mPending);
-    if (severity != -1)
+    if (severity != -1) {
         mSeverity = severity;
+        mTask = headerTask(mPending);
+    }
     entry.severity = mSeverity;
+    entry.task = mTask;
     entry.text = mPending.substr(0, length);
     mPending.erase(0, length);
     mSearched = 0;

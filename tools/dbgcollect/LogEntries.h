@@ -9,6 +9,7 @@
 
 struct LogEntry {
     int severity = 0; ///< 0 "INFO " to 4 "SYS  "
+    std::string task; ///< of the thread that logged it, "" when its header is cut off
     std::string text; ///< all its lines, each with its line end
 };
 
@@ -29,7 +30,11 @@ private:
     std::string mPending;
     std::size_t mSearched = 0; // no further header begins before this byte
     int mSeverity = 0;         // of the entry under way; lines without a header belong to it
+    std::string mTask;         // likewise
 };
 
 /// The severity whose header the line begins with, or -1 for a line of a longer message.
 int headerSeverity(std::string_view line);
+
+/// The task whose name the header of the line carries, "" when it is not whole.
+std::string_view headerTask(std::string_view line);

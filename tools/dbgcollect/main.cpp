@@ -4,6 +4,7 @@
 #include "PrintableText.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -17,6 +18,7 @@
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace
 {
@@ -27,10 +29,12 @@ constexpr int kFifoSize = 1 << 20; // writers never wait: what does not fit is l
 
 struct Options {
     int level = 0;
+    std::vector<std::string> tasks;
     std::string grep;
     std::string outputFile;
     bool color = false;
     bool noColor = false;
+    bool journal = false;
 };
 
 [[noreturn]] void fail(const std::string& what, int error = 0)
@@ -64,22 +68,24 @@ int openFifo()
 class Printer
 {
 public:
-    explicit Printer(const Options& options)
-        : mLevel(options.level), mGrep(options.grep), mOut(stdout)
+    explicit Printer(const Options& options) : mOptions(options)
     {
-        if (!options.outputFile.empty() &&
-            (mOut = std::fopen(options.outputFile.c_str(), "ae")) == nullptr)
+        if (!options.outputFile.empty() && (mOut = openOutput()) == nullptr)
             fail("cannot write " + options.outputFile, errno);
         mColor = options.color || (isatty(fileno(mOut)) == 1 && !options.noColor);
     }
 
     void print(const LogEntry& entry)
     {
-        if (entry.severity < mLevel || entry.text.find(mGrep) == std::string::npos)
+        if (!isWanted(entry))
             return;
         const std::string text = printableText(entry.text);
-        const std::string_view color =
-            mColor ? kColors.at(static_cast<std::size_t>(entry.severity)) : std::string_view();
+        const auto severity = static_cast<std::size_t>(entry.severity);
+        if (mOptions.journal) {
+            printLines(kPriorities.at(severity), text);
+            return;
+        }
+        const std::string_view color = mColor ? kColors.at(severity) : std::string_view();
         if (color.empty()) {
             std::fputs(text.c_str(), mOut);
             return;
@@ -94,12 +100,47 @@ public:
             fail("cannot write", errno);
     }
 
+    /// The file has another name now, and its place is free for a new one.
+    void reopen()
+    {
+        std::FILE* const out = openOutput();
+        if (out == nullptr) {
+            std::fprintf(stderr,
+                         "dbgcollect: cannot open %s anew, going on with the old file: %s\n",
+                         mOptions.outputFile.c_str(), std::strerror(errno));
+            return;
+        }
+        std::fclose(mOut);
+        mOut = out;
+    }
+
 private:
     static constexpr std::array<std::string_view, 5> kColors = {"", "33", "31", "1;31", "36"};
+    /// As journald reads them: information, warning, error, critical; a "SYS  " line is a notice.
+    static constexpr std::array<std::string_view, 5> kPriorities = {"<6>", "<4>", "<3>", "<2>",
+                                                                    "<5>"};
 
-    int mLevel;
-    std::string mGrep;
-    std::FILE* mOut;
+    std::FILE* openOutput() const { return std::fopen(mOptions.outputFile.c_str(), "ae"); }
+
+    bool isWanted(const LogEntry& entry) const
+    {
+        return entry.severity >= mOptions.level &&
+               (mOptions.tasks.empty() || std::ranges::count(mOptions.tasks, entry.task) > 0) &&
+               entry.text.find(mOptions.grep) != std::string::npos;
+    }
+
+    /// The journal takes each line for a message of its own.
+    void printLines(std::string_view prefix, std::string_view text)
+    {
+        for (std::size_t end; !text.empty(); text.remove_prefix(end)) {
+            end = std::min(text.find('\n'), text.size() - 1) + 1;
+            std::fwrite(prefix.data(), 1, prefix.size(), mOut);
+            std::fwrite(text.data(), 1, end, mOut);
+        }
+    }
+
+    const Options& mOptions;
+    std::FILE* mOut = stdout;
     bool mColor = false;
 };
 
@@ -117,30 +158,39 @@ void printWaiting(int fifo, LogEntries& entries, Printer& printer, bool atEnd)
     printer.flush();
 }
 
-/// From here on SIGINT and SIGTERM come through the descriptor and end nothing by themselves.
-int redirectEndSignals()
+/// From here on SIGINT and SIGTERM, and SIGHUP where it means a new file, come through the
+/// descriptor and end nothing by themselves.
+int redirectSignals(bool hasFile)
 {
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGINT);
-    sigaddset(&ending, SIGTERM);
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
-    return signalfd(-1, &ending, SFD_CLOEXEC);
+    sigset_t redirected;
+    sigemptyset(&redirected);
+    sigaddset(&redirected, SIGINT);
+    sigaddset(&redirected, SIGTERM);
+    if (hasFile)
+        sigaddset(&redirected, SIGHUP);
+    sigprocmask(SIG_BLOCK, &redirected, nullptr);
+    return signalfd(-1, &redirected, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
 void collect(const Options& options)
 {
-    const int signals = redirectEndSignals();
+    const int signals = redirectSignals(!options.outputFile.empty());
     Printer printer(options);
     const int fifo = openFifo();
     std::fprintf(stderr, "dbgcollect: collecting from %s\n", kFifo);
 
     LogEntries entries;
     std::array<pollfd, 2> waiting{{{fifo, POLLIN, 0}, {signals, POLLIN, 0}}};
-    while (waiting[1].revents == 0) {
+    for (bool ends = false; !ends;) {
         if (poll(waiting.data(), waiting.size(), -1) == -1 && errno != EINTR)
             fail("cannot wait", errno);
-        printWaiting(fifo, entries, printer, waiting[1].revents != 0);
+        signalfd_siginfo signal;
+        if (read(signals, &signal, sizeof signal) != sizeof signal)
+            signal.ssi_signo = 0; // none has come
+        ends = signal.ssi_signo == SIGINT || signal.ssi_signo == SIGTERM;
+        printWaiting(fifo, entries, printer, ends);
+        if (signal.ssi_signo == SIGHUP)
+            printer.reopen();
     }
     // The FIFO stays: daemons that have it open find the next collector through it.
 }
@@ -156,10 +206,19 @@ int main(int argc, char** argv)
                    "Only lines of this severity and worse: 0 info, 1 warning, 2 error, 3 fatal, "
                    "4 system")
         ->check(CLI::Range(0, 4));
+    app.add_option("-t,--task", options.tasks,
+                   "Only entries of this task, such as tCfgCom; may be given several times")
+        ->allow_extra_args(false);
     app.add_option("-g,--grep", options.grep, "Only entries that hold this text");
-    app.add_option("-o,--output", options.outputFile, "Append to this file");
+    CLI::Option* output = app.add_option("-o,--output", options.outputFile,
+                                         "Append to this file, opened anew on SIGHUP");
     CLI::Option* color = app.add_flag("--color", options.color, "Colours also without a terminal");
     app.add_flag("--no-color", options.noColor, "No colours")->excludes(color);
+    app.add_flag("--journal", options.journal,
+                 "For a service's standard output: each line begins with the priority that the "
+                 "journal reads")
+        ->excludes(color)
+        ->excludes(output);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
