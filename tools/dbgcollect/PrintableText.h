@@ -1,12 +1,10 @@
 #pragma once
 
-// What the collector shows of a log entry. Lines quote whatever peers send: nothing in it may move
-// a terminal's cursor, change what a viewer shows, or pass for an entry's first line.
+// What the collector shows of a log entry: lines quote whatever peers send.
 
 #include <string>
 #include <string_view>
 
-/// The entry's text with control characters, characters that change the direction of the text or
-/// break its lines, and bytes that are no UTF-8 as \xNN and \uNNNN, and with "  | " before each
-/// line that has no header. Line ends and tabs stay.
-std::string printableText(std::string_view text);
+/// The entry's text with its lines as printableText() gives them, and with "  | " before each line
+/// that has no header. Line ends and tabs stay.
+std::string printableEntry(std::string_view text);

@@ -79,7 +79,7 @@ public:
     {
         if (!isWanted(entry))
             return;
-        const std::string text = printableText(entry.text);
+        const std::string text = printableEntry(entry.text);
         const auto severity = static_cast<std::size_t>(entry.severity);
         if (mOptions.journal) {
             printLines(kPriorities.at(severity), text);
