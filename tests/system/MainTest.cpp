@@ -19,7 +19,7 @@ TEST(MainTest, DetachedDaemonLeavesItsPidInBothFilesAndServes)
     EXPECT_EQ("0:" + pid.substr(0, pid.size() - 1) + ":0\n", readFile("/tmp/start"));
     EXPECT_EQ(binary("CfgManager"),
               std::filesystem::read_symlink("/proc/" + std::to_string(std::stoi(pid)) + "/exe"));
-    EXPECT_EQ("no configurations\n", Device::cfgctl({"list"}));
+    EXPECT_EQ("debug on: OK\n", Device::cfgctl({"debug", "on"}));
     kill(std::stoi(pid), SIGKILL);
 }
 

@@ -2,53 +2,23 @@
 
 #include "CfgPaths.h"
 #include "DataSets.h"
-#include "MessageText.h"
+#include "Refusals.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
 
 namespace
 {
 
-constexpr char kDataSet[] = "CfgDataSet";
-constexpr char kTable[] = "ConfigurationsTable";
-constexpr char kAutoStart[] = "AutoStart";
-
-// A row of an answer that holds only names carries its name twice and some tags. Names that are
-// sure to fit in one answer, below kMessageSizeLimit, are read with one request.
-constexpr std::uintmax_t kTagBytesPerRow = 100;
-constexpr std::uintmax_t kSafeAnswerSize = 60000;
-
+const DataPlace kTable{"CfgDataSet", "ConfigurationsTable"};
+const DataPlace kAutoStart{"CfgDataSet", "AutoStart"};
+const DataPlace kRunning{"CfgDataSet", "RunningConfiguration"};
+constexpr char kNoItem[] = "\t\t\t\t<Item />\n"; // one without a name: rows come without values
 constexpr std::size_t kRowsPerRequest = 100;
 
-std::string dataRequest(const std::string& component, const std::string& rows)
-{
-    return std::string("<BODY>\n\t<DataSet ID=\"") + kDataSet + "\" >\n\t\t<Component Name=\"" +
-           component + "\" >\n" + rows + "\t\t</Component>\n\t</DataSet>\n</BODY>\n";
-}
+/// The answer was too long for the manager to send.
+bool isTooLong(const Answer& answer) { return (answer.code & FC_UNAVAILABLE & ~FC_OK) != 0; }
 
-std::string itemElements(const std::vector<std::string>& properties)
-{
-    std::string items;
-    for (const std::string& property : properties)
-        items += "\t\t\t\t<Item Name=\"" + property + "\" />\n";
-    return items;
-}
-
-std::string rowElement(const std::string& name, const std::string& items)
-{
-    return "\t\t\t<Row ID=\"" + name + "\" >\n" + items + "\t\t\t</Row>\n";
-}
-
-bool allNamesFitOneAnswer()
-{
-    std::error_code error;
-    std::uintmax_t size = 0;
-    for (const auto& file : std::filesystem::directory_iterator(kCfgDir, error))
-        size += 2 * file.path().filename().native().size() + kTagBytesPerRow;
-    return size < kSafeAnswerSize;
-}
+bool isMissing(const Answer& answer) { return (answer.code & FC_NO_SUCH_NAME & ~FC_OK) != 0; }
 
 /// The manager stores its catalogue before it answers a command, so the file has all the names.
 std::vector<std::string> storedNames()
@@ -56,108 +26,106 @@ std::vector<std::string> storedNames()
     DataSets store;
     store.lock(); // its destructor unlocks
     std::vector<std::string> names;
-    store.loadDataSet(kDataSet, kStoredCatalogue); // without the file there are no names
-    store.getInstances(kDataSet, kTable, names);
+    if (store.loadDataSet(kTable.dataset, kStoredCatalogue) != FC_OK ||
+        store.getInstances(kTable.dataset, kTable.component, names) != FC_OK)
+        throw Failure(EXIT_INTERNAL,
+                      "the names fit no answer, and " + kStoredCatalogue + " cannot be read");
     return names;
 }
 
 } // namespace
 
-std::string Configuration::text(const std::string& property) const
+std::vector<DataRow> Catalogue::readAll(const std::vector<std::string>& properties)
 {
-    const auto found = properties.find(property);
-    return found == properties.end() ? "?" : found->second;
-}
-
-std::vector<Configuration> parseRows(const std::string& body)
-{
-    // Attributes only: a value is free to hold an angle bracket, which ends no attribute.
-    std::vector<Configuration> rows;
-    Configuration row;
-    std::size_t position = getPropertyValue(body, 0, "<Row ID", row.name);
-    while (position != std::string::npos) {
-        Configuration following;
-        const std::size_t next = getPropertyValue(body, position, "<Row ID", following.name);
-        std::string property;
-        std::string value;
-        while ((position = getPropertyValue(body, position, "<Item Name", property)) < next &&
-               (position = getPropertyValue(body, position, "Value", value)) < next)
-            row.properties[property] = value;
-        rows.push_back(std::move(row));
-        row = std::move(following);
-        position = next;
-    }
+    std::string items;
+    for (const std::string& property : properties)
+        items += itemElement(property);
+    const std::vector<std::string> names = readNames();
+    std::vector<DataRow> rows;
+    for (std::size_t first = 0; first < names.size(); first += kRowsPerRequest)
+        readRows(names, first, std::min(kRowsPerRequest, names.size() - first), items, rows);
     return rows;
 }
 
-Answer Catalogue::readAll(const std::vector<std::string>& properties,
-                          std::vector<Configuration>& rows)
+std::vector<std::string> Catalogue::readNames()
 {
+    const Answer answer = mPeer.get(dataBody(kTable, kNoItem));
+    if (isTooLong(answer))
+        return storedNames();
+    if (!answer.ok())
+        throw refusal(answer.code);
     std::vector<std::string> names;
-    Answer answer = readNames(names);
-    for (std::size_t first = 0; answer.ok() && first < names.size(); first += kRowsPerRequest)
-        answer = readRows(names, first, std::min(kRowsPerRequest, names.size() - first), properties,
-                          rows);
-    return answer;
+    for (DataRow& row : parseRows(answer.body))
+        names.push_back(std::move(row.key));
+    return names;
 }
 
-Answer Catalogue::read(const std::string& name, Configuration& configuration)
+std::optional<DataRow> Catalogue::find(const std::string& name)
 {
     requireValidText(name);
-    Answer answer = mClient.getData(dataRequest(kTable, rowElement(name, "")), mTimeout);
-    if (answer.ok()) {
-        const std::vector<Configuration> rows = parseRows(answer.body);
-        if (rows.size() == 1)
-            configuration = rows.front();
-        else
-            answer.code = FC_BODY_ERROR;
-    }
-    return answer;
+    if (name.empty())
+        return std::nullopt; // the empty key stands for a component's single instance
+    const Answer answer = mPeer.get(dataBody(kTable, rowElement(name)));
+    if (isMissing(answer))
+        return std::nullopt;
+    if (!answer.ok())
+        throw refusal(answer.code);
+    std::vector<DataRow> rows = parseRows(answer.body);
+    if (rows.size() != 1 || rows.front().key != name)
+        throw Failure(EXIT_INTERNAL, "the answer does not hold just the row that was asked for");
+    return std::move(rows.front());
 }
 
-Answer Catalogue::readAutoStart(std::string& name)
+DataRow Catalogue::read(const std::string& name)
 {
-    const std::string items = itemElements({"Name"});
-    Answer answer = mClient.getData(dataRequest(kAutoStart, rowElement("", items)), mTimeout);
-    if (answer.ok())
-        for (const Configuration& row : parseRows(answer.body))
-            name = row.text("Name");
-    return answer;
+    std::optional<DataRow> row = find(name);
+    if (!row)
+        throw refusal(FC_NO_SUCH_NAME);
+    return std::move(*row);
 }
 
-Answer Catalogue::readNames(std::vector<std::string>& names)
+std::string Catalogue::readAutoStart()
 {
-    if (!allNamesFitOneAnswer()) {
-        names = storedNames();
-        return {true, FC_OK, ""};
-    }
-    Answer answer = mClient.getData(dataRequest(kTable, itemElements({"Name"})), mTimeout);
-    if (answer.ok())
-        for (const Configuration& row : parseRows(answer.body))
-            names.push_back(row.name);
-    return answer;
+    const Answer answer = mPeer.get(dataBody(kAutoStart, rowElement("", itemElement("Name"))));
+    if (!answer.ok())
+        throw refusal(answer.code);
+    const std::vector<DataRow> rows = parseRows(answer.body);
+    const std::string* const name = rows.empty() ? nullptr : rows.front().find("Name");
+    return name == nullptr ? "" : *name;
+}
+
+std::optional<Running> Catalogue::readRunning()
+{
+    const std::string items = itemElement("Name") + itemElement("Fallback");
+    const Answer answer = mPeer.get(dataBody(kRunning, rowElement("", items)));
+    const std::vector<DataRow> rows = parseRows(answer.body);
+    if (!answer.ok() || rows.size() != 1)
+        return std::nullopt;
+    const std::string* const name = rows.front().find("Name");
+    const std::string* const fallback = rows.front().find("Fallback");
+    if (name == nullptr || fallback == nullptr)
+        return std::nullopt;
+    return Running{*name, *fallback == "true"};
 }
 
 /// One row that has been removed since makes the whole request fail, and rows of very long texts do
-/// not fit into one answer: then the batch is read in halves. A single row that fails is left out.
-Answer Catalogue::readRows(const std::vector<std::string>& names, std::size_t first,
-                           std::size_t count, const std::vector<std::string>& properties,
-                           std::vector<Configuration>& rows)
+/// not fit into one answer: then the batch is read in halves. Only an answer that came says so.
+void Catalogue::readRows(const std::vector<std::string>& names, std::size_t first,
+                         std::size_t count, const std::string& items, std::vector<DataRow>& rows)
 {
-    const std::string items = itemElements(properties);
     std::string elements;
     for (std::size_t i = first; i < first + count; ++i)
         elements += rowElement(names[i], items);
-    Answer answer = mClient.getData(dataRequest(kTable, elements), mTimeout);
+    const Answer answer = mPeer.get(dataBody(kTable, elements));
     if (answer.ok()) {
-        std::ranges::move(parseRows(answer.body), std::back_inserter(rows));
-        return answer;
+        for (DataRow& row : parseRows(answer.body))
+            if (!row.properties.empty()) // else it has been removed since
+                rows.push_back(std::move(row));
+    } else if (count > 1 && (isMissing(answer) || isTooLong(answer))) {
+        const std::size_t half = count / 2;
+        readRows(names, first, half, items, rows);
+        readRows(names, first + half, count - half, items, rows);
+    } else if (!isMissing(answer)) {
+        throw refusal(answer.code);
     }
-    if (!answer.received && !isServed(kCfgSocket))
-        return answer;
-    if (count == 1)
-        return {true, FC_OK, ""};
-    const std::size_t half = count / 2;
-    answer = readRows(names, first, half, properties, rows);
-    return answer.ok() ? readRows(names, first + half, count - half, properties, rows) : answer;
 }

@@ -3,47 +3,48 @@
 // The catalogue as the client sees it: rows read from the manager with data requests. One answer is
 // one message, so a long catalogue is read in batches. One thread.
 
-#include "CfgClient.h"
-#include "Fcodes.h"
+#include "DataRequest.h"
+#include "Peer.h"
 
-#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
-/// A row: its key, and its properties by name.
-struct Configuration {
-    std::string name;
-    std::map<std::string, std::string> properties;
-
-    /// "?" for what did not come.
-    std::string text(const std::string& property) const;
+/// What runs on the device.
+struct Running {
+    std::string name; ///< "" for none, or before a load has been answered
+    bool isFallback = false;
 };
 
 class Catalogue
 {
 public:
-    Catalogue(CfgClient& client, int timeout) : mClient(client), mTimeout(timeout) {}
+    explicit Catalogue(Peer& peer) : mPeer(peer) {}
 
-    /// Appends all rows with the named properties, in the catalogue's order; one that has been
-    /// removed since, or fits no answer, is left out. Here and below the code of the answer is the
-    /// manager's, and outputs are valid when answer.ok().
-    Answer readAll(const std::vector<std::string>& properties, std::vector<Configuration>& rows);
+    // All throw Failure: of the peer, and with the manager's code when it refuses. What comes back
+    // is whole.
 
-    /// One row with all its properties; FC_BODY_ERROR when the answer does not hold just that.
-    /// Throws std::invalid_argument for a name that requireValidText() refuses.
-    Answer read(const std::string& name, Configuration& configuration);
+    /// All rows with the named properties, in the catalogue's order; one that has been removed
+    /// since is left out.
+    std::vector<DataRow> readAll(const std::vector<std::string>& properties);
+
+    std::vector<std::string> readNames();
+
+    /// One row with all its properties; nothing when there is none of that name.
+    std::optional<DataRow> find(const std::string& name);
+
+    /// The same; Failure(EXIT_NAME_OR_VALUE) when there is none.
+    DataRow read(const std::string& name);
 
     /// The configuration that is started at boot; "" for none.
-    Answer readAutoStart(std::string& name);
+    std::string readAutoStart();
+
+    /// Nothing where the manager's catalogue does not say.
+    std::optional<Running> readRunning();
 
 private:
-    Answer readNames(std::vector<std::string>& names);
-    Answer readRows(const std::vector<std::string>& names, std::size_t first, std::size_t count,
-                    const std::vector<std::string>& properties, std::vector<Configuration>& rows);
+    void readRows(const std::vector<std::string>& names, std::size_t first, std::size_t count,
+                  const std::string& items, std::vector<DataRow>& rows);
 
-    CfgClient& mClient;
-    int mTimeout;
+    Peer& mPeer;
 };
-
-/// The rows of a GET's answer. Values may hold anything but a double quote.
-std::vector<Configuration> parseRows(const std::string& body);

@@ -1,0 +1,129 @@
+#include "Catalogue.h"
+#include "Refusals.h"
+#include "Session.h"
+#include "StagedFile.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace
+{
+
+constexpr char kNoDescription[] = " ";
+
+using Parameters = std::initializer_list<std::pair<const char*, std::string>>;
+
+/// Throws Failure unless the manager has carried it out.
+void send(Session& session, const char* id, const Parameters& parameters)
+{
+    MessageCommand command;
+    command.setId(id);
+    for (const auto& [name, value] : parameters)
+        command.addParam(name, value);
+    const Answer answer = session.peer().command(command);
+    if (!answer.ok())
+        throw refusal(answer.code);
+}
+
+void sayDone(Session& session) { session.out.text(session.call.asked() + ": OK\n"); }
+
+/// A configuration of that name is asked about before it is lost.
+void confirmOverwriting(Session& session, const std::string& name)
+{
+    if (session.isDryRun() || session.call.has("yes"))
+        return;
+    // Not find(): the manager logs an error for each name that is not there.
+    const std::vector<std::string> names = Catalogue(session.peer()).readNames();
+    if (std::ranges::find(names, name) != names.end())
+        session.confirm("A configuration " + inQuotes(name) +
+                        " is there, and will be overwritten.");
+}
+
+std::string trueOrFalse(bool value) { return value ? "true" : "false"; }
+
+} // namespace
+
+void runSave(Session& session)
+{
+    const std::string name = session.call.argument(0);
+    confirmOverwriting(session, name);
+    send(session, "SAVE_CFG",
+         {{"Name", name},
+          {"Description", session.call.get("description", kNoDescription)},
+          {"AutoStart", trueOrFalse(session.call.has("autostart"))}});
+    sayDone(session);
+}
+
+void runStart(Session& session)
+{
+    send(session, "START_CFG", {{"RowID", session.call.argument(0)}});
+    sayDone(session);
+}
+
+void runAutoStart(Session& session)
+{
+    const bool isOff = session.call.has("off");
+    const std::string name = session.call.argument(0);
+    if (isOff == !session.call.arguments.empty())
+        throw Failure(EXIT_USAGE, "autostart wants a NAME, or --off", "cfgctl help autostart");
+    // The manager takes any name, and would find nothing to start at the next boot.
+    if (!isOff && !session.isDryRun())
+        Catalogue(session.peer()).read(name);
+    send(session, "SET_AUTOSTART_CFG",
+         {{"RowID", isOff ? "none" : name}, {"AutoStart", trueOrFalse(!isOff)}});
+    session.out.text(isOff ? "autostart --off: OK\n" : session.call.asked() + ": OK\n");
+}
+
+void runImport(Session& session)
+{
+    StagedFile file(session.call.argument(0), session.call.has("move"), session.isDryRun());
+    requireValidText(file.path());
+    confirmOverwriting(session, std::filesystem::path(file.path()).filename().string());
+    try {
+        send(session, "Import Configuration",
+             {{"File", file.path()},
+              {"Description", session.call.get("description", kNoDescription)},
+              {"AutoStart", trueOrFalse(session.call.has("autostart"))}});
+    } catch (const Failure& failure) {
+        if (failure.mayBeDone)
+            file.leave();
+        throw;
+    }
+    sayDone(session);
+}
+
+void runRename(Session& session)
+{
+    confirmOverwriting(session, session.call.argument(1));
+    MessageCommand command;
+    command.setId("Rename Configuration");
+    command.addParam("Name", session.call.argument(0));
+    command.addParam("New Name", session.call.argument(1));
+    if (session.call.has("description"))
+        command.addParam("Description", session.call.get("description"));
+    const Answer answer = session.peer().command(command);
+    if (!answer.ok())
+        throw refusal(answer.code);
+    sayDone(session);
+}
+
+void runRemove(Session& session)
+{
+    const std::string name = session.call.argument(0);
+    if (!session.isDryRun() && !session.call.has("yes")) {
+        Catalogue(session.peer()).read(name);
+        session.confirm("The configuration " + inQuotes(name) + " and its file will be deleted.");
+    }
+    send(session, "REMOVE_CFG", {{"RowID", name}});
+    sayDone(session);
+}
+
+void runDebug(Session& session)
+{
+    const std::string word = session.call.argument(0);
+    if (word != "on" && word != "off")
+        throw Failure(EXIT_USAGE, "debug takes on or off, not " + inQuotes(word),
+                      "cfgctl help debug");
+    send(session, word == "on" ? kCommandStartDbgPrint : kCommandStopDbgPrint, {});
+    sayDone(session);
+}

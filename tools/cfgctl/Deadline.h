@@ -1,0 +1,57 @@
+#pragma once
+
+// The one limit of a verb, set when it begins: whatever it sends and waits for ends by then. A
+// plain value.
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+
+class Deadline
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// 0 for none.
+    explicit Deadline(int seconds) : mSeconds(seconds), mBegin(Clock::now()) {}
+
+    int seconds() const { return mSeconds; }
+    bool isOver() const { return mSeconds != 0 && passed() >= std::chrono::seconds(mSeconds); }
+    std::chrono::milliseconds passed() const
+    {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - mBegin);
+    }
+
+    /// How long to wait at once: what is left, and at most `most`.
+    std::chrono::milliseconds left(std::chrono::milliseconds most) const
+    {
+        if (mSeconds == 0)
+            return most;
+        const std::chrono::milliseconds rest = std::chrono::seconds(mSeconds) - passed();
+        return std::clamp(rest, std::chrono::milliseconds(0), most);
+    }
+
+private:
+    int mSeconds;
+    Clock::time_point mBegin;
+};
+
+/// On a terminal, what is waited for and how long: "waiting for the channel manager, 12 of 130 s".
+/// The line is taken away at the end.
+class WaitNote
+{
+public:
+    /// What for: must outlive the object.
+    explicit WaitNote(const std::string& whatFor) : mWhatFor(whatFor) {}
+    ~WaitNote();
+
+    WaitNote(const WaitNote&) = delete;
+    WaitNote& operator=(const WaitNote&) = delete;
+
+    /// To be called about twice a second.
+    void show(const Deadline& deadline);
+
+private:
+    const std::string& mWhatFor;
+    bool mIsShown = false;
+};

@@ -1,0 +1,240 @@
+#include "Catalogue.h"
+#include "CfgPaths.h"
+#include "MessageText.h"
+#include "Refusals.h"
+#include "Session.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <tuple>
+#include <unistd.h>
+
+namespace
+{
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kPoll = milliseconds(300);
+constexpr char kDbgFifo[] = "/tmp/sockDbg";
+constexpr const char* kStates[] = {"Available", "Inprogress", "Unavailable"};
+
+/// JSON members of a row, by the catalogue's properties.
+constexpr std::pair<const char*, const char*> kProperties[] = {
+    {"Name", "name"},
+    {"State", "state"},
+    {"Time", "time"},
+    {"File Name", "file"},
+    {"Description", "description"},
+};
+
+Json::Value asJson(const DataRow& row, const std::string& autoStart)
+{
+    Json::Value object(Json::objectValue);
+    for (const auto& [property, member] : kProperties)
+        if (const std::string* const value = row.find(property); value != nullptr)
+            object[member] = *value;
+    object["name"] = row.key;
+    object["atBoot"] = row.key == autoStart;
+    return object;
+}
+
+/// False when the file of the row is not there; null when this user may not look.
+Json::Value fileIsThere(const DataRow& row)
+{
+    const std::string* const file = row.find("File Name");
+    struct stat status;
+    if (file != nullptr && stat(file->c_str(), &status) == 0)
+        return true;
+    return file == nullptr || errno == ENOENT ? Json::Value(false) : Json::Value();
+}
+
+bool isCollecting()
+{
+    const int fifo = open(kDbgFifo, O_WRONLY | O_NONBLOCK | O_CLOEXEC); // fails without a reader
+    if (fifo != -1)
+        close(fifo);
+    return fifo != -1;
+}
+
+/// What the manager knows; throws Failure when it does not answer.
+void askForStatus(Session& session, Json::Value& status)
+{
+    Catalogue catalogue(session.peer());
+    const std::string autoStart = catalogue.readAutoStart();
+    status["answers"] = true;
+    status["busy"] = false;
+    status["autoStart"] = autoStart;
+    if (const auto running = catalogue.readRunning()) {
+        status["running"] = running->name;
+        status["fallback"] = running->isFallback;
+    }
+    const std::vector<DataRow> rows = catalogue.readAll({"File Name"});
+    status["configurationCount"] = static_cast<Json::UInt64>(rows.size());
+    status["autoStartExists"] =
+        autoStart.empty() || std::ranges::find(rows, autoStart, &DataRow::key) != rows.end();
+    Json::Value& missing = status["withoutFile"] = Json::arrayValue;
+    for (const DataRow& row : rows)
+        if (const Json::Value there = fileIsThere(row); there.isBool() && !there.asBool())
+            missing.append(Json::objectValue)["name"] = row.key;
+}
+
+} // namespace
+
+void runList(Session& session)
+{
+    Catalogue catalogue(session.peer());
+    const std::vector<DataRow> rows = catalogue.readAll({"State", "Time", "Description"});
+    const std::string autoStart = catalogue.readAutoStart();
+    Json::Value list(Json::arrayValue);
+    for (const DataRow& row : rows)
+        list.append(asJson(row, autoStart));
+    constexpr Column kColumns[] = {{"NAME", "name"},
+                                   {"STATE", "state"},
+                                   {"TIME", "time"},
+                                   {"AT BOOT", "atBoot"},
+                                   {"DESCRIPTION", "description"}};
+    session.out.table("configurations", kColumns, list);
+    if (rows.empty())
+        session.out.note("no configurations yet; cfgctl save NAME makes one");
+}
+
+void runShow(Session& session)
+{
+    Catalogue catalogue(session.peer());
+    const DataRow row = catalogue.read(session.call.argument(0));
+    Json::Value object = asJson(row, catalogue.readAutoStart());
+    if (const std::string* const code = row.find("Fcode"); code != nullptr) {
+        object["lastCode"] = hexCode(static_cast<Fcodes>(textToInt(*code)));
+        object["lastResult"] = formatCode(static_cast<Fcodes>(textToInt(*code)));
+    }
+    object["fileIsThere"] = fileIsThere(row);
+    constexpr Column kLines[] = {{"Name", "name"},
+                                 {"Description", "description"},
+                                 {"File", "file"},
+                                 {"File is there", "fileIsThere"},
+                                 {"Time", "time"},
+                                 {"State", "state"},
+                                 {"Last result", "lastResult"},
+                                 {"Starts at boot", "atBoot"}};
+    session.out.record(kLines, object);
+}
+
+void runStatus(Session& session)
+{
+    Json::Value status;
+    status["answers"] = false;
+    std::optional<Failure> failure;
+    try {
+        askForStatus(session, status);
+    } catch (const Failure& reason) {
+        failure = reason;
+        failure->next =
+            isServed(kCfgSocket) ? "cfgctl -t 130 status" : "systemctl status cfgmanager";
+    }
+    status["busy"] = failure && isServed(kCfgSocket);
+    status["channelManager"] = isServed(kChanSocket);
+    status["deviceManager"] = isServed(kDevSocket);
+    status["collector"] = isCollecting();
+    constexpr Column kLines[] = {{"CfgManager answers", "answers"},
+                                 {"Busy", "busy"},
+                                 {"Running", "running"},
+                                 {"Fallback at boot", "fallback"},
+                                 {"Auto-start", "autoStart"},
+                                 {"Auto-start is sound", "autoStartExists"},
+                                 {"Configurations", "configurationCount"},
+                                 {"Without their file", "withoutFile"},
+                                 {"Channel manager there", "channelManager"},
+                                 {"Device manager there", "deviceManager"},
+                                 {"Log is collected", "collector"}};
+    session.out.record(kLines, status);
+    if (failure)
+        throw Failure(*failure);
+}
+
+void runWait(Session& session)
+{
+    std::string name = session.call.argument(0);
+    std::string state;
+    if (const std::size_t at = name.rfind('='); at != std::string::npos) {
+        state = name.substr(at + 1);
+        name.resize(at);
+        if (std::ranges::find(kStates, state) == std::end(kStates))
+            throw Failure(EXIT_USAGE,
+                          inQuotes(state) + " is no state: " + kStates[0] + ", " + kStates[1] +
+                              " or " + kStates[2] +
+                              didYouMean(state, {std::begin(kStates), std::end(kStates)}),
+                          "cfgctl help wait");
+    }
+    session.waitsFor = session.call.argument(0);
+    WaitNote note(session.waitsFor);
+    Catalogue catalogue(session.peer());
+    std::string seen; // "" until it has been answered once
+    while (true) {
+        try {
+            const std::optional<DataRow> row = catalogue.find(name);
+            const std::string* const now = row ? row->find("State") : nullptr;
+            seen = row ? "it is " + (now == nullptr ? "in no state" : *now) : "it is not there";
+            if (row && (state.empty() || (now != nullptr && *now == state)))
+                break;
+        } catch (const Failure& failure) {
+            // It may start again meanwhile.
+            if (failure.exit != EXIT_NO_ANSWER || (seen.empty() && session.deadline.isOver()))
+                throw;
+        }
+        if (session.deadline.isOver())
+            throw Failure(EXIT_TIME,
+                          "not in " + std::to_string(session.deadline.seconds()) + " s: " + seen,
+                          "cfgctl list");
+        note.show(session.deadline);
+        std::ignore = poll(nullptr, 0, static_cast<int>(session.deadline.left(kPoll).count()));
+    }
+    session.out.text(session.call.asked() + ": OK\n");
+}
+
+void runWatch(Session& session)
+{
+    constexpr Column kColumns[] = {{"", "time", 18},
+                                   {"", "event", 23},
+                                   {"", "source", 16},
+                                   {"", "result"},
+                                   {"", "parameters"}};
+    const int count = session.call.number("count", 0);
+    const Deadline end(session.call.number("for", 0));
+    Peer& peer = session.peer();
+    const auto subscribe = [&] {
+        if (const Answer answer = peer.subscribe(); !answer.ok())
+            throw refusal(answer.code);
+    };
+    subscribe();
+    session.out.note("watching " + peer.name() + ", until it is interrupted");
+
+    int seen = 0;
+    MessageEvent event;
+    while ((count == 0 || seen < count) && !end.isOver()) {
+        if (peer.nextEvent(event, end.left(kPoll))) {
+            Json::Value line;
+            line["time"] = event.Time;
+            line["event"] = event.ID;
+            line["source"] = event.Source;
+            line["code"] = hexCode(event.Fcode);
+            line["result"] = formatCode(event.Fcode);
+            Json::Value& parameters = line["parameters"] = Json::arrayValue;
+            for (auto param = event.getParamsBegin(); param != event.getParamsEnd(); ++param) {
+                Json::Value& parameter = parameters.append(Json::objectValue);
+                parameter["name"] = param->first;
+                parameter["value"] = param->second;
+            }
+            session.out.line(kColumns, line);
+            ++seen;
+        } else if (peer.hasStartedAnew()) {
+            subscribe(); // a daemon that has started anew knows no subscribers
+            session.out.note(peer.name() + " has started anew, still watching");
+        }
+    }
+    if (seen < count)
+        throw Failure(EXIT_TIME, std::to_string(seen) + " of " + std::to_string(count) +
+                                     " events in " + std::to_string(end.seconds()) + " s");
+}

@@ -1,0 +1,107 @@
+#include "Refusals.h"
+
+#include "CfgPaths.h"
+#include "ClientSocket.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace
+{
+
+/// Which rule for configurations' names the name breaks; "" when none. The daemon decides: this
+/// only names the rule.
+std::string brokenNameRule(const std::string& name)
+{
+    if (name.find_first_not_of(' ') == std::string::npos)
+        return "a name cannot be empty or only blanks";
+    if (name.size() > 255)
+        return "a name has at most 255 bytes, and this one " + std::to_string(name.size());
+    if (name.find('/') != std::string::npos)
+        return "a name cannot hold a '/'";
+    if (name == "." || name == ".." || name.starts_with("cfg_stored_set.") ||
+        name.starts_with(".cfg_changes") || name.find(".~storing") != std::string::npos)
+        return "the directory keeps this name for itself";
+    return "";
+}
+
+std::string silentPeer()
+{
+    return std::string("the channel manager on ") + kChanSocket +
+           (isServed(kChanSocket) ? " runs, but did not answer in time" : " does not run");
+}
+
+/// The first row that fits is taken. "NAME" in `next` is the verb's first argument.
+struct Cause {
+    const char* verbs; ///< "" for all
+    Fcodes bit;
+    const char* cause;
+    const char* next;
+};
+
+constexpr Cause kCauses[] = {
+    {"show start autostart remove rename", FC_NO_SUCH_NAME,
+     "no configuration has this name; names are exact", "cfgctl list"},
+    {"save rename import", FC_BAD_VALUE,
+     "the name is refused, or its file could not be written or moved",
+     "cfgctl log --severity error"},
+    {"start", FC_UNAVAILABLE,
+     "it is being loaded, or its last result could not be written (this refusal has made it "
+     "available again), or the channel manager refused its file",
+     "cfgctl wait NAME=Available"},
+    {"remove", FC_UNAVAILABLE, "its file could not be deleted, and is still there",
+     "cfgctl show NAME"},
+    {"", FC_ACCESS_DENIED,
+     "the value is read-only, or the device's policy does not let you "
+     "(/etc/sysmgt/cfg_policy.json)",
+     "cfgctl log --severity warning"},
+    {"get set", FC_NO_SUCH_NAME, "the daemon has no such dataset, component, key or property",
+     "cfgctl get DATASET COMPONENT"},
+    {"set", FC_BAD_VALUE, "the value is none that the property takes", ""},
+    {"set", FC_WRONG_TYPE, "the property is of another type", ""},
+    {"", FC_UNAVAILABLE, "the daemon cannot do it now", "cfgctl status"},
+    {"", FC_COMM_ERROR, "a peer behind the daemon is silent", "cfgctl status"},
+    {"", FC_HEADER_ERROR, "the daemon answers in a form that is none here: is it of this suite?",
+     ""},
+};
+
+} // namespace
+
+Failure refusal(Fcodes code)
+{
+    Failure failure(exitOf(code), formatCode(code));
+    failure.code = code;
+    return failure;
+}
+
+void explain(Failure& failure, const Invocation& call)
+{
+    if (!failure.cause.empty() || failure.code == FC_OK || call.verb == nullptr)
+        return;
+    const auto fits = [&](const Cause& row) {
+        return (failure.code & row.bit & ~FC_OK) != 0 &&
+               (*row.verbs == '\0' || holdsWord(row.verbs, call.verb->name));
+    };
+    const auto row = std::ranges::find_if(kCauses, fits);
+    if (row == std::ranges::end(kCauses)) {
+        failure.next = "cfgctl log --severity error";
+        return;
+    }
+    failure.cause = row->cause;
+    failure.next = row->next;
+    if (const std::size_t at = failure.next.find("NAME"); at != std::string::npos)
+        failure.next.replace(at, 4, call.argument(0));
+    const std::string name = call.verb->name;
+    if (row->bit == FC_BAD_VALUE && name != "set") {
+        const bool isFile = name == "import";
+        const std::string rule =
+            brokenNameRule(isFile ? std::filesystem::path(call.argument(0)).filename().string()
+                                  : call.arguments.back());
+        if (!rule.empty()) {
+            failure.cause = rule;
+            failure.next = "cfgctl help " + name;
+        }
+    }
+    if (row->bit == FC_COMM_ERROR && holdsWord("save start", name))
+        failure.cause = silentPeer();
+}

@@ -1,0 +1,37 @@
+#include "Session.h"
+
+#include "CfgPaths.h"
+#include "terminal/TerminalText.h"
+
+#include <cstdio>
+#include <iostream>
+#include <unistd.h>
+
+Session::Session(const Invocation& invocation, Output& output)
+    : call(invocation), out(output), deadline(invocation.number("timeout", invocation.verb->limit)),
+      waitsFor(invocation.verb->waitsFor)
+{
+}
+
+Peer& Session::peer()
+{
+    if (!mPeer) {
+        const std::string path = call.get("socket", kCfgSocket);
+        const std::string name = path == kCfgSocket ? "CfgManager" : "the daemon";
+        mPeer.emplace(path, name, deadline, waitsFor, isDryRun());
+    }
+    return *mPeer;
+}
+
+void Session::confirm(const std::string& question) const
+{
+    if (call.has("yes") || isDryRun())
+        return;
+    if (isatty(STDIN_FILENO) != 1 || isatty(STDERR_FILENO) != 1)
+        throw Failure(EXIT_USAGE, question + " Not without --yes", "cfgctl --yes " + call.asked());
+    std::fprintf(stderr, "%s [y/N] ", printableText(question).c_str());
+    std::string answer;
+    std::getline(std::cin, answer);
+    if (answer != "y" && answer != "Y" && answer != "yes")
+        throw Failure(EXIT_USAGE, "not done, as you said");
+}
