@@ -41,7 +41,11 @@ MATRIX = {
     "watch": ("--for 1", r"^$", "--count 1 --for 1", 6, True),
     "log": (LOG + " --for 1", r"tCfgCom\(\d+\)", "/tmp/no-log", 4, False),
     "validate": ("/etc/sysmgt/cfg_data_set.json", r": OK", "/tmp/bad.json", 4, False),
+    "doctor": ("", r"doctor: OK|warning: ", "more", 2, True),
+    "export": ("/tmp/all.tar --yes", r"Configurations: +1", "/tmp/none/all.tar", 4, True),
+    "restore": ("/tmp/all.tar --yes", r"Archive: +/tmp/all.tar", "/tmp/bad.json --yes", 4, True),
     "start": ("day", r"start day: OK", "night", 4, True),
+    "confirm": ("", r"confirm: OK", "more", 2, False),
     "autostart": ("day", r"autostart day: OK", "night", 4, True),
     "import": ("/tmp/stick/lab --yes", r"import /tmp/stick/lab: OK", "/tmp/stick/none", 4, True),
     "rename": ("lab two --yes", r"rename lab two: OK", "none other", 4, True),
@@ -110,6 +114,7 @@ def check_json(text, verb, status):
 
 def boot():
     os.makedirs("/etc/sysmgt", exist_ok=True)
+    os.makedirs("/run/sysmgt/confirm", exist_ok=True)
     shutil.copy(ROOT / "packaging/cfg_data_set.json", "/etc/sysmgt")
     daemons = []
     for program, there in (("dbgcollect -o " + LOG, "/tmp/sockDbg"), ("DevManager", "/tmp/sockDev"),
@@ -143,6 +148,8 @@ def try_matrix():
                 run("import /tmp/stick/lab --yes")
             if verb == "remove" and form:
                 run("import /tmp/stick/lab --yes"), run("rename lab two --yes")
+            if verb == "confirm":
+                run("start day --confirm-within 60")
             done = run(f"{form}{verb} {served}")
             check(done.returncode == 0, f"{form}{verb}: {done.returncode}", done.out, done.err)
             check(form or re.search(holds, done.out), f"{verb}: text", done.out)

@@ -56,6 +56,10 @@ void runSave(Session& session)
 
 void runStart(Session& session)
 {
+    if (session.call.has("confirm-within") && !session.isDryRun()) {
+        runGuardedStart(session);
+        return;
+    }
     send(session, "START_CFG", {{"RowID", session.call.argument(0)}});
     sayDone(session);
 }

@@ -1,5 +1,6 @@
 #include "Catalogue.h"
 #include "CfgPaths.h"
+#include "Confirmation.h"
 #include "MessageText.h"
 #include "Refusals.h"
 #include "Session.h"
@@ -57,6 +58,20 @@ bool isCollecting()
     if (fifo != -1)
         close(fifo);
     return fifo != -1;
+}
+
+/// A start that waits for its confirmation, as far as this user may know.
+void addConfirmation(Json::Value& status)
+{
+    status["toConfirm"] = "";
+    const Confirmation shared;
+    const auto start = shared.isOpen() ? shared.read() : std::nullopt;
+    if (!start)
+        return;
+    status["toConfirm"] = start->name;
+    status["goesBackTo"] = start->before;
+    status["secondsLeft"] =
+        static_cast<Json::Int64>(std::max<std::int64_t>(start->deadline - secondsSinceBoot(), 0));
 }
 
 /// What the manager knows; throws Failure when it does not answer.
@@ -138,10 +153,12 @@ void runStatus(Session& session)
     status["channelManager"] = isServed(kChanSocket);
     status["deviceManager"] = isServed(kDevSocket);
     status["collector"] = isCollecting();
+    addConfirmation(status);
     constexpr Column kLines[] = {{"CfgManager answers", "answers"},
                                  {"Busy", "busy"},
                                  {"Running", "running"},
                                  {"Fallback at boot", "fallback"},
+                                 {"To be confirmed", "toConfirm"},
                                  {"Auto-start", "autoStart"},
                                  {"Auto-start is sound", "autoStartExists"},
                                  {"Configurations", "configurationCount"},

@@ -43,6 +43,7 @@ void runWait(Session& session);
 void runWatch(Session& session);
 void runLog(Session& session);
 void runValidate(Session& session);
+void runDoctor(Session& session);
 
 void runSave(Session& session);
 void runStart(Session& session);
@@ -51,6 +52,10 @@ void runImport(Session& session);
 void runRename(Session& session);
 void runRemove(Session& session);
 void runDebug(Session& session);
+void runExport(Session& session);
+void runRestore(Session& session);
+void runGuardedStart(Session& session); // start --confirm-within
+void runConfirm(Session& session);
 
 void runGet(Session& session);
 void runSet(Session& session);

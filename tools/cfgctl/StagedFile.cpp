@@ -28,24 +28,44 @@ StagedFile::StagedFile(const std::string& file, bool isToGo, bool isDryRun)
                                               : "there is no such file");
     if (isToGo || isDryRun)
         return;
+    stage(fs::path(mPath).filename().string(), [from = mPath](const std::string& path) {
+        std::error_code failure;
+        if (!fs::copy_file(from, path, failure))
+            throw Failure(EXIT_STATE_OR_RIGHT,
+                          "cannot copy the file to " + path + ": " + failure.message());
+    });
+}
+
+StagedFile::StagedFile(const std::string& name, bool isDryRun,
+                       const std::function<void(const std::string& path)>& write)
+    : mPath(std::string(kImportDir) + '/' + name)
+{
+    if (!isDryRun)
+        stage(name, write);
+}
+
+void StagedFile::stage(const std::string& name,
+                       const std::function<void(const std::string& path)>& write)
+{
+    std::error_code error;
     const bool isShared = fs::is_directory(kImportDir, error);
     std::string directory = std::string(isShared ? kImportDir : kOtherDir) + "/cfgctl-XXXXXX";
-    const fs::path name = fs::path(mPath).filename();
     if (mkdtemp(directory.data()) == nullptr)
         throw Failure(EXIT_STATE_OR_RIGHT,
-                      "cannot make the directory " + directory + ": " + std::strerror(errno),
-                      "cfgctl import --move FILE");
-    mDirectory = directory;
-    const std::string copy = directory + '/' + name.string();
-    fs::copy_file(mPath, copy, error);
-    // The group is the directory's: the manager's.
-    const mode_t others = isShared ? 0070 : 0;
-    if (error || chmod(directory.c_str(), 02700 | others) != 0 || chmod(copy.c_str(), 0640) != 0) {
-        const std::string reason = error ? error.message() : std::strerror(errno);
+                      "cannot make the directory " + directory + ": " + std::strerror(errno));
+    mPath = directory + '/' + name;
+    try {
+        write(mPath);
+        // The group is the directory's: the manager's.
+        const mode_t others = isShared ? 0070 : 0;
+        if (chmod(directory.c_str(), 02700 | others) != 0 || chmod(mPath.c_str(), 0640) != 0)
+            throw Failure(EXIT_STATE_OR_RIGHT,
+                          "cannot hand over " + mPath + ": " + std::strerror(errno));
+    } catch (...) {
         fs::remove_all(directory, error);
-        throw Failure(EXIT_STATE_OR_RIGHT, "cannot copy the file to " + copy + ": " + reason);
+        throw;
     }
-    mPath = copy;
+    mDirectory = directory;
 }
 
 StagedFile::~StagedFile()

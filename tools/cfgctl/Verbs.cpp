@@ -11,7 +11,8 @@ namespace
 constexpr int kUsual = 10;
 constexpr int kSave = 40;
 constexpr int kStart = 130;
-constexpr int kMove = 60; // a file may come from another disk
+constexpr int kMove = 60;     // a file may come from another disk
+constexpr int kRestore = 600; // many moves
 constexpr int kLook = 3;
 
 constexpr char kManager[] = "CfgManager";
@@ -29,6 +30,8 @@ constexpr Option kOptions[] = {
     {"severity", 0, "WORD", "This and worse: info, warning, error, fatal, system", 0, 0,
      "info warning error fatal system"},
     {"task", 0, "TASK", "Lines of this task only, such as tCfg"},
+    {"confirm-within", 0, "SECONDS", "Go back to what ran before, unless you confirm in time", 1,
+     kLongest},
     {"table", 0, nullptr, "A table of the older model: TABLE [ROW [ITEM]]"},
     {"timeout", 't', "SECONDS", "The one limit for all that the verb waits for", 1, kLongest},
     {"json", 0, nullptr, "One JSON document instead of text; an object a line for what goes on"},
@@ -59,18 +62,27 @@ constexpr Verb kVerbs[] = {
      Effect::READS, 0, "lines", runLog, true},
     {"Look", "validate", "FILE", "Check a dataset file, such as a catalogue", "",
      "cfgctl validate /etc/sysmgt/cfg_data_set.json", Effect::READS, 0, "", runValidate},
+    {"Look", "doctor", "", "Look for what is wrong on the device, and say what to do", "",
+     "cfgctl doctor", Effect::READS, kUsual, kManager, runDoctor},
+    {"Look", "export", "FILE", "Put all configurations into an archive", "",
+     "cfgctl export /media/stick/device.tar", Effect::READS, kMove, kManager, runExport},
 
     {"Change", "save", "NAME", "Save the channels as they are", "description autostart",
      "cfgctl save evening -d \"Reduced power\" --autostart", Effect::OVERWRITES, kSave, kChannels,
      runSave},
-    {"Change", "start", "NAME", "Load the channels of a configuration", "", "cfgctl start evening",
-     Effect::CHANGES, kStart, kChannels, runStart},
+    {"Change", "start", "NAME", "Load the channels of a configuration", "confirm-within",
+     "cfgctl start evening\ncfgctl start evening --confirm-within 60", Effect::CHANGES, kStart,
+     kChannels, runStart},
+    {"Change", "confirm", "", "Keep what was started with --confirm-within", "", "cfgctl confirm",
+     Effect::CHANGES, kUsual, "", runConfirm},
     {"Change", "autostart", "[NAME]", "Choose what is started at boot", "off",
      "cfgctl autostart evening\ncfgctl autostart --off", Effect::CHANGES, kUsual, kManager,
      runAutoStart},
     {"Change", "import", "FILE", "Take a file into the catalogue, under its own name",
      "description autostart move", "cfgctl import /media/stick/evening -d \"From the lab\"",
      Effect::OVERWRITES, kMove, kManager, runImport},
+    {"Change", "restore", "FILE", "Take all configurations of an archive into the catalogue", "",
+     "cfgctl restore /media/stick/device.tar", Effect::OVERWRITES, kRestore, kManager, runRestore},
     {"Change", "rename", "NAME NEW-NAME", "Give a configuration another name", "description",
      "cfgctl rename evening night", Effect::OVERWRITES, kMove, kManager, runRename},
     {"Change", "remove", "NAME", "Delete a configuration, with its file", "",

@@ -1,0 +1,71 @@
+#include "Catalogue.h"
+#include "CfgPaths.h"
+#include "Session.h"
+#include "SystemChecks.h"
+#include "terminal/TerminalText.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <sys/stat.h>
+
+namespace
+{
+
+/// What only the daemon knows.
+void checkRows(Session& session, Findings& found)
+{
+    Catalogue catalogue(session.peer());
+    const std::string autoStart = catalogue.readAutoStart();
+    const std::vector<DataRow> rows = catalogue.readAll({"File Name"});
+    if (!autoStart.empty() && std::ranges::find(rows, autoStart, &DataRow::key) == rows.end())
+        found.push_back({true,
+                         "the auto-start names " + inQuotes(autoStart) + ", which is not there",
+                         "cfgctl autostart NAME, or cfgctl autostart --off"});
+    for (const DataRow& row : rows) {
+        const std::string* const file = row.find("File Name");
+        struct stat status;
+        if (file != nullptr && lstat(file->c_str(), &status) == -1 && errno == ENOENT)
+            found.push_back({true, "the configuration " + inQuotes(row.key) + " has no file",
+                             "cfgctl save " + inQuotes(row.key) + ", or cfgctl remove"});
+    }
+}
+
+std::string textOf(const Findings& found)
+{
+    std::string text;
+    for (const Finding& finding : found)
+        text += (finding.isFault ? "fault: " : "warning: ") + printableText(finding.what) +
+                "\n    " + printableText(finding.advice) + '\n';
+    return text;
+}
+
+} // namespace
+
+void runDoctor(Session& session)
+{
+    Findings found = checkSystem();
+    std::optional<Failure> silence;
+    try {
+        checkRows(session, found);
+    } catch (const Failure& failure) {
+        silence = failure;
+        if (isServed(kCfgSocket))
+            found.push_back(
+                {true, "CfgManager runs, and does not answer: " + failure.problem,
+                 "wait for what it does (cfgctl log), then systemctl restart cfgmanager"});
+    }
+    Json::Value list(Json::arrayValue);
+    for (const Finding& finding : found) {
+        Json::Value& one = list.append(Json::objectValue);
+        one["kind"] = finding.isFault ? "fault" : "warning";
+        one["what"] = finding.what;
+        one["advice"] = finding.advice;
+    }
+    const auto faults = std::ranges::count(found, true, &Finding::isFault);
+    session.out.document()["findings"] = list;
+    session.out.text(found.empty() ? "doctor: OK\n" : textOf(found));
+    if (silence)
+        throw Failure(*silence);
+    if (faults > 0)
+        throw Failure(EXIT_STATE_OR_RIGHT, std::to_string(faults) + " faults");
+}

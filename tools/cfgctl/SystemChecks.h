@@ -1,0 +1,18 @@
+#pragma once
+
+// What can be wrong on a device, seen from its files and sockets: nothing is asked of a daemon, and
+// nothing changes. No state; any thread.
+
+#include <string>
+#include <vector>
+
+/// One thing that is wrong. A warning is what a device works with.
+struct Finding {
+    bool isFault;
+    std::string what;
+    std::string advice; ///< what to do
+};
+using Findings = std::vector<Finding>;
+
+/// Everything that this process can see; what it may not look at is a warning.
+Findings checkSystem();
