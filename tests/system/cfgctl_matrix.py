@@ -193,7 +193,7 @@ def try_manners():
     check(run("save -- -night").out == "save -night: OK\n", "a name that begins with -")
     check(re.search(r"Running: +day\nFallback at boot: +no", run("-t 30 status").out), "what runs")
     check("-night" in run("list -t 5").out and run("-y remove -- -night").returncode == 0, "-night")
-    for command, holds in (("save 'x y'", 'Name="Name" Value="x y"'), ("list", "<HEADER ID=\"1\"")):
+    for command, holds in (("save 'x y'", 'Name="Name" Value="x y"'), ("list", '<HEADER ID="1"')):
         done = run("--dry-run " + command)
         check(done.returncode == 0 and holds in done.out, "dry run of " + command, done.out)
     check(run("show 'x y'").returncode == 4, "a dry run has saved")
@@ -269,6 +269,8 @@ class Peer(threading.Thread):
                 continue
             kind, code, body = answer
             number = re.search(rb'ID="(\d+)"', text)[1].decode()
+            # To another client, whose path this one has now.
+            self.socket.sendto(b'<HEADER ID="1" Type="ACK" Fcode="10000" Size="0" >\n</HEADER>\n', sender)
             self.socket.sendto(f'<HEADER ID="{number}" Type="{kind}" Fcode="{code}" Size="{len(body)}" >'
                                f"\n</HEADER>\n{body}".encode("utf-8", "surrogateescape"), sender)
 

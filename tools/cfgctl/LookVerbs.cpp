@@ -88,12 +88,15 @@ void askForStatus(Session& session, Json::Value& status)
     }
     const std::vector<DataRow> rows = catalogue.readAll({"File Name"});
     status["configurationCount"] = static_cast<Json::UInt64>(rows.size());
-    status["autoStartExists"] =
+    bool isSound =
         autoStart.empty() || std::ranges::find(rows, autoStart, &DataRow::key) != rows.end();
     Json::Value& missing = status["withoutFile"] = Json::arrayValue;
     for (const DataRow& row : rows)
-        if (const Json::Value there = fileIsThere(row); there.isBool() && !there.asBool())
+        if (const Json::Value there = fileIsThere(row); there.isBool() && !there.asBool()) {
             missing.append(Json::objectValue)["name"] = row.key;
+            isSound = isSound && row.key != autoStart;
+        }
+    status["autoStartIsSound"] = isSound;
 }
 
 } // namespace
@@ -160,7 +163,7 @@ void runStatus(Session& session)
                                  {"Fallback at boot", "fallback"},
                                  {"To be confirmed", "toConfirm"},
                                  {"Auto-start", "autoStart"},
-                                 {"Auto-start is sound", "autoStartExists"},
+                                 {"Auto-start is sound", "autoStartIsSound"},
                                  {"Configurations", "configurationCount"},
                                  {"Without their file", "withoutFile"},
                                  {"Channel manager there", "channelManager"},

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
+#include <random>
 #include <sys/socket.h>
 #include <tuple>
 #include <utility>
@@ -18,6 +19,8 @@ namespace
 constexpr std::string_view kHeaderEnd = "</HEADER>\n";
 constexpr std::chrono::milliseconds kLook = std::chrono::milliseconds(500);
 constexpr std::chrono::milliseconds kRetry = std::chrono::milliseconds(20);
+
+constexpr unsigned kIdMask = 0x3fffffff;
 
 bool waitFor(int descriptor, short what, std::chrono::milliseconds limit)
 {
@@ -32,6 +35,9 @@ Peer::Peer(std::string socket, std::string name, const Deadline& deadline,
     : mPath(std::move(socket)), mName(std::move(name)), mDeadline(deadline), mWaitsFor(waitsFor),
       mIsDryRun(isDryRun)
 {
+    // The path is used again: an answer to a client before may come to this one.
+    if (!mIsDryRun)
+        mLastId = static_cast<int>(std::random_device()() & kIdMask);
 }
 
 Answer Peer::command(const MessageCommand& command)

@@ -49,6 +49,9 @@ constexpr Cause kCauses[] = {
      "it is being loaded, or its last result could not be written (this refusal has made it "
      "available again), or the channel manager refused its file",
      "cfgctl wait NAME=Available"},
+    {"import", FC_UNAVAILABLE,
+     "the manager could not take the file: it has to be able to read and to move it",
+     "cfgctl log --severity error"},
     {"remove", FC_UNAVAILABLE, "its file could not be deleted, and is still there",
      "cfgctl show NAME"},
     {"", FC_ACCESS_DENIED,
