@@ -68,5 +68,6 @@ void startThrice(Device& device)
         for (const std::string& helper : {binary("CfgManager"), std::string("mv -f")})
             EXPECT_TRUE(eventually([&] { return isOver(helper); }));
     }
-    EXPECT_FALSE(std::filesystem::exists(kChangesBeside));
+    ChildProcess left({"/bin/ls", "-lan", kChangesBeside});
+    EXPECT_EQ(2, left.wait()) << left.output();
 }
