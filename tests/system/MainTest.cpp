@@ -1,6 +1,7 @@
 // The daemon's process entry: options, pid file, start file, and the end by an exception.
 
 #include "Device.h"
+#include "ScriptedPeer.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -30,6 +31,23 @@ TEST(MainTest, FilesThatCannotBeWrittenDoNotStopTheDaemon)
         device.start("CfgManager", {"-v", "none", "-p", "/no/pid", "-s", "/no/start"});
     EXPECT_EQ("/no/start: No such file or directory\n", daemon.errors());
     EXPECT_TRUE(device.log().waitFor("init: dataCommunicator started")); // no number is level 0
+}
+
+TEST(MainTest, TellsTheSupervisorThatAsksForItWhenRequestsAreServed)
+{
+    Device device;
+    ScriptedPeer deviceManager("/tmp/sockDev");
+    for (const std::string socket : {"/tmp/notify", "@notify"}) {
+        ScriptedPeer supervisor(socket[0] == '@' ? '\0' + socket.substr(1) : socket);
+        setenv("NOTIFY_SOCKET", socket.c_str(), 1);
+        device.start("CfgManager");
+        deviceManager.receive(); // the start waits for the time zone
+        EXPECT_TRUE(supervisor.nothingCame()) << socket;
+        deviceManager.answer("NACK");
+        deviceManager.receive();
+        deviceManager.answer("ACK");
+        EXPECT_EQ("READY=1", supervisor.receiveText());
+    }
 }
 
 TEST(MainTest, UnknownOptionPrintsTheUsageAndStartsNothing)

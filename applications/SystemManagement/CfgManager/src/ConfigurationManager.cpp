@@ -15,6 +15,7 @@
 #include "MessageEvent.h"
 #include "MessageText.h"
 #include "RunningConfiguration.h"
+#include "SupervisorNotice.h"
 #include "base/LocalTime.h"
 
 #include <algorithm>
@@ -49,6 +50,7 @@ constexpr CommandEntry kCommands[] = {
 
 void ConfigurationManager::init()
 {
+    const SupervisorNotice supervisor;
     setTaskName(currentTaskId(), "tCfgInit");
     if (mkdir(kCfgDir, 0775) == -1) {
         if (errno == EEXIST)
@@ -67,10 +69,14 @@ void ConfigurationManager::init()
     communicator.init(this, kCfgSocket, kCfgSendSocket, "tCfgCom");
     applyDeviceTimeZone();
     communicator.requestSubscribe(kDevSocket); // without a device manager there are no events
-    communicator.start();
+    const bool isServing = communicator.start();
     DBG_LOG(SEV_INFO) << "init: dataCommunicator started";
+    if (isServing)
+        supervisor.ready();
     startAutoCfg();
     startMissingThreads();
+    if (!isServing)
+        supervisor.ready();
 }
 
 void ConfigurationManager::loadCatalogue()
