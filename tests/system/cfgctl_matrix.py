@@ -332,6 +332,19 @@ def try_peers():
     check("has ended before it answered" in said and client.returncode == 3,
           "a daemon that dies is not waited for", said)
 
+    peer = Peer(lambda text: ("ACK", 10000, ""))
+    client = subprocess.Popen(["cfgctl", "watch", "-t", "1"], stderr=subprocess.PIPE)
+    wait_until(lambda: peer.asked, "the watch has subscribed")
+    time.sleep(1.2)  # the first limit is over
+    peer.end()
+    late = lambda text: ("ACK", 10000, "") if len(peer.asked) > 1 else None
+    peer = Peer(late)
+    wait_until(lambda: len(peer.asked) > 1 and client.poll() is None, "it has again, twice")
+    client.terminate()
+    said = client.communicate(timeout=10)[1]
+    check(b"started anew" in said, "a watch goes on", said)
+    peer.end()
+
     names = b'<BODY><Row ID="\xff\x1b[31m\xc2\x9b\xe2\x80\xae" ><Item Name="State" Value="A" /></Row></BODY>'
     peer = Peer(lambda text: rows(text) if 'ID=""' in text else
                 ("RESPONSE", 10000, names.decode("utf-8", "surrogateescape")))

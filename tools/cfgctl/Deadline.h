@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <string>
+#include <utility>
 
 class Deadline
 {
@@ -14,6 +15,9 @@ public:
 
     /// 0 for none.
     explicit Deadline(int seconds) : mSeconds(seconds), mBegin(Clock::now()) {}
+
+    /// Begins again: what comes has the whole time.
+    void restart() { mBegin = Clock::now(); }
 
     int seconds() const { return mSeconds; }
     bool isOver() const { return mSeconds != 0 && passed() >= std::chrono::seconds(mSeconds); }
@@ -41,8 +45,7 @@ private:
 class WaitNote
 {
 public:
-    /// What for: must outlive the object.
-    explicit WaitNote(const std::string& whatFor) : mWhatFor(whatFor) {}
+    explicit WaitNote(std::string whatFor) : mWhatFor(std::move(whatFor)) {}
     ~WaitNote();
 
     WaitNote(const WaitNote&) = delete;
@@ -52,6 +55,6 @@ public:
     void show(const Deadline& deadline);
 
 private:
-    const std::string& mWhatFor;
+    std::string mWhatFor;
     bool mIsShown = false;
 };

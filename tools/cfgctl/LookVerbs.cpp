@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <functional>
 #include <poll.h>
 #include <sys/stat.h>
 #include <tuple>
@@ -97,6 +98,20 @@ void askForStatus(Session& session, Json::Value& status)
             isSound = isSound && row.key != autoStart;
         }
     status["autoStartIsSound"] = isSound;
+}
+
+/// A daemon that has started anew knows no subscribers, and may not serve them yet.
+bool subscribeAgain(Session& session, const std::function<void()>& subscribe)
+{
+    try {
+        subscribe();
+    } catch (const Failure& failure) {
+        if (failure.exit != EXIT_NO_ANSWER)
+            throw;
+        return false;
+    }
+    session.out.note(session.peer().name() + " has started anew, still watching");
+    return true;
 }
 
 } // namespace
@@ -225,10 +240,12 @@ void runWatch(Session& session)
     const Deadline end(session.call.number("for", 0));
     Peer& peer = session.peer();
     const auto subscribe = [&] {
+        session.deadline.restart(); // it may come long after the first
         if (const Answer answer = peer.subscribe(); !answer.ok())
             throw refusal(answer.code);
     };
     subscribe();
+    bool isSubscribed = true;
     session.out.note("watching " + peer.name() + ", until it is interrupted");
 
     int seen = 0;
@@ -249,9 +266,8 @@ void runWatch(Session& session)
             }
             session.out.line(kColumns, line);
             ++seen;
-        } else if (peer.hasStartedAnew()) {
-            subscribe(); // a daemon that has started anew knows no subscribers
-            session.out.note(peer.name() + " has started anew, still watching");
+        } else if (!isSubscribed || peer.hasStartedAnew()) {
+            isSubscribed = subscribeAgain(session, subscribe);
         }
     }
     if (seen < count)

@@ -30,10 +30,10 @@ bool waitFor(int descriptor, short what, std::chrono::milliseconds limit)
 
 } // namespace
 
-Peer::Peer(std::string socket, std::string name, const Deadline& deadline,
-           const std::string& waitsFor, bool isDryRun)
-    : mPath(std::move(socket)), mName(std::move(name)), mDeadline(deadline), mWaitsFor(waitsFor),
-      mIsDryRun(isDryRun)
+Peer::Peer(std::string socket, std::string name, const Deadline& deadline, std::string waitsFor,
+           bool isDryRun)
+    : mPath(std::move(socket)), mName(std::move(name)), mDeadline(deadline),
+      mWaitsFor(std::move(waitsFor)), mIsDryRun(isDryRun)
 {
     // The path is used again: an answer to a client before may come to this one.
     if (!mIsDryRun)

@@ -30,10 +30,10 @@ struct DryRun {
 class Peer
 {
 public:
-    /// `name` and `waitsFor` are for the user; deadline and `waitsFor` must outlive the object.
+    /// `name` and `waitsFor` are for the user; the deadline must outlive the object.
     /// Throws Failure when the client's own socket cannot be made.
-    Peer(std::string socket, std::string name, const Deadline& deadline,
-         const std::string& waitsFor, bool isDryRun);
+    Peer(std::string socket, std::string name, const Deadline& deadline, std::string waitsFor,
+         bool isDryRun);
 
     /// A request is sent once, since it may change things. Any answer comes back, whatever its
     /// code; Failure(EXIT_NO_ANSWER) when there is none by the deadline, or can be none any more
@@ -68,7 +68,7 @@ private:
     std::string mPath;
     std::string mName;
     const Deadline& mDeadline;
-    const std::string& mWaitsFor;
+    std::string mWaitsFor;
     bool mIsDryRun;
     int mLastId = 0;
     std::deque<std::string> mEvents; // that came between requests and answers

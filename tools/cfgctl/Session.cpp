@@ -23,7 +23,7 @@ Peer& Session::peer()
     return *mPeer;
 }
 
-void Session::confirm(const std::string& question) const
+void Session::confirm(const std::string& question)
 {
     if (call.has("yes") || isDryRun())
         return;
@@ -34,4 +34,5 @@ void Session::confirm(const std::string& question) const
     std::getline(std::cin, answer);
     if (answer != "y" && answer != "Y" && answer != "yes")
         throw Failure(EXIT_USAGE, "not done, as you said");
+    deadline.restart();
 }

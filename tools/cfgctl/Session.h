@@ -17,14 +17,15 @@ struct Session {
     Peer& peer();
 
     /// Asks on a terminal; elsewhere --yes has to say so. Throws Failure(EXIT_USAGE) for no. With
-    /// --dry-run nothing is asked.
-    void confirm(const std::string& question) const;
+    /// --dry-run nothing is asked. The verb's limit begins again when somebody has thought about
+    /// it.
+    void confirm(const std::string& question);
 
     bool isDryRun() const { return call.has("dry-run"); }
 
     const Invocation& call;
     Output& out;
-    const Deadline deadline;
+    Deadline deadline;
     std::string waitsFor;
 
 private:
