@@ -58,8 +58,21 @@ void writeFile(const std::string& path, const std::string& content)
 
 std::string binary(const std::string& name) { return std::string(SYSMGT_BIN_DIR) + "/" + name; }
 
+namespace
+{
+
+/// A file in memory that several processes write to: each at its end, none over another's lines.
+int openOutput(const char* name)
+{
+    const int output = memfd_create(name, MFD_CLOEXEC);
+    fcntl(output, F_SETFL, O_APPEND);
+    return output;
+}
+
+} // namespace
+
 ChildProcess::ChildProcess(std::vector<std::string> command)
-    : mOut(memfd_create("out", MFD_CLOEXEC)), mErr(memfd_create("err", MFD_CLOEXEC))
+    : mOut(openOutput("out")), mErr(openOutput("err"))
 {
     if (command[0].find('/') == std::string::npos)
         command[0] = binary(command[0]);
