@@ -56,6 +56,11 @@ void writeFile(const std::string& path, const std::string& content)
     std::ofstream(path, std::ios::binary) << content;
 }
 
+std::string sourceFile(const std::string& path)
+{
+    return std::string(SYSMGT_SOURCE_DIR) + '/' + path;
+}
+
 std::string binary(const std::string& name) { return std::string(SYSMGT_BIN_DIR) + "/" + name; }
 
 namespace

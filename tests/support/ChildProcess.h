@@ -28,6 +28,10 @@ bool asUser(uid_t user, gid_t group, const std::function<void()>& script);
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& content);
 
+/// The path of a file of the source tree. A function, so that a test's compilation does not depend
+/// on where the tree stands.
+std::string sourceFile(const std::string& path);
+
 /// The path of a binary of this build.
 std::string binary(const std::string& name);
 

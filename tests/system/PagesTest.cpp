@@ -16,7 +16,7 @@ constexpr char kFan[] = "/tmp/sockFan";
 /// binaries in its path.
 std::string scriptOf(const std::string& pageName, const std::string& heading)
 {
-    const std::string page = readFile(SYSMGT_SOURCE_DIR "/" + pageName);
+    const std::string page = readFile(sourceFile(pageName));
     const std::size_t start = page.find("```sh\n", page.find(heading)) + 6;
     writeFile("/tmp/try.sh", page.substr(start, page.find("```", start) - start));
     setenv("PATH", (binary("").append(":") + getenv("PATH")).c_str(), 1);
@@ -40,7 +40,7 @@ TEST(ReadmeTest, TheTourDoesWhatItSays)
 
 TEST(SiblingPageTest, TheShellLinesRunAsTyped)
 {
-    ChildProcess device({SYSMGT_SOURCE_DIR "/run", "--on-device", "bash", "-m",
+    ChildProcess device({sourceFile("run"), "--on-device", "bash", "-m",
                          scriptOf("docs/sibling-daemon.md", "## Try it")});
     EXPECT_EQ(0, device.wait()) << device.errors();
     EXPECT_THAT(device.output(), HasSubstr("save day: OK"));

@@ -28,7 +28,7 @@ protected:
                                    "bob:x:1003:1101:::\ndevd:x:1004:100:::\nchand:x:1005:100:::\n"
                                    "nobody:x:65534:65534:::\n");
         replaceLink("/etc/group", "root:x:0:\nusers:x:100:\noperators:x:1101:alice,nobody,gone\n");
-        const std::string page = readFile(SYSMGT_SOURCE_DIR "/docs/security.md");
+        const std::string page = readFile(sourceFile("docs/security.md"));
         const std::size_t start = page.find("```json\n") + 8;
         mExample = page.substr(start, page.find("```", start) - start);
     }
