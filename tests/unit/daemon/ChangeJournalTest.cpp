@@ -143,4 +143,21 @@ TEST(ChangeJournalTest, AChangeThatHasEndedIsSettledNeitherAloneNorUnderALaterOn
     }
 }
 
+TEST(ChangeJournalTest, NothingIsLeftOfASaveWhoseFileNeverCameWhenAnotherComes)
+{
+    ChangeJournal& journal = ChangeJournal::ofProcess();
+    ChangeRecord change;
+    change.name = "b";
+    change.before = CatalogueRow{};
+    writeFile("/data/cfg/b", "old");
+    const auto save = journal.begin(change, "/data/cfg/b").number;
+    std::filesystem::remove("/data/cfg/b");
+    journal.confirmAnswer(save, CatalogueRow{}); // without a file
+    writeFile("/data/cfg/b", "dropped in");
+    change.kind = ChangeRecord::Kind::IMPORT;
+    journal.end(journal.begin(change, "/data/cfg/b").number);
+    EXPECT_TRUE(eventually([&journal] { return journal.tidy().count() == 0; }));
+    EXPECT_FALSE(std::filesystem::exists(kChangesBeside));
+}
+
 } // namespace

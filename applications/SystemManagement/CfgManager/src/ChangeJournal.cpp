@@ -140,6 +140,13 @@ std::vector<ChangeRecord> readJournal(const std::string& place, std::uint64_t& l
     return newest;
 }
 
+void removeLinks(const std::vector<std::string>& links)
+{
+    for (const std::string& link : links)
+        if (!link.empty())
+            unlink(link.c_str());
+}
+
 /// Links whose end a power cut has undone: no record of a whole journal knows of them.
 void removeEnded(const std::string& place, const std::vector<ChangeRecord>& records)
 {
@@ -221,7 +228,7 @@ ChangeJournal::Begun ChangeJournal::begin(ChangeRecord record, const std::string
     const std::uint64_t number = record.number = ++mLastNumber;
     const bool isLinked = makeDirectory() && linkReplaced(record, replaced);
     const int linkError = isLinked ? 0 : errno;
-    supersede(record);
+    const std::vector<std::string> links = supersede(record);
     mRecords.push_back(std::move(record));
     if (!write()) {
         const int error = errno;
@@ -229,23 +236,30 @@ ChangeJournal::Begun ChangeJournal::begin(ChangeRecord record, const std::string
             mRecords.back().kept.clear(); // nothing is moved where no record tells of it
         return {number, error};
     }
+    removeLinks(links);
     dropOver();
     return {number, linkError};
 }
 
 /// Earlier changes that the new one takes the place of: of a name that has a file now, and saves of
 /// new names, whose rows may not outlive the next start and are no auto-start to go back to.
-void ChangeJournal::supersede(ChangeRecord& record)
+/// Returns the links that nothing will be put back from.
+std::vector<std::string> ChangeJournal::supersede(ChangeRecord& record)
 {
-    std::erase_if(mRecords, [&record](const ChangeRecord& earlier) {
+    std::vector<std::string> links;
+    std::erase_if(mRecords, [&record, &links](const ChangeRecord& earlier) {
         if (earlier.kind == ChangeRecord::Kind::UNSTORED)
             return false;
         const bool isNewSave = earlier.kind == ChangeRecord::Kind::SAVE && !earlier.replaces();
         if (isNewSave && !earlier.answered && record.autoStartBefore == earlier.name &&
             record.autoStartAfter != record.autoStartBefore)
             record.autoStartBefore = earlier.autoStartBefore;
-        if (!record.kept.empty())
-            return earlier.concerns(record.name);
+        if (!record.kept.empty()) {
+            const bool isOver = earlier.concerns(record.name);
+            if (isOver && earlier.answered)
+                links.push_back(earlier.kept);
+            return isOver;
+        }
         if (!isNewSave || record.name != earlier.name)
             return false;
         if (access(configurationPath(earlier.name).c_str(), F_OK) == 0)
@@ -258,6 +272,7 @@ void ChangeJournal::supersede(ChangeRecord& record)
         }
         return true;
     });
+    return links;
 }
 
 void ChangeJournal::confirmAnswer(std::uint64_t number, const CatalogueRow& row)
@@ -318,9 +333,7 @@ void ChangeJournal::dropOver()
     if (mRecords.empty())
         mIdleSince = std::chrono::steady_clock::now();
     write();
-    for (const std::string& link : links)
-        if (!link.empty())
-            unlink(link.c_str());
+    removeLinks(links);
 }
 
 /// An auto-start that is to come back goes along with its name.

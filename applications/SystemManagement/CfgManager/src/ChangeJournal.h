@@ -90,7 +90,7 @@ private:
     bool create(const std::string& half, std::size_t capacity);
     bool makeDirectory();
     bool linkReplaced(ChangeRecord& record, const std::string& replaced);
-    void supersede(ChangeRecord& record);
+    std::vector<std::string> supersede(ChangeRecord& record);
     bool followRename(const ChangeRecord& change);
     void drop(std::uint64_t number);
     void dropOver();
