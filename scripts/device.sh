@@ -44,7 +44,7 @@ start_collector() {
 boot_device() {
     local from
     from=$(log_lines)
-    mkdir -p /etc/sysmgt
+    mkdir -p /etc/sysmgt /run/sysmgt/import /run/sysmgt/confirm
     cp "$project/packaging/cfg_data_set.json" /etc/sysmgt/
     start_daemon DevManager "$@"
     start_daemon ChanManager
