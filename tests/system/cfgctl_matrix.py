@@ -114,7 +114,8 @@ def check_json(text, verb, status):
 
 def boot():
     os.makedirs("/etc/sysmgt", exist_ok=True)
-    os.makedirs("/run/sysmgt/confirm", exist_ok=True)
+    for directory in ("confirm", "import"):
+        os.makedirs("/run/sysmgt/" + directory, mode=0o770, exist_ok=True)
     shutil.copy(ROOT / "packaging/cfg_data_set.json", "/etc/sysmgt")
     daemons = []
     for program, there in (("dbgcollect -o " + LOG, "/tmp/sockDbg"), ("DevManager", "/tmp/sockDev"),
@@ -200,12 +201,25 @@ def try_manners():
     check(Path("/tmp/stick/lab").exists(), "import has taken the user's file")
     check(run("import /tmp/stick/lab --move --yes").returncode == 0 and
           not Path("/tmp/stick/lab").exists(), "import --move has left the file")
+    place_files()
     bad = run("validate /tmp/bad.json")
     check(re.search(r"^3 +18 ", bad.out, re.M), "validate: line and column", bad.out)
     wait_until(lambda: run("--complete show d").out == "day\n", "completion of names")
     run("save 'wide one'")
     wait_until(lambda: run("--complete show w").out == "wide\\ one\n", "completion of blanks")
     check(run("--complete wait day = Av").out == "Available\n", "completion of states")
+    again = run("""save 'wide one' -d "it's \\$5 (|" --autostart""").err.split("Try: cfgctl ")[-1]
+    check(run(again).returncode == 0 and
+          "it's $5" in run("show 'wide one'").out, "what is to be typed again", again)
+    os.chmod("/tmp/stick/lab", 0o664)
+    run("import /tmp/stick/lab -y")
+    check(os.stat("/data/cfg/lab").st_mode & 0o777 == 0o664, "an import changes the file's mode")
+    try:
+        done = run("import /tmp/stick/lab -y", user=1, group=1, extra_groups=[])
+        check(done.returncode == 5 and "only the group 'root'" in done.err and
+              "Try: usermod -aG root " in done.err, "import by somebody else", done.err)
+    except PermissionError:
+        pass  # no other users here
 
 
 def on_terminal(command, typed=b"", columns=60):

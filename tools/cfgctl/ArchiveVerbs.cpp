@@ -111,7 +111,7 @@ void runExport(Session& session)
     measureFiles(manifest);
     if (!haveSameRows(manifest, manifestOf(session)))
         throw Failure(EXIT_STATE_OR_RIGHT, "the configurations have changed meanwhile",
-                      "cfgctl " + session.call.asked());
+                      "cfgctl " + session.call.typed());
     writeArchive(path, manifest);
     show(session, manifest);
 }
@@ -141,7 +141,7 @@ void runRestore(Session& session)
                           std::to_string(manifest.configurations.size()) +
                           " are restored: " + failure.problem;
         if (failure.next.empty())
-            failure.next = "cfgctl --yes " + session.call.asked();
+            failure.next = "cfgctl --yes " + session.call.typed();
         throw;
     }
     show(session, manifest);

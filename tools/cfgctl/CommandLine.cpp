@@ -3,6 +3,7 @@
 #include "terminal/TerminalText.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <numeric>
 #include <utility>
@@ -167,6 +168,21 @@ std::string Invocation::asked() const
     return cutToColumns(printableText(text), kShownColumns);
 }
 
+std::string Invocation::typed() const
+{
+    std::string text = verb->name;
+    const auto isLikeAnOption = [](const std::string& word) { return word.starts_with('-'); };
+    if (std::ranges::any_of(arguments, isLikeAnOption))
+        text += " --";
+    for (const std::string& argument : arguments)
+        text += ' ' + shellQuoted(argument);
+    for (const auto& [name, value] : options)
+        text.insert(0, "--" + name +
+                           (findOption(name)->value == nullptr ? "" : '=' + shellQuoted(value)) +
+                           ' ');
+    return text;
+}
+
 Invocation parseCommandLine(const std::vector<std::string>& words)
 {
     Invocation call;
@@ -286,4 +302,25 @@ std::string argumentWord(const Verb& verb, std::size_t index)
 std::string inQuotes(std::string_view text)
 {
     return '\'' + cutToColumns(printableText(text), kShownColumns) + '\'';
+}
+
+std::string shellQuoted(const std::string& word)
+{
+    constexpr char kDigits[] = "0123456789abcdef";
+    const auto isControl = [](unsigned char c) { return c < ' ' || c == 0x7f; };
+    const bool hasControls = std::ranges::any_of(word, isControl);
+    std::string out = word.empty() ? "''" : hasControls ? "$'" : "";
+    for (const char c : word) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool isPlain = std::isalnum(byte) != 0 || byte >= 0x80 ||
+                             std::string_view("-_./:,+%@").find(c) != std::string_view::npos;
+        if (isControl(byte)) {
+            out += {'\\', 'x', kDigits[byte / 16], kDigits[byte % 16]};
+            continue;
+        }
+        if (hasControls ? c == '\'' || c == '\\' : !isPlain)
+            out += '\\';
+        out += c;
+    }
+    return hasControls ? out + '\'' : out;
 }

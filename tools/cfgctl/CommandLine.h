@@ -25,6 +25,9 @@ struct Invocation {
 
     /// The verb and its arguments, to be shown: printable and not too long.
     std::string asked() const;
+
+    /// The same to be typed again.
+    std::string typed() const;
 };
 
 /// Reads the words behind the program's name: options before or after the verb, "--" before words
@@ -46,3 +49,7 @@ std::string argumentWord(const Verb& verb, std::size_t index);
 
 /// A text of the user's as an error shows it: printable, in quotes, cut.
 std::string inQuotes(std::string_view text);
+
+/// A word as one types it to a shell: with a backslash before each character that the shell acts
+/// on, or as $'…' when it holds control characters.
+std::string shellQuoted(const std::string& word);

@@ -34,19 +34,6 @@ std::string unquoted(const std::string& typed)
     return word;
 }
 
-std::string shellQuoted(const std::string& word)
-{
-    std::string out;
-    for (const char c : word) {
-        const bool isPlain = std::isalnum(static_cast<unsigned char>(c)) != 0 || (c & 0x80) != 0 ||
-                             std::string_view("-_./:,+%@").find(c) != std::string_view::npos;
-        if (!isPlain)
-            out += '\\';
-        out += c;
-    }
-    return out;
-}
-
 std::vector<std::string> liveNames()
 {
     const Deadline deadline(kLimit);

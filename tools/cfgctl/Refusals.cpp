@@ -93,7 +93,7 @@ void explain(Failure& failure, const Invocation& call)
     failure.cause = row->cause;
     failure.next = row->next;
     if (const std::size_t at = failure.next.find("NAME"); at != std::string::npos)
-        failure.next.replace(at, 4, call.argument(0));
+        failure.next.replace(at, 4, shellQuoted(call.argument(0)));
     const std::string name = call.verb->name;
     if (row->bit == FC_BAD_VALUE && name != "set") {
         const bool isFile = name == "import";

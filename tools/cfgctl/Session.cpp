@@ -28,7 +28,7 @@ void Session::confirm(const std::string& question)
     if (call.has("yes") || isDryRun())
         return;
     if (isatty(STDIN_FILENO) != 1 || isatty(STDERR_FILENO) != 1)
-        throw Failure(EXIT_USAGE, question + " Not without --yes", "cfgctl --yes " + call.asked());
+        throw Failure(EXIT_USAGE, question + " Not without --yes", "cfgctl --yes " + call.typed());
     std::fprintf(stderr, "%s [y/N] ", printableText(question).c_str());
     std::string answer;
     std::getline(std::cin, answer);

@@ -5,7 +5,10 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <grp.h>
+#include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -15,6 +18,26 @@ namespace
 // Made at boot, for the group of the suite; elsewhere a manager of root's can move from /tmp.
 constexpr char kImportDir[] = "/run/sysmgt/import";
 constexpr char kOtherDir[] = "/tmp";
+
+Failure cannotStage(const std::string& directory, int error)
+{
+    Failure failure(EXIT_STATE_OR_RIGHT,
+                    "cannot make the directory " + directory + ": " + std::strerror(error));
+    struct stat status;
+    if (error != EACCES || stat(kImportDir, &status) != 0)
+        return failure;
+    const group* const owner = getgrgid(status.st_gid);
+    const passwd* const user = getpwuid(geteuid());
+    const auto shown = [](const char* name, unsigned id) {
+        return name == nullptr ? std::to_string(id) : std::string(name);
+    };
+    const std::string name = shown(owner == nullptr ? nullptr : owner->gr_name, status.st_gid);
+    failure.cause = "only the group '" + name +
+                    "' may hand files to the manager: have root add you, then log in again";
+    failure.next = "usermod -aG " + shellQuoted(name) + ' ' +
+                   shellQuoted(shown(user == nullptr ? nullptr : user->pw_name, geteuid()));
+    return failure;
+}
 
 } // namespace
 
@@ -51,14 +74,15 @@ void StagedFile::stage(const std::string& name,
     const bool isShared = fs::is_directory(kImportDir, error);
     std::string directory = std::string(isShared ? kImportDir : kOtherDir) + "/cfgctl-XXXXXX";
     if (mkdtemp(directory.data()) == nullptr)
-        throw Failure(EXIT_STATE_OR_RIGHT,
-                      "cannot make the directory " + directory + ": " + std::strerror(errno));
+        throw cannotStage(directory, errno);
     mPath = directory + '/' + name;
     try {
         write(mPath);
-        // The group is the directory's: the manager's.
+        // The group is the directory's: the manager's. Who may read the file besides stays as it
+        // is.
         const mode_t others = isShared ? 0070 : 0;
-        if (chmod(directory.c_str(), 02700 | others) != 0 || chmod(mPath.c_str(), 0640) != 0)
+        const auto mode = static_cast<mode_t>(fs::status(mPath).permissions()) & 0777;
+        if (chmod(directory.c_str(), 02700 | others) != 0 || chmod(mPath.c_str(), mode | 0640) != 0)
             throw Failure(EXIT_STATE_OR_RIGHT,
                           "cannot hand over " + mPath + ": " + std::strerror(errno));
     } catch (...) {
