@@ -47,7 +47,7 @@ const Fault kFaults[] = {
      "fault: CfgManager does not run", 3},
     {"StaleSocket", [](Device& device) { device.cut("CfgManager"); }, "/tmp/sockCfg is stale", 3},
     {"Silent", [](Device& device) { device.start("CfgManager").signal(SIGSTOP); },
-     "runs, and does not answer", 3},
+     "runs, and does not answer", 5},
     {"NoChannelManager", [](Device& device) { device.cut("ChanManager"); }, "no channel manager",
      5},
     {"NoReader",

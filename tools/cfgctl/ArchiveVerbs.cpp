@@ -1,6 +1,5 @@
 #include "Archive.h"
 #include "Catalogue.h"
-#include "Refusals.h"
 #include "Session.h"
 #include "StagedFile.h"
 
@@ -68,17 +67,6 @@ ArchiveManifest verify(const std::string& path)
     return archive.manifest();
 }
 
-void send(Session& session, const char* id,
-          std::initializer_list<std::pair<const char*, std::string>> parameters)
-{
-    MessageCommand command;
-    command.setId(id);
-    for (const auto& [name, value] : parameters)
-        command.addParam(name, value);
-    if (const Answer answer = session.peer().command(command); !answer.ok())
-        throw refusal(answer.code);
-}
-
 void restore(Session& session, ArchiveReader& archive, const ArchivedConfiguration& configuration)
 {
     StagedFile file(configuration.name, session.isDryRun(), [&](const std::string& path) {
@@ -89,10 +77,9 @@ void restore(Session& session, ArchiveReader& archive, const ArchivedConfigurati
         close(copy);
     });
     try {
-        send(session, "Import Configuration",
-             {{"File", file.path()},
-              {"Description", description(configuration)},
-              {"AutoStart", "false"}});
+        session.carryOut("Import Configuration", {{"File", file.path()},
+                                                  {"Description", description(configuration)},
+                                                  {"AutoStart", "false"}});
     } catch (const Failure& failure) {
         if (failure.mayBeDone)
             file.leave();
@@ -132,8 +119,8 @@ void runRestore(Session& session)
             restored.append(Json::objectValue)["name"] = configuration->name;
         }
         if (!manifest.autoStart.empty())
-            send(session, "SET_AUTOSTART_CFG",
-                 {{"RowID", manifest.autoStart}, {"AutoStart", "true"}});
+            session.carryOut("SET_AUTOSTART_CFG",
+                             {{"RowID", manifest.autoStart}, {"AutoStart", "true"}});
     } catch (Failure& failure) {
         failure.problem = (configuration == nullptr ? "at the auto-start"
                                                     : "at " + inQuotes(configuration->name)) +

@@ -1,5 +1,4 @@
 #include "Catalogue.h"
-#include "Refusals.h"
 #include "Session.h"
 #include "StagedFile.h"
 
@@ -10,20 +9,6 @@ namespace
 {
 
 constexpr char kNoDescription[] = " ";
-
-using Parameters = std::initializer_list<std::pair<const char*, std::string>>;
-
-/// Throws Failure unless the manager has carried it out.
-void send(Session& session, const char* id, const Parameters& parameters)
-{
-    MessageCommand command;
-    command.setId(id);
-    for (const auto& [name, value] : parameters)
-        command.addParam(name, value);
-    const Answer answer = session.peer().command(command);
-    if (!answer.ok())
-        throw refusal(answer.code);
-}
 
 void sayDone(Session& session) { session.out.text(session.call.asked() + ": OK\n"); }
 
@@ -47,10 +32,9 @@ void runSave(Session& session)
 {
     const std::string name = session.call.argument(0);
     confirmOverwriting(session, name);
-    send(session, "SAVE_CFG",
-         {{"Name", name},
-          {"Description", session.call.get("description", kNoDescription)},
-          {"AutoStart", trueOrFalse(session.call.has("autostart"))}});
+    session.carryOut("SAVE_CFG", {{"Name", name},
+                                  {"Description", session.call.get("description", kNoDescription)},
+                                  {"AutoStart", trueOrFalse(session.call.has("autostart"))}});
     sayDone(session);
 }
 
@@ -60,7 +44,7 @@ void runStart(Session& session)
         runGuardedStart(session);
         return;
     }
-    send(session, "START_CFG", {{"RowID", session.call.argument(0)}});
+    session.carryOut("START_CFG", {{"RowID", session.call.argument(0)}});
     sayDone(session);
 }
 
@@ -73,8 +57,8 @@ void runAutoStart(Session& session)
     // The manager takes any name, and would find nothing to start at the next boot.
     if (!isOff && !session.isDryRun())
         Catalogue(session.peer()).read(name);
-    send(session, "SET_AUTOSTART_CFG",
-         {{"RowID", isOff ? "none" : name}, {"AutoStart", trueOrFalse(!isOff)}});
+    session.carryOut("SET_AUTOSTART_CFG",
+                     {{"RowID", isOff ? "none" : name}, {"AutoStart", trueOrFalse(!isOff)}});
     session.out.text(isOff ? "autostart --off: OK\n" : session.call.asked() + ": OK\n");
 }
 
@@ -84,10 +68,10 @@ void runImport(Session& session)
     requireValidText(file.path());
     confirmOverwriting(session, std::filesystem::path(file.path()).filename().string());
     try {
-        send(session, "Import Configuration",
-             {{"File", file.path()},
-              {"Description", session.call.get("description", kNoDescription)},
-              {"AutoStart", trueOrFalse(session.call.has("autostart"))}});
+        session.carryOut("Import Configuration",
+                         {{"File", file.path()},
+                          {"Description", session.call.get("description", kNoDescription)},
+                          {"AutoStart", trueOrFalse(session.call.has("autostart"))}});
     } catch (const Failure& failure) {
         if (failure.mayBeDone)
             file.leave();
@@ -105,9 +89,7 @@ void runRename(Session& session)
     command.addParam("New Name", session.call.argument(1));
     if (session.call.has("description"))
         command.addParam("Description", session.call.get("description"));
-    const Answer answer = session.peer().command(command);
-    if (!answer.ok())
-        throw refusal(answer.code);
+    session.carryOut(command);
     sayDone(session);
 }
 
@@ -118,7 +100,7 @@ void runRemove(Session& session)
         Catalogue(session.peer()).read(name);
         session.confirm("The configuration " + inQuotes(name) + " and its file will be deleted.");
     }
-    send(session, "REMOVE_CFG", {{"RowID", name}});
+    session.carryOut("REMOVE_CFG", {{"RowID", name}});
     sayDone(session);
 }
 
@@ -128,6 +110,6 @@ void runDebug(Session& session)
     if (word != "on" && word != "off")
         throw Failure(EXIT_USAGE, "debug takes on or off, not " + inQuotes(word),
                       "cfgctl help debug");
-    send(session, word == "on" ? kCommandStartDbgPrint : kCommandStopDbgPrint, {});
+    session.carryOut(word == "on" ? kCommandStartDbgPrint : kCommandStopDbgPrint, {});
     sayDone(session);
 }

@@ -81,9 +81,7 @@ void runCall(Session& session)
                           "cfgctl help call");
         command.addParam(word.substr(0, at), word.substr(at + 1));
     }
-    const Answer answer = session.peer().command(command);
-    if (!answer.ok())
-        throw refusal(answer.code);
+    const Answer answer = session.carryOut(command);
     std::string text;
     getToken(answer.body, 0, "<BODY>", "</BODY>", text);
     constexpr Column kLines[] = {{"Answer", "answer"}};

@@ -1,5 +1,6 @@
 #include "Catalogue.h"
 #include "CfgPaths.h"
+#include "Refusals.h"
 #include "Session.h"
 #include "SystemChecks.h"
 #include "terminal/TerminalText.h"
@@ -26,7 +27,7 @@ void checkRows(Session& session, Findings& found)
         struct stat status;
         if (file != nullptr && lstat(file->c_str(), &status) == -1 && errno == ENOENT)
             found.push_back({true, "the configuration " + inQuotes(row.key) + " has no file",
-                             "cfgctl save " + inQuotes(row.key) + ", or cfgctl remove"});
+                             "cfgctl save " + shellQuoted(row.key) + ", or cfgctl remove"});
     }
 }
 
@@ -44,15 +45,20 @@ std::string textOf(const Findings& found)
 void runDoctor(Session& session)
 {
     Findings found = checkSystem();
-    std::optional<Failure> silence;
+    std::optional<Failure> absence;
     try {
         checkRows(session, found);
-    } catch (const Failure& failure) {
-        silence = failure;
-        if (isServed(kCfgSocket))
+    } catch (Failure& failure) {
+        explain(failure, session.call);
+        if (failure.exit != EXIT_NO_ANSWER)
+            found.push_back({true, "CfgManager refuses to be looked at: " + failure.problem,
+                             failure.next.empty() ? "run as root" : failure.next});
+        else if (isServed(kCfgSocket))
             found.push_back(
                 {true, "CfgManager runs, and does not answer: " + failure.problem,
                  "wait for what it does (cfgctl log), then systemctl restart cfgmanager"});
+        else
+            absence = failure;
     }
     Json::Value list(Json::arrayValue);
     for (const Finding& finding : found) {
@@ -64,8 +70,8 @@ void runDoctor(Session& session)
     const auto faults = std::ranges::count(found, true, &Finding::isFault);
     session.out.document()["findings"] = list;
     session.out.text(found.empty() ? "doctor: OK\n" : textOf(found));
-    if (silence)
-        throw Failure(*silence);
+    if (absence)
+        throw Failure(*absence);
     if (faults > 0)
         throw Failure(EXIT_STATE_OR_RIGHT, std::to_string(faults) + " faults");
 }

@@ -1,6 +1,7 @@
 #include "Session.h"
 
 #include "CfgPaths.h"
+#include "Refusals.h"
 #include "terminal/TerminalText.h"
 
 #include <cstdio>
@@ -35,4 +36,22 @@ void Session::confirm(const std::string& question)
     if (answer != "y" && answer != "Y" && answer != "yes")
         throw Failure(EXIT_USAGE, "not done, as you said");
     deadline.restart();
+}
+
+Answer Session::carryOut(const MessageCommand& command)
+{
+    Answer answer = peer().command(command);
+    if (!answer.ok())
+        throw refusal(answer.code);
+    return answer;
+}
+
+Answer Session::carryOut(const char* id,
+                         std::initializer_list<std::pair<const char*, std::string>> parameters)
+{
+    MessageCommand command;
+    command.setId(id);
+    for (const auto& [name, value] : parameters)
+        command.addParam(name, value);
+    return carryOut(command);
 }

@@ -7,7 +7,9 @@
 #include "Output.h"
 #include "Peer.h"
 
+#include <initializer_list>
 #include <optional>
+#include <utility>
 
 struct Session {
     Session(const Invocation& invocation, Output& output);
@@ -20,6 +22,11 @@ struct Session {
     /// --dry-run nothing is asked. The verb's limit begins again when somebody has thought about
     /// it.
     void confirm(const std::string& question);
+
+    /// Has the daemon carry out a command; its answer, as of Peer. Throws Failure when it refuses.
+    Answer carryOut(const MessageCommand& command);
+    Answer carryOut(const char* id,
+                    std::initializer_list<std::pair<const char*, std::string>> parameters);
 
     bool isDryRun() const { return call.has("dry-run"); }
 
