@@ -103,4 +103,15 @@ TEST(MessageTextTest, WalkOverAllElementsIsLinear)
     EXPECT_GT(40 * secondsToWalk(630), secondsToWalk(6300)); // ten times as long a text
 }
 
+TEST(MessageTextTest, OnlyTheBytesThatEndAValueOrAnElementCannotBeSent)
+{
+    for (int byte = 0; byte < 256; ++byte) {
+        const std::string text = "<=> '\n" + std::string(1, static_cast<char>(byte)) + "\"";
+        const bool isSendable = std::string("\"<>").find(text[6]) == npos && byte != 0;
+        EXPECT_EQ(isSendable ? npos : 3, findUnsendable(std::string_view(text).substr(3, 4)))
+            << byte;
+    }
+    EXPECT_EQ(0, findUnsendable("<=>"));
+}
+
 } // namespace

@@ -172,3 +172,8 @@ int textToInt(const std::string& text)
         return std::numeric_limits<int>::min();
     return static_cast<int>(value);
 }
+
+std::size_t findUnsendable(std::string_view text)
+{
+    return text.find_first_of(std::string_view("\"<>\0", 4));
+}

@@ -41,6 +41,7 @@ std::size_t findSegment(std::string_view text, std::size_t from, std::string_vie
 class SegmentIterator
 {
 public:
+    /// Begins at a position of the text.
     SegmentIterator(std::string_view text, std::string_view tag, std::size_t from = 0)
         : mText(text), mTag(tag), mPosition(from)
     {
@@ -64,3 +65,9 @@ private:
 /// The conversion used for every decimal number on the wire: leading blanks, a sign, then digits
 /// up to the first other character; no digits give 0. Values out of range are cut to the range.
 int textToInt(const std::string& text);
+
+/// The position of the first byte that no value, name or key on the wire can hold, because nothing
+/// is escaped: a double quote, "<", ">" or NUL. npos when the text can be sent; any other byte,
+/// single quotes, line ends and UTF-8 among them, arrives as it is. Senders refuse the others: no
+/// operation of this library does it for them.
+std::size_t findUnsendable(std::string_view text);
