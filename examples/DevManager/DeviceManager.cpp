@@ -15,14 +15,16 @@ constexpr char kDataSet[] = "DeviceDataSet";
 constexpr char kComponent[] = "DateTimeTable";
 constexpr char kZone[] = "TZ";
 
-constexpr char kDateTimeTable[] = R"({
+constexpr char kFile[] = "/data/device_data_set.json";
+constexpr char kFactory[] = R"({"components" : {"DateTimeTable" : {
     "properties" : {
         "TZ" : {
             "type" : "string", "access" : "RW", "default" : "UTC",
             "description" : "The device's time zone, as a value of the environment variable TZ."
         }
-    }
-})";
+    },
+    "instance" : {"TZ" : "UTC"}
+}}})";
 
 constexpr char kSensors[] = R"(<DataSet ID="SensorDataSet" Version="1">
     <Table Name="SensorTable">
@@ -41,27 +43,35 @@ constexpr char kSensors[] = R"(<DataSet ID="SensorDataSet" Version="1">
 
 } // namespace
 
+DeviceManager::DeviceManager(std::string zone)
+    : mFirstZone(std::move(zone)), mKept(kDataSet, kFile, kFactory)
+{
+}
+
 void DeviceManager::start(const std::string& socket, const std::string& sendSocket)
 {
     setTaskName(currentTaskId(), "tDevInit");
     init("tDev"); // makes the store and the worker
-    initTextParam(kDataSet, kComponent, kZone, mFirstZone, kSingleInstance);
-    setTimeZone(mFirstZone);
+    std::string zone = mFirstZone;
+    if (zone.empty())
+        getTextParam(kDataSet, kComponent, kZone, zone, kSingleInstance);
+    else
+        initTextParam(kDataSet, kComponent, kZone, zone, kSingleInstance);
+    setTimeZone(zone);
     mSensors.initFromString(kSensors);
     mSensors.acceptChanges();
     addDataSet("SensorDataSet", &mSensors); // before any other thread asks for it
 
     getDataCommunicator().init(this, socket, sendSocket, "tDevCom");
     getDataCommunicator().start();
-    DBG_LOG(SEV_INFO) << "start: serving " << socket << " TZ=" << mFirstZone;
+    DBG_LOG(SEV_INFO) << "start: serving " << socket << " TZ=" << zone;
     startMissingThreads();
 }
 
 IDataSets* DeviceManager::createDataSets()
 {
     IDataSets* store = DataHolder::createDataSets();
-    store->loadComponent(kDataSet, kComponent, kDateTimeTable);
-    store->addInstance(kDataSet, kComponent, kSingleInstance); // every property at its default
+    mKept.load(*store);
     return store;
 }
 
@@ -88,11 +98,11 @@ Fcodes DeviceManager::setZone(const std::string& command)
         return FC_BAD_VALUE;
 
     const Fcodes result = initTextParam(kDataSet, kComponent, kZone, zone, kSingleInstance);
-    if (result == FC_OK) {
-        setTimeZone(zone);
-        announceZone(zone);
-    }
-    return result;
+    if (result != FC_OK)
+        return result;
+    setTimeZone(zone);
+    announceZone(zone);
+    return mKept.store();
 }
 
 void DeviceManager::announceZone(const std::string& zone)

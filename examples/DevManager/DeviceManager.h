@@ -1,13 +1,14 @@
 #pragma once
 
-// A device manager: it holds the device's time zone, serves it to peers and announces each change
-// to its subscribers; and it keeps a table of sensors, whose limits peers may set. A small
-// application on DataComLib: one dataset, one table, two commands, one event.
+// A device manager: it keeps the device's time zone, also over a reboot, serves it to peers and
+// announces each change to its subscribers; and it holds a table of sensors, whose limits peers may
+// set. A small application on DataComLib: one dataset, one table, two commands, one event.
 //
 // Made once by main() and never destroyed before the process ends. start() runs on the main thread;
 // execute() on the communicator's thread, one command at a time.
 
 #include "DataSet.h"
+#include "KeptDataSet.h"
 #include "TableHolder.h"
 
 #include <string>
@@ -15,7 +16,8 @@
 class DeviceManager : public TableHolder
 {
 public:
-    explicit DeviceManager(std::string zone) : mFirstZone(std::move(zone)) {}
+    /// An empty zone is the one that was kept, at first UTC.
+    explicit DeviceManager(std::string zone);
 
     /// Serves the two sockets from here on.
     void start(const std::string& socket, const std::string& sendSocket);
@@ -24,9 +26,10 @@ public:
     IDataSets* createDataSets() override;
 
     /// "SET_TIME_ZONE" with the parameter "TZ": FC_BODY_ERROR without it, FC_BAD_VALUE for an empty
-    /// one; a change is announced ("Date&Time Updated"). "APPLY_LIMITS" makes the limits that peers
-    /// have set take effect. It takes a command of the application's own for that: "Accept Changes"
-    /// and "Rollback Changes" do nothing when a peer sends them, see DataHolder::doExecute().
+    /// one, FC_UNAVAILABLE for one that is in force but could not be stored; a change is announced
+    /// ("Date&Time Updated"). "APPLY_LIMITS" makes the limits that peers have set take effect. It
+    /// takes a command of the application's own for that: "Accept Changes" and "Rollback Changes"
+    /// do nothing when a peer sends them, see DataHolder::doExecute().
     Fcodes execute(const std::string& command, std::string& result) override;
 
     /// Nobody sends events to this manager.
@@ -37,5 +40,6 @@ private:
     void announceZone(const std::string& zone);
 
     std::string mFirstZone;
-    DataSet mSensors; // read and written by peers, see TableHolder
+    KeptDataSet mKept; // the zone, over a reboot
+    DataSet mSensors;  // read and written by peers, see TableHolder
 };

@@ -4,6 +4,7 @@
 #include "DbgPrintClient.h"
 #include "DeviceManager.h"
 #include "MessageCommand.h"
+#include "MessageText.h"
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
@@ -74,6 +75,10 @@ private:
 
 int setZone(Client& manager, const std::string& zone)
 {
+    if (const std::size_t at = findUnsendable(zone); at != std::string::npos) {
+        std::cout << "TZ=" << zone << ": byte " << at + 1 << " cannot be sent" << std::endl;
+        return 2;
+    }
     const Fcodes result = manager.command("SET_TIME_ZONE", "TZ", zone);
     std::cout << "TZ=" << zone << ": " << fcodeText(result) << std::endl;
     return result == FC_OK ? 0 : 1;
@@ -102,7 +107,7 @@ int setLimit(Client& manager, int sensor, const std::string& limit)
 int main(int argc, char** argv)
 {
     int level = 0;
-    std::string zone = "UTC";
+    std::string zone;
     std::string newZone;
     std::string socket = kSocket;
     int sensor = 0;
@@ -110,7 +115,8 @@ int main(int argc, char** argv)
 
     CLI::App app("Sample device manager: the device's time zone and its sensors.", "DevManager");
     app.add_option("-v", level, "Lines of this severity and worse are logged; 5 logs nothing");
-    app.add_option("-z,--zone", zone, "The time zone at start, such as CET-1CEST");
+    app.add_option("-z,--zone", zone,
+                   "The time zone at start, such as CET-1CEST; else the last one set, or UTC");
     app.add_option("--socket", socket, "Serve this path instead of /tmp/sockDev");
     app.add_option("--set-zone", newZone,
                    "Have the device manager that is running change the zone");

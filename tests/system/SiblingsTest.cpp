@@ -110,6 +110,8 @@ TEST_F(SiblingsTest, StoresLoadsAndZonesAreAnnouncedAndTheManagerFollowsTheZone)
                 AllOf(HasSubstr("Event ID=\"Date&Time Updated\""),
                       HasSubstr("<Parameter Name=\"TZ\" Value=\"IST-5:30\" />")));
     EXPECT_TRUE(device.log().waitFor("doHandle: setenv TZ=IST-5:30"));
+    device.start("DevManager");
+    EXPECT_TRUE(device.log().waitFor("start: serving /tmp/sockDev TZ=IST-5:30")); // it is kept
 }
 
 TEST_F(SiblingsTest, SavesWhileTheStartAtBootWaitsForASilentChannelManager)

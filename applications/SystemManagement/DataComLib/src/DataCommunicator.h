@@ -6,7 +6,8 @@
 // longer one is sent while the socket takes it (about 208 KiB), but no reader here accepts it.
 //
 // Usually a member of a DataHolder, which it calls as IDataHolder on the responder thread. Once
-// start() has been called it must live as long as the process: nothing stops the responder.
+// start() or keepSubscribed() has been called it must live as long as the process: nothing stops
+// their threads.
 //
 // init() comes first, and once. After it any thread may call any operation; start(), work(),
 // doWork() and setDataHolder() belong to the owner. A time-out is in whole seconds: -1 does not
@@ -24,6 +25,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -68,7 +71,8 @@ public:
     /// Starts the responder thread, which runs work(); that only calls doWork(), which never
     /// returns. False, and a log line, when no thread can be made: nobody is served until a later
     /// call succeeds. It does not wait for that, since the caller may have to bring the device up
-    /// meanwhile; DataHolder::startMissingThreads() does. True at once when the responder runs.
+    /// meanwhile; DataHolder::startMissingThreads() does. True at once when the responder runs, and
+    /// every peer of keepSubscribed() has its thread.
     bool start();
     void work() { doWork(); }
     void doWork();
@@ -106,6 +110,17 @@ public:
     /// Asks the peer to send its events to this process's receive socket, with a time-out of 10 and
     /// 3 tries; results as of requestCommand(). The peer forgets it when it ends.
     Fcodes requestSubscribe(const std::string& responderPath);
+
+    /// Keeps this process subscribed to the peer's events from here on: as of requestSubscribe() at
+    /// once, within a second of a restart of the peer, which shows in its socket file, and 30 s
+    /// after each answer or failure. A peer that is not there is waited for, without a log line.
+    /// Events that it raised in between are missed, so `onSubscribed`, unless empty, is called
+    /// after the first answer of each process of the peer: what must not be missed is read again
+    /// there. That is on the peer's own thread; the call may send requests and take its time, and
+    /// must not throw. Asking for a path twice keeps the first.
+    ///
+    /// False, and a log line, when the system has no thread for it: start() tries again.
+    bool keepSubscribed(const std::string& responderPath, std::function<void()> onSubscribed = {});
 
     /// Read and write one data item of a peer. FC_OK, or the joined codes of what failed: those of
     /// sendRequest(), FC_HEADER_ERROR when the answer is no RESPONSE (a refused request is answered
@@ -237,6 +252,16 @@ private:
                            const std::string& sender);
     static void logStored(std::size_t queued, std::size_t entries);
 
+    /// A peer of keepSubscribed(); what is in it does not change while its thread runs.
+    struct KeptPeer {
+        std::string path;
+        std::function<void()> onSubscribed;
+        bool hasThread = false;
+    };
+
+    bool startKeeping(KeptPeer& peer);
+    [[noreturn]] void renewSubscriptions(const KeptPeer& peer);
+
     std::string mSockName = "sockName";
     const std::unique_ptr<DatagramSocket> mReceiveSocket;
     std::string mSendSockName = "sendSockName";
@@ -258,6 +283,9 @@ private:
     const std::unique_ptr<SubscriberList> mSubscribers;
 
     bool mResponderRuns = false; // the owner's
+
+    std::mutex mKeptPeersMutex;     // guards mKeptPeers
+    std::list<KeptPeer> mKeptPeers; // their threads hold pointers into it
 
     std::mutex mAnswersMutex; // guards everything below
     std::condition_variable mAnswerAdded;

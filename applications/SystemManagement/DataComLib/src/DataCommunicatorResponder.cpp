@@ -166,7 +166,11 @@ bool DataCommunicator::start()
         DBG_LOG(SEV_ERROR) << "start: responder thread create failed errno="
                            << error.code().value();
     }
-    return mResponderRuns;
+    const std::lock_guard guard(mKeptPeersMutex);
+    bool allRun = mResponderRuns;
+    for (KeptPeer& peer : mKeptPeers)
+        allRun = startKeeping(peer) && allRun;
+    return allRun;
 }
 
 void DataCommunicator::doWork()
