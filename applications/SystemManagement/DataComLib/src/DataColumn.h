@@ -19,6 +19,7 @@
 class DataColumn : public std::enable_shared_from_this<DataColumn>
 {
 public:
+    /// The codes of types and access rights, in files too: RO is for reading only, WO for writing.
     enum Type : int { INT = 1, ENUM = 2, STR = 3 };
     enum Access : int { RO = 1, RW = 2, WO = 3 };
 

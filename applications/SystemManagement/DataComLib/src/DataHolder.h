@@ -298,9 +298,9 @@ public:
 protected:
     /// One entry of the queue; it owns `data`. The worker refuses a type that it does not know.
     struct event_type {
-        int type = 0;         // QUEUE_COMMAND or QUEUE_EVENT
-        int size = 0;         // length of the command's text, or size of the event record
-        void* data = nullptr; // a std::string, or a MessageEvent
+        int type = 0;         ///< 1 for a command, 2 for an event.
+        int size = 0;         ///< Length of the command's text, or size of the event record.
+        void* data = nullptr; ///< A std::string, or a MessageEvent
     };
 
     /// Queues the entry and wakes the worker. -1 with errno when sem_post() failed; the entry is

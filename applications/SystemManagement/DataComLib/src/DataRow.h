@@ -23,6 +23,7 @@ class DataTable;
 class DataRow
 {
 public:
+    /// In the order in which they were added.
     using ItemList = std::list<DataItem*>;
 
     /// A row without items, STATE_ADDED.

@@ -23,6 +23,7 @@
 class DataSet
 {
 public:
+    /// In the order in which they were added.
     using TableList = std::list<DataTable*>;
 
     /// A set without tables, version "0", STATE_ADDED.

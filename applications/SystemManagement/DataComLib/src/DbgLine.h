@@ -21,8 +21,9 @@
 
 /// A number in lower-case hexadecimal without prefix; the stream's own base stays as it was.
 struct Hex {
-    std::uint32_t value;
+    std::uint32_t value; ///< Such as a code of Fcodes.h.
 };
+/// Writes the digits.
 std::ostream& operator<<(std::ostream& out, Hex number);
 
 /// True when a line of this severity is to be produced and a reader may be there.
@@ -37,12 +38,14 @@ inline bool dbgEnabled(int severity)
 class DbgLine
 {
 public:
+    /// Begins a line: severity 0 to 4, the unit's name and the source line.
     DbgLine(int severity, std::string_view unit, int line);
     ~DbgLine();
 
     DbgLine(const DbgLine&) = delete;
     DbgLine& operator=(const DbgLine&) = delete;
 
+    /// Adds a value as a stream would write it: a bool as 0 or 1, a number in decimal.
     template <typename Value>
     DbgLine& operator<<(const Value& value)
     {
@@ -83,8 +86,10 @@ private:
 
 /// Gives both branches of DBG_LOG the type void.
 struct DbgLineEnd {
+    /// Takes the finished line and does nothing.
     void operator&(const DbgLine&) const {}
 };
 
+/// A log site, see the top of this file; `severity` is a DbgSeverity.
 #define DBG_LOG(severity)                                                                          \
     !dbgEnabled(severity) ? (void)0 : DbgLineEnd() & DbgLine((severity), kUnit, __LINE__)

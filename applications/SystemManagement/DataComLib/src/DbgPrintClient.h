@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+/// From the least to the most important; SEV_SYS is for what operators want to see.
 enum DbgSeverity : int { SEV_INFO = 0, SEV_WARN, SEV_ERROR, SEV_FATAL, SEV_SYS };
 
 /// The threshold: a line of severity s is produced only while gDbgLevel <= s. 0 logs everything,

@@ -18,6 +18,7 @@
 #include <map>
 #include <string>
 
+/// The codes; those of peers may have bits that have no name here.
 enum Fcodes : std::uint32_t {
     FC_OK = 0x10000,
     FC_HEADER_ERROR = 0x10001,
@@ -33,6 +34,7 @@ enum Fcodes : std::uint32_t {
     FC_LOS = 0x10400,
 };
 
+/// Joins results: each failure of either is in what comes back.
 constexpr Fcodes operator|(Fcodes left, Fcodes right)
 {
     return static_cast<Fcodes>(static_cast<std::uint32_t>(left) |
@@ -48,6 +50,7 @@ class FcodeStrings : public std::map<Fcodes, std::string>
 public:
     using std::map<Fcodes, std::string>::map;
 
+    /// The text of a single code; it lives as long as the map.
     const std::string& operator[](Fcodes code) const;
 };
 

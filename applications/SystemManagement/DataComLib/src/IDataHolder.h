@@ -20,6 +20,7 @@ class MessageEvent;
 class IDataHolder
 {
 public:
+    /// The start, the end of a change that is to last, and the removal of a row at once.
     virtual void init(const std::string& name) = 0;
     virtual Fcodes acceptChanges() = 0;
     virtual Fcodes deleteRow(const std::string& table, int rowId) = 0;

@@ -23,6 +23,7 @@ class MessageCommand : public MessageParams
 public:
     std::string ID = "NULL"; ///< The command's name, such as kCommandSubscribe.
 
+    /// The same field.
     std::string getId() const { return ID; }
     void setId(const std::string& id) { ID = id; }
 

@@ -11,12 +11,12 @@
 class MessageEvent : public MessageParams
 {
 public:
-    std::string Description;
-    Fcodes Fcode = FC_OK; ///< Travels in the message header, not in the element.
-    std::string ID = "NULL";
-    std::string Severity = "None";
-    std::string Source = "Source";
-    std::string Status = "None";
+    std::string Description;       ///< For people; may be empty.
+    Fcodes Fcode = FC_OK;          ///< Travels in the message header, not in the element.
+    std::string ID = "NULL";       ///< What has happened: the name that handlers compare.
+    std::string Severity = "None"; ///< "Info" for what is no fault.
+    std::string Source = "Source"; ///< To what, or where, it has happened.
+    std::string Status = "None";   ///< For the application's own use.
     std::string Time = "2011-01-06  12:06:11"; ///< A placeholder until DataCommunicator::notify().
 
     /// Reads the element, or a text in which no other "...ID" attribute stands before it. FC_OK, or

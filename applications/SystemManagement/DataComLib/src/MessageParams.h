@@ -11,6 +11,7 @@
 class MessageParams
 {
 public:
+    /// Values by name.
     using ParamMap = std::map<std::string, std::string>;
 
     /// Adds the parameter, or overwrites the value of the one that has that name. Neither text may
@@ -33,6 +34,7 @@ public:
 protected:
     ~MessageParams() = default;
 
+    /// Adds an element for each parameter, a line each.
     void appendParams(std::string& out, std::string_view indent) const;
 
     /// Adds every complete "Parameter" element of the text to those already here. An incomplete
