@@ -1,9 +1,12 @@
-// What README.md and docs/sibling-daemon.md show is run, and does what the pages say.
+// What the pages show is run, and does what they say.
 
+#include "CfgPaths.h"
 #include "Device.h"
+#include "ScriptedPeer.h"
 
 #include <cstdlib>
 #include <gmock/gmock.h>
+#include <regex>
 
 namespace
 {
@@ -38,16 +41,7 @@ TEST(ReadmeTest, TheTourDoesWhatItSays)
     EXPECT_THAT(device.log().text(), HasSubstr("cfgName=weekday fcode=10008"));
 }
 
-TEST(SiblingPageTest, TheShellLinesRunAsTyped)
-{
-    ChildProcess device({sourceFile("run"), "--on-device", "bash", "-m",
-                         scriptOf("docs/sibling-daemon.md", "## Try it")});
-    EXPECT_EQ(0, device.wait()) << device.errors();
-    EXPECT_THAT(device.output(), HasSubstr("save day: OK"));
-    EXPECT_THAT(device.output(), HasSubstr("doHandle: event=Configuration Added"));
-}
-
-TEST(SiblingPageTest, TheDaemonServesAndKeepsItsSpeedsAndTakesEvents)
+TEST(TemplateTest, ServesAndKeepsItsSpeedsAndTakesEvents)
 {
     Device device;
     RequestingHolder holder;
@@ -73,6 +67,30 @@ TEST(SiblingPageTest, TheDaemonServesAndKeepsItsSpeedsAndTakesEvents)
     device.start("FanManager");
     expectSpeed(900, "left");
     expectSpeed(1200, "right");
+}
+
+TEST(WireFormatPageTest, TheManagerSpeaksAsThePageShows)
+{
+    const std::string page = readFile(sourceFile("docs/wire-format.md"));
+    const std::regex block("\n```\n([^`]*)```\n");
+    const std::vector<std::string> shown(
+        std::sregex_token_iterator(page.begin(), page.end(), block, 1), {});
+    ASSERT_LE(6U, shown.size());
+    Device device;
+    device.boot();
+    ScriptedPeer client("/tmp/page");
+    const auto ask = [&](const char* type, const std::string& body) {
+        client.send(kCfgSocket, ScriptedPeer::answerText(5, type, FC_OK, body));
+        return client.receiveText();
+    };
+    client.send(kCfgSocket, shown[0]); // the start of a configuration that is not there
+    EXPECT_EQ(shown[2], client.receiveText());
+    RequestingHolder().command(kCfgSocket, "SUBSCRIBE", {{"SockName", "/tmp/page"}});
+    const std::regex time("Time=\"[^\"]*\"");
+    EXPECT_EQ(std::regex_replace(shown[3], time, ""),
+              std::regex_replace(ask("COMMAND", shown[1]), time, ""));
+    client.receive(); // the answer to the save
+    EXPECT_THAT(ask("GET", shown[4]), testing::EndsWith(shown[5]));
 }
 
 } // namespace

@@ -49,6 +49,18 @@ TEST_F(DataSetsTest, MissingUnreadableAndNamelessFilesFailInDifferentWays)
     EXPECT_EQ(FC_OK, store.storeDataSet("Own", "/tmp/own"));
 }
 
+TEST_F(DataSetsTest, ThePagesDocumentIsOne)
+{
+    const std::string page = readFile(sourceFile("docs/datasets.md"));
+    const std::size_t start = page.find("```json\n") + 8;
+    writeFile("/tmp/page", page.substr(start, page.find("```", start) - start));
+    EXPECT_EQ(FC_OK, store.loadDataSet("/tmp/page"));
+    EXPECT_EQ(FC_OK, store.addInstance("CfgDataSet", "ConfigurationsTable", "day"));
+    EXPECT_EQ(FC_OK, store.setTextParam("CfgDataSet", "ConfigurationsTable", "State", "Inprogress",
+                                        "day"));
+    EXPECT_EQ(FC_OK, store.setTextParam("CfgDataSet", "AutoStart", "Name", "day", kSingleInstance));
+}
+
 TEST_F(DataSetsTest, WhatIsNoFileIsNotLoadedAndHoldsNobodyUp)
 {
     ASSERT_EQ(0, mkfifo("/tmp/fifo", 0600));
