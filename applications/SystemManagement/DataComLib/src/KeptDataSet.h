@@ -28,10 +28,10 @@
 
 class IDataSets;
 
-/// The path of a factory document that is installed beside the program.
+/// A factory document that is installed beside the program. It is read when the KeptDataSet is
+/// made; when that fails there is no factory document.
 struct FactoryFile {
-    std::string
-        path; ///< Read when the KeptDataSet is made; without it there is no factory document.
+    std::string path; ///< Absolute: a daemon's directory is "/".
 };
 
 class KeptDataSet

@@ -8,7 +8,7 @@ SocketFile SocketFile::at(const std::string& path)
     if (stat(path.c_str(), &info) == -1)
         return {};
     return {info.st_dev, info.st_ino,
-            info.st_ctim.tv_sec * INT64_C(1000000000) + info.st_ctim.tv_nsec};
+            info.st_mtim.tv_sec * INT64_C(1000000000) + info.st_mtim.tv_nsec};
 }
 
 bool SubscriptionRenewal::asked(const SocketFile& file, bool answered, Time now)

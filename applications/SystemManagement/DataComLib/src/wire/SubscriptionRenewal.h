@@ -11,11 +11,12 @@
 #include <sys/types.h>
 
 /// What tells the file at a path from another that was there before or comes after: also one with
-/// the same inode has another time of change.
+/// the same inode was made at another time. A socket file is never written to, so that is the time
+/// of modification; its status changes once more, when its daemon lets others write to it.
 struct SocketFile {
     dev_t device = 0;
-    ino_t inode = 0;          // 0: no file
-    std::int64_t changed = 0; // ns
+    ino_t inode = 0;       // 0: no file
+    std::int64_t made = 0; // ns
 
     static SocketFile at(const std::string& path);
     bool operator==(const SocketFile&) const = default;
