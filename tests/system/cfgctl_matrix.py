@@ -347,16 +347,17 @@ def try_peers():
           "a daemon that dies is not waited for", said)
 
     peer = Peer(lambda text: ("ACK", 10000, ""))
-    client = subprocess.Popen(["cfgctl", "watch", "-t", "1"], stderr=subprocess.PIPE)
+    said = Path("/tmp/watching")
+    client = subprocess.Popen(["cfgctl", "watch", "-t", "1"], stderr=said.open("w"))
     wait_until(lambda: peer.asked, "the watch has subscribed")
     time.sleep(1.2)  # the first limit is over
     peer.end()
     late = lambda text: ("ACK", 10000, "") if len(peer.asked) > 1 else None
     peer = Peer(late)
-    wait_until(lambda: len(peer.asked) > 1 and client.poll() is None, "it has again, twice")
+    wait_until(lambda: "started anew" in said.read_text(), "a watch goes on")
+    check(len(peer.asked) > 1, "it has subscribed again, twice", peer.asked)
     client.terminate()
-    said = client.communicate(timeout=10)[1]
-    check(b"started anew" in said, "a watch goes on", said)
+    client.wait(10)
     peer.end()
 
     names = b'<BODY><Row ID="\xff\x1b[31m\xc2\x9b\xe2\x80\xae" ><Item Name="State" Value="A" /></Row></BODY>'
