@@ -184,9 +184,10 @@ std::optional<std::string_view> readJournalHalf(std::string_view half, std::uint
     const std::string_view body = half;
     if (!number(' ', write) || !number('\n', size) || size > half.size())
         return std::nullopt;
-    if (checksum(body.substr(0, body.size() - half.size() + size)) != sum)
+    const std::string_view records = half.substr(0, static_cast<std::size_t>(size));
+    if (checksum(body.substr(0, body.size() - half.size() + records.size())) != sum)
         return std::nullopt;
-    return half.substr(0, size);
+    return records;
 }
 
 ChangeJournal& ChangeJournal::ofProcess()

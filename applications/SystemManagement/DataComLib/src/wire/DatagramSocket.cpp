@@ -147,7 +147,8 @@ WaitResult waitReadable(int descriptor, std::chrono::steady_clock::time_point un
         return pollReadable(descriptor, nullptr);
     const nanoseconds left = std::max<nanoseconds>(until - steady_clock::now(), nanoseconds(0));
     const auto whole = duration_cast<seconds>(left);
-    const timespec limit{.tv_sec = whole.count(), .tv_nsec = (left - whole).count()};
+    const timespec limit{.tv_sec = static_cast<time_t>(whole.count()),
+                         .tv_nsec = static_cast<long>((left - whole).count())};
     return pollReadable(descriptor, &limit);
 }
 
