@@ -96,9 +96,19 @@ protected:
                                FileWrite& result)
     {
         static const std::set<int> kCalls = {
-            SYS_open,  SYS_openat,    SYS_unlinkat, SYS_linkat,    SYS_renameat,   SYS_write,
-            SYS_fsync, SYS_fchown,    SYS_fchmod,   SYS_syncfs,    SYS_readlinkat, SYS_fstat,
-            SYS_vfork, SYS_ftruncate, SYS_read,     SYS_newfstatat};
+#ifdef SYS_open
+            SYS_open,       SYS_vfork,
+#else
+            SYS_clone,
+#endif
+#ifdef SYS_newfstatat
+            SYS_newfstatat,
+#else
+            SYS_statx,  SYS_fstatat64, SYS_fstat64, SYS_ftruncate64, SYS_fchown32,
+#endif
+            SYS_openat,     SYS_unlinkat,  SYS_linkat, SYS_renameat, SYS_write,
+            SYS_fsync,      SYS_fchown,    SYS_fchmod, SYS_syncfs,   SYS_readlinkat,
+            SYS_fstat,      SYS_ftruncate, SYS_read};
         std::promise<int> ready;
         std::thread storing([&] {
             setUp();
