@@ -2,6 +2,7 @@
 
 #include "CfgPaths.h"
 #include "ChildProcess.h"
+#include "base/AtomicFile.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -70,4 +71,5 @@ void startThrice(Device& device)
     }
     ChildProcess left({"/bin/ls", "-lan", kChangesBeside});
     EXPECT_EQ(2, left.wait()) << left.output();
+    EXPECT_EQ(std::vector<std::string>{}, removeStaleTempFiles(kStoredCatalogue));
 }

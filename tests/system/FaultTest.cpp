@@ -70,12 +70,11 @@ private:
         std::vector<sock_filter> filter = {
             BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
         for (const unsigned call :
-             {SYS_open,      SYS_openat,    SYS_write,      SYS_pwrite64,  SYS_fsync,
-              SYS_fdatasync, SYS_rename,    SYS_renameat,   SYS_renameat2, SYS_link,
-              SYS_linkat,    SYS_unlink,    SYS_unlinkat,   SYS_mkdir,     SYS_rmdir,
-              SYS_fallocate, SYS_ftruncate, SYS_fchown,     SYS_fchmod,    SYS_vfork,
-              SYS_stat,      SYS_lstat,     SYS_newfstatat, SYS_read,      SYS_getdents64,
-              SYS_syncfs}) {
+             {SYS_open,      SYS_openat,     SYS_write,    SYS_pwrite64,   SYS_fsync,
+              SYS_fdatasync, SYS_rename,     SYS_renameat, SYS_renameat2,  SYS_link,
+              SYS_linkat,    SYS_unlink,     SYS_unlinkat, SYS_mkdir,      SYS_rmdir,
+              SYS_fallocate, SYS_ftruncate,  SYS_fchown,   SYS_fchmod,     SYS_stat,
+              SYS_lstat,     SYS_newfstatat, SYS_read,     SYS_getdents64, SYS_syncfs}) {
             filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1));
             filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_USER_NOTIF));
         }

@@ -66,11 +66,15 @@ TEST_F(StartUpTest, CatalogueOfTheOlderFormatDiscardsEveryStoredFile)
 TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
 {
     const char staleTempFile[] = "/data/cfg/.cfg_stored_set.json.12.~storing";
-    for (const char* file :
-         {"/data/cfg/b", "/data/cfg/a", "/data/cfg/.a.12.~storing", staleTempFile})
+    std::filesystem::create_directories("/data/cfg/directory");
+    struct stat directory = {};
+    ASSERT_EQ(0, stat(kCfgDir, &directory));
+    const std::string beingStored =
+        "/data/cfg/.c." + std::to_string(directory.st_ino) + ".~storing"; // by another process
+    for (const char* file : {"/data/cfg/b", "/data/cfg/a", "/data/cfg/.a.12.~storing",
+                             beingStored.c_str(), staleTempFile})
         writeFile(file, "channels");
     writeFile(kStoredCatalogue, "{\"dataset\": \"CfgDataSet\", \"comp");
-    std::filesystem::create_directories("/data/cfg/directory");
     std::filesystem::create_symlink("/nowhere", "/data/cfg/dangling");
     std::filesystem::last_write_time(
         "/data/cfg/a", std::chrono::file_clock::from_sys(
@@ -93,6 +97,7 @@ TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
                     "INFO init: dataCommunicator started", kSendDefault));
     EXPECT_EQ("05-Mar-24  14:07:09", text("a", "Time"));
     EXPECT_FALSE(exists(staleTempFile));
+    EXPECT_TRUE(exists(beingStored.c_str()));
     EXPECT_THAT(readFile(copy), testing::EndsWith("\"comp"));
 }
 

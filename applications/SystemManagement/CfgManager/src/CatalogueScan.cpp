@@ -45,7 +45,8 @@ bool CatalogueScan::readDirectory()
 }
 
 /// A store of the catalogue that was cut off may have left its temporary file. It is no
-/// configuration; every other file is the user's.
+/// configuration, nor is that of another file, whose writer may still be at work; every other file
+/// is the user's.
 void CatalogueScan::removeStaleFiles()
 {
     for (const std::string& file : removeStaleTempFiles(kStoredCatalogue))
@@ -98,7 +99,7 @@ void CatalogueScan::addRowsForFiles()
             DBG_LOG(SEV_ERROR) << "scanForCfgs: Not found file=" << path;
             continue;
         }
-        if (!S_ISREG(info.st_mode))
+        if (!S_ISREG(info.st_mode) || isTempFileNameIn(kCfgDir, name))
             continue;
         mTable.add(name);
         DBG_LOG(SEV_INFO) << "scanForCfgs: Added entry rowId=" << name << " for file=" << name;

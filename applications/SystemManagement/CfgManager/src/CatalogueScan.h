@@ -16,9 +16,9 @@ public:
     explicit CatalogueScan(ConfigurationsTable table) : mTable(table) {}
 
     /// Removes what a store of the catalogue that was cut off has left, makes rows "Available"
-    /// whose file is there, drops the others, and adds a row for each regular file that has none.
-    /// The changes are neither committed nor stored. False, and no row is touched, when the
-    /// directory cannot be listed.
+    /// whose file is there, drops the others, and adds a row for each regular file that has none
+    /// and is not one that another process is storing. The changes are neither committed nor
+    /// stored. False, and no row is touched, when the directory cannot be listed.
     bool run();
 
 private:

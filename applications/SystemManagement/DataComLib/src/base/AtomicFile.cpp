@@ -15,9 +15,6 @@
 #include <ostream>
 #include <streambuf>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <tuple>
 #include <unistd.h>
 
 namespace
@@ -188,111 +185,12 @@ std::string tempFileName(const std::string& name, int directory)
     return tempFileName(name, std::to_string(status.st_ino));
 }
 
-/// What is needed to link an unnamed file under a temporary name and to rename it over the old
-/// file. Plain pointers and descriptors, because a vfork() child works on it.
-struct Replacement {
-    int file;
-    const char* path; // of the unnamed file, under /proc
-    int staging;      // directory in which the new file gets its name first: the parent
-    int directory;    // of the old file; takes the place of `staging` where that cannot be used
-    const char* tempName;
-    const char* name;
-    bool linked; // has got its temporary name
-    int error;
-};
-
-#define NO_SANITIZE __attribute__((no_sanitize("address", "thread", "undefined")))
-
-template <typename... Arguments>
-NO_SANITIZE long systemCall(long number, Arguments... arguments)
-{
-    long result = syscall(number, arguments...);
-    for (int tries = 1; result == -1 && errno == EINTR && tries < kInterruptedTries; ++tries)
-        result = syscall(number, arguments...);
-    return result;
-}
-
-/// AT_EMPTY_PATH needs a capability; the link through /proc needs a mounted /proc.
-NO_SANITIZE long linkUnnamed(const Replacement& replacement, int into)
-{
-    if (systemCall(SYS_linkat, replacement.file, "", into, replacement.tempName, AT_EMPTY_PATH) ==
-        0)
-        return 0;
-    if (errno == EEXIST)
-        return -1;
-    return systemCall(SYS_linkat, AT_FDCWD, replacement.path, into, replacement.tempName,
-                      AT_SYMLINK_FOLLOW);
-}
-
-NO_SANITIZE bool linkIn(const Replacement& replacement, int into)
-{
-    if (linkUnnamed(replacement, into) == 0)
-        return true;
-    if (errno != EEXIST)
-        return false;
-    systemCall(SYS_unlinkat, into, replacement.tempName, 0); // left by a crash
-    return linkUnnamed(replacement, into) == 0;
-}
-
-/// Only system calls: it runs in a vfork() child, which shares its memory with running threads.
-NO_SANITIZE int linkAndRename(Replacement& replacement)
-{
-    int linkedIn = replacement.staging;
-    if (!linkIn(replacement, linkedIn)) {
-        linkedIn = replacement.directory;
-        if (!linkIn(replacement, linkedIn))
-            return replacement.error = errno;
-    }
-    replacement.linked = true;
-    if (systemCall(SYS_renameat, linkedIn, replacement.tempName, replacement.directory,
-                   replacement.name) == 0)
-        return replacement.error = 0;
-    replacement.error = errno;
-    systemCall(SYS_unlinkat, linkedIn, replacement.tempName, 0);
-    return replacement.error;
-}
-
-/// False when there is no status: a process that ignores SIGCHLD has its children reaped.
-bool waitForChild(pid_t child, int& status)
-{
-    return uninterrupted([&] { return waitpid(child, &status, 0); }) != -1;
-}
-
-/// A SIGKILL between link and rename would leave the temporary name behind. So a child does both:
-/// it survives its parent and finishes. It comes from vfork(), which copies no memory and suspends
-/// this thread until the child has ended. Because the directory may be listed before that, the
-/// temporary name is in the parent directory where the two are on one file system.
-int linkAndRenameInChild(Replacement& replacement)
-{
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before); // the child must not run our signal handlers
-    const pid_t child = vfork();
-    if (child == 0)
-        syscall(SYS_exit_group,
-                linkAndRename(replacement)); // _exit() itself may be more than a call
-    int status = 0;
-    if (child == -1) {
-        linkAndRename(replacement);
-    } else if (waitForChild(child, status)) {
-        if (WIFEXITED(status)) {
-            replacement.error = WEXITSTATUS(status);
-        } else { // killed itself
-            removeEntry(replacement.staging, replacement.tempName);
-            removeEntry(replacement.directory, replacement.tempName);
-        }
-    }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return replacement.error;
-}
-
 /// The new file before it replaces the old one. It is removed unless it is moved into place.
 class NewFile
 {
 public:
     enum class Form {
-        Unnamed, // nothing of it stays, whatever is killed; not every file system has it
+        Unnamed, // a kill leaves nothing of it while it is written; not every file system has it
         Named    // has the temporary name from the beginning
     };
 
@@ -325,36 +223,64 @@ public:
 
     int fd() const { return mFd; }
 
-    /// True when it has a name, and only the renaming can have failed.
-    bool hadName() const { return mNamed || mLinked; }
+    /// True when the unnamed file got a name, and only the renaming can have failed.
+    bool wasLinked() const { return mLinked; }
 
+    /// A kill between the two steps of an unnamed file leaves it under its temporary name. Because
+    /// the directory may be listed at any time, that is in the parent directory where the two are
+    /// on one file system.
     int moveIntoPlace()
     {
-        if (mNamed) {
-            if (uninterrupted([&] {
-                    return renameat(mDirectory, mTempName.c_str(), mDirectory, mName.c_str());
-                }) != 0)
-                return errno;
-            mNamed = false;
-            return 0;
-        }
-        const std::string path = "/proc/self/fd/" + std::to_string(mFd);
-        const Descriptor staging(uninterrupted(
+        if (mNamed)
+            return rename(mDirectory);
+        const Descriptor parent(uninterrupted(
             [&] { return openat(mDirectory, "..", O_PATH | O_DIRECTORY | O_CLOEXEC); }));
-        Replacement replacement{
-            mFd,           path.c_str(), staging.get(), mDirectory, mTempName.c_str(),
-            mName.c_str(), false,        ECHILD};
-        linkAndRenameInChild(replacement);
-        mLinked = replacement.linked;
-        return replacement.error;
+        if (linkIn(parent.get()))
+            return rename(parent.get());
+        return linkIn(mDirectory) ? rename(mDirectory) : errno;
     }
 
 private:
+    /// AT_EMPTY_PATH needs a capability; the link through /proc needs a mounted /proc.
+    bool linkOnceIn(int directory) const
+    {
+        const auto link = [&](int from, const char* path, int flag) {
+            return uninterrupted(
+                       [&] { return linkat(from, path, directory, mTempName.c_str(), flag); }) == 0;
+        };
+        const std::string path = "/proc/self/fd/" + std::to_string(mFd);
+        return link(mFd, "", AT_EMPTY_PATH) ||
+               (errno != EEXIST && link(AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW));
+    }
+
+    bool linkIn(int directory)
+    {
+        mLinked = linkOnceIn(directory);
+        if (!mLinked && errno == EEXIST) {
+            removeEntry(directory, mTempName.c_str()); // left by a kill
+            mLinked = linkOnceIn(directory);
+        }
+        return mLinked;
+    }
+
+    int rename(int from)
+    {
+        if (uninterrupted([&] {
+                return renameat(from, mTempName.c_str(), mDirectory, mName.c_str());
+            }) == 0) {
+            mNamed = false;
+            return 0;
+        }
+        const int error = errno;
+        removeEntry(from, mTempName.c_str());
+        return error;
+    }
+
     int mDirectory;
     std::string mName;
     std::string mTempName;
     int mFd;
-    bool mNamed = false;
+    bool mNamed = false; // has its temporary name from the beginning
     bool mLinked = false;
 };
 
@@ -422,7 +348,7 @@ FileWrite replaceFile(const Target& target, const Write& write)
         error = file.moveIntoPlace();
         if (error == 0)
             return {syncDirectory(directory.get(), file.fd()), 0};
-        if (file.hadName() || error == ECHILD)
+        if (file.wasLinked())
             break;
     }
     return {error, isRefusal(error) ? error : 0};
@@ -506,6 +432,15 @@ bool isTempFileName(std::string_view fileName)
            fileName.ends_with(kTempSuffix);
 }
 
+bool isTempFileNameIn(const std::string& directory, std::string_view fileName)
+{
+    struct stat status {
+    };
+    return isTempFileName(fileName) &&
+           uninterrupted([&] { return stat(directory.c_str(), &status); }) == 0 &&
+           fileName.ends_with('.' + std::to_string(status.st_ino) + std::string(kTempSuffix));
+}
+
 std::vector<std::string> removeStaleTempFiles(const std::string& path)
 {
     std::vector<std::string> removed;
@@ -516,7 +451,8 @@ std::vector<std::string> removeStaleTempFiles(const std::string& path)
             unlink(file.c_str()) == 0)
             removed.push_back(file);
     };
-    const PathParts parts(path);
+    Target target{path};
+    const PathParts parts(followLinks(target) == 0 ? target.path : path);
     DIR* const listing = opendir(parts.directory.c_str());
     if (listing == nullptr)
         return removed;

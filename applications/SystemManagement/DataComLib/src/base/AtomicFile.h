@@ -11,7 +11,7 @@
 
 struct FileWrite {
     /// 0 once the new content has reached the disk; else an errno value: EIO when the caller's
-    /// function left the stream bad, ECHILD when a child of this process was killed on the way.
+    /// function left the stream bad.
     int error = 0;
 
     /// Why the file was written in place: the errno value with which its directory refused a new
@@ -36,12 +36,16 @@ FileWrite replaceFileAtomically(const std::string& path,
 
 /// True for the hidden temporary name (".NAME.INODE.~storing") that a new file has for an instant
 /// before it is renamed over the old one: in the parent directory where possible, so that no
-/// listing of the file's own directory shows it, else beside the old file. `fileName` is without
+/// listing of the file's own directory shows it, else beside the old file. Only a kill or a crash
+/// in that instant leaves it there, until the next write of the file. `fileName` is without
 /// directory.
 bool isTempFileName(std::string_view fileName);
 
+/// True for the temporary name of a file of this very directory.
+bool isTempFileNameIn(const std::string& directory, std::string_view fileName);
+
 /// Removes what writers of `path` that were cut off have left: regular files with the temporary
-/// name of this very file. In its directory any INODE counts, because a restored directory has
-/// another; in the parent only that of the directory. Returns what has been removed. Nobody may be
-/// writing the file meanwhile.
+/// name of this very file, or of the one to which it links. In its directory any INODE counts,
+/// because a restored directory has another; in the parent only that of the directory. Returns what
+/// has been removed. Nobody may be writing the file meanwhile.
 std::vector<std::string> removeStaleTempFiles(const std::string& path);
