@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <iomanip>
+#include <utility>
 
 std::ostream& operator<<(std::ostream& out, Hex number)
 {
@@ -13,15 +14,23 @@ std::ostream& operator<<(std::ostream& out, Hex number)
 
 DbgLine::DbgLine(int severity, std::string_view unit, int line)
 {
-    mText.reserve(kUsualLength - 1); // and its end
-    DbgPrintClient::getInstance()->appendHeader(severity, mText);
+    for (const std::string_view part : DbgPrintClient::getInstance()->header(severity))
+        append(part);
     *this << unit << ':' << line << ':';
 }
 
 DbgLine::~DbgLine()
 {
     const int savedErrno = errno;
-    mText.push_back('\n');
-    DbgPrintClient::getInstance()->report(mText);
+    append("\n");
+    DbgPrintClient::getInstance()->report(mLong.empty() ? std::string_view(mRoom.data(), mLength)
+                                                        : std::string_view(mLong));
     errno = savedErrno;
+}
+
+void DbgLine::appendToLong(std::string_view text)
+{
+    if (mLong.empty())
+        mLong.assign(mRoom.data(), std::exchange(mLength, mRoom.size()));
+    mLong.append(text);
 }

@@ -13,7 +13,6 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <memory_resource>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -50,19 +49,19 @@ public:
     DbgLine& operator<<(const Value& value)
     {
         if constexpr (std::is_convertible_v<const Value&, std::string_view>) {
-            mText.append(std::string_view(value));
+            append(value);
         } else if constexpr (std::is_same_v<Value, Hex>) {
             appendNumber(value.value, 16);
         } else if constexpr (std::is_same_v<Value, char>) {
-            mText.push_back(value);
+            append({&value, 1});
         } else if constexpr (std::is_same_v<Value, bool>) {
-            mText.push_back(value ? '1' : '0');
+            append(value ? "1" : "0");
         } else if constexpr (std::is_integral_v<Value> && sizeof(Value) > 1) {
             appendNumber(value, 10);
         } else {
             std::ostringstream text;
             text << value;
-            mText.append(text.view());
+            append(text.view());
         }
         return *this;
     }
@@ -74,14 +73,24 @@ private:
         std::array<char, 24> digits;
         const auto end =
             std::to_chars(digits.data(), digits.data() + digits.size(), number, base).ptr;
-        mText.append(digits.data(), end);
+        append({digits.data(), static_cast<std::size_t>(end - digits.data())});
     }
+
+    void append(std::string_view text)
+    {
+        if (text.size() > mRoom.size() - mLength)
+            appendToLong(text);
+        else
+            mLength += text.copy(mRoom.data() + mLength, text.size());
+    }
+
+    void appendToLong(std::string_view text);
 
     static constexpr std::size_t kUsualLength = 512;
 
-    std::array<std::byte, kUsualLength> mRoom;
-    std::pmr::monotonic_buffer_resource mMemory{mRoom.data(), mRoom.size()};
-    std::pmr::string mText{&mMemory};
+    std::array<char, kUsualLength> mRoom;
+    std::size_t mLength = 0; // in it; all of it as soon as the line is a long one
+    std::string mLong;       // the whole text of a line that has not found room there
 };
 
 /// Gives both branches of DBG_LOG the type void.

@@ -38,15 +38,22 @@ struct Burst {
 
 thread_local constinit Burst burst;
 
-/// What the headers of a thread's lines have in common. A name never changes once a line bears it.
+constexpr std::size_t kLabelLength = 5;
+
+/// What the headers of a thread's lines have in common, so that a line only replaces its label and
+/// its milliseconds. A name never changes once a line bears it.
 struct ThreadHeader {
     const std::string* task = nullptr;
-    std::time_t second = -1; // of `date`, which is formatted in the zone `zone`
+    std::time_t second = -1; // of the date, which is formatted in the zone `zone`
     unsigned zone = 0;
-    std::array<char, 32> date{};
-    std::size_t dateLength = 0;
+    std::size_t dateEnd = kLabelLength;
+    std::array<char, 48> time{}; // label, date, milliseconds and a blank
+    pid_t pid = 0;
+    std::size_t idLength = 0;
+    std::array<char, 16> id{}; // the pid in brackets
 
     void refreshDate(std::time_t now);
+    void refreshId(pid_t current);
 };
 
 thread_local constinit ThreadHeader threadHeader;
@@ -58,9 +65,22 @@ void ThreadHeader::refreshDate(std::time_t now)
         return;
     refreshTimeZone();
     const std::tm local = toLocalTime(now);
-    dateLength = std::strftime(date.data(), date.size(), "%d/%m/%y %H:%M:%S.", &local);
+    dateEnd =
+        kLabelLength + std::strftime(time.data() + kLabelLength, 32, "%d/%m/%y %H:%M:%S.", &local);
+    time[dateEnd + 3] = ' ';
     second = now;
     zone = currentZone;
+}
+
+void ThreadHeader::refreshId(pid_t current)
+{
+    if (current == pid)
+        return;
+    id[0] = '(';
+    char* const end = std::to_chars(id.data() + 1, id.data() + id.size() - 1, current).ptr;
+    *end = ')';
+    idLength = static_cast<std::size_t>(end + 1 - id.data());
+    pid = current;
 }
 
 std::atomic<pid_t> knownPid{0}; // 0 where it is to be asked for
@@ -141,13 +161,14 @@ DbgBurst::~DbgBurst()
 
 std::ostringstream* DbgPrintClient::fillInOss(int severity, std::ostringstream* oss)
 {
-    std::pmr::string header;
-    appendHeader(severity, header);
-    *oss << std::setfill('0') << header;
+    std::string text;
+    for (const std::string_view part : header(severity))
+        text.append(part);
+    *oss << std::setfill('0') << text;
     return oss;
 }
 
-void DbgPrintClient::appendHeader(int severity, std::pmr::string& text)
+DbgPrintClient::Header DbgPrintClient::header(int severity)
 {
     const int savedErrno = errno;
 
@@ -159,21 +180,17 @@ void DbgPrintClient::appendHeader(int severity, std::pmr::string& text)
 
     ThreadHeader& kept = threadHeader;
     kept.refreshDate(second);
+    kept.refreshId(processId());
     if (kept.task == nullptr)
         kept.task = &taskName(currentTaskId());
 
-    std::array<char, 3> milliseconds;
-    auto rest = static_cast<int>(now.tv_usec / 1000);
-    for (auto digit = milliseconds.rbegin(); digit != milliseconds.rend(); ++digit, rest /= 10)
-        *digit = static_cast<char>('0' + rest % 10);
-    std::array<char, 16> pid;
-    const char* const pidEnd = std::to_chars(pid.begin(), pid.end(), processId()).ptr;
-    const std::string_view pidText(pid.data(), static_cast<std::size_t>(pidEnd - pid.data()));
-
-    text.append(gSeverityString[severity]).append(kept.date.data(), kept.dateLength);
-    text.append(milliseconds.data(), milliseconds.size()).append(1, ' ').append(*kept.task);
-    text.append(1, '(').append(pidText).append(1, ')');
+    gSeverityString[severity].copy(kept.time.data(), kLabelLength);
+    auto milliseconds = static_cast<unsigned>(now.tv_usec / 1000);
+    for (std::size_t digit = kept.dateEnd + 3; digit-- > kept.dateEnd; milliseconds /= 10)
+        kept.time[digit] = static_cast<char>('0' + milliseconds % 10);
     errno = savedErrno;
+    return {std::string_view(kept.time.data(), kept.dateEnd + 4), *kept.task,
+            std::string_view(kept.id.data(), kept.idLength)};
 }
 
 void DbgPrintClient::doReport(std::ostringstream* oss) { report(oss->view()); }

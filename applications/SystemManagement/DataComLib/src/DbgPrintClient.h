@@ -6,9 +6,9 @@
 //
 // Code that logs uses DBG_LOG (DbgLine.h). Any thread may call everything here.
 
+#include <array>
 #include <atomic>
 #include <map>
-#include <memory_resource>
 #include <mutex>
 #include <sstream>
 #include <string>
@@ -41,8 +41,12 @@ public:
     /// more than PIPE_BUF bytes may be torn by others. Leaves errno as it was.
     void doReport(std::ostringstream* oss);
 
-    /// The same two on a text, for DBG_LOG.
-    void appendHeader(int severity, std::pmr::string& text);
+    /// The header in the order of its parts: label and time, task name, pid. They are valid until
+    /// the thread's next header.
+    using Header = std::array<std::string_view, 3>;
+
+    /// The same two on texts, for DBG_LOG.
+    Header header(int severity);
     void report(std::string_view text);
 
     /// Names the thread for its lines; `threadId` is pthread_self() taken as an int, see
