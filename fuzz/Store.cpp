@@ -4,11 +4,13 @@
 
 #include "DataSets.h"
 #include "FuzzTarget.h"
+#include "store/DocumentText.h"
 
 #include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <json/reader.h>
+#include <json/writer.h>
 #include <map>
 #include <sstream>
 #include <sys/mman.h>
@@ -129,6 +131,17 @@ const std::map<std::string, void (*)(IDataSets& store, const Arguments& a)> kOpe
      }},
 };
 
+/// As the library writes it, unless that would change a key or a text.
+void checkText(const std::string& text)
+{
+    Json::Value document;
+    if (!Json::Reader().parse(text, document))
+        return;
+    const std::string ever = (std::ostringstream() << document).str();
+    require(documentText(document) == ever || ever.find("\\ufffd") != std::string::npos,
+            "a document has the library's text", ever);
+}
+
 /// A file in memory cannot be replaced. It is written in place, which takes a fraction of the time.
 const std::string& writtenFile()
 {
@@ -153,6 +166,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     DataSets store;
     if (store.loadDataSet("D", "/tmp/D.json") != FC_OK)
         return 0;
+    checkText(text.substr(0, end));
 
     std::istringstream lines(text.substr(end));
     for (std::string line; std::getline(lines, line);) {

@@ -1,8 +1,11 @@
 #include "ChildProcess.h"
+#include "RandomOperations.h"
 #include "StoreFixture.h"
 #include "store/DocumentText.h"
 
+#include <bit>
 #include <future>
+#include <limits>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <thread>
@@ -71,6 +74,85 @@ TEST_F(DataSetsTest, WhatIsNoFileIsNotLoadedAndHoldsNobodyUp)
                          std::string("ERROR load: file stream !good ") + path}),
                   logged());
     }
+}
+
+/// Of any shape, with texts, numbers and comments that are written in several ways.
+Json::Value anyDocument(const Draw& draw, int depth = 0)
+{
+    const auto text = [&draw] {
+        static const std::string pieces[] = {"a",
+                                             "Channels 00042",
+                                             "\"",
+                                             "\\",
+                                             "/",
+                                             "\n\t\r\b\f",
+                                             "\x7f",
+                                             std::string(1, '\0'),
+                                             "\x1f",
+                                             "\xc3\xa9",
+                                             "\xef\xbf\xbf",
+                                             "\xf0\x9f\x98\x80",
+                                             "\xf4\x8f\xbf\xbf",
+                                             "\xed\xa0\x80"};
+        std::string all;
+        while (draw(3) != 0)
+            all += pieces[draw(draw(50) == 0 ? std::size(pieces) : std::size(pieces) - 1)];
+        return all;
+    };
+    const auto bits = [&draw] {
+        return std::uint64_t{draw(1U << 31)} << 33 ^ std::uint64_t{draw(1U << 31)} << 10 ^
+               draw(1024);
+    };
+    Json::Value value;
+    switch (draw(depth < 5 ? 12 : 7)) {
+    case 0:
+        break;
+    case 1:
+        value = static_cast<Json::Int64>(bits()) >> draw(64);
+        break;
+    case 2:
+        value = static_cast<Json::UInt64>(bits()) >> draw(64);
+        break;
+    case 3:
+        value = std::bit_cast<double>(bits());
+        break;
+    case 4:
+        value = static_cast<int>(draw(2000)) / (draw(2) == 0 ? 1.0 : 7.0) - 0.0;
+        break;
+    case 5:
+        value = draw(2) == 0;
+        break;
+    default:
+        value = text();
+        break;
+    case 7:
+    case 8:
+        value = Json::Value(Json::arrayValue);
+        for (Json::ArrayIndex i = 0; draw(3) != 0; i += 1 + draw(draw(9) == 0 ? 3 : 1)) // with gaps
+            value[i] = anyDocument(draw, depth + 1);
+        break;
+    case 9:
+    case 10:
+    case 11:
+        value = Json::Value(Json::objectValue);
+        while (draw(4) != 0)
+            value[text()] = anyDocument(draw, depth + 1);
+    }
+    if (draw(300) == 0)
+        value.setComment(std::string("// said"), static_cast<Json::CommentPlacement>(draw(3)));
+    return value;
+}
+
+TEST_F(DataSetsTest, EveryDocumentHasTheTextThatTheLibraryWrites)
+{
+    runOperations("text of a document", 20000, [](const Draw& draw) {
+        const Json::Value document = anyDocument(draw);
+        const std::string ever = compact(document);
+        const std::string text = documentText(document);
+        // Bytes that are no UTF-8 are the only ones that the library replaces.
+        EXPECT_TRUE(text == ever || ever.find("\\ufffd") != std::string::npos) << text;
+        return ever;
+    });
 }
 
 TEST_F(DataSetsTest, KeysAndTextsOfAnyBytesComeBackAfterEachStore)
