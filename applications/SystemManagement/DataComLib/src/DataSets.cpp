@@ -8,6 +8,7 @@
 #include "store/DocumentText.h"
 #include "store/InstanceRef.h"
 
+#include <algorithm>
 #include <iostream>
 #include <json/reader.h>
 #include <stdexcept>
@@ -117,8 +118,11 @@ Fcodes DataSets::parseDocument(int file, const std::string& path, Json::Value& r
     if (const int error = readToEnd(file, text); error != 0)
         throw std::system_error(error, std::generic_category());
     Json::Reader reader;
-    if (reader.parse(text.data(), text.data() + text.size(), root))
+    if (reader.parse(text.data(), text.data() + text.size(), root)) {
+        const std::lock_guard guard(*this);
+        mLongestText = std::max(mLongestText, text.size());
         return FC_OK;
+    }
     DBG_LOG(SEV_ERROR) << "loadDataSet: Failed to parse a dataset from file=" << path
                        << "\n err=" << reader.getFormattedErrorMessages();
     return FC_UNAVAILABLE;
@@ -138,7 +142,8 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
         const std::lock_guard guard(*this);
         if (const Json::Value* document = member(&mDataSets, dataset);
             document != nullptr && !document->isNull())
-            copy = documentText(*document);
+            copy = documentText(*document, mLongestText + mLongestText / 16);
+        mLongestText = std::max(mLongestText, copy.size());
         number = ++mLastSnapshot;
     }
     if (copy.empty()) {

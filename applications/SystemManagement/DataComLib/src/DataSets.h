@@ -235,9 +235,10 @@ private:
 
     Json::Value mDataSets;           // committed documents, by dataset name
     Json::Value mChanges;            // working copies, of the same shape
-    pthread_mutex_t mMutex;          // recursive; guards both trees and mLastSnapshot
+    pthread_mutex_t mMutex;          // recursive; guards both trees and the two below
     std::shared_mutex mChangesMutex; // taken after mMutex to change mChanges; alone by isChanged…()
     std::uint64_t mLastSnapshot = 0; // numbers the copies that are made to be stored
+    std::size_t mLongestText = 0;    // of a document read or stored, in bytes
 
     // Serialises the writing of files. Who holds it never takes mMutex, because a caller may hold
     // mMutex around storeDataSet().

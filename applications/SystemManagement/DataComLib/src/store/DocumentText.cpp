@@ -82,6 +82,8 @@ bool isUtf8(const Json::Value& value)
 class StyledText
 {
 public:
+    explicit StyledText(std::size_t expectedLength) { mText.reserve(expectedLength); }
+
     /// False where the value has a comment or text that is no UTF-8; the text is of no use then.
     bool write(const Json::Value& value, bool hasOwnLine = true);
 
@@ -242,9 +244,9 @@ void StyledText::escapeHex(unsigned unit)
 
 } // namespace
 
-std::string documentText(const Json::Value& document)
+std::string documentText(const Json::Value& document, std::size_t expectedLength)
 {
-    StyledText usual;
+    StyledText usual(expectedLength);
     if (usual.write(document))
         return usual.take();
     std::ostringstream text;
