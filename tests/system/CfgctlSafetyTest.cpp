@@ -128,6 +128,9 @@ TEST_F(CfgctlSafetyTest, AnArchiveBringsBackWhatItHoldsAndLeavesTheRest)
     writeFile("/tmp/all.tar", "old");
     EXPECT_THAT(run({"export", "/tmp/all.tar"}), StartsWith("2: "));
     EXPECT_THAT(run({"export", "/tmp/all.tar", "-y"}), HasSubstr("Configurations: 2\n"));
+    run({"export", "/tmp/new.tar"});
+    EXPECT_EQ(fs::perms::owner_read | fs::perms::owner_write,
+              fs::status("/tmp/new.tar").permissions());
     const auto time = fs::last_write_time("/data/cfg/a");
 
     run({"remove", "-y", "a"});
@@ -152,7 +155,9 @@ TEST_F(CfgctlSafetyTest, AnArchiveBringsBackWhatItHoldsAndLeavesTheRest)
     EXPECT_THAT(device.log().text(), Not(HasSubstr("Import")));
 
     fs::create_directory("/data/cfg/a"); // onto which nothing is moved
-    EXPECT_THAT(run({"restore", "-y", "/tmp/all.tar"}), HasSubstr("at 'a', 0 of 2 are restored"));
+    EXPECT_THAT(run({"restore", "-y", "/tmp/all.tar"}),
+                AllOf(HasSubstr("at 'a', 0 of 2 are restored"),
+                      HasSubstr("Try: cfgctl --yes restore /tmp/all.tar")));
     fs::remove("/data/cfg/a");
     EXPECT_THAT(run({"restore", "-y", "/tmp/all.tar"}), HasSubstr("Configurations: 2\n"));
     EXPECT_EQ("content", readFile("/data/cfg/a"));

@@ -238,8 +238,10 @@ void measureFiles(ArchiveManifest& manifest)
 
 void writeArchive(const std::string& path, const ArchiveManifest& manifest)
 {
+    const mode_t before = umask(S_IRWXG | S_IRWXO); // not everybody may read a configuration
     const FileWrite written =
         replaceFileAtomically(path, [&manifest](std::ostream& out) { writeAll(out, manifest); });
+    umask(before);
     if (written.error != 0)
         throw Failure(EXIT_NAME_OR_VALUE, "cannot write " + path + ": " + strerror(written.error));
 }

@@ -2,8 +2,11 @@
 #include "Catalogue.h"
 #include "Session.h"
 #include "StagedFile.h"
+#include "base/Descriptor.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
@@ -70,11 +73,13 @@ ArchiveManifest verify(const std::string& path)
 void restore(Session& session, ArchiveReader& archive, const ArchivedConfiguration& configuration)
 {
     StagedFile file(configuration.name, session.isDryRun(), [&](const std::string& path) {
-        const int copy = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        archive.extract(copy);
+        const Descriptor copy(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        if (!copy.isOpen())
+            throw Failure(EXIT_STATE_OR_RIGHT,
+                          "cannot write " + path + ": " + std::strerror(errno));
+        archive.extract(copy.get());
         const timespec times[] = {{configuration.modified, 0}, {configuration.modified, 0}};
-        futimens(copy, times); // the catalogue shows it
-        close(copy);
+        futimens(copy.get(), times); // the catalogue shows it; without it, the time of the restore
     });
     try {
         session.carryOut("Import Configuration", {{"File", file.path()},
@@ -128,7 +133,7 @@ void runRestore(Session& session)
                           std::to_string(manifest.configurations.size()) +
                           " are restored: " + failure.problem;
         if (failure.next.empty())
-            failure.next = "cfgctl --yes " + session.call.typed();
+            failure.next = "cfgctl " + session.call.typed();
         throw;
     }
     show(session, manifest);

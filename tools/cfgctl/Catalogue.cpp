@@ -16,9 +16,9 @@ constexpr char kNoItem[] = "\t\t\t\t<Item />\n"; // one without a name: rows com
 constexpr std::size_t kRowsPerRequest = 100;
 
 /// The answer was too long for the manager to send.
-bool isTooLong(const Answer& answer) { return (answer.code & FC_UNAVAILABLE & ~FC_OK) != 0; }
+bool isTooLong(const Answer& answer) { return holds(answer.code, FC_UNAVAILABLE); }
 
-bool isMissing(const Answer& answer) { return (answer.code & FC_NO_SUCH_NAME & ~FC_OK) != 0; }
+bool isMissing(const Answer& answer) { return holds(answer.code, FC_NO_SUCH_NAME); }
 
 /// The manager stores its catalogue before it answers a command, so the file has all the names.
 std::vector<std::string> storedNames()

@@ -98,8 +98,8 @@ void runConfirm(Session& session)
     shared.clear();
     if (start->isBeingTakenBack)
         throw Failure(EXIT_STATE_OR_RIGHT,
-                      "too late: CfgManager was told to start " + inQuotes(start->before) +
-                          " again",
+                      "too late: CfgManager may have been told to start " +
+                          inQuotes(start->before) + " again; it is not told once more",
                       "cfgctl status");
     session.out.document()["name"] = start->name;
     session.out.text("confirm: OK, " + inQuotes(start->name) + " stays\n");

@@ -73,5 +73,6 @@ void runDoctor(Session& session)
     if (absence)
         throw Failure(*absence);
     if (faults > 0)
-        throw Failure(EXIT_STATE_OR_RIGHT, std::to_string(faults) + " faults");
+        throw Failure(EXIT_STATE_OR_RIGHT,
+                      std::to_string(faults) + (faults == 1 ? " fault" : " faults"));
 }

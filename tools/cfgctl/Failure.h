@@ -31,6 +31,9 @@ inline constexpr const char* kExitTexts[] = {
     "refused with any other code",
 };
 
+/// True when the code, of one bit or several, has the failure's bit.
+constexpr bool holds(Fcodes code, Fcodes failure) { return (code & failure & ~FC_OK) != 0; }
+
 /// The first of 4 to 7 that a bit of a refusal's code has.
 ExitCode exitOf(Fcodes code);
 

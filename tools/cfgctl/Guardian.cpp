@@ -82,8 +82,8 @@ public:
             return;
         }
         const std::optional<Failure> failure = start();
-        const bool isRefused =
-            failure && !failure->mayBeDone && failure->code != FC_COMM_ERROR; // all is as before
+        const bool isRefused = failure && !failure->mayBeDone &&
+                               !holds(failure->code, FC_COMM_ERROR); // all is as before
         if (isRefused)
             end();
         else
@@ -175,17 +175,19 @@ private:
                 const Deadline deadline(kTryLimit);
                 Peer peer(kCfgSocket, kPeerName, deadline, "", false);
                 const auto running = Catalogue(peer).readRunning();
-                isBack = running && !running->isFallback && !running->name.empty() &&
-                         (isBack || running->name == mStart.before);
+                if (running) // else nobody says, and the answer to the start counts
+                    isBack = !running->isFallback && !running->name.empty() &&
+                             (isBack || running->name == mStart.before);
                 if (isBack) {
                     --settling;
                     continue;
                 }
                 const Answer answer = askForStart(peer, mStart.before);
                 isBack = answer.ok();
-                if (answer.ok() || answer.code == FC_NO_SUCH_NAME)
-                    say(answer.ok() ? "went back from" : "nothing to go back to from", mStart);
-                if (answer.code == FC_NO_SUCH_NAME)
+                const bool isGone = holds(answer.code, FC_NO_SUCH_NAME);
+                if (isBack || isGone)
+                    say(isBack ? "went back from" : "nothing to go back to from", mStart);
+                if (isGone)
                     return;
             } catch (const Failure&) { // the daemon does not answer
             }

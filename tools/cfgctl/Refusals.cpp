@@ -49,7 +49,7 @@ constexpr Cause kCauses[] = {
      "it is being loaded, or its last result could not be written (this refusal has made it "
      "available again), or the channel manager refused its file",
      "cfgctl wait NAME=Available"},
-    {"import", FC_UNAVAILABLE,
+    {"import restore", FC_UNAVAILABLE,
      "the manager could not take the file: it has to be able to read and to move it",
      "cfgctl log --severity error"},
     {"remove", FC_UNAVAILABLE, "its file could not be deleted, and is still there",
@@ -81,19 +81,23 @@ void explain(Failure& failure, const Invocation& call)
 {
     if (!failure.cause.empty() || failure.code == FC_OK || call.verb == nullptr)
         return;
+    const bool hasNext = !failure.next.empty(); // a verb that can be run again says so
     const auto fits = [&](const Cause& row) {
-        return (failure.code & row.bit & ~FC_OK) != 0 &&
+        return holds(failure.code, row.bit) &&
                (*row.verbs == '\0' || holdsWord(row.verbs, call.verb->name));
     };
     const auto row = std::ranges::find_if(kCauses, fits);
     if (row == std::ranges::end(kCauses)) {
-        failure.next = "cfgctl log --severity error";
+        if (!hasNext)
+            failure.next = "cfgctl log --severity error";
         return;
     }
     failure.cause = row->cause;
-    failure.next = row->next;
-    if (const std::size_t at = failure.next.find("NAME"); at != std::string::npos)
-        failure.next.replace(at, 4, shellQuoted(call.argument(0)));
+    if (!hasNext) {
+        failure.next = row->next;
+        if (const std::size_t at = failure.next.find("NAME"); at != std::string::npos)
+            failure.next.replace(at, 4, shellQuoted(call.argument(0)));
+    }
     const std::string name = call.verb->name;
     if (row->bit == FC_BAD_VALUE && name != "set") {
         const bool isFile = name == "import";
