@@ -131,14 +131,21 @@ const std::map<std::string, void (*)(IDataSets& store, const Arguments& a)> kOpe
      }},
 };
 
-/// As the library writes it, unless that would change a key or a text.
+bool readsBack(const std::string& text, const Json::Value& document)
+{
+    Json::Value read;
+    return Json::Reader().parse(text, read) && read == document;
+}
+
+/// As the library writes it, unless that would not be read back as it was.
 void checkText(const std::string& text)
 {
     Json::Value document;
     if (!Json::Reader().parse(text, document))
         return;
+    const std::string ours = documentText(document);
     const std::string ever = (std::ostringstream() << document).str();
-    require(documentText(document) == ever || ever.find("\\ufffd") != std::string::npos,
+    require(ours == ever || (readsBack(ours, document) && !readsBack(ever, document)),
             "a document has the library's text", ever);
 }
 
