@@ -24,6 +24,7 @@ namespace
 {
 
 constexpr char kDbgFifo[] = "/tmp/sockDbg";
+constexpr std::size_t kRowDigits = 5;
 
 std::string pathAside(int rows) { return std::string(kCfgDir) + '.' + std::to_string(rows); }
 
@@ -62,11 +63,13 @@ bool takesMessages(const sockaddr_un& address)
 std::string rowName(int number)
 {
     std::string digits = std::to_string(number);
-    return "Channels " + digits.insert(0, 5 - digits.size(), '0');
+    return "Channels " + digits.insert(0, kRowDigits - digits.size(), '0');
 }
 
-DataDirectory::DataDirectory(const fs::path& disk) : mMounted(true)
+DataDirectory::DataDirectory(const fs::path& disk) : mMounted(!disk.empty())
 {
+    if (!mMounted)
+        return;
     if (mount(disk.c_str(), "/data", nullptr, MS_BIND, nullptr) == -1)
         abortBenchmarks("cannot mount " + disk.string() + " on /data");
     for (const auto& entry : fs::directory_iterator("/data"))
@@ -178,6 +181,12 @@ PreparedMessage getItem(const std::string& row)
                        row +
                        "\" >\n\t\t<Item Name=\"Description\" />\n\t\t</Row>\n\t</Component>\n"
                        "</DataSet>\n</BODY>\n"};
+}
+
+PreparedMessage& ItemRequest::of(int row)
+{
+    mGet.overwrite(mDigits, kRowDigits, row);
+    return mGet;
 }
 
 PreparedMessage setAutoStart(const std::string& row)

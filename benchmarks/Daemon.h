@@ -20,7 +20,7 @@ std::string rowName(int number);
 class DataDirectory
 {
 public:
-    /// In memory, as the world has it, or on the run's disk.
+    /// In memory, as the world has it, or on the run's disk, if it has one.
     DataDirectory() = default;
     explicit DataDirectory(const std::filesystem::path& disk);
     ~DataDirectory();
@@ -83,6 +83,18 @@ private:
 
 /// Messages to the daemon.
 PreparedMessage getItem(const std::string& row);
+
+/// The same for any row: whichever is asked for next.
+class ItemRequest
+{
+public:
+    PreparedMessage& of(int row);
+
+private:
+    PreparedMessage mGet = getItem(rowName(0));
+    std::size_t mDigits = mGet.find(rowName(0)) + rowName(0).find('0');
+};
+
 PreparedMessage setAutoStart(const std::string& row);
 PreparedMessage command(const std::string& id,
                         const std::map<std::string, std::string>& parameters = {});

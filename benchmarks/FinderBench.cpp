@@ -55,7 +55,10 @@ void benchFinders(BenchmarkRun& run)
         const auto medians = run.interleave(
             1001, {[&] { return run.secondsEach(1, [&] { walk(longText); }); },
                    [&] { return 10 * run.secondsEach(10, [&] { walk(shortText); }); }});
-        run.report({std::string("walk of 69,999 bytes: ") + text.name, medians[0],
-                    "10 x 7,000 bytes", medians[1], 1.5, "-"});
+        run.report({.work = std::string("walk of 69,999 bytes: ") + text.name,
+                    .figure = medians[0],
+                    .baselineName = "10 x 7,000 bytes",
+                    .baseline = medians[1],
+                    .goal = 1.5});
     }
 }

@@ -1,7 +1,6 @@
 #include "RawSocket.h"
 
 #include <cerrno>
-#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -22,7 +21,6 @@ constexpr std::size_t kIdWidth = 7;
 
 [[noreturn]] void answerForever(const std::string& path, std::size_t size)
 {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
     RawSocket socket(path, true);
     const std::string answer(size, 'a');
     for (sockaddr_un sender{};;) {
@@ -112,14 +110,24 @@ Process::Process(const std::function<void()>& body, const std::string& socketPat
 {
     unlink(socketPath.c_str());
     mPid = fork();
-    if (mPid == 0)
+    if (mPid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         body();
-    while (access(socketPath.c_str(), F_OK) == -1)
+        _exit(1);
+    }
+    constexpr int kMaxTries = 100'000; // ten seconds and more
+    for (int tries = 0; !socketPath.empty() && access(socketPath.c_str(), F_OK) == -1; ++tries) {
         usleep(100);
+        mHasEnded = waitpid(mPid, nullptr, WNOHANG) != 0;
+        if (mHasEnded || tries == kMaxTries)
+            return;
+    }
 }
 
 Process::~Process()
 {
+    if (mHasEnded)
+        return;
     kill(mPid, SIGKILL);
     waitpid(mPid, nullptr, 0);
 }
@@ -137,9 +145,14 @@ PreparedMessage::PreparedMessage(const std::string& type, const std::string& bod
 
 const std::string& PreparedMessage::next()
 {
-    char* const id = mText.data() + kIdAt;
-    std::to_chars(id, id + kIdWidth, ++mId);
+    overwrite(kIdAt, kIdWidth, ++mId);
     return mText;
+}
+
+void PreparedMessage::overwrite(std::size_t at, std::size_t width, int number)
+{
+    for (std::size_t i = width; i-- > 0; number /= 10)
+        mText[at + i] = static_cast<char>('0' + number % 10);
 }
 
 bool PreparedMessage::isAnsweredBy(std::string_view text) const

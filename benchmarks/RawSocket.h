@@ -39,18 +39,23 @@ private:
     std::vector<char> mBuffer;
 };
 
-/// A process that runs `body`, which ends with the object; its socket is there when that is made.
+/// A process that runs `body`, and ends with the object. Its socket, if it has one, is there when
+/// that is made, unless the process has ended or takes many seconds.
 class Process
 {
 public:
-    Process(const std::function<void()>& body, const std::string& socketPath);
+    explicit Process(const std::function<void()>& body, const std::string& socketPath = "");
     ~Process();
 
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
+    pid_t pid() const { return mPid; }
+    bool hasEnded() const { return mHasEnded; }
+
 private:
     pid_t mPid;
+    bool mHasEnded = false;
 };
 
 /// A process that answers each datagram with `answerSize` bytes, and does nothing else.
@@ -67,6 +72,12 @@ public:
     PreparedMessage(const std::string& type, const std::string& body);
 
     const std::string& next();
+
+    /// Where the text stands in the message.
+    std::size_t find(std::string_view text) const { return mText.find(text); }
+
+    /// Overwrites digits that stand there, with zeros in front of the number.
+    void overwrite(std::size_t at, std::size_t width, int number);
 
     /// True when the text is the answer to the last use.
     bool isAnsweredBy(std::string_view text) const;

@@ -12,6 +12,9 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <iterator>
+#include <sstream>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,6 +29,19 @@ void synchronise(const std::string& path)
     close(descriptor);
 }
 
+void replace(const std::string& target, const std::function<void(std::ofstream&)>& write)
+{
+    const std::string beside = target + ".new";
+    {
+        std::ofstream file(beside);
+        write(file);
+    }
+    synchronise(beside);
+    if (rename(beside.c_str(), target.c_str()) == -1)
+        abortBenchmarks("cannot replace " + target);
+    synchronise(std::filesystem::path(target).parent_path());
+}
+
 void statEachFile(const std::string& directory)
 {
     dirent** list = nullptr;
@@ -36,27 +52,6 @@ void statEachFile(const std::string& directory)
         std::free(list[i]);
     }
     std::free(list);
-}
-
-/// Starts this program as a probe and returns the number that it prints.
-double askProbe(const char* word, const std::string& path)
-{
-    std::array<int, 2> ends;
-    if (pipe2(ends.data(), O_CLOEXEC) == -1)
-        abortBenchmarks("cannot make a pipe");
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(ends[1], STDOUT_FILENO);
-        execl("/proc/self/exe", "Benchmarks", "--probe", word, path.c_str(), nullptr);
-        abortBenchmarks("cannot run a probe");
-    }
-    close(ends[1]);
-    std::array<char, 64> text{};
-    if (read(ends[0], text.data(), text.size() - 1) <= 0)
-        abortBenchmarks("a probe failed");
-    close(ends[0]);
-    waitpid(pid, nullptr, 0);
-    return std::strtod(text.data(), nullptr);
 }
 
 } // namespace
@@ -73,16 +68,36 @@ Json::Value parseFile(const std::string& path)
 
 void storeCopy(const Json::Value& document, const std::string& target)
 {
-    const std::string beside = target + ".new";
-    {
+    replace(target, [&](std::ofstream& file) {
         const Json::Value copy = document;
-        std::ofstream file(beside);
         file << copy;
+    });
+}
+
+void storeText(const std::string& text, const std::string& target)
+{
+    replace(target, [&](std::ofstream& file) { file << text; });
+}
+
+std::vector<double> askProbe(const std::string& word, const std::string& text)
+{
+    std::array<int, 2> ends;
+    if (pipe2(ends.data(), O_CLOEXEC) == -1)
+        abortBenchmarks("cannot make a pipe");
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        execl("/proc/self/exe", "Benchmarks", "--probe", word.c_str(), text.c_str(), nullptr);
+        abortBenchmarks("cannot run a probe");
     }
-    synchronise(beside);
-    if (rename(beside.c_str(), target.c_str()) == -1)
-        abortBenchmarks("cannot replace " + target);
-    synchronise(std::filesystem::path(target).parent_path());
+    close(ends[1]);
+    std::array<char, 256> printed{};
+    if (read(ends[0], printed.data(), printed.size() - 1) <= 0)
+        abortBenchmarks("a probe failed");
+    close(ends[0]);
+    waitpid(pid, nullptr, 0);
+    std::istringstream words(printed.data());
+    return {std::istream_iterator<double>(words), {}};
 }
 
 double rawStartSeconds()
@@ -92,7 +107,7 @@ double rawStartSeconds()
     return watch.seconds();
 }
 
-double rawParseBytes(const std::string& path) { return askProbe("parse", path); }
+double rawParseBytes(const std::string& path) { return askProbe("parse", path).at(0); }
 
 bool runProbe(const std::string& word, const std::string& path)
 {

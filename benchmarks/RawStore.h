@@ -5,6 +5,7 @@
 
 #include <json/json.h>
 #include <string>
+#include <vector>
 
 Json::Value parseFile(const std::string& path);
 
@@ -12,11 +13,17 @@ Json::Value parseFile(const std::string& path);
 /// directory synchronised.
 void storeCopy(const Json::Value& document, const std::string& target);
 
+/// The same with a text that is there already.
+void storeText(const std::string& text, const std::string& target);
+
 /// Parses the stored catalogue, stats each file beside it, and stores the catalogue once.
 double rawStartSeconds();
 
 /// The memory that a process grows by when it parses the file.
 double rawParseBytes(const std::string& path);
 
-/// The probes' side; false when there is no probe of that name.
+/// Runs this program as a probe, which is given the text, and returns the numbers that it prints.
+std::vector<double> askProbe(const std::string& word, const std::string& text);
+
+/// The probes' side, but for those of a benchmark; false when there is no probe of that name.
 bool runProbe(const std::string& word, const std::string& path);

@@ -1,5 +1,6 @@
-// What does a command with one store cost over writing the catalogue with the JSON library alone,
-// and does bringing a stored catalogue up to date stay linear in its rows?
+// What does a command with one store cost over writing the catalogue with the JSON library, and
+// over writing its bytes? What a save, over its two stores? And does bringing a stored catalogue up
+// to date stay linear in its rows?
 
 #include "BenchmarkRun.h"
 #include "CfgPaths.h"
@@ -7,23 +8,38 @@
 #include "DataSets.h"
 #include "DbgPrintClient.h"
 #include "MessageHeader.h"
+#include "Peers.h"
 #include "RawStore.h"
 #include "benches.h"
 
 #include <algorithm>
 #include <fstream>
+#include <functional>
+#include <iterator>
+#include <sstream>
 
 namespace
 {
 
-void measureStores(BenchmarkRun& run, DataDirectory& data, const std::string& place, int rows)
+/// What a store is to cost: over a copy of the JSON library's tree written with the library, and
+/// over the bytes alone.
+struct StoreGoals {
+    int rows;
+    double toCopy;
+    double toText;
+};
+
+void measureStores(BenchmarkRun& run, DataDirectory& data, const StoreGoals& goals)
 {
-    data.placeCatalogue(rows);
+    data.placeCatalogue(goals.rows);
     const Daemon daemon("2");
     RawSocket client("/tmp/sockBenchClient");
     PreparedMessage commands[] = {setAutoStart(rowName(1)), setAutoStart(rowName(2))};
     const Json::Value catalogue = parseFile(kStoredCatalogue);
-    std::filesystem::create_directory("/data/raw");
+    std::ostringstream text;
+    text << std::ifstream(kStoredCatalogue).rdbuf();
+    const std::string directory = "/data/raw" + std::to_string(goals.rows);
+    std::filesystem::create_directory(directory);
 
     bool odd = false; // each store changes the file
     const auto store = [&] {
@@ -32,13 +48,38 @@ void measureStores(BenchmarkRun& run, DataDirectory& data, const std::string& pl
             std::string_view::npos)
             abortBenchmarks("the daemon does not store");
     };
-    const auto rawStore = [&] { storeCopy(catalogue, "/data/raw/catalogue.json"); };
+    const PeerWork peers[] = {sqliteChange(directory + "/sqlite", goals.rows),
+                              redisChange(directory + "/redis", goals.rows)};
+    std::vector<std::function<void()>> works{
+        store, [&] { storeCopy(catalogue, directory + "/copy.json"); },
+        [&] { storeText(text.str(), directory + "/text.json"); }};
+    for (const PeerWork& peer : peers)
+        works.push_back(peer.missing.empty() ? peer.work : [] {});
+    std::vector<std::function<double()>> figures;
+    for (const auto& work : works)
+        figures.emplace_back([&] { return run.secondsEach(1, work); });
+    const auto medians = run.interleave(std::clamp(200000 / goals.rows, 21, 301), figures);
 
-    const auto medians = run.interleave(
-        std::max(15, std::min(501, 200000 / rows)),
-        {[&] { return run.secondsEach(1, store); }, [&] { return run.secondsEach(1, rawStore); }});
-    run.report({"SET_AUTOSTART_CFG, " + std::to_string(rows) + " rows, " + place, medians[0],
-                "raw store", medians[1], 1.1, "2"});
+    Row row{.work = "SET_AUTOSTART_CFG, on disk",
+            .rows = goals.rows,
+            .level = 2,
+            .figure = medians[0],
+            .baselineName = "write, fsync, rename, fsync",
+            .baseline = medians[2],
+            .goal = goals.toText};
+    run.report(row);
+    row.baselineName = "jsoncpp copy stored";
+    row.baseline = medians[1];
+    row.goal = goals.toCopy;
+    run.report(row);
+    row.level = Row::kNoLevel;
+    row.goal = 0;
+    for (std::size_t i = 0; i < std::size(peers); ++i) {
+        row.system = peers[i].system;
+        row.missing = peers[i].missing;
+        row.figure = medians[3 + i];
+        run.report(row);
+    }
 }
 
 /// Stands in for the channel manager: writes the file that it is asked for, without waiting for the
@@ -62,7 +103,7 @@ void measureStores(BenchmarkRun& run, DataDirectory& data, const std::string& pl
 }
 
 /// A save over a configuration, and of a new one: removed again, which is not measured.
-void measureSaves(BenchmarkRun& run, DataDirectory& data, const std::string& place)
+void measureSaves(BenchmarkRun& run, DataDirectory& data)
 {
     data.placeCatalogue(40);
     const Process channels(storeChannelsForever, kChanSocket);
@@ -76,7 +117,11 @@ void measureSaves(BenchmarkRun& run, DataDirectory& data, const std::string& pla
         send(command("SAVE_CFG", {{"Name", name}, {"Description", "saved"}}));
     };
     save("new");
-    const auto store = [&] { send(setAutoStart(rowName(1))); };
+    bool odd = false;
+    const auto store = [&] {
+        odd = !odd;
+        send(setAutoStart(rowName(odd ? 1 : 2)));
+    };
     const auto medians = run.interleave(101, {[&] { return 2 * run.secondsEach(1, store); },
                                               [&] {
                                                   send(command("REMOVE_CFG", {{"RowID", "new"}}));
@@ -89,10 +134,18 @@ void measureSaves(BenchmarkRun& run, DataDirectory& data, const std::string& pla
                                                   save(rowName(2));
                                                   return watch.seconds();
                                               }});
-    run.report({"SAVE_CFG, a new name, 40 rows, " + place, medians[1], "two stores", medians[0],
-                1.5, "2"});
-    run.report({"SAVE_CFG, over a configuration, 40 rows, " + place, medians[2], "two stores",
-                medians[0], 1.8, "2"});
+    Row row{.work = "SAVE_CFG, a new name, on disk",
+            .rows = 40,
+            .level = 2,
+            .figure = medians[1],
+            .baselineName = "its two stores",
+            .baseline = medians[0],
+            .goal = 1.5};
+    run.report(row);
+    row.work = "SAVE_CFG, over a configuration, on disk";
+    row.figure = medians[2];
+    row.goal = 1.8;
+    run.report(row);
 }
 
 /// A stored catalogue whose rows lack a property that the reference has.
@@ -117,8 +170,13 @@ void measureUpdate(BenchmarkRun& run)
     gDbgLevel = 5; // nothing is logged
     const auto medians = run.interleave(
         15, {[] { return secondsToUpdate(10000); }, [] { return 10 * secondsToUpdate(1000); }});
-    run.report({"update of a catalogue of 10,000 rows", medians[0], "10 x 1,000 rows", medians[1],
-                4, "5"});
+    run.report({.work = "update of a catalogue",
+                .rows = 10000,
+                .level = 5,
+                .figure = medians[0],
+                .baselineName = "10 x 1,000 rows",
+                .baseline = medians[1],
+                .goal = 4});
 }
 
 } // namespace
@@ -126,16 +184,9 @@ void measureUpdate(BenchmarkRun& run)
 void benchStore(BenchmarkRun& run)
 {
     measureUpdate(run);
-    for (const int rows : {40, 1000, 10000}) {
-        {
-            DataDirectory memory;
-            measureStores(run, memory, "in memory", rows);
-        }
-        if (!run.disk().empty()) {
-            DataDirectory disk(run.disk());
-            measureStores(run, disk, "on disk", rows);
-            if (rows == 40)
-                measureSaves(run, disk, "on disk");
-        }
-    }
+    DataDirectory data(run.disk());
+    for (const StoreGoals& goals :
+         {StoreGoals{40, 0.85, 1.3}, {1000, 0.35, 1.6}, {10000, 0.25, 2.2}})
+        measureStores(run, data, goals);
+    measureSaves(run, data);
 }

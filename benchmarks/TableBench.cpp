@@ -4,9 +4,12 @@
 #include "BenchmarkRun.h"
 #include "DataSet.h"
 #include "DbgPrintClient.h"
+#include "RawSocket.h"
 #include "benches.h"
 
 #include <ctime>
+#include <json/json.h>
+#include <memory>
 #include <string>
 
 namespace
@@ -113,6 +116,81 @@ double secondsToFindFirst(const BenchmarkRun& run, const DataTable& table)
     return run.secondsEach(1000, [&table] { table.getFirstRowIndex(); });
 }
 
+/// A table of six texts and four numbers a row, such as catalogues have.
+void fillMixed(DataTable& table, Json::Value& same, int rows)
+{
+    constexpr int kTexts = 6;
+    for (int i = 0; i < 10; ++i) {
+        auto* const column = new DataColumn;
+        column->init("column" + std::to_string(i), DataColumn::RW,
+                     i < kTexts ? DataColumn::STR : DataColumn::INT);
+        table.addColumns(column->getName(), column);
+    }
+    for (int id = 1; id <= rows; ++id) {
+        DataRow* const row = table.getRows(table.appendNewRow());
+        Json::Value& cells = same.append(Json::objectValue);
+        for (int i = 0; i < 10; ++i) {
+            const std::string name = "column" + std::to_string(i);
+            if (i < kTexts) {
+                row->getDataItem(name)->setValue("Evening line-up of " + std::to_string(id));
+                cells[name] = "Evening line-up of " + std::to_string(id);
+            } else {
+                row->getDataItem(name)->setValue(id);
+                cells[name] = id;
+            }
+        }
+    }
+    table.acceptChanges();
+}
+
+/// Both ways, through text.
+void measureText(BenchmarkRun& run)
+{
+    constexpr int kRows = 10'000;
+    DataTable table;
+    Json::Value same;
+    fillMixed(table, same, kRows);
+    std::string text;
+    std::string json;
+    const Json::StreamWriterBuilder writer;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    const auto medians = run.interleave(
+        11, {[&] {
+                 const CpuWatch watch;
+                 table.toString(text);
+                 return watch.seconds();
+             },
+             [&] {
+                 DataTable copy;
+                 const CpuWatch watch;
+                 if (copy.initFromString(text) != FC_OK || copy.getRowsNum() != kRows)
+                     abortBenchmarks("a table's text is not read back");
+                 return watch.seconds();
+             },
+             [&] {
+                 const CpuWatch watch;
+                 json = Json::writeString(writer, same);
+                 return watch.seconds();
+             },
+             [&] {
+                 Json::Value copy;
+                 const CpuWatch watch;
+                 reader->parse(json.data(), json.data() + json.size(), &copy, nullptr);
+                 return watch.seconds();
+             }});
+    run.detail("out", medians[0]);
+    run.detail("in", medians[1]);
+    run.detail("jsoncpp out", medians[2]);
+    run.detail("jsoncpp in", medians[3]);
+    run.report({.work = "table of 10 columns to text and back",
+                .rows = kRows,
+                .level = kNoLogging,
+                .figure = medians[0] + medians[1],
+                .baselineName = "jsoncpp, the same cells",
+                .baseline = medians[2] + medians[3],
+                .goal = 1.0});
+}
+
 void measureFirstRow(BenchmarkRun& run)
 {
     DataTable kept;
@@ -123,8 +201,13 @@ void measureFirstRow(BenchmarkRun& run)
         deleted.deleteRow(id);
     const auto medians = run.interleave(101, {[&] { return secondsToFindFirst(run, deleted); },
                                               [&] { return secondsToFindFirst(run, kept); }});
-    run.report({"first row behind 19,999 deleted ones", medians[0], "first row of 20,000 kept",
-                medians[1], 10, "5"});
+    run.report({.work = "first row behind deleted ones",
+                .rows = kMany,
+                .level = kNoLogging,
+                .figure = medians[0],
+                .baselineName = "first row of as many kept",
+                .baseline = medians[1],
+                .goal = 10});
 }
 
 } // namespace
@@ -143,8 +226,14 @@ void benchTables(BenchmarkRun& run)
     for (const auto& [name, seconds] : operations) {
         const auto medians = run.interleave(
             15, {[&] { return seconds(kMany); }, [&] { return 10 * seconds(kFew); }});
-        run.report({"20,000 rows of 10 cells " + std::string(name), medians[0], "10 x 2,000 rows",
-                    medians[1], 4, "5"});
+        run.report({.work = "rows of 10 cells " + std::string(name),
+                    .rows = kMany,
+                    .level = kNoLogging,
+                    .figure = medians[0],
+                    .baselineName = "10 x 2,000 rows",
+                    .baseline = medians[1],
+                    .goal = 4});
     }
     measureFirstRow(run);
+    measureText(run);
 }

@@ -11,5 +11,6 @@ void benchStart(BenchmarkRun& run);     ///< How long does a start take?
 void benchMemory(BenchmarkRun& run);    ///< How much memory does a catalogue take?
 void benchDatagrams(BenchmarkRun& run); ///< How long can one datagram keep the responder busy?
 void benchFinders(BenchmarkRun& run);   ///< Do the finders stay linear on the worst texts?
-void benchLog(BenchmarkRun& run);       ///< What does a log line cost that nobody reads?
+void benchLog(BenchmarkRun& run);       ///< What does a log line cost?
+void probeLines(bool smoke);            ///< In a process of its own: ours, and spdlog's or 0.
 void benchTables(BenchmarkRun& run);    ///< Do tables stay linear in their rows?
