@@ -47,7 +47,7 @@ const Fault kFaults[] = {
      "fault: CfgManager does not run", 3},
     {"StaleSocket", [](Device& device) { device.cut("CfgManager"); }, "/tmp/sockCfg is stale", 3},
     {"Silent", [](Device& device) { device.start("CfgManager").signal(SIGSTOP); },
-     "runs, and does not answer", 5},
+     "runs, and does not answer", 3},
     {"NoChannelManager", [](Device& device) { device.cut("ChanManager"); }, "no channel manager",
      5},
     {"NoReader",
@@ -77,7 +77,9 @@ const Fault kFaults[] = {
          if (lchown(kCfgSocket, 1, 1) == -1)
              GTEST_SKIP() << "no other users here";
      },
-     "(user 1) may not write /data/cfg/cfg_stored_set.json", 5},
+     "may not write /data/cfg/cfg_stored_set.json\n    chown 1 /data/cfg "
+     "/data/cfg/cfg_stored_set.json\n",
+     5},
     {"AutoStartOfNothing",
      [](Device&) {
          run({"call", "SET_AUTOSTART_CFG", "RowID=gone", "AutoStart=true"});
@@ -137,6 +139,7 @@ TEST_F(CfgctlSafetyTest, AnArchiveBringsBackWhatItHoldsAndLeavesTheRest)
     writeFile("/data/cfg/" + odd, "changed");
     run({"autostart", "--off"});
     run({"save", "later"});
+    run({"export", "/tmp/off.tar"});
     EXPECT_THAT(run({"restore", "/tmp/all.tar"}), StartsWith("2: "));
     const std::string archive = readFile("/tmp/all.tar");
     device.log().clear();
@@ -164,6 +167,13 @@ TEST_F(CfgctlSafetyTest, AnArchiveBringsBackWhatItHoldsAndLeavesTheRest)
     EXPECT_THAT(readFile("/data/cfg/" + odd), HasSubstr("Frequency"));
     EXPECT_THAT(run({"list"}), AllOf(HasSubstr("first"), HasSubstr("later"), HasSubstr("yes")));
     EXPECT_GT(std::chrono::seconds(1), time - fs::last_write_time("/data/cfg/a")); // to the second
+
+    run({"restore", "-y", "/tmp/off.tar"}); // of a device without an auto-start
+    EXPECT_THAT(run({"list"}), Not(HasSubstr("yes")));
+    fs::remove("/data/cfg/a");
+    EXPECT_THAT(
+        run({"export", "-y", "/tmp/off.tar"}),
+        AllOf(StartsWith("4: "), HasSubstr("'a' has no file"), HasSubstr("cfgctl remove a")));
 }
 
 TEST_F(CfgctlSafetyTest, AStartThatNobodyConfirmsIsTakenBackWhateverEndsMeanwhile)

@@ -10,11 +10,13 @@ import pty
 import re
 import select
 import shutil
+import signal
 import socket
 import subprocess
 import sys
 import threading
 import time
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent.parent
@@ -37,7 +39,7 @@ MATRIX = {
     "list": ("", r"day +Available +\S+ \S+ +no +Full power", "more", 2, True),
     "show": ("day", r"State: +Available", "night", 4, True),
     "status": ("-t 30", r"(?s)answers: +yes.*Running: +Default\n.*boot: +yes", "more", 2, True),
-    "wait": ("day=Available", r"wait day=Available: OK", "-t 4 night", 6, True),
+    "wait": ("day=Available", r"wait day=Available: OK", "-t 1 night", 6, True),
     "watch": ("--for 1", r"^$", "--count 1 --for 1", 6, True),
     "log": (LOG + " --for 1", r"tCfgCom\(\d+\)", "/tmp/no-log", 4, False),
     "validate": ("/etc/sysmgt/cfg_data_set.json", r": OK", "/tmp/bad.json", 4, False),
@@ -55,12 +57,18 @@ MATRIX = {
     "set": ("CfgDataSet AutoStart '' Name day", r": OK", "CfgDataSet AutoStart '' None day", 4, True),
     "call": ("START_CFG RowID=day", r"call START_CFG RowID=day: OK", "START_CFG RowID=x", 4, True),
 }
-AGAIN = {"remove": "two --yes", "rename": "lab two --yes"}  # need their file again
 
 
 def check(holds, what, *shown):
     if not holds:
         faults.append(what + "".join(f"\n    {text!r}" for text in shown))
+
+
+def complete(line):
+    """What the program says to bash, which replaces what stands behind the last character that parts words."""
+    replaced = re.split("[ =:@]", line)[-1]
+    return subprocess.run(["cfgctl", "--complete", "cfgctl " + line, replaced], capture_output=True,
+                          text=True, timeout=60).stdout
 
 
 def run(arguments, **options):
@@ -140,36 +148,41 @@ def place_files():
     Path("/tmp/bad.json").write_text('{\n  "dataset": "X",\n  "components": {,}\n}\n')
 
 
+def prepare(verb):
+    """What the verb needs, whatever ran before."""
+    if verb in ("rename", "remove"):
+        run("import /tmp/stick/lab --yes")
+    if verb == "remove":
+        run("rename lab two --yes")
+    if verb == "confirm":
+        run("start day --confirm-within 60")
+
+
 def try_matrix():
     told = {verb["name"] for verb in json.loads(run("help --json").out)["verbs"]}
     check(told == set(MATRIX), "the matrix lacks or invents verbs", told ^ set(MATRIX))
     for verb, (served, holds, refused, status, _) in MATRIX.items():
         for form in ("", "--json "):
-            if verb == "rename" and form:
-                run("import /tmp/stick/lab --yes")
-            if verb == "remove" and form:
-                run("import /tmp/stick/lab --yes"), run("rename lab two --yes")
-            if verb == "confirm":
-                run("start day --confirm-within 60")
+            prepare(verb)
             done = run(f"{form}{verb} {served}")
             check(done.returncode == 0, f"{form}{verb}: {done.returncode}", done.out, done.err)
             check(form or re.search(holds, done.out), f"{verb}: text", done.out)
             bad = run(f"{form}{verb} {refused}")
             check(bad.returncode == status, f"{form}{verb} {refused}: {bad.returncode}", bad.err)
-            check(bad.err.splitlines()[-1:] and bad.err.splitlines()[-1].startswith("cfgctl: "),
-                  f"{verb} {refused}: says nothing", bad.err)
+            check(re.fullmatch(r"cfgctl: .*\. Try: .+|cfgctl: .*\? Try: .+", (bad.err.splitlines() or [""])[-1]),
+                  f"{verb} {refused}: does not say what, or what next", bad.err)
             if form:
                 check_json(done.out, verb, 0)
                 check_json(bad.out, verb, status)
         text = run(f"help {verb}").out
         check("Usage: cfgctl " + verb in text and "Examples:\n  cfgctl " in text, f"help {verb}", text)
         check(run(f"{verb} --help").out == text, f"{verb} --help is not help {verb}")
-        begun = run(f"--complete {verb[:-1]}").out.split()
+        begun = complete(verb[:-1]).split()
         check(verb in begun, f"completion of {verb[:-1]}", begun)
-        options = run(f"--complete {verb} --").out.split()
+        options = complete(f"{verb} --").split()
         check("--json" in options, f"completion of options: {verb}", options)
-        if MANUAL.exists():
-            check(re.search(rf"\b{verb}\b", MANUAL.read_text()), f"{verb} is not in the manual page")
+        section = re.search(rf"^## {verb}\b.*\n\n(.*)\.", MANUAL.read_text(), re.M)
+        check(section and text.startswith(section[1].split(".")[0]), f"{verb} in the manual page", text)
     exits = "\n".join(run("help").out.split("Exit status:\n")[1].splitlines()[:8])
     for page in ("README.md", "docs/cfgctl-json.md"):
         shown = (ROOT / page).read_text()
@@ -186,7 +199,8 @@ def try_manners():
             ("-t 99999999999999999999999999 list", "a number from 1 to 1000000"),
             ("save 'a\"b'", "at byte 2"), ("save 'a<b'", "at byte 2"),
             ("remove day", "Not without --yes"), ("save day", "will be overwritten"),
-            ("wait day=Availble", "did you mean 'Available'?")):
+            ("wait day=Availble", "did you mean 'Available'?"),
+            ("wait -- -a=b", "Try: cfgctl wait -- -a\\=b\\= for")):
         done = run(command)
         check(done.returncode == 2 and said in done.err, command, done.err)
     done = run("list >/dev/full")
@@ -194,20 +208,31 @@ def try_manners():
     check(run("save -- -night").out == "save -night: OK\n", "a name that begins with -")
     check(re.search(r"Running: +day\nFallback at boot: +no", run("-t 30 status").out), "what runs")
     check("-night" in run("list -t 5").out and run("-y remove -- -night").returncode == 0, "-night")
-    for command, holds in (("save 'x y'", 'Name="Name" Value="x y"'), ("list", '<HEADER ID="1"')):
+    for command, holds in (("save 'x ü'", 'Name="Name" Value="x ü"'), ("list", '<HEADER ID="1"'),
+                           ("import /tmp/stick/lab", 'Value="/run/sysmgt/import/cfgctl-XXXXXX/lab"'),
+                           ("restore /tmp/all.tar", 'ID="Import Configuration"'),
+                           ("restore /tmp/all.tar", 'ID="SET_AUTOSTART_CFG"')):
         done = run("--dry-run " + command)
         check(done.returncode == 0 and holds in done.out, "dry run of " + command, done.out)
-    check(run("show 'x y'").returncode == 4, "a dry run has saved")
+    check(run("show 'x ü'").returncode == 4, "a dry run has saved")
     check(Path("/tmp/stick/lab").exists(), "import has taken the user's file")
     check(run("import /tmp/stick/lab --move --yes").returncode == 0 and
           not Path("/tmp/stick/lab").exists(), "import --move has left the file")
     place_files()
+    empty = run("validate /dev/null"), Path("/tmp/empty").touch(), run("validate /tmp/empty")
+    check("Success" not in empty[0].err and re.search(r"^1 +1 ", empty[2].out, re.M),
+          "validate: no file, an empty file", empty[0].err, empty[2].out)
     bad = run("validate /tmp/bad.json")
     check(re.search(r"^3 +18 ", bad.out, re.M), "validate: line and column", bad.out)
-    wait_until(lambda: run("--complete show d").out == "day\n", "completion of names")
-    run("save 'wide one'")
-    wait_until(lambda: run("--complete show w").out == "wide\\ one\n", "completion of blanks")
-    check(run("--complete wait day = Av").out == "Available\n", "completion of states")
+    for name in ("wide one", "a:b", "c=d"):
+        run(f"save '{name}'")
+    for line, whole in (("show da", "day\n"), ("show wi", "wide\\ one\n"), ("show 'wide o", "one\n"),
+                        ("show a:", "b\n"), ("wait c=", "d\nAvailable\nInprogress\nUnavailable\n"),
+                        ("wait day=Av", "Available\n"), ("wait c=d=I", "Inprogress\n")):
+        wait_until(lambda: complete(line) == whole, "completion of " + line)
+    lines = Path(LOG).stat().st_size
+    check(run("wait c=d=").returncode == 0 and run("-t 1 wait gone=Available").returncode == 6, "wait")
+    check("gone" not in Path(LOG).read_text(errors="replace")[lines:], "the manager logs what is waited for")
     again = run("""save 'wide one' -d "it's \\$5 (|" --autostart""").err.split("Try: cfgctl ")[-1]
     check(run(again).returncode == 0 and
           "it's $5" in run("show 'wide one'").out, "what is to be typed again", again)
@@ -218,15 +243,25 @@ def try_manners():
         done = run("import /tmp/stick/lab -y", user=1, group=1, extra_groups=[])
         check(done.returncode == 5 and "only the group 'root'" in done.err and
               "Try: usermod -aG root " in done.err, "import by somebody else", done.err)
+        done = run("export /run/sysmgt/confirm/x.tar", user=1, group=1, extra_groups=[])
+        check(done.returncode == 5 and "/run/sysmgt/confirm/x.tar: Permission denied" in done.err,
+              "export to where one may not", done.err)
+        os.chmod(CFG_SOCKET, 0o700)
+        done = run("doctor", user=1, group=1, extra_groups=[])
+        check(done.returncode == 0 and "warning: cannot ask on /tmp/sockCfg: Permission" in done.out and
+              "stale" not in done.out, "a doctor without rights", done.out, done.err)
+        os.chmod(CFG_SOCKET, 0o777)
+        shown = run("status", user=1, group=1, extra_groups=[]).out
+        check(re.search("confirmed: +unknown", shown), "a start to confirm, to somebody else", shown)
     except PermissionError:
         pass  # no other users here
 
 
-def on_terminal(command, typed=b"", columns=60):
+def on_terminal(command, typed=b"", columns=60, environment=""):
     """What a terminal gets, and the exit status."""
     pid, master = pty.fork()
     if pid == 0:
-        os.execvp("sh", ["sh", "-c", f"stty cols {columns}; exec cfgctl {command}"])
+        os.execvp("sh", ["sh", "-c", f"stty cols {columns}; {environment} exec cfgctl {command}"])
     shown = b""
     while True:
         try:
@@ -251,6 +286,15 @@ def try_terminal():
     state = {line.find("Available") + 2 * sum("\u4e00" <= c <= "\u9fff" for c in line) // 2
              for line in lines if "Available" in line}
     check(len(state) == 1, "columns of wide letters", shown)
+    shown, _ = on_terminal("show long")
+    check(all(len(line) <= 60 for line in shown.splitlines()) and "…" in shown, "a record is cut", shown)
+    Path("/tmp/lines").write_text("ERROR05/03/24 14:07:09.042 tCfg(812)Unit:131:init: " + "long " * 20 + "\n")
+    shown, _ = on_terminal("log /tmp/lines --for 1")
+    check(re.fullmatch(r"05/03/24 14:07:09.042  \x1b\[31merror\x1b\[0m +tCfg +init: long[long ]*…\n", shown),
+          "an entry is cut and red", shown)
+    check("\x1b" not in on_terminal("log /tmp/lines --for 1", environment="NO_COLOR=1")[0], "NO_COLOR")
+    check("long " * 20 in run("log /tmp/lines --for 1").out and
+          run("-t 1 log /tmp/lines").returncode == 6, "a log in a pipe, and its limit")
     shown, status = on_terminal("remove long", b"n\n")
     check(status == 2 and "will be deleted" in shown, "a no is a no", shown)
     shown, status = on_terminal("remove long", b"y\n")
@@ -258,14 +302,14 @@ def try_terminal():
 
 
 class Peer(threading.Thread):
-    """In the manager's place: answers each request as the script says; None for no answer."""
+    """In a daemon's place: answers each request as the script says; None for no answer."""
 
-    def __init__(self, script):
+    def __init__(self, script, path=CFG_SOCKET):
         super().__init__(daemon=True)
         self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
-        if os.path.exists(CFG_SOCKET):
-            os.unlink(CFG_SOCKET)
-        self.socket.bind(CFG_SOCKET)
+        if os.path.exists(path):
+            os.unlink(path)
+        self.socket.bind(path)
         self.script, self.asked = script, []
         self.start()
 
@@ -291,6 +335,136 @@ class Peer(threading.Thread):
     def end(self):
         self.socket.shutdown(socket.SHUT_RDWR)
         self.socket.close()
+
+
+class SlowDaemon(threading.Thread):
+    """Between the clients and the manager: each answer is late."""
+
+    def __init__(self, delay):
+        super().__init__(daemon=True)
+        os.rename(CFG_SOCKET, "/tmp/sockManager")
+        self.socket, self.behind = (socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) for _ in range(2))
+        self.socket.bind(CFG_SOCKET)
+        self.behind.bind("/tmp/sockBehind")
+        self.behind.connect("/tmp/sockManager")
+        self.delay = delay
+        self.start()
+
+    def run(self):
+        while True:
+            request, client = self.socket.recvfrom(300000)
+            if not request:
+                return
+            self.behind.send(request)
+            answer = self.behind.recv(300000)
+            time.sleep(self.delay)
+            try:
+                self.socket.sendto(answer, client)
+            except OSError:
+                pass  # it has ended
+
+    def end(self):
+        self.socket.shutdown(socket.SHUT_RDWR)
+        self.join(10)
+        self.socket.close(), self.behind.close()
+        os.unlink("/tmp/sockBehind")
+        os.rename("/tmp/sockManager", CFG_SOCKET)
+
+
+def try_slow(daemons):
+    """Every verb on a slow daemon, then one with 2,000 configurations, slow and not."""
+    slow = SlowDaemon(0.1)
+    for verb, (served, _, _, _, asks) in MATRIX.items():
+        if asks:
+            prepare(verb)
+            done = run(f"{verb} {served}")
+            check(done.returncode == 0, f"{verb} on a slow daemon: {done.returncode}", done.err)
+    slow.end()
+
+    daemons[-1].kill(), daemons[-1].wait()
+    names = [f"configuration-{i:04}-of-a-device" for i in range(2000)]
+    shutil.rmtree("/data/cfg")
+    os.mkdir("/data/cfg")
+    for name in names:
+        Path("/data/cfg", name).write_text("Channel=1\n")
+    os.unlink(CFG_SOCKET)
+    daemons[-1] = subprocess.Popen(["CfgManager", "-v", "2"], stderr=subprocess.DEVNULL)
+    wait_until(lambda: os.path.exists(CFG_SOCKET) and run("status -t 9").returncode == 0, "2,000 rows")
+    for delay in (0, 0.05):
+        slow = delay and SlowDaemon(delay)
+        text, listed = run("list"), json.loads(run("list --json").out)
+        check(text.returncode == 0 and re.findall(r"^(\S+)  Available ", text.out, re.M) == names,
+              f"a list of 2,000, delay {delay}", text.err, text.out[:300])
+        check(listed["ok"] and [row["name"] for row in listed["configurations"]] == names,
+              f"JSON of 2,000, delay {delay}", listed.get("error"))
+        done = run("export /tmp/2000.tar --yes")
+        check("Configurations: 2000" in done.out, f"an archive of 2,000, delay {delay}", done.err)
+        slow and slow.end()
+
+
+def try_log():
+    """Whatever the collector wrote before it found that its file was renamed."""
+    shown = Path("/tmp/shown")
+    line = "INFO 05/03/24 14:07:09.042 tCfg(812)Unit:131:init: %s\n"
+    Path("/tmp/rotated").write_text(line % "first")
+    with open("/tmp/rotated", "a", buffering=1) as held:
+        client = subprocess.Popen(["cfgctl", "log", "/tmp/rotated"], stdout=shown.open("w"))
+        wait_until(lambda: "first" in shown.read_text(), "the first line")
+        os.rename("/tmp/rotated", "/tmp/rotated.1")
+        Path("/tmp/rotated").touch()
+        time.sleep(0.6)  # some looks at it
+        held.write(line % "second")
+        wait_until(lambda: "second" in shown.read_text(), "a line in the file that was renamed")
+        Path("/tmp/rotated").write_text(line % "third")
+        wait_until(lambda: "third" in shown.read_text(), "a line in the new file")
+    client.terminate()
+    client.wait(10)
+
+
+def runs(text, name):
+    """The answer of a manager on which the configuration runs, and every start but one is refused."""
+    if "RunningConfiguration" in text:
+        items = f'<Item Name="Name" Value="{name}" /><Item Name="Fallback" Value="false" />'
+        return "RESPONSE", 10000, f'<BODY><Row ID="" >{items}</Row></BODY>'
+    if "START_CFG" in text:
+        return ("ACK", 10000, "") if 'Value="new"' in text else ("NACK", 10100, "")
+    return rows(text)
+
+
+def try_guardian():
+    """Starts on probation, of a daemon elsewhere that is stuck, or refuses the way back."""
+    path = "/tmp/sockElse"
+    guarded = f"-t 1 --socket {path} start new --confirm-within 1"
+    peer = Peer(lambda text: None if "START_CFG" in text else runs(text, "old"), path)
+    done = run(guarded)
+    check(done.returncode == 3 and path in done.err, "a guarded start of a stuck daemon", done.err)
+    peer.end()
+    run("confirm")
+    wait_until(lambda: not any("Cfgctl" in name for name in os.listdir("/tmp")), "the guardian's end")
+
+    started, times = [], []
+
+    def refuse(text):
+        """Three times; then it starts anew, and what it starts at boot comes behind the way back."""
+        if 'Value="old"' in text:
+            times.append(time.monotonic())
+            return ("NACK", 10100, "") if len(times) < 4 else ("ACK", 10000, "")
+        if "START_CFG" in text:
+            started.append(text)
+        if len(times) > 3 and "Running" in text:
+            started.append(text)
+            return runs(text, "" if len(started) == 6 else "old")
+        return runs(text, "" if len(times) == 3 else "new" if started else "old")
+
+    peer = Peer(refuse, path)
+    done = run(guarded.replace("-t 1", "-t 30"))
+    check(done.returncode == 0, "a guarded start elsewhere", done.err)
+    wait_until(lambda: len(times) > 2, "the way back is tried again")
+    check(times[2] - times[0] > 2.5, "it is tried less and less often", times)
+    wait_until(lambda: len(times) > 4, "what a start at boot replaced is started again")
+    check(run("confirm").returncode == 5, "a confirmation that comes too late")
+    wait_until(lambda: not any("Cfgctl" in name for name in os.listdir("/tmp")), "the guardian's end")
+    peer.end()
 
 
 def rows(text, limit=10**6):
@@ -335,8 +509,24 @@ def try_peers():
     status = json.loads(run("status --json").out)
     check(not status["answers"] and not status["busy"] and status["exitCode"] == 3, "status", status)
 
+    peer = Peer(lambda text: ("NACK", 10080, ""))
+    status = json.loads(run("status --json").out)
+    check(not status["busy"] and status["exitCode"] == 7, "a daemon that refuses is not busy", status)
+    peer.end()
+
     peer = Peer(lambda text: None)
     check(json.loads(run("-t 1 status --json").out)["busy"], "a silent daemon is busy")
+    asked = [verb for verb, row in MATRIX.items() if row[4]]
+    with ThreadPoolExecutor(8) as pool:
+        stuck = pool.map(lambda verb: run(f"-t 1 {verb} {MATRIX[verb][0].replace('-t 30', '')}"), asked)
+    for verb, done in zip(asked, stuck):
+        check(done.returncode == 3 and "Try: " in done.err, f"{verb}, stuck: {done.returncode}", done.err)
+    staged = os.listdir("/run/sysmgt/import")
+    client = subprocess.Popen(["cfgctl", "import", "/tmp/stick/lab", "-y"], stderr=subprocess.DEVNULL)
+    wait_until(lambda: "Import" in peer.asked[-1] and "stick" not in peer.asked[-1], "the import is asked")
+    client.send_signal(signal.SIGINT)
+    check(client.wait(10) == 128 + signal.SIGINT and os.listdir("/run/sysmgt/import") == staged,
+          "an import that is interrupted leaves nothing")
     shown, _ = on_terminal("-t 3 start x")
     check("waiting for the channel manager, 2 of 3 s" in shown, "what is waited for", shown)
     client = subprocess.Popen(["cfgctl", "start", "y"], stderr=subprocess.PIPE, text=True)
@@ -360,6 +550,15 @@ def try_peers():
     client.wait(10)
     peer.end()
 
+    peer = Peer(lambda text: ("ACK", 10000, ""))
+    begin = time.monotonic()
+    client = subprocess.Popen(["cfgctl", "watch", "--for", "2"], stderr=subprocess.DEVNULL)
+    wait_until(lambda: peer.asked, "the watch has subscribed")
+    peer.end()
+    peer = Peer(lambda text: None)
+    check(client.wait(30) == 0 and time.monotonic() - begin < 8, "--for ends a new subscription")
+    peer.end()
+
     names = b'<BODY><Row ID="\xff\x1b[31m\xc2\x9b\xe2\x80\xae" ><Item Name="State" Value="A" /></Row></BODY>'
     peer = Peer(lambda text: rows(text) if 'ID=""' in text else
                 ("RESPONSE", 10000, names.decode("utf-8", "surrogateescape")))
@@ -377,6 +576,8 @@ def main():
     place_files()
     try_manners()
     try_terminal()
+    try_log()
+    try_slow(daemons)
     for daemon in daemons:
         daemon.kill()
         daemon.wait()
@@ -392,7 +593,8 @@ def main():
             if form:
                 check_json(done.out, verb, 3)
     try_peers()
-    left = [name for name in os.listdir("/tmp") if "Cfgctl" in name or "cfgctl" in name]
+    try_guardian()
+    left = [name for name in os.listdir("/tmp") if "fgctl" in name]
     check(not left, "left behind", left)
 
 

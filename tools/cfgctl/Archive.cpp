@@ -1,5 +1,6 @@
 #include "Archive.h"
 
+#include "CommandLine.h"
 #include "base/AtomicFile.h"
 #include "base/Descriptor.h"
 #include "base/RegularFile.h"
@@ -20,6 +21,7 @@
 #include <sstream>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace
 {
@@ -125,13 +127,18 @@ ArchiveManifest readManifest(const std::string& text)
     return manifest;
 }
 
-/// Hands the file's bytes to `take`.
+/// Hands the bytes of the configuration's file to `take`.
 template <typename Take>
-void readFile(const std::string& path, struct stat& status, const Take& take)
+void readFile(const ArchivedConfiguration& configuration, struct stat& status, const Take& take)
 {
-    const auto fail = [&path] {
-        throw Failure(errno == EACCES ? EXIT_STATE_OR_RIGHT : EXIT_NAME_OR_VALUE,
-                      "cannot read " + path + ": " + strerror(errno));
+    const std::string& path = configuration.file;
+    const auto fail = [&] {
+        if (errno == ENOENT)
+            throw Failure(EXIT_NAME_OR_VALUE,
+                          "the configuration " + inQuotes(configuration.name) + " has no file " +
+                              path + ", and an archive holds whole ones only",
+                          "cfgctl remove " + quotedArgument(configuration.name));
+        throw fileFailure("cannot read", path, errno);
     };
     const Descriptor file(openRegularFile(path));
     if (!file.isOpen() || fstat(file.get(), &status) == -1)
@@ -154,7 +161,7 @@ void measure(ArchivedConfiguration& configuration)
     struct stat status;
     Checksum checksum;
     configuration.size = 0;
-    readFile(configuration.file, status, [&](const char* bytes, std::size_t count) {
+    readFile(configuration, status, [&](const char* bytes, std::size_t count) {
         checksum.add(bytes, count);
         configuration.size += static_cast<std::int64_t>(count);
     });
@@ -185,7 +192,7 @@ void writeFile(archive* writer, const ArchivedConfiguration& configuration)
     startEntry(writer, kFiles + configuration.name, configuration.size, configuration.modified);
     struct stat status;
     Checksum checksum;
-    readFile(configuration.file, status, [&](const char* bytes, std::size_t count) {
+    readFile(configuration, status, [&](const char* bytes, std::size_t count) {
         checksum.add(bytes, count);
         requireOk(writer, archive_write_data(writer, bytes, count));
     });
@@ -243,12 +250,14 @@ void writeArchive(const std::string& path, const ArchiveManifest& manifest)
         replaceFileAtomically(path, [&manifest](std::ostream& out) { writeAll(out, manifest); });
     umask(before);
     if (written.error != 0)
-        throw Failure(EXIT_NAME_OR_VALUE, "cannot write " + path + ": " + strerror(written.error));
+        throw fileFailure("cannot write", path, written.error);
 }
 
 ArchiveReader::ArchiveReader(const std::string& path) : mPath(path), mArchive(archive_read_new())
 {
     archive_read_support_format_tar(mArchive.get());
+    if (access(path.c_str(), R_OK) == -1)
+        throw fileFailure("cannot read", path, errno);
     if (archive_read_open_filename(mArchive.get(), path.c_str(), kChunk) != ARCHIVE_OK)
         fail("cannot be read");
     const std::string text = readWhole(kManifest);
@@ -280,7 +289,8 @@ void ArchiveReader::fail(const std::string& what) const
 {
     const char* const reason = archive_error_string(mArchive.get());
     throw Failure(EXIT_NAME_OR_VALUE,
-                  mPath + ' ' + what + (reason == nullptr ? "" : std::string(": ") + reason));
+                  mPath + ' ' + what + (reason == nullptr ? "" : std::string(": ") + reason),
+                  "tar -tvf " + shellQuoted(mPath));
 }
 
 bool ArchiveReader::nextEntry()
@@ -320,9 +330,12 @@ void ArchiveReader::extract(int fd)
         const auto count = static_cast<std::size_t>(got);
         checksum.add(chunk.data(), count);
         const auto writeChunk = [&] { return write(fd, chunk.data(), count); };
-        if (fd != -1 && uninterrupted(writeChunk) != got)
+        const la_ssize_t written = fd == -1 ? got : uninterrupted(writeChunk);
+        if (written != got) // of a full disk the first write that fails is a short one
             throw Failure(EXIT_INTERNAL,
-                          "cannot unpack configuration " + expected.name + ": " + strerror(errno));
+                          "cannot unpack configuration " + expected.name + ": " +
+                              strerror(written == -1 ? errno : ENOSPC),
+                          "df -h");
     }
     if (got < 0)
         fail("is damaged in configuration " + expected.name);

@@ -31,7 +31,7 @@ struct ArchiveManifest {
 };
 
 // All throw Failure: EXIT_NAME_OR_VALUE for files that cannot be read or written, or are no such
-// archive, EXIT_STATE_OR_RIGHT for a configuration that is being written.
+// archive, EXIT_STATE_OR_RIGHT for a missing right and for a configuration that is being written.
 
 /// Fills in what the manifest says of the files.
 void measureFiles(ArchiveManifest& manifest);

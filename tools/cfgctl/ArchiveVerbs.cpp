@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
@@ -64,7 +63,8 @@ ArchiveManifest verify(const std::string& path)
         requireValidText(configuration->name);
         requireValidText(description(*configuration));
         if (std::filesystem::path(configuration->name).filename() != configuration->name)
-            throw Failure(EXIT_NAME_OR_VALUE, path + " holds a file that is no configuration's");
+            throw Failure(EXIT_NAME_OR_VALUE, path + " holds a file that is no configuration's",
+                          "tar -tvf " + shellQuoted(path));
         archive.extract(-1);
     }
     return archive.manifest();
@@ -75,8 +75,7 @@ void restore(Session& session, ArchiveReader& archive, const ArchivedConfigurati
     StagedFile file(configuration.name, session.isDryRun(), [&](const std::string& path) {
         const Descriptor copy(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (!copy.isOpen())
-            throw Failure(EXIT_STATE_OR_RIGHT,
-                          "cannot write " + path + ": " + std::strerror(errno));
+            throw fileFailure("cannot write", path, errno);
         archive.extract(copy.get());
         const timespec times[] = {{configuration.modified, 0}, {configuration.modified, 0}};
         futimens(copy.get(), times); // the catalogue shows it; without it, the time of the restore
@@ -92,49 +91,81 @@ void restore(Session& session, ArchiveReader& archive, const ArchivedConfigurati
     }
 }
 
-} // namespace
-
-void runExport(Session& session)
+/// An archive without one says that there was none.
+void restoreAutoStart(Session& session, const std::string& name)
 {
-    const std::string path = session.call.argument(0);
-    if (!session.isDryRun() && std::filesystem::exists(path))
-        session.confirm("The file " + inQuotes(path) + " is there, and will be overwritten.");
-    ArchiveManifest manifest = manifestOf(session);
-    measureFiles(manifest);
-    if (!haveSameRows(manifest, manifestOf(session)))
-        throw Failure(EXIT_STATE_OR_RIGHT, "the configurations have changed meanwhile",
-                      "cfgctl " + session.call.typed());
-    writeArchive(path, manifest);
-    show(session, manifest);
+    session.carryOut("SET_AUTOSTART_CFG", {{"RowID", name.empty() ? "none" : name},
+                                           {"AutoStart", name.empty() ? "false" : "true"}});
 }
 
-void runRestore(Session& session)
+void restoreAll(Session& session, const ArchiveManifest& manifest)
 {
-    const std::string path = session.call.argument(0);
-    const ArchiveManifest manifest = verify(path);
-    session.confirm("What is there under the names of the " +
-                    std::to_string(manifest.configurations.size()) +
-                    " configurations will be overwritten.");
-    ArchiveReader archive(path);
+    ArchiveReader archive(session.call.argument(0));
     Json::Value& restored = session.out.document()["restored"] = Json::arrayValue;
-    const ArchivedConfiguration* configuration = nullptr;
-    try {
-        while ((configuration = archive.next()) != nullptr) {
-            restore(session, archive, *configuration);
-            restored.append(Json::objectValue)["name"] = configuration->name;
+    DryRun dryRun{session.socket(), {}};
+    std::string where;
+    const auto doOrTell = [&](const auto& step) {
+        try {
+            step();
+            return true;
+        } catch (const DryRun& one) {
+            dryRun.datagrams.push_back(one.datagrams.front());
+            return false;
         }
-        if (!manifest.autoStart.empty())
-            session.carryOut("SET_AUTOSTART_CFG",
-                             {{"RowID", manifest.autoStart}, {"AutoStart", "true"}});
+    };
+    try {
+        while (const ArchivedConfiguration* const configuration = archive.next()) {
+            where = inQuotes(configuration->name);
+            if (doOrTell([&] { restore(session, archive, *configuration); }))
+                restored.append(Json::objectValue)["name"] = configuration->name;
+        }
+        where = "the auto-start";
+        doOrTell([&] { restoreAutoStart(session, manifest.autoStart); });
     } catch (Failure& failure) {
-        failure.problem = (configuration == nullptr ? "at the auto-start"
-                                                    : "at " + inQuotes(configuration->name)) +
-                          ", " + std::to_string(restored.size()) + " of " +
+        failure.problem = "at " + where + ", " + std::to_string(restored.size()) + " of " +
                           std::to_string(manifest.configurations.size()) +
                           " are restored: " + failure.problem;
         if (failure.next.empty())
             failure.next = "cfgctl " + session.call.typed();
         throw;
     }
+    if (session.isDryRun())
+        throw DryRun(dryRun);
+}
+
+} // namespace
+
+void runExport(Session& session)
+{
+    const std::string path = session.call.argument(0);
+    struct stat there;
+    const bool isThere = lstat(path.c_str(), &there) == 0;
+    if (!isThere && errno == EACCES)
+        throw fileFailure("cannot write", path, EACCES);
+    if (!session.isDryRun() && isThere)
+        session.confirm("The file " + inQuotes(path) + " is there, and will be overwritten.");
+    try {
+        ArchiveManifest manifest = manifestOf(session);
+        measureFiles(manifest);
+        if (!haveSameRows(manifest, manifestOf(session)))
+            throw Failure(EXIT_STATE_OR_RIGHT, "the configurations have changed meanwhile");
+        writeArchive(path, manifest);
+        show(session, manifest);
+    } catch (Failure& failure) {
+        if (failure.next.empty() && failure.code == FC_OK)
+            failure.next = "cfgctl " + session.call.typed();
+        throw;
+    }
+}
+
+void runRestore(Session& session)
+{
+    const ArchiveManifest manifest = verify(session.call.argument(0));
+    session.confirm("What is there under the names of the " +
+                    std::to_string(manifest.configurations.size()) +
+                    " configurations will be overwritten, and " +
+                    (manifest.autoStart.empty() ? "nothing" : inQuotes(manifest.autoStart)) +
+                    " will be started at boot.");
+    restoreAll(session, manifest);
     show(session, manifest);
 }

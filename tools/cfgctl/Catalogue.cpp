@@ -5,6 +5,8 @@
 #include "Refusals.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <unistd.h>
 
 namespace
 {
@@ -26,10 +28,13 @@ std::vector<std::string> storedNames()
     DataSets store;
     store.lock(); // its destructor unlocks
     std::vector<std::string> names;
+    if (access(kStoredCatalogue.c_str(), R_OK) == -1)
+        throw fileFailure("the names fit no answer; cannot read", kStoredCatalogue, errno);
     if (store.loadDataSet(kTable.dataset, kStoredCatalogue) != FC_OK ||
         store.getInstances(kTable.dataset, kTable.component, names) != FC_OK)
-        throw Failure(EXIT_INTERNAL,
-                      "the names fit no answer, and " + kStoredCatalogue + " cannot be read");
+        throw Failure(EXIT_NAME_OR_VALUE,
+                      "the names fit no answer, and " + kStoredCatalogue + " is no catalogue",
+                      "cfgctl validate " + kStoredCatalogue);
     return names;
 }
 
@@ -74,6 +79,12 @@ std::optional<DataRow> Catalogue::find(const std::string& name)
     if (rows.size() != 1 || rows.front().key != name)
         throw Failure(EXIT_INTERNAL, "the answer does not hold just the row that was asked for");
     return std::move(rows.front());
+}
+
+std::optional<DataRow> Catalogue::findQuietly(const std::string& name)
+{
+    const std::vector<std::string> names = readNames();
+    return std::ranges::find(names, name) == names.end() ? std::nullopt : find(name);
 }
 
 DataRow Catalogue::read(const std::string& name)

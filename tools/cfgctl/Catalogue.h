@@ -33,7 +33,11 @@ public:
     /// One row with all its properties; nothing when there is none of that name.
     std::optional<DataRow> find(const std::string& name);
 
-    /// The same; Failure(EXIT_NAME_OR_VALUE) when there is none.
+    /// The same for a name that may well not be there: the manager logs an error for each find() of
+    /// such a one.
+    std::optional<DataRow> findQuietly(const std::string& name);
+
+    /// As find(); Failure(EXIT_NAME_OR_VALUE) when there is none.
     DataRow read(const std::string& name);
 
     /// The configuration that is started at boot; "" for none.

@@ -2,7 +2,6 @@
 #include "Session.h"
 #include "StagedFile.h"
 
-#include <algorithm>
 #include <filesystem>
 
 namespace
@@ -17,9 +16,7 @@ void confirmOverwriting(Session& session, const std::string& name)
 {
     if (session.isDryRun() || session.call.has("yes"))
         return;
-    // Not find(): the manager logs an error for each name that is not there.
-    const std::vector<std::string> names = Catalogue(session.peer()).readNames();
-    if (std::ranges::find(names, name) != names.end())
+    if (Catalogue(session.peer()).findQuietly(name))
         session.confirm("A configuration " + inQuotes(name) +
                         " is there, and will be overwritten.");
 }

@@ -3,7 +3,6 @@
 #include "Failure.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -20,22 +19,6 @@ namespace
 constexpr char kName[] = "/tmp/sockCfgctl.";
 constexpr int kMaxClients = 1000;
 constexpr mode_t kMode = 0711; // the manager, of any user, reaches the socket; nobody else locks
-
-// What the signal handler removes.
-char gDirectory[sizeof(sockaddr_un::sun_path)];
-char gPath[sizeof(sockaddr_un::sun_path)];
-
-extern "C" void removeSocket()
-{
-    unlink(gPath);
-    rmdir(gDirectory);
-}
-
-extern "C" void removeSocketAndExit(int signal)
-{
-    removeSocket();
-    _exit(128 + signal);
-}
 
 /// Calls bind() or connect() with the path: 0, or errno.
 int callWith(const std::string& path, int descriptor, int (*call)(int, const sockaddr*, socklen_t))
@@ -92,25 +75,24 @@ ClientSocket::ClientSocket()
     mDirectory = holdDirectory(path);
     if (mDirectory == -1)
         throw Failure(EXIT_INTERNAL,
-                      "cannot make the directory " + path + ": " + std::strerror(errno));
+                      "cannot make the directory " + path + ": " + std::strerror(errno),
+                      "ls -la /tmp");
     mPath = path + "/socket";
-    path.copy(gDirectory, sizeof gDirectory - 1);
-    mPath.copy(gPath, sizeof gPath - 1);
-    for (const int ending : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
-        std::signal(ending, removeSocketAndExit);
+    mDirectoryName.emplace(path);
+    mSocketName.emplace(mPath);
     unlink(mPath.c_str());
     mSocket = openSocket();
-    if (const int error = callWith(mPath, mSocket, bind); error != 0) {
-        removeSocket();
+    if (const int error = callWith(mPath, mSocket, bind); error != 0)
         throw Failure(EXIT_INTERNAL,
-                      "cannot make the socket " + mPath + ": " + std::strerror(error));
-    }
+                      "cannot make the socket " + mPath + ": " + std::strerror(error),
+                      "df -h /tmp");
     chmod(mPath.c_str(), 0777); // the daemon may run as another user
 }
 
 ClientSocket::~ClientSocket()
 {
-    removeSocket();
+    mSocketName.reset(); // before the lock is free for another client
+    mDirectoryName.reset();
     close(mSocket);
     close(mDirectory);
 }
@@ -120,10 +102,10 @@ int ClientSocket::connectTo(const std::string& path) const
     return callWith(path, mSocket, connect);
 }
 
-bool isServed(const std::string& path)
+int probe(const std::string& path)
 {
-    const int probe = openSocket();
-    const int error = callWith(path, probe, connect);
-    close(probe);
-    return error == 0;
+    const int socket = openSocket();
+    const int error = callWith(path, socket, connect);
+    close(socket);
+    return error;
 }

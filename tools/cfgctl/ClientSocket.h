@@ -6,6 +6,9 @@
 // name by chance. One object a process; it removes both at its end, also on SIGINT, SIGTERM, SIGHUP
 // and SIGPIPE; what a killed client left is removed by the next of its number.
 
+#include "Leftover.h"
+
+#include <optional>
 #include <string>
 
 class ClientSocket
@@ -29,7 +32,11 @@ private:
     std::string mPath;
     int mDirectory; // locked as long as it is open
     int mSocket = -1;
+    std::optional<Leftover> mDirectoryName;
+    std::optional<Leftover> mSocketName;
 };
 
-/// True when a process has bound the path and takes datagrams from this one.
-bool isServed(const std::string& path);
+/// 0 when a process has bound the path and takes datagrams from this one; else errno: ECONNREFUSED
+/// for a socket that a process has left, EACCES where this user may not ask.
+int probe(const std::string& path);
+inline bool isServed(const std::string& path) { return probe(path) == 0; }

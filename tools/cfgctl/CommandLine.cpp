@@ -324,3 +324,8 @@ std::string shellQuoted(const std::string& word)
     }
     return hasControls ? out + '\'' : out;
 }
+
+std::string quotedArgument(const std::string& word)
+{
+    return (word.starts_with('-') ? "-- " : "") + shellQuoted(word);
+}

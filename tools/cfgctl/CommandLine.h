@@ -53,3 +53,6 @@ std::string inQuotes(std::string_view text);
 /// A word as one types it to a shell: with a backslash before each character that the shell acts
 /// on, or as $'…' when it holds control characters.
 std::string shellQuoted(const std::string& word);
+
+/// The same as the first argument of a verb: behind "--" where it would pass for an option.
+std::string quotedArgument(const std::string& word);

@@ -14,25 +14,41 @@ constexpr int kLimit = 1; // second; somebody waits at the keyboard
 
 constexpr char kScript[] = R"(# Completion of cfgctl for bash: the program itself knows the words.
 _cfgctl() {
-    local IFS=$'\n'
-    COMPREPLY=($(cfgctl --complete "${COMP_WORDS[@]:1:COMP_CWORD}" 2>/dev/null))
+    mapfile -t COMPREPLY < <(cfgctl --complete "${COMP_LINE:0:COMP_POINT}" "$2" 2>/dev/null)
     [ "${COMPREPLY[0]}" != '<FILE>' ] || COMPREPLY=()
 }
 complete -o default -o nosort -F _cfgctl cfgctl
 )";
 
-/// The word as the shell would take it, for the quoting that people type.
-std::string unquoted(const std::string& typed)
-{
-    std::string word;
-    for (std::size_t i = 0; i < typed.size(); ++i) {
-        if (typed[i] == '\\' && i + 1 < typed.size())
-            word += typed[++i];
-        else if (typed[i] != '"' && typed[i] != '\'')
-            word += typed[i];
+/// A command line as the shell takes it, with the quoting that people type.
+struct TypedLine {
+    explicit TypedLine(const std::string& line)
+    {
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            const char c = line[i];
+            if (c == ' ' && quote == 0) {
+                if (!raw.empty())
+                    before.push_back(last);
+                raw.clear();
+                last.clear();
+                continue;
+            }
+            raw += c;
+            const bool isQuote = c == quote || (quote == 0 && (c == '"' || c == '\''));
+            if (isQuote)
+                quote = quote == 0 ? c : '\0';
+            else if (c == '\\' && quote != '\'' && i + 1 < line.size())
+                last += raw.append(1, line[++i]).back();
+            else
+                last += c;
+        }
     }
-    return word;
-}
+
+    std::vector<std::string> before; ///< the words before the last
+    std::string last;                ///< where the cursor stands
+    std::string raw;                 ///< the same as it was typed
+    char quote = 0;                  ///< that is open at the cursor
+};
 
 std::vector<std::string> liveNames()
 {
@@ -63,11 +79,15 @@ std::vector<std::string> wordsOf(const char* words)
     return all;
 }
 
-/// What the words of a verb's help stand for.
-std::vector<std::string> valuesOf(const std::string& word)
+/// What the words of a verb's help stand for; `last` is what has been typed of it.
+std::vector<std::string> valuesOf(const std::string& word, const std::string& last)
 {
+    std::vector<std::string> names;
     if (word == "NAME" || word == "NAME=STATE")
-        return liveNames();
+        names = liveNames();
+    if (const std::size_t at = last.rfind('='); word == "NAME=STATE" && at != std::string::npos)
+        for (const char* const state : {"Available", "Inprogress", "Unavailable"})
+            names.push_back(last.substr(0, at + 1) + state);
     if (word == "FILE" || word == "PATH")
         return {"<FILE>"};
     if (word == "VERB") {
@@ -78,7 +98,7 @@ std::vector<std::string> valuesOf(const std::string& word)
     }
     if (word == "on|off")
         return {"on", "off"};
-    return word == "SHELL" ? std::vector<std::string>{"bash"} : std::vector<std::string>();
+    return word == "SHELL" ? std::vector<std::string>{"bash"} : names;
 }
 
 /// What the words before leave open: a value of an option, an option, a verb or an argument.
@@ -98,40 +118,38 @@ std::vector<std::string> candidates(const std::vector<std::string>& before, cons
         }
     }
     if (open != nullptr)
-        return open->words != nullptr ? wordsOf(open->words) : valuesOf(open->value);
+        return open->words != nullptr ? wordsOf(open->words) : valuesOf(open->value, last);
     if (last.starts_with('-'))
         return optionsOf(verb);
     if (plain == 0)
-        return valuesOf("VERB");
-    // The shell makes three words of NAME=STATE.
-    if (verb != nullptr && std::string_view(verb->name) == "wait" && plain >= 2)
-        return {"Available", "Inprogress", "Unavailable"};
+        return valuesOf("VERB", last);
     std::string word = verb == nullptr ? "" : argumentWord(*verb, plain - 1);
-    return valuesOf(word);
+    return valuesOf(word, last);
 }
 
 } // namespace
 
 const char* completionScript() { return kScript; }
 
-std::string completionsOf(const std::vector<std::string>& words)
+std::string completionsOf(const std::string& line, const std::string& replaced)
 {
-    std::vector<std::string> before = words;
-    std::string last;
-    if (!before.empty()) {
-        last = unquoted(before.back());
-        before.pop_back();
-    }
-    if (last == "=")
-        last.clear();
+    TypedLine typed(line);
+    if (!typed.before.empty())
+        typed.before.erase(typed.before.begin()); // the program
+    // What the shell keeps of the word.
+    const bool isPart = typed.raw.ends_with(replaced);
+    const std::size_t kept =
+        isPart ? TypedLine(typed.raw.substr(0, typed.raw.size() - replaced.size())).last.size() : 0;
     std::string lines;
-    for (const std::string& candidate : candidates(before, last)) {
+    for (const std::string& candidate : candidates(typed.before, typed.last)) {
         const bool isOneLine = std::ranges::none_of(
             candidate, [](char c) { return std::iscntrl(static_cast<unsigned char>(c)) != 0; });
         if (candidate == "<FILE>")
             lines += candidate + '\n';
-        else if (isOneLine && candidate.starts_with(last))
-            lines += shellQuoted(candidate) + '\n';
+        else if (isOneLine && candidate.starts_with(typed.last) && candidate.size() > kept)
+            lines +=
+                (typed.quote != 0 ? candidate.substr(kept) : shellQuoted(candidate.substr(kept))) +
+                '\n';
     }
     return lines;
 }

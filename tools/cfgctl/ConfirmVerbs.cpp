@@ -23,14 +23,14 @@ void require(const Confirmation& shared)
 }
 
 /// True when a start of this name is guarded already: its deadline is another now.
-bool moveDeadline(const std::string& name, int limit, GuardedStart& start)
+bool moveDeadline(GuardedStart& start, int limit)
 {
     const Confirmation shared;
     require(shared);
     const auto now = shared.read();
     if (!now)
         return false;
-    if (now->isBeingTakenBack || now->name != name)
+    if (now->isBeingTakenBack || now->name != start.name || now->socket != start.socket)
         throw Failure(EXIT_STATE_OR_RIGHT,
                       now->isBeingTakenBack
                           ? inQuotes(now->name) + " was not confirmed, and is being taken back"
@@ -63,7 +63,8 @@ void runGuardedStart(Session& session)
     GuardedStart start;
     start.name = session.call.argument(0);
     requireValidText(start.name);
-    if (!moveDeadline(start.name, limit, start)) {
+    start.socket = session.socket();
+    if (!moveDeadline(start, limit)) {
         Catalogue catalogue(session.peer());
         start.before = whatRan(catalogue);
         const std::string autoStart = catalogue.readAutoStart();
@@ -92,7 +93,10 @@ void runConfirm(Session& session)
     if (!start)
         throw Failure(EXIT_STATE_OR_RIGHT, "no start waits for a confirmation", "cfgctl status");
     if (session.isDryRun()) {
-        session.out.note("the start of " + inQuotes(start->name) + " is not confirmed");
+        session.out.document()["dryRun"] = true;
+        session.out.document()["datagrams"] = Json::arrayValue;
+        session.out.note("the start of " + inQuotes(start->name) + " would be confirmed in " +
+                         kConfirmDirectory + ", without a datagram");
         return;
     }
     shared.clear();

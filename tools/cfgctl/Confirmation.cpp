@@ -50,7 +50,8 @@ std::optional<GuardedStart> Confirmation::read() const
     std::istringstream fields(std::string(bytes.data(), static_cast<std::size_t>(got)));
     GuardedStart start;
     std::string deadline, isBeingTakenBack;
-    for (std::string* field : {&start.name, &start.before, &deadline, &isBeingTakenBack})
+    for (std::string* field :
+         {&start.name, &start.before, &start.socket, &deadline, &isBeingTakenBack})
         if (!std::getline(fields, *field, '\0'))
             return std::nullopt;
     start.deadline = std::atoll(deadline.c_str());
@@ -61,8 +62,9 @@ std::optional<GuardedStart> Confirmation::read() const
 void Confirmation::write(const GuardedStart& start) const
 {
     std::string text;
-    for (const std::string& field : {start.name, start.before, std::to_string(start.deadline),
-                                     std::string(start.isBeingTakenBack ? "1" : "0")})
+    for (const std::string& field :
+         {start.name, start.before, start.socket, std::to_string(start.deadline),
+          std::string(start.isBeingTakenBack ? "1" : "0")})
         text += field + '\0';
     clear();
     std::ignore = pwrite(mFile.get(), text.data(), text.size(), 0); // in memory, and small

@@ -16,6 +16,7 @@ inline constexpr char kConfirmDirectory[] = "/run/sysmgt/confirm";
 struct GuardedStart {
     std::string name;
     std::string before;        ///< what comes back without a confirmation
+    std::string socket;        ///< of the daemon that starts both
     std::int64_t deadline = 0; ///< by secondsSinceBoot()
     bool isBeingTakenBack = false;
 };

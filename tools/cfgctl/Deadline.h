@@ -14,13 +14,21 @@ public:
     using Clock = std::chrono::steady_clock;
 
     /// 0 for none.
-    explicit Deadline(int seconds) : mSeconds(seconds), mBegin(Clock::now()) {}
+    explicit Deadline(int seconds)
+        : mSeconds(seconds), mLimit(std::chrono::seconds(seconds)), mBegin(Clock::now())
+    {
+    }
 
-    /// Begins again: what comes has the whole time.
-    void restart() { mBegin = Clock::now(); }
+    /// Begins again: what comes has the whole time, or what is `left` of another.
+    void restart() { *this = Deadline(mSeconds); }
+    void restart(std::chrono::milliseconds left)
+    {
+        restart();
+        mLimit = left;
+    }
 
     int seconds() const { return mSeconds; }
-    bool isOver() const { return mSeconds != 0 && passed() >= std::chrono::seconds(mSeconds); }
+    bool isOver() const { return mSeconds != 0 && passed() >= mLimit; }
     std::chrono::milliseconds passed() const
     {
         return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - mBegin);
@@ -31,12 +39,12 @@ public:
     {
         if (mSeconds == 0)
             return most;
-        const std::chrono::milliseconds rest = std::chrono::seconds(mSeconds) - passed();
-        return std::clamp(rest, std::chrono::milliseconds(0), most);
+        return std::clamp(mLimit - passed(), std::chrono::milliseconds(0), most);
     }
 
 private:
     int mSeconds;
+    std::chrono::milliseconds mLimit;
     Clock::time_point mBegin;
 };
 

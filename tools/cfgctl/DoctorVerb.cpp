@@ -27,7 +27,8 @@ void checkRows(Session& session, Findings& found)
         struct stat status;
         if (file != nullptr && lstat(file->c_str(), &status) == -1 && errno == ENOENT)
             found.push_back({true, "the configuration " + inQuotes(row.key) + " has no file",
-                             "cfgctl save " + shellQuoted(row.key) + ", or cfgctl remove"});
+                             "cfgctl save " + quotedArgument(row.key) + ", or cfgctl remove " +
+                                 quotedArgument(row.key)});
     }
 }
 
@@ -45,20 +46,22 @@ std::string textOf(const Findings& found)
 void runDoctor(Session& session)
 {
     Findings found = checkSystem();
-    std::optional<Failure> absence;
+    std::optional<Failure> silence;
     try {
         checkRows(session, found);
     } catch (Failure& failure) {
         explain(failure, session.call);
-        if (failure.exit != EXIT_NO_ANSWER)
-            found.push_back({true, "CfgManager refuses to be looked at: " + failure.problem,
-                             failure.next.empty() ? "run as root" : failure.next});
-        else if (isServed(kCfgSocket))
+        if (failure.exit == EXIT_NO_ANSWER)
+            silence = failure;
+        else
+            // A right that this user lacks is not the device's trouble.
+            found.push_back({failure.exit != EXIT_STATE_OR_RIGHT || failure.code != FC_OK,
+                             "cannot look at the configurations: " + failure.problem,
+                             failure.next});
+        if (silence && isServed(session.socket()))
             found.push_back(
                 {true, "CfgManager runs, and does not answer: " + failure.problem,
                  "wait for what it does (cfgctl log), then systemctl restart cfgmanager"});
-        else
-            absence = failure;
     }
     Json::Value list(Json::arrayValue);
     for (const Finding& finding : found) {
@@ -70,9 +73,10 @@ void runDoctor(Session& session)
     const auto faults = std::ranges::count(found, true, &Finding::isFault);
     session.out.document()["findings"] = list;
     session.out.text(found.empty() ? "doctor: OK\n" : textOf(found));
-    if (absence)
-        throw Failure(*absence);
+    if (silence)
+        throw Failure(*silence);
     if (faults > 0)
         throw Failure(EXIT_STATE_OR_RIGHT,
-                      std::to_string(faults) + (faults == 1 ? " fault" : " faults"));
+                      std::to_string(faults) + (faults == 1 ? " fault" : " faults"),
+                      std::ranges::find(found, true, &Finding::isFault)->advice);
 }

@@ -1,7 +1,11 @@
 #include "Failure.h"
 
+#include "CommandLine.h"
 #include "DbgLine.h"
 
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <sstream>
 
 ExitCode exitOf(Fcodes code)
@@ -33,4 +37,14 @@ std::string hexCode(Fcodes code)
 std::string formatCode(Fcodes code)
 {
     return code == FC_OK ? fcodeText(code) : fcodeText(code) + " (" + hexCode(code) + ')';
+}
+
+Failure fileFailure(const std::string& what, const std::string& path, int error)
+{
+    const bool isForbidden = error == EACCES || error == EPERM || error == EROFS;
+    const std::string parent = std::filesystem::path(path).parent_path().string();
+    return {isForbidden ? EXIT_STATE_OR_RIGHT : EXIT_NAME_OR_VALUE,
+            what + ' ' + path + ": " + std::strerror(error),
+            (error == ENOSPC || error == EDQUOT ? "df -h " : "ls -la ") +
+                shellQuoted(parent.empty() ? "." : parent)};
 }

@@ -53,7 +53,11 @@ struct Failure : std::exception {
     ExitCode exit;
     std::string problem;    ///< what is wrong
     std::string cause;      ///< why that may be; "" where the problem says it
-    std::string next;       ///< a command to try; "" for none
+    std::string next;       ///< a command to try; "" for the help, which explain() puts in
     Fcodes code = FC_OK;    ///< of the daemon's answer; FC_OK without one
     bool mayBeDone = false; ///< it has been sent, and the daemon may have done it, or still do it
 };
+
+/// Of a file that cannot be used, after "cannot read" or so: EXIT_STATE_OR_RIGHT where a right is
+/// missing, else EXIT_NAME_OR_VALUE.
+Failure fileFailure(const std::string& what, const std::string& path, int error);

@@ -21,10 +21,12 @@
 namespace
 {
 
-constexpr int kSecond = 1000;  // ms
-constexpr int kLook = 500;     // ms
-constexpr int kTryLimit = 130; // s for a start, as long as the daemon's own work may take
-constexpr int kSettling = 3;   // s
+constexpr int kSecond = 1000;     // ms
+constexpr int kLook = 500;        // ms
+constexpr int kTryLimit = 130;    // s for a start, as long as the daemon's own work may take
+constexpr int kSettling = 3;      // s
+constexpr int kBoot = 200;        // s for the daemon's own start of what is to run at boot
+constexpr int kLongestPause = 60; // s between two tries
 constexpr char kPeerName[] = "CfgManager";
 
 void say(const std::string& what, const GuardedStart& start)
@@ -58,7 +60,7 @@ std::optional<Failure> readReport(const std::string& text)
     std::string exit, code, problem, cause, next;
     for (std::string* field : {&exit, &code, &problem, &cause, &next})
         if (!std::getline(fields, *field, '\0'))
-            return Failure(EXIT_INTERNAL, "the guardian has ended");
+            return Failure(EXIT_INTERNAL, "the guardian has ended", "cfgctl status");
     if (exit == "0")
         return std::nullopt;
     Failure failure(static_cast<ExitCode>(std::stoi(exit)), problem, next);
@@ -78,7 +80,7 @@ public:
     void run()
     {
         if (!takeOver()) {
-            report({EXIT_STATE_OR_RIGHT, "another start is being guarded"});
+            report({EXIT_STATE_OR_RIGHT, "another start is being guarded", "cfgctl status"});
             return;
         }
         const std::optional<Failure> failure = start();
@@ -126,7 +128,7 @@ private:
     {
         try {
             const Deadline deadline(kTryLimit);
-            Peer peer(kCfgSocket, kPeerName, deadline, "", false);
+            Peer peer(mStart.socket, kPeerName, deadline, "", false);
             const Answer answer = askForStart(peer, mStart.name);
             return answer.ok() ? std::nullopt : std::optional(refusal(answer.code));
         } catch (const Failure& failure) {
@@ -164,17 +166,28 @@ private:
         }
     }
 
-    /// As often as it takes; a daemon that starts anew is waited for. Its own start at boot may
-    /// come behind ours.
+    /// As often as it takes; a daemon that starts anew is waited for. What it starts itself at boot
+    /// may come behind ours, as late as that takes.
     void goBack()
     {
+        int settling = kSettling;
+        int pause = 1;
         bool isBack = false;
-        for (int settling = kSettling; settling > 0 && Confirmation().read();
+        auto sayOnce = [this, told = std::string()](const std::string& trouble) mutable {
+            if (trouble != told)
+                say(trouble + ", trying again to go back from", mStart);
+            told = trouble;
+        };
+        for (int due = 0; settling > 0 && Confirmation().read();
              std::ignore = poll(nullptr, 0, kSecond)) {
+            if (--due > 0)
+                continue;
             try {
                 const Deadline deadline(kTryLimit);
-                Peer peer(kCfgSocket, kPeerName, deadline, "", false);
+                Peer peer(mStart.socket, kPeerName, deadline, "", false);
                 const auto running = Catalogue(peer).readRunning();
+                if (running && (running->isFallback || running->name.empty()))
+                    settling = kBoot;
                 if (running) // else nobody says, and the answer to the start counts
                     isBack = !running->isFallback && !running->name.empty() &&
                              (isBack || running->name == mStart.before);
@@ -184,12 +197,19 @@ private:
                 }
                 const Answer answer = askForStart(peer, mStart.before);
                 isBack = answer.ok();
-                const bool isGone = holds(answer.code, FC_NO_SUCH_NAME);
-                if (isBack || isGone)
-                    say(isBack ? "went back from" : "nothing to go back to from", mStart);
-                if (isGone)
+                if (isBack)
+                    say("went back from", mStart);
+                if (holds(answer.code, FC_NO_SUCH_NAME)) {
+                    say("nothing to go back to from", mStart);
                     return;
-            } catch (const Failure&) { // the daemon does not answer
+                }
+                if (!isBack)
+                    sayOnce("refused with " + formatCode(answer.code));
+                due = pause;
+                pause = isBack ? 1 : std::min(2 * pause, kLongestPause);
+            } catch (const Failure& failure) {
+                settling = kBoot;
+                sayOnce(failure.problem);
             }
         }
     }
@@ -219,6 +239,7 @@ void leaveTheClient(int report)
         dup2(nothing, standard);
     close_range(STDERR_FILENO + 1, static_cast<unsigned>(report) - 1, 0);
     close_range(static_cast<unsigned>(report) + 1, ~0U, 0);
+    Leftover::leaveAllToParent();
     sigset_t held; // whatever handler a socket of the client brings
     sigemptyset(&held);
     for (const int signal : {SIGHUP, SIGINT, SIGPIPE})
@@ -234,7 +255,8 @@ void startGuarded(const GuardedStart& start, int seconds, const Deadline& deadli
 {
     std::array<int, 2> ends{};
     const auto fail = [] {
-        throw Failure(EXIT_INTERNAL, std::string("cannot make a guardian: ") + strerror(errno));
+        throw Failure(EXIT_INTERNAL, std::string("cannot make a guardian: ") + strerror(errno),
+                      "cfgctl doctor");
     };
     if (pipe2(ends.data(), O_CLOEXEC) == -1)
         fail();
@@ -264,9 +286,10 @@ void startGuarded(const GuardedStart& start, int seconds, const Deadline& deadli
         text.append(chunk.data(), static_cast<std::size_t>(got));
     }
     if (text.empty() && deadline.isOver())
-        throw Failure(EXIT_TIME,
-                      "not answered in " + std::to_string(deadline.seconds()) +
-                          " s; it goes on, and still wants to be confirmed",
+        throw Failure(EXIT_NO_ANSWER,
+                      std::string("no answer from ") + kPeerName + " on " + start.socket + " in " +
+                          std::to_string(deadline.seconds()) +
+                          " s; the start goes on, and still wants to be confirmed",
                       "cfgctl status");
     if (auto failure = readReport(text))
         throw Failure(*failure);

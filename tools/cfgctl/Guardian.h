@@ -8,8 +8,8 @@
 #include "Confirmation.h"
 #include "Deadline.h"
 
-/// Returns when the start has been answered, or `deadline` is over; throws Failure as START_CFG
-/// does. While the outcome is unknown the guardian stays, for all that. `start.deadline` is not
+/// Returns when the start has been answered; throws Failure as START_CFG does, and when `deadline`
+/// is over. While the outcome is unknown the guardian stays, for all that. `start.deadline` is not
 /// read: the time to confirm, in seconds, runs from the answer.
 void startGuarded(const GuardedStart& start, int seconds, const Deadline& deadline,
                   const char* waitsFor);

@@ -58,7 +58,7 @@ Json::Value asJson(const LogEntry& entry)
 class GrowingFile
 {
 public:
-    explicit GrowingFile(std::string path) : mPath(std::move(path)) { open(true); }
+    explicit GrowingFile(std::string path) : mPath(std::move(path)) { open(); }
     ~GrowingFile() { close(mFile); }
 
     GrowingFile(const GrowingFile&) = delete;
@@ -67,34 +67,52 @@ public:
     /// Appends what is new; false when nothing is, for now.
     bool readNext(LogEntries& entries)
     {
+        // Found before the read: whoever wrote into the next file wrote before into this one.
+        const bool isLast = hasSuccessor();
         std::array<char, 65536> chunk;
         const ssize_t got = read(mFile, chunk.data(), chunk.size());
         if (got > 0) {
             entries.append({chunk.data(), static_cast<std::size_t>(got)});
             return true;
         }
-        struct stat named;
-        struct stat held;
-        if (stat(mPath.c_str(), &named) == 0 && fstat(mFile, &held) == 0 &&
-            (named.st_ino != held.st_ino || held.st_size < lseek(mFile, 0, SEEK_CUR))) {
+        if (isLast) {
+            const int next = openFile();
+            if (next == -1)
+                return false; // it is being renamed, too
             close(mFile);
-            open(false);
+            mFile = next;
         }
         return false;
     }
 
 private:
-    void open(bool isFirst)
+    /// The writer has gone over to a new file of the name, which is not when that is made, or has
+    /// begun this one anew.
+    bool hasSuccessor() const
     {
-        mFile = ::open(mPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        struct stat named;
         struct stat held;
+        return stat(mPath.c_str(), &named) == 0 && fstat(mFile, &held) == 0 &&
+               S_ISREG(named.st_mode) &&
+               ((named.st_ino != held.st_ino && named.st_size > 0) ||
+                held.st_size < lseek(mFile, 0, SEEK_CUR));
+    }
+
+    int openFile() const { return ::open(mPath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }
+
+    void open()
+    {
+        mFile = openFile();
+        struct stat held;
+        if (mFile == -1 && errno == EACCES)
+            throw fileFailure("cannot read", mPath, errno);
         if (mFile == -1 || fstat(mFile, &held) != 0 || !S_ISREG(held.st_mode))
             throw Failure(EXIT_NAME_OR_VALUE,
                           "cannot read " + mPath + ": " +
                               (mFile == -1 ? std::strerror(errno) : "it is no regular file") +
                               "; a collector writes it",
-                          "dbgcollect -o " + mPath);
-        if (isFirst && held.st_size > kEarlier) { // from the next line on
+                          "dbgcollect -o " + shellQuoted(mPath));
+        if (held.st_size > kEarlier) { // from the next line on
             std::array<char, kEarlier> earlier;
             const ssize_t got =
                 pread(mFile, earlier.data(), earlier.size(), held.st_size - kEarlier);
@@ -124,17 +142,13 @@ public:
         const Json::Value line = asJson(entry);
         if (entry.severity < mLeast || (!mTask.empty() && entry.task != mTask))
             return;
-        if (mSession.out.isJson()) {
-            mSession.out.line({}, line);
+        constexpr Column kColumns[] = {
+            {"", "time", kDateSize}, {"", "severity", 7}, {"", "task", 10}, {"", "message"}};
+        if (mSession.out.isJson() || mSession.out.isTerminal()) {
+            mSession.out.line(kColumns, line);
             return;
         }
-        std::string text;
-        for (std::string_view rest = entry.text; !rest.empty();) {
-            const std::size_t end = std::min(rest.find('\n'), rest.size());
-            text += printableText(rest.substr(0, end), true) + '\n';
-            rest.remove_prefix(std::min(end + 1, rest.size()));
-        }
-        mSession.out.text(text);
+        mSession.out.text(printableLines(entry.text));
     }
 
 private:
@@ -150,7 +164,7 @@ void runLog(Session& session)
     const std::string argument = session.call.argument(0);
     GrowingFile file(argument.empty() ? kLogFile : argument);
     const EntryPrinter printer(session);
-    const Deadline end(session.call.number("for", session.deadline.seconds()));
+    const Deadline end(session.call.number("for", 0));
     LogEntries entries;
     LogEntry entry;
     while (true) {
@@ -163,6 +177,10 @@ void runLog(Session& session)
             printer.print(entry);
         if (end.isOver())
             return;
-        std::ignore = poll(nullptr, 0, static_cast<int>(end.left(kPoll).count()));
+        if (session.deadline.isOver())
+            throw Failure(EXIT_TIME, "not ended in " + session.call.get("timeout") + " s",
+                          "cfgctl log --for " + session.call.get("timeout"));
+        const auto pause = session.deadline.left(end.left(kPoll));
+        std::ignore = poll(nullptr, 0, static_cast<int>(pause.count()));
     }
 }

@@ -61,11 +61,20 @@ bool isCollecting()
     return fifo != -1;
 }
 
-/// A start that waits for its confirmation, as far as this user may know.
+/// Null where this user may not ask.
+Json::Value servedOrUnknown(const char* path)
+{
+    const int error = probe(path);
+    return error == EACCES ? Json::Value() : Json::Value(error == 0);
+}
+
+/// A start that waits for its confirmation; nothing where this user may not look.
 void addConfirmation(Json::Value& status)
 {
-    status["toConfirm"] = "";
     const Confirmation shared;
+    if (!shared.isOpen() && shared.error() != ENOENT)
+        return;
+    status["toConfirm"] = "";
     const auto start = shared.isOpen() ? shared.read() : std::nullopt;
     if (!start)
         return;
@@ -81,7 +90,6 @@ void askForStatus(Session& session, Json::Value& status)
     Catalogue catalogue(session.peer());
     const std::string autoStart = catalogue.readAutoStart();
     status["answers"] = true;
-    status["busy"] = false;
     status["autoStart"] = autoStart;
     if (const auto running = catalogue.readRunning()) {
         status["running"] = running->name;
@@ -98,6 +106,16 @@ void askForStatus(Session& session, Json::Value& status)
             isSound = isSound && row.key != autoStart;
         }
     status["autoStartIsSound"] = isSound;
+}
+
+std::string untilWhen(int count, int seconds)
+{
+    if (count == 0 && seconds == 0)
+        return ", until it is interrupted";
+    return (count == 0 ? ""
+                       : " for " + std::to_string(count) + (count == 1 ? " event" : " events")) +
+           (seconds == 0 ? ""
+                         : (count == 0 ? " for " : ", at most ") + std::to_string(seconds) + " s");
 }
 
 /// A daemon that has started anew knows no subscribers, and may not serve them yet.
@@ -164,12 +182,14 @@ void runStatus(Session& session)
         askForStatus(session, status);
     } catch (const Failure& reason) {
         failure = reason;
-        failure->next =
-            isServed(kCfgSocket) ? "cfgctl -t 130 status" : "systemctl status cfgmanager";
     }
-    status["busy"] = failure && isServed(kCfgSocket);
-    status["channelManager"] = isServed(kChanSocket);
-    status["deviceManager"] = isServed(kDevSocket);
+    const bool isBusy = failure && failure->exit == EXIT_NO_ANSWER && session.deadline.isOver() &&
+                        isServed(session.socket());
+    if (failure && failure->exit == EXIT_NO_ANSWER)
+        failure->next = isBusy ? "cfgctl -t 130 status" : "systemctl status cfgmanager";
+    status["busy"] = isBusy;
+    status["channelManager"] = servedOrUnknown(kChanSocket);
+    status["deviceManager"] = servedOrUnknown(kDevSocket);
     status["collector"] = isCollecting();
     addConfirmation(status);
     constexpr Column kLines[] = {{"CfgManager answers", "answers"},
@@ -194,22 +214,24 @@ void runWait(Session& session)
     std::string name = session.call.argument(0);
     std::string state;
     if (const std::size_t at = name.rfind('='); at != std::string::npos) {
-        state = name.substr(at + 1);
+        const std::string anyState = "cfgctl wait " + quotedArgument(name + '=');
+        state = name.substr(at + 1); // none behind it: any state, for names that hold a '='
         name.resize(at);
-        if (std::ranges::find(kStates, state) == std::end(kStates))
+        if (!state.empty() && std::ranges::find(kStates, state) == std::end(kStates))
             throw Failure(EXIT_USAGE,
                           inQuotes(state) + " is no state: " + kStates[0] + ", " + kStates[1] +
                               " or " + kStates[2] +
                               didYouMean(state, {std::begin(kStates), std::end(kStates)}),
-                          "cfgctl help wait");
+                          anyState + " for a configuration of this name in any state");
     }
+    requireValidText(name);
     session.waitsFor = session.call.argument(0);
     WaitNote note(session.waitsFor);
     Catalogue catalogue(session.peer());
     std::string seen; // "" until it has been answered once
     while (true) {
         try {
-            const std::optional<DataRow> row = catalogue.find(name);
+            const std::optional<DataRow> row = catalogue.findQuietly(name);
             const std::string* const now = row ? row->find("State") : nullptr;
             seen = row ? "it is " + (now == nullptr ? "in no state" : *now) : "it is not there";
             if (row && (state.empty() || (now != nullptr && *now == state)))
@@ -237,16 +259,16 @@ void runWatch(Session& session)
                                    {"", "result"},
                                    {"", "parameters"}};
     const int count = session.call.number("count", 0);
-    const Deadline end(session.call.number("for", 0));
+    const int limit = session.call.number("for", 0);
     Peer& peer = session.peer();
     const auto subscribe = [&] {
-        session.deadline.restart(); // it may come long after the first
         if (const Answer answer = peer.subscribe(); !answer.ok())
             throw refusal(answer.code);
     };
     subscribe();
+    const Deadline end(limit);
     bool isSubscribed = true;
-    session.out.note("watching " + peer.name() + ", until it is interrupted");
+    session.out.note("watching " + peer.name() + untilWhen(count, limit));
 
     int seen = 0;
     MessageEvent event;
@@ -267,10 +289,14 @@ void runWatch(Session& session)
             session.out.line(kColumns, line);
             ++seen;
         } else if (!isSubscribed || peer.hasStartedAnew()) {
+            // It may come long after the first, and shortly before the end.
+            session.deadline.restart(end.left(std::chrono::seconds(session.deadline.seconds())));
             isSubscribed = subscribeAgain(session, subscribe);
         }
     }
     if (seen < count)
-        throw Failure(EXIT_TIME, std::to_string(seen) + " of " + std::to_string(count) +
-                                     " events in " + std::to_string(end.seconds()) + " s");
+        throw Failure(EXIT_TIME,
+                      std::to_string(seen) + " of " + std::to_string(count) + " events in " +
+                          std::to_string(limit) + " s",
+                      "cfgctl log");
 }

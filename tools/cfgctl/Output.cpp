@@ -21,11 +21,12 @@ constexpr int kSchema = 1; // docs/cfgctl-json.md
 constexpr std::size_t kWidestInTerminal = 40;
 constexpr char kPlain[] = "\033[0m";
 constexpr char kRed[] = "\033[31m";
+constexpr char kYellow[] = "\033[33m";
 
 /// What a word says at a glance.
 constexpr std::pair<const char*, const char*> kColours[] = {
-    {"Inprogress", "\033[33m"}, {"Unavailable", kRed}, {"ERROR", kRed}, {"FATAL", kRed},
-    {"WARN", "\033[33m"},
+    {"Inprogress", kYellow}, {"Unavailable", kRed}, {"error", kRed},
+    {"fatal", kRed},         {"warning", kYellow},
 };
 
 std::size_t columnsOfTerminal()
@@ -75,6 +76,29 @@ std::vector<std::string> cellsOf(std::span<const Column> columns, const Json::Va
     return cells;
 }
 
+/// The first of the words that stands alone, in its colour.
+std::string coloured(std::string line)
+{
+    for (const auto& [word, colour] : kColours) {
+        const std::size_t at = line.find(std::string("  ") + word);
+        const std::size_t end = at + 2 + std::strlen(word);
+        if (at != std::string::npos && (end == line.size() || line[end] == ' ')) {
+            line.insert(end, kPlain);
+            return line.insert(at + 2, colour);
+        }
+    }
+    return line;
+}
+
+void forEachLine(std::string_view text, const auto& call)
+{
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        call(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+}
+
 std::string hexBytes(const std::string& text)
 {
     std::string hex;
@@ -121,7 +145,8 @@ std::string jsonText(const Json::Value& value, const char* indentation)
 
 Failure cannotWrite()
 {
-    return {EXIT_INTERNAL, std::string("cannot write the output: ") + std::strerror(errno)};
+    return {EXIT_INTERNAL, std::string("cannot write the output: ") + std::strerror(errno),
+            "df -h"};
 }
 
 } // namespace
@@ -141,6 +166,13 @@ std::string cellText(const Json::Value& value)
     }
     const std::string text = printableText(value.asString());
     return text.find_first_not_of(' ') == std::string::npos ? "-" : text;
+}
+
+std::string printableLines(std::string_view text)
+{
+    std::string all;
+    forEachLine(text, [&](std::string_view line) { all += printableText(line, true) + '\n'; });
+    return all;
 }
 
 Output::Output(bool isJson, const Verb* verb)
@@ -175,17 +207,9 @@ void Output::table(const char* key, std::span<const Column> columns, const Json:
             std::string cell = mColumns != 0 && !isLast ? cutToColumns(row[i], width) : row[i];
             line += isLast ? cell : padded(cell, width) + "  ";
         }
-        if (mColumns != 0)
-            line = cutToColumns(line, mColumns);
-        for (const auto& [word, colour] : kColours)
-            if (const std::size_t at = line.find(std::string("  ") + word + ' ');
-                mIsColoured && at != std::string::npos) {
-                line.insert(at + 2 + std::strlen(word), kPlain);
-                line.insert(at + 2, colour);
-            }
         all += line + '\n';
     }
-    write(all);
+    writeLines(all);
 }
 
 void Output::record(std::span<const Column> columns, const Json::Value& object)
@@ -200,7 +224,7 @@ void Output::record(std::span<const Column> columns, const Json::Value& object)
     std::string all;
     for (const Column& column : columns)
         all += padded(std::string(column.title) + ':', width) + cellText(object[column.key]) + '\n';
-    write(all);
+    writeLines(all);
 }
 
 void Output::line(std::span<const Column> columns, const Json::Value& object)
@@ -216,7 +240,7 @@ void Output::line(std::span<const Column> columns, const Json::Value& object)
         for (std::size_t i = 0; i < cells.size(); ++i)
             line += padded(cells[i], columns[i].width) + "  ";
         line.erase(line.find_last_not_of(' ') + 1);
-        write(line + '\n');
+        writeLines(line + '\n');
     }
     if (std::fflush(stdout) != 0)
         throw cannotWrite();
@@ -271,6 +295,16 @@ int Output::fail(const Failure& failure, const std::string& asked)
     std::fprintf(stderr, "%scfgctl:%s %s\n", isColoured ? kRed : "", isColoured ? kPlain : "",
                  words.c_str());
     return failure.exit;
+}
+
+void Output::writeLines(std::string_view lines)
+{
+    std::string all;
+    forEachLine(lines, [&](std::string_view each) {
+        std::string line = mColumns != 0 ? cutToColumns(each, mColumns) : std::string(each);
+        all += (mIsColoured ? coloured(line) : line) + '\n';
+    });
+    write(all);
 }
 
 void Output::write(const std::string& bytes)

@@ -28,8 +28,12 @@ public:
     bool isJson() const { return mIsJson; }
     Json::Value& document() { return mDocument; }
 
+    bool isTerminal() const { return mColumns != 0; }
+
+    // Results. What is too long for a terminal is cut there, and never in a pipe.
+
     /// An array of objects. In text a header and a row each: columns two blanks or more apart, no
-    /// cell empty or with two blanks in a row, nothing cut in a pipe.
+    /// cell empty or with two blanks in a row.
     void table(const char* key, std::span<const Column> columns, const Json::Value& rows);
 
     /// The members of an object, in text a line each.
@@ -38,7 +42,8 @@ public:
     /// One line of a stream, written at once; in JSON an object on a line.
     void line(std::span<const Column> columns, const Json::Value& object);
 
-    /// A text as it stands, which has to be printable, for documents of another form.
+    /// A text as it stands, which has to be printable, for documents of another form: it is not
+    /// cut.
     void text(const std::string& lines);
 
     /// Words for whoever looks on, on the standard error.
@@ -49,6 +54,7 @@ public:
     int fail(const Failure& failure, const std::string& asked);
 
 private:
+    void writeLines(std::string_view lines);
     void write(const std::string& bytes);
     void writeDocument(int exit);
 
@@ -59,6 +65,9 @@ private:
     std::size_t mColumns; // of the terminal; 0 elsewhere
     bool mIsColoured;
 };
+
+/// A text of many lines, each printable.
+std::string printableLines(std::string_view text);
 
 /// "on", in a table; "-" for nothing.
 std::string cellText(const Json::Value& value);

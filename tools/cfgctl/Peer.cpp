@@ -1,5 +1,6 @@
 #include "Peer.h"
 
+#include "CfgPaths.h"
 #include "CommandLine.h"
 #include "DataCommunicator.h"
 #include "MessageHeader.h"
@@ -99,7 +100,7 @@ Answer Peer::request(const char* type, const char* answerType, const std::string
                                       " bytes, and it takes fewer than " +
                                       std::to_string(kMessageSizeLimit));
     if (mIsDryRun)
-        throw DryRun{mPath, datagram};
+        throw DryRun{mPath, {datagram}};
 
     WaitNote note(mWaitsFor);
     send(datagram, note);
@@ -166,6 +167,8 @@ void Peer::connectToDaemon()
 {
     const bool isKnown = stat(mPath.c_str(), &mServed) == 0;
     if (const int error = mSocket.connectTo(mPath); error != 0) {
+        if (error == EACCES)
+            throw fileFailure("cannot ask " + mName + " on", mPath, error);
         const bool isLeft = isKnown && error == ECONNREFUSED;
         throw noAnswer("no answer from " + mName + " on " + mPath,
                        isLeft            ? "it does not run; an earlier one has left its socket"
@@ -200,7 +203,8 @@ bool Peer::isStillThere() const
 
 Failure Peer::noAnswer(const std::string& problem, const std::string& cause) const
 {
-    Failure failure(EXIT_NO_ANSWER, problem, "cfgctl status");
+    const bool isManager = mPath == kCfgSocket;
+    Failure failure(EXIT_NO_ANSWER, problem, isManager ? "cfgctl status" : "ls -l /tmp/sock*");
     failure.cause = cause;
     return failure;
 }

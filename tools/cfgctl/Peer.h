@@ -12,6 +12,7 @@
 #include <deque>
 #include <string>
 #include <sys/stat.h>
+#include <vector>
 
 /// The answer to a request.
 struct Answer {
@@ -24,7 +25,7 @@ struct Answer {
 /// Thrown by a request of --dry-run, which ends the verb.
 struct DryRun {
     std::string socket;
-    std::string datagram;
+    std::vector<std::string> datagrams; ///< in their order; one, from a request
 };
 
 class Peer
@@ -37,8 +38,9 @@ public:
 
     /// A request is sent once, since it may change things. Any answer comes back, whatever its
     /// code; Failure(EXIT_NO_ANSWER) when there is none by the deadline, or can be none any more
-    /// because the daemon has ended. One that does not fit a message, or holds a text that
-    /// requireValidText() refuses, is not sent: Failure(EXIT_USAGE). An answer may have any length.
+    /// because the daemon has ended; EXIT_STATE_OR_RIGHT where this user may not ask it. One that
+    /// does not fit a message, or holds a text that requireValidText() refuses, is not sent:
+    /// Failure(EXIT_USAGE). An answer may have any length.
     Answer command(const MessageCommand& command);
     Answer get(const std::string& body);
     Answer set(const std::string& body);

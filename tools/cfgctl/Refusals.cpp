@@ -31,7 +31,8 @@ std::string silentPeer()
            (isServed(kChanSocket) ? " runs, but did not answer in time" : " does not run");
 }
 
-/// The first row that fits is taken. "NAME" in `next` is the verb's first argument.
+/// The first row that fits is taken. "NAME" in `next` is the verb's first argument, "PLACE" the
+/// options and words of what a get or set is about.
 struct Cause {
     const char* verbs; ///< "" for all
     Fcodes bit;
@@ -58,46 +59,46 @@ constexpr Cause kCauses[] = {
      "the value is read-only, or the device's policy does not let you "
      "(/etc/sysmgt/cfg_policy.json)",
      "cfgctl log --severity warning"},
-    {"get set", FC_NO_SUCH_NAME, "the daemon has no such dataset, component, key or property",
-     "cfgctl get DATASET COMPONENT"},
-    {"set", FC_BAD_VALUE, "the value is none that the property takes", ""},
-    {"set", FC_WRONG_TYPE, "the property is of another type", ""},
+    {"get", FC_NO_SUCH_NAME, "the daemon has no such dataset, component, key or property",
+     "cfgctl help get"},
+    {"set", FC_NO_SUCH_NAME, "the daemon has no such dataset, component, key or property",
+     "cfgctl PLACE"},
+    {"set", FC_BAD_VALUE, "the value is none that the property takes", "cfgctl PLACE"},
+    {"set", FC_WRONG_TYPE, "the property is of another type", "cfgctl PLACE"},
     {"", FC_UNAVAILABLE, "the daemon cannot do it now", "cfgctl status"},
     {"", FC_COMM_ERROR, "a peer behind the daemon is silent", "cfgctl status"},
     {"", FC_HEADER_ERROR, "the daemon answers in a form that is none here: is it of this suite?",
-     ""},
+     "ls -l /tmp/sock*"},
 };
 
-} // namespace
-
-Failure refusal(Fcodes code)
+/// "get DATASET COMPONENT" of a set: what is there.
+std::string typedPlace(Invocation call)
 {
-    Failure failure(exitOf(code), formatCode(code));
-    failure.code = code;
-    return failure;
+    call.verb = findVerb("get");
+    call.arguments.resize(std::min<std::size_t>(call.arguments.size(), call.has("table") ? 1 : 2));
+    std::erase_if(call.options, [](const auto& option) {
+        return option.first != "table" && option.first != "socket";
+    });
+    return call.typed();
 }
 
-void explain(Failure& failure, const Invocation& call)
+void addCause(Failure& failure, const Invocation& call)
 {
-    if (!failure.cause.empty() || failure.code == FC_OK || call.verb == nullptr)
-        return;
-    const bool hasNext = !failure.next.empty(); // a verb that can be run again says so
     const auto fits = [&](const Cause& row) {
         return holds(failure.code, row.bit) &&
                (*row.verbs == '\0' || holdsWord(row.verbs, call.verb->name));
     };
     const auto row = std::ranges::find_if(kCauses, fits);
-    if (row == std::ranges::end(kCauses)) {
-        if (!hasNext)
-            failure.next = "cfgctl log --severity error";
+    const bool hasNext = !failure.next.empty(); // a verb that can be run again says so
+    if (!hasNext)
+        failure.next = row == std::end(kCauses) ? "cfgctl log --severity error" : row->next;
+    if (row == std::end(kCauses))
         return;
-    }
     failure.cause = row->cause;
-    if (!hasNext) {
-        failure.next = row->next;
-        if (const std::size_t at = failure.next.find("NAME"); at != std::string::npos)
-            failure.next.replace(at, 4, shellQuoted(call.argument(0)));
-    }
+    if (const std::size_t at = failure.next.find("NAME"); !hasNext && at != std::string::npos)
+        failure.next.replace(at, 4, quotedArgument(call.argument(0)));
+    if (const std::size_t at = failure.next.find("PLACE"); !hasNext && at != std::string::npos)
+        failure.next.replace(at, 5, typedPlace(call));
     const std::string name = call.verb->name;
     if (row->bit == FC_BAD_VALUE && name != "set") {
         const bool isFile = name == "import";
@@ -111,4 +112,23 @@ void explain(Failure& failure, const Invocation& call)
     }
     if (row->bit == FC_COMM_ERROR && holdsWord("save start", name))
         failure.cause = silentPeer();
+}
+
+} // namespace
+
+Failure refusal(Fcodes code)
+{
+    Failure failure(exitOf(code), formatCode(code));
+    failure.code = code;
+    return failure;
+}
+
+void explain(Failure& failure, const Invocation& call)
+{
+    if (call.verb == nullptr)
+        return;
+    if (failure.cause.empty() && failure.code != FC_OK)
+        addCause(failure, call);
+    if (failure.next.empty())
+        failure.next = std::string("cfgctl help ") + call.verb->name;
 }

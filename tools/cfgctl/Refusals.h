@@ -7,5 +7,6 @@
 /// The failure of a request that was answered with the code.
 Failure refusal(Fcodes code);
 
-/// Adds the likely cause, from the verb, its arguments and the code, where none is known.
+/// Adds the likely cause, from the verb, its arguments and the code, where none is known, and what
+/// to type next where the failure does not say.
 void explain(Failure& failure, const Invocation& call);

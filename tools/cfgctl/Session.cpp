@@ -14,10 +14,12 @@ Session::Session(const Invocation& invocation, Output& output)
 {
 }
 
+std::string Session::socket() const { return call.get("socket", kCfgSocket); }
+
 Peer& Session::peer()
 {
     if (!mPeer) {
-        const std::string path = call.get("socket", kCfgSocket);
+        const std::string path = socket();
         const std::string name = path == kCfgSocket ? "CfgManager" : "the daemon";
         mPeer.emplace(path, name, deadline, waitsFor, isDryRun());
     }
@@ -34,7 +36,7 @@ void Session::confirm(const std::string& question)
     std::string answer;
     std::getline(std::cin, answer);
     if (answer != "y" && answer != "Y" && answer != "yes")
-        throw Failure(EXIT_USAGE, "not done, as you said");
+        throw Failure(EXIT_USAGE, "not done, as you said", "cfgctl --dry-run " + call.typed());
     deadline.restart();
 }
 

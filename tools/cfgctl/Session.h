@@ -28,6 +28,8 @@ struct Session {
     Answer carryOut(const char* id,
                     std::initializer_list<std::pair<const char*, std::string>> parameters);
 
+    std::string socket() const; ///< of peer()
+
     bool isDryRun() const { return call.has("dry-run"); }
 
     const Invocation& call;

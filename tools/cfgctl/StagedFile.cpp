@@ -3,7 +3,6 @@
 #include "CommandLine.h"
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <grp.h>
 #include <pwd.h>
@@ -21,8 +20,8 @@ constexpr char kOtherDir[] = "/tmp";
 
 Failure cannotStage(const std::string& directory, int error)
 {
-    Failure failure(EXIT_STATE_OR_RIGHT,
-                    "cannot make the directory " + directory + ": " + std::strerror(error));
+    Failure failure = fileFailure("cannot make the directory", directory, error);
+    failure.exit = EXIT_STATE_OR_RIGHT;
     struct stat status;
     if (error != EACCES || stat(kImportDir, &status) != 0)
         return failure;
@@ -46,55 +45,48 @@ StagedFile::StagedFile(const std::string& file, bool isToGo, bool isDryRun)
 {
     std::error_code error;
     if (!fs::is_regular_file(mPath, error))
-        throw Failure(EXIT_NAME_OR_VALUE, error && error != std::errc::no_such_file_or_directory
-                                              ? error.message()
-                                              : "there is no such file");
-    if (isToGo || isDryRun)
+        throw error ? fileFailure("cannot find", mPath, error.value())
+                    : Failure(EXIT_NAME_OR_VALUE, "it is no file", "ls -ld " + shellQuoted(mPath));
+    if (isToGo)
         return;
-    stage(fs::path(mPath).filename().string(), [from = mPath](const std::string& path) {
+    stage(fs::path(mPath).filename().string(), isDryRun, [from = mPath](const std::string& path) {
         std::error_code failure;
         if (!fs::copy_file(from, path, failure))
-            throw Failure(EXIT_STATE_OR_RIGHT,
-                          "cannot copy the file to " + path + ": " + failure.message());
+            throw fileFailure("cannot copy the file to", path, failure.value());
     });
 }
 
 StagedFile::StagedFile(const std::string& name, bool isDryRun,
                        const std::function<void(const std::string& path)>& write)
-    : mPath(std::string(kImportDir) + '/' + name)
 {
-    if (!isDryRun)
-        stage(name, write);
+    stage(name, isDryRun, write);
 }
 
-void StagedFile::stage(const std::string& name,
+void StagedFile::stage(const std::string& name, bool isDryRun,
                        const std::function<void(const std::string& path)>& write)
 {
     std::error_code error;
     const bool isShared = fs::is_directory(kImportDir, error);
     std::string directory = std::string(isShared ? kImportDir : kOtherDir) + "/cfgctl-XXXXXX";
-    if (mkdtemp(directory.data()) == nullptr)
+    if (!isDryRun && mkdtemp(directory.data()) == nullptr)
         throw cannotStage(directory, errno);
     mPath = directory + '/' + name;
-    try {
-        write(mPath);
-        // The group is the directory's: the manager's. Who may read the file besides stays as it
-        // is.
-        const mode_t others = isShared ? 0070 : 0;
-        const auto mode = static_cast<mode_t>(fs::status(mPath).permissions()) & 0777;
-        if (chmod(directory.c_str(), 02700 | others) != 0 || chmod(mPath.c_str(), mode | 0640) != 0)
-            throw Failure(EXIT_STATE_OR_RIGHT,
-                          "cannot hand over " + mPath + ": " + std::strerror(errno));
-    } catch (...) {
-        fs::remove_all(directory, error);
-        throw;
-    }
-    mDirectory = directory;
+    if (isDryRun)
+        return;
+    mDirectory.emplace(directory);
+    mCopy.emplace(mPath);
+    write(mPath);
+    // The group is the directory's: the manager's. Who may read the file besides stays as it is.
+    const mode_t others = isShared ? 0070 : 0;
+    const auto mode = static_cast<mode_t>(fs::status(mPath).permissions()) & 0777;
+    if (chmod(directory.c_str(), 02700 | others) != 0 || chmod(mPath.c_str(), mode | 0640) != 0)
+        throw fileFailure("cannot hand over", mPath, errno);
 }
 
-StagedFile::~StagedFile()
+void StagedFile::leave()
 {
-    std::error_code error;
-    if (!mDirectory.empty())
-        fs::remove_all(mDirectory, error);
+    if (mDirectory) {
+        mDirectory->leave();
+        mCopy->leave();
+    }
 }

@@ -23,6 +23,7 @@ namespace
 constexpr char kFifo[] = "/tmp/sockDbg";
 constexpr char kQueueLength[] = "/proc/sys/net/unix/max_dgram_qlen";
 constexpr int kLeastQueueLength = 64;
+constexpr char kSetQueueLength[] = "sysctl -w " SYSMGT_QUEUE_LENGTH; // as the package does
 constexpr unsigned long kLeastFree = 1 << 20; // bytes: a catalogue twice, and a configuration
 
 std::string reason(int error) { return std::string(": ") + strerror(error); }
@@ -32,24 +33,38 @@ bool exists(const std::string& path, struct stat& status)
     return lstat(path.c_str(), &status) == 0;
 }
 
+/// A missing right is this user's trouble, not the device's.
+Finding cannotAsk(const char* socket, int error)
+{
+    const bool isForbidden = error == EACCES || error == EPERM;
+    return {!isForbidden, std::string("cannot ask on ") + socket + reason(error),
+            isForbidden ? "run as root" : std::string("see who serves it: fuser ") + socket};
+}
+
 void checkDaemonSocket(Findings& found)
 {
     struct stat status;
+    const int error = probe(kCfgSocket);
     if (!exists(kCfgSocket, status))
         found.push_back({true, std::string("CfgManager does not run: there is no ") + kCfgSocket,
                          "start it: systemctl start cfgmanager"});
     else if (!S_ISSOCK(status.st_mode))
         found.push_back({true, std::string(kCfgSocket) + " is no socket, CfgManager cannot start",
                          std::string("remove it, then systemctl restart cfgmanager")});
-    else if (!isServed(kCfgSocket))
+    else if (error == ECONNREFUSED)
         found.push_back(
             {true, std::string(kCfgSocket) + " is stale: the CfgManager that made it has ended",
              "see why in the log (cfgctl log), then systemctl restart cfgmanager"});
+    else if (error != 0)
+        found.push_back(cannotAsk(kCfgSocket, error));
 }
 
 void checkChannelManager(Findings& found)
 {
-    if (!isServed(kChanSocket))
+    const int error = probe(kChanSocket);
+    if (error == EACCES)
+        found.push_back(cannotAsk(kChanSocket, error));
+    else if (error != 0)
         found.push_back({true,
                          std::string("no channel manager serves ") + kChanSocket +
                              ": nothing can be saved or started",
@@ -182,8 +197,9 @@ void checkRights(Findings& found)
     if (canReplace || (hasCatalogue && daemon.mayWrite(catalogue)))
         return;
     const std::string owner = std::to_string(daemon.id);
-    found.push_back({true, "CfgManager (user " + owner + ") may not write " + kStoredCatalogue,
-                     "chown -R " + owner + ' ' + kCfgDir});
+    found.push_back(
+        {true, "CfgManager (user " + owner + ") may not write " + kStoredCatalogue,
+         "chown " + owner + ' ' + kCfgDir + (hasCatalogue ? ' ' + kStoredCatalogue : "")});
 }
 
 void checkQueue(Findings& found)
@@ -191,11 +207,10 @@ void checkQueue(Findings& found)
     std::ifstream file(kQueueLength);
     int length = 0;
     if (file >> length && length < kLeastQueueLength)
-        found.push_back(
-            {false,
-             "a socket queues " + std::to_string(length) +
-                 " datagrams only: requests of many clients wait, and events are lost",
-             "sysctl -w net.unix.max_dgram_qlen=" + std::to_string(kLeastQueueLength) + "0"});
+        found.push_back({false,
+                         "a socket queues " + std::to_string(length) +
+                             " datagrams only: requests of many clients wait, and events are lost",
+                         kSetQueueLength});
 }
 
 constexpr void (*kChecks[])(Findings&) = {checkDaemonSocket, checkChannelManager, checkLog,

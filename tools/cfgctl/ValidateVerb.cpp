@@ -1,11 +1,10 @@
 #include "Session.h"
+#include "base/Descriptor.h"
+#include "base/RegularFile.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <json/reader.h>
-#include <sstream>
 
 namespace
 {
@@ -150,12 +149,11 @@ private:
 void runValidate(Session& session)
 {
     const std::string path = session.call.argument(0);
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    if (!file || !content)
-        throw Failure(EXIT_NAME_OR_VALUE, "cannot read it: " + std::string(std::strerror(errno)));
-    const std::string text = content.str();
+    const Descriptor file(openRegularFile(path));
+    std::string text;
+    const int error = file.isOpen() ? readToEnd(file.get(), text) : errno;
+    if (error != 0)
+        throw fileFailure("cannot read", path, error);
     DatasetCheck dataset(text);
     dataset.check();
     session.out.document()["file"] = path;
@@ -166,5 +164,6 @@ void runValidate(Session& session)
     }
     constexpr Column kColumns[] = {{"LINE", "line"}, {"COLUMN", "column"}, {"PROBLEM", "problem"}};
     session.out.table("faults", kColumns, dataset.faults());
-    throw Failure(EXIT_NAME_OR_VALUE, "the daemon would not take it, or not all of it");
+    throw Failure(EXIT_NAME_OR_VALUE, "the daemon would not take it, or not all of it",
+                  "vi +" + dataset.faults()[0]["line"].asString() + ' ' + shellQuoted(path));
 }

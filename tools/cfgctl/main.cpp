@@ -21,11 +21,11 @@ void showDatagram(Output& out, const DryRun& dryRun)
 {
     out.document()["dryRun"] = true;
     out.document()["socket"] = dryRun.socket;
-    out.document()["datagram"] = dryRun.datagram;
-    std::string text;
-    for (const char c : dryRun.datagram)
-        text += c == '\n' ? "\n" : printableText(std::string_view(&c, 1), true);
-    out.text(text);
+    Json::Value& datagrams = out.document()["datagrams"] = Json::arrayValue;
+    for (const std::string& datagram : dryRun.datagrams) {
+        datagrams.append(datagram);
+        out.text(printableLines(datagram));
+    }
     out.note("nothing has been sent to " + dryRun.socket);
 }
 
@@ -46,7 +46,7 @@ int run(const Invocation& call, Output& out)
         explain(failure, call);
         return out.fail(failure, call.asked());
     } catch (const std::exception& error) {
-        return out.fail({EXIT_INTERNAL, error.what()}, call.asked());
+        return out.fail({EXIT_INTERNAL, error.what(), "cfgctl doctor"}, call.asked());
     }
 }
 
@@ -55,8 +55,8 @@ int run(const Invocation& call, Output& out)
 int main(int argc, char** argv)
 {
     const std::vector<std::string> words(argv + 1, argv + std::max(argc, 1));
-    if (!words.empty() && words[0] == "--complete") {
-        std::fputs(completionsOf({words.begin() + 1, words.end()}).c_str(), stdout);
+    if (words.size() == 3 && words[0] == "--complete") {
+        std::fputs(completionsOf(words[1], words[2]).c_str(), stdout);
         return EXIT_DONE;
     }
     try {

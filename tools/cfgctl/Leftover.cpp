@@ -1,0 +1,67 @@
+#include "Leftover.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstddef>
+#include <unistd.h>
+
+namespace
+{
+
+// What the signal handler removes, the last first; "" for a free place. A path that finds no place
+// is removed by its object only.
+constexpr std::size_t kMost = 4; // a socket, a file, and their directories
+constexpr std::size_t kLongest = 512;
+std::array<std::array<char, kLongest>, kMost> gPaths;
+
+void removePath(const char* path)
+{
+    if (unlink(path) == -1)
+        rmdir(path);
+}
+
+extern "C" void removeAllAndExit(int signal)
+{
+    for (std::size_t i = kMost; i-- > 0;)
+        if (gPaths.at(i)[0] != '\0')
+            removePath(gPaths.at(i).data());
+    _exit(128 + signal);
+}
+
+} // namespace
+
+Leftover::Leftover(const std::string& path) : mPath(path)
+{
+    for (const int ending : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
+        std::signal(ending, removeAllAndExit);
+    const auto isFree = [](const auto& place) { return place[0] == '\0'; };
+    const auto place = std::ranges::find_if(gPaths, isFree);
+    if (place == gPaths.end() || path.size() >= kLongest)
+        return;
+    std::copy_n(path.c_str() + 1, path.size(), place->begin() + 1);
+    std::atomic_signal_fence(std::memory_order_release); // a signal finds all of it, or nothing
+    (*place)[0] = path[0];
+}
+
+Leftover::~Leftover()
+{
+    if (!mPath.empty())
+        removePath(mPath.c_str());
+    leave();
+}
+
+void Leftover::leave()
+{
+    for (auto& place : gPaths)
+        if (mPath == place.data())
+            place[0] = '\0';
+    mPath.clear();
+}
+
+void Leftover::leaveAllToParent()
+{
+    for (auto& place : gPaths)
+        place[0] = '\0';
+}

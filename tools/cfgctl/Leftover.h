@@ -1,0 +1,26 @@
+#pragma once
+
+// A file or directory of the client's own that must not outlive it. One thread.
+
+#include <string>
+
+class Leftover
+{
+public:
+    /// From here on the file, or the directory, which has to be empty by then, is removed with the
+    /// object, and by a signal that ends the process: SIGINT, SIGTERM, SIGHUP or SIGPIPE.
+    explicit Leftover(const std::string& path);
+    ~Leftover();
+
+    Leftover(const Leftover&) = delete;
+    Leftover& operator=(const Leftover&) = delete;
+
+    /// It stays, whatever comes.
+    void leave();
+
+    /// None of this process is removed by a signal any more: they are its parent's.
+    static void leaveAllToParent();
+
+private:
+    std::string mPath;
+};
