@@ -52,6 +52,13 @@ void ScriptedPeer::send(const std::string& path, const std::string& text)
         << path << " errno=" << errno;
 }
 
+void ScriptedPeer::sendIfThereIsRoom(const std::string& path, const std::string& text)
+{
+    SocketAddress receiver;
+    ASSERT_TRUE(receiver.assign(path));
+    sendDatagram(mSocket.descriptor(), text, receiver, false);
+}
+
 void ScriptedPeer::reply(const std::string& text)
 {
     EXPECT_TRUE(sendDatagram(mSocket.descriptor(), text, mSender, true)) << "errno=" << errno;

@@ -27,6 +27,7 @@ public:
     bool nothingCame() const;
 
     void send(const std::string& path, const std::string& text);
+    void sendIfThereIsRoom(const std::string& path, const std::string& text);
     void reply(const std::string& text); ///< To the sender of the last datagram received.
 
     /// An answer's header and body, and the same sent in reply to the last request, numbered so.

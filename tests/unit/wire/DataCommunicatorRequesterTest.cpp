@@ -296,12 +296,12 @@ TEST_F(DataCommunicatorRequesterTest, JunkEndsNoTryUnlessItIsTheRespondersOwn)
 TEST_F(DataCommunicatorRequesterTest, StrangersDoNotProlongARequestForEver)
 {
     std::atomic<bool> ended;
-    const auto seconds = [&](int timeout, const std::function<void()>& disturb) {
+    const auto seconds = [&](int timeout, const std::string& disturbance) {
         ended = false;
         const auto begin = std::chrono::steady_clock::now();
         const std::jthread stranger([&] {
-            EXPECT_TRUE(eventually([&] {
-                disturb();
+            EXPECT_TRUE(eventually([&] { // nobody reads behind the request's end
+                mStranger.sendIfThereIsRoom(kSendSock, disturbance);
                 return ended.load();
             }));
         });
@@ -309,8 +309,8 @@ TEST_F(DataCommunicatorRequesterTest, StrangersDoNotProlongARequestForEver)
         ended = true;
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     };
-    EXPECT_THAT(seconds(2, [&] { mStranger.send(kSendSock, "garbage"); }), AllOf(Ge(2), Lt(4)));
-    EXPECT_THAT(seconds(1, [&] { sendForeignAnswer(5000); }), AllOf(Ge(2), Lt(8)));
+    EXPECT_THAT(seconds(2, "garbage"), AllOf(Ge(2), Lt(4)));
+    EXPECT_THAT(seconds(1, message("ACK", "<BODY>foreign</BODY>", 5000)), AllOf(Ge(2), Lt(8)));
 }
 
 TEST_F(DataCommunicatorRequesterTest, WhenItsTimeIsUpItReadsOnForAMomentUnlessAnotherWatches)
