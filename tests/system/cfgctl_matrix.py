@@ -200,7 +200,7 @@ def try_manners():
             ("save 'a\"b'", "at byte 2"), ("save 'a<b'", "at byte 2"),
             ("remove day", "Not without --yes"), ("save day", "will be overwritten"),
             ("wait day=Availble", "did you mean 'Available'?"),
-            ("wait -- -a=b", "Try: cfgctl wait -- -a\\=b\\= for")):
+            ("wait -- -a=b", "Try: cfgctl wait -- -a\\=b\\=")):
         done = run(command)
         check(done.returncode == 2 and said in done.err, command, done.err)
     done = run("list >/dev/full")
@@ -553,11 +553,11 @@ def try_peers():
 
     peer = Peer(lambda text: ("ACK", 10000, ""))
     begin = time.monotonic()
-    client = subprocess.Popen(["cfgctl", "watch", "--for", "2"], stderr=subprocess.DEVNULL)
-    wait_until(lambda: peer.asked, "the watch has subscribed")
+    client = subprocess.Popen(["cfgctl", "watch", "--for", "2"], stderr=subprocess.PIPE, text=True)
+    check("for 2 s" in client.stderr.readline(), "the watch says how long")
     peer.end()
     peer = Peer(lambda text: None)
-    check(client.wait(30) == 0 and time.monotonic() - begin < 8, "--for ends a new subscription")
+    check(client.wait(30) == 0 and time.monotonic() - begin < 10, "--for ends a new subscription")
     peer.end()
 
     names = b'<BODY><Row ID="\xff\x1b[31m\xc2\x9b\xe2\x80\xae" ><Item Name="State" Value="A" /></Row></BODY>'

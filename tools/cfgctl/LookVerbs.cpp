@@ -221,8 +221,9 @@ void runWait(Session& session)
             throw Failure(EXIT_USAGE,
                           inQuotes(state) + " is no state: " + kStates[0] + ", " + kStates[1] +
                               " or " + kStates[2] +
+                              "; a name that holds a '=' wants one behind it" +
                               didYouMean(state, {std::begin(kStates), std::end(kStates)}),
-                          anyState + " for a configuration of this name in any state");
+                          anyState);
     }
     requireValidText(name);
     session.waitsFor = session.call.argument(0);
