@@ -44,6 +44,9 @@ public:
     bool smoke() const { return mSmoke; }
     int otherCore() const { return mOtherCore; }
 
+    /// False for a catalogue whose loading would be half of a smoke run.
+    bool takes(int rows) const { return !mSmoke || rows <= 10000; }
+
     /// Takes each figure once in every round, in turn, and returns the median of each; a smoke run
     /// has one round. A figure that takes less than the kernel's time slice lets the median pass
     /// over those that another process fell into.

@@ -207,11 +207,12 @@ PreparedMessage command(const std::string& id, const std::map<std::string, std::
     return {"COMMAND", "<BODY>\n\t" + command.toString(text) + "\n</BODY>\n"};
 }
 
-void expectItem(RawSocket& client, const Daemon& daemon, const std::string& row)
+void expectItem(RawSocket& client, const Daemon& daemon, int row)
 {
-    PreparedMessage get = getItem(row);
-    if (request(client, daemon.address(), get).find("Evening line-up") == std::string_view::npos)
-        abortBenchmarks("the daemon does not know " + row);
+    ItemRequest get;
+    if (request(client, daemon.address(), get.of(row)).find("line-up of " + rowName(row)) ==
+        std::string_view::npos)
+        abortBenchmarks("the daemon does not know " + rowName(row));
 }
 
 Memory memoryOf(pid_t pid)

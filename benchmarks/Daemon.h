@@ -99,8 +99,8 @@ PreparedMessage setAutoStart(const std::string& row);
 PreparedMessage command(const std::string& id,
                         const std::map<std::string, std::string>& parameters = {});
 
-/// Asks for one item and gives up unless its value comes.
-void expectItem(RawSocket& client, const Daemon& daemon, const std::string& row);
+/// Asks for an item of this row and gives up unless its value comes.
+void expectItem(RawSocket& client, const Daemon& daemon, int row);
 
 struct Memory {
     double resident;

@@ -12,12 +12,12 @@ void benchStart(BenchmarkRun& run)
         data.placeCatalogue(rows);
         return Daemon("2").startSeconds();
     };
-    const auto medians = run.interleave(9, {[&] { return startWith(10000); },
-                                            [&] {
-                                                data.placeCatalogue(10000);
-                                                return rawStartSeconds();
-                                            },
-                                            [&] { return startWith(1000); }});
+    const auto medians = run.interleave(21, {[&] { return startWith(10000); },
+                                             [&] {
+                                                 data.placeCatalogue(10000);
+                                                 return rawStartSeconds();
+                                             },
+                                             [&] { return startWith(1000); }});
     run.report({.work = "start-up to the first answer",
                 .rows = 10000,
                 .level = 2,
