@@ -12,31 +12,64 @@ namespace
 constexpr std::size_t npos = std::string::npos;
 constexpr std::size_t kRepeatedSearchLimit = 4096; // bytes: their cost is the square of the length
 
+/// The rules of getSegment() and getPropertyValue() in their plainest form.
+std::size_t plainSegment(const std::string& text, std::size_t from, const std::string& tag,
+                         std::string& out)
+{
+    std::size_t start = text.find("<" + tag + " ", from);
+    if (start == npos)
+        start = text.find("<" + tag + ">", from);
+    const std::size_t tagEnd = text.find('>', start);
+    if (tagEnd == npos)
+        return npos;
+    const std::string endTag = text[tagEnd - 1] == '/' ? ">" : "</" + tag + ">";
+    std::size_t end = endTag == ">" ? tagEnd : text.find(endTag, start);
+    if (end == npos)
+        return npos;
+    end += endTag.size();
+    out = text.substr(start, end - start);
+    return end;
+}
+
+std::size_t plainValue(const std::string& text, std::size_t from, const std::string& name,
+                       std::string& out)
+{
+    const std::size_t found = text.find(name + "=\"", from);
+    if (found == npos)
+        return npos;
+    const std::size_t start = found + name.size() + 2;
+    const std::size_t end = text.find('"', start);
+    if (end != npos)
+        out = text.substr(start, end - start);
+    return end;
+}
+
 void checkSegments(const std::string& text, const std::string& tag)
 {
     SegmentIterator walk(text, tag);
     std::string_view walked;
     std::string found;
-    for (std::size_t from = 0; walk.next(walked); from = walk.position()) {
+    std::string plain;
+    for (std::size_t from = 0;; from = walk.position()) {
         const std::size_t end = getSegment(text, from, tag, found);
-        require(end == walk.position(), "a walk goes where repeated searches go", text);
-        require(found == walked, "a walk takes what repeated searches find", text);
-        require(found.starts_with("<" + tag) &&
-                    text.compare(end - found.size(), found.size(), found) == 0,
-                "a segment ends at its position", text);
+        require(end == plainSegment(text, from, tag, plain) && found == plain,
+                "a search finds what the plain one finds", text);
+        require(walk.next(walked) == (end != npos), "a walk ends with the last one", text);
+        if (end == npos)
+            return;
+        require(end == walk.position() && found == walked, "a walk goes where searches go", text);
     }
-    require(getSegment(text, walk.position(), tag, found) == npos, "a walk ends with the last one");
 }
 
 void checkValues(const std::string& text, const std::string& name)
 {
     std::string value;
-    std::size_t from = 0;
-    for (std::size_t at; (at = getPropertyValue(text, from, name, value)) != npos; from = at) {
-        require(at > from && at < text.size() && text[at] == '"', "a value ends at a quote", text);
-        require(text.compare(at - value.size(), value.size(), value) == 0 &&
-                    text[at - value.size() - 1] == '"' && value.find('"') == npos,
-                "a value stands between two quotes", text);
+    std::string plain;
+    for (std::size_t from = 0; from != npos;) {
+        const std::size_t at = getPropertyValue(text, from, name, value);
+        require(at == plainValue(text, from, name, plain) && value == plain,
+                "a value is what the plain search finds", text);
+        from = at;
     }
 }
 

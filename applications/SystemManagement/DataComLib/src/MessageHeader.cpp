@@ -26,23 +26,24 @@ void appendNumber(std::string& out, Number number, int base)
 
 } // namespace
 
-Fcodes MessageHeader::initFromString(const std::string& text)
+Fcodes MessageHeader::initFromString(std::string_view text)
 {
-    std::string value;
-    if (getPropertyValue(text, 0, "ID", value) == std::string::npos) {
+    std::string_view value;
+    if (findPropertyValue(text, 0, "ID", value) == std::string::npos) {
         DBG_LOG(SEV_ERROR) << "initFromString: Not found tags ID in:\n" << text;
         return FC_HEADER_ERROR;
     }
     ID = textToInt(value);
 
-    if (getPropertyValue(text, 0, "Type", Type) == std::string::npos) {
+    if (findPropertyValue(text, 0, "Type", value) == std::string::npos) {
         DBG_LOG(SEV_ERROR) << "initFromString: Not found tags Type in:\n" << text;
         return FC_HEADER_ERROR;
     }
-    if (getPropertyValue(text, 0, "Fcode", value) != std::string::npos)
-        Fcode = static_cast<Fcodes>(std::strtoul(value.c_str(), nullptr, 16));
+    Type = value;
+    if (findPropertyValue(text, 0, "Fcode", value) != std::string::npos)
+        Fcode = static_cast<Fcodes>(std::strtoul(std::string(value).c_str(), nullptr, 16));
 
-    if (getPropertyValue(text, 0, "Size", value) == std::string::npos) {
+    if (findPropertyValue(text, 0, "Size", value) == std::string::npos) {
         DBG_LOG(SEV_ERROR) << "initFromString: Not found tags Size in:\n" << text;
         return FC_HEADER_ERROR;
     }

@@ -31,7 +31,7 @@ public:
     /// Reads the header's attributes. FC_OK, or FC_HEADER_ERROR when ID, Type or Size is missing;
     /// fields read before the failure stay set, and a missing Fcode leaves Fcode as it was. A
     /// number without digits is 0.
-    Fcodes initFromString(const std::string& text);
+    Fcodes initFromString(std::string_view text);
 
     /// Appends the header text to `out`, and returns `out`. The Fcode is printed only for kTypeAck,
     /// kTypeNack, kTypeResponse and kTypeEvent.

@@ -64,7 +64,7 @@ private:
 
 /// The conversion used for every decimal number on the wire: leading blanks, a sign, then digits
 /// up to the first other character; no digits give 0. Values out of range are cut to the range.
-int textToInt(const std::string& text);
+int textToInt(std::string_view text);
 
 /// The position of the first byte that no value, name or key on the wire can hold, because nothing
 /// is escaped: a double quote, "<", ">" or NUL. npos when the text can be sent; any other byte,

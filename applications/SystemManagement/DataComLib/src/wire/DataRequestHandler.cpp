@@ -18,6 +18,8 @@ constexpr std::string_view kTableTag = "Table";
 /// work: one request can name thousands of items for thousands of rows.
 constexpr int kMaxUnreadableItems = 10000;
 
+constexpr std::size_t kUsualAnswer = 512; // bytes that hold most answers of one item
+
 /// The part of a request that names a data set, or the whole body where none is named.
 struct DataSetPart {
     std::string_view text;
@@ -80,9 +82,8 @@ public:
     Fcodes result() const { return mResult; }
 
 private:
-    bool addElements(std::string_view tag);
+    bool addElements(std::string_view tag, std::string_view first, std::size_t end);
     bool addElement(std::string_view element, bool isTable);
-    void addRows(std::string_view element);
     void addInstances(std::string_view element);
     void addRow(const std::string& row, bool itemsNamed);
     void addItem(const std::string& row, const std::string& item);
@@ -116,6 +117,7 @@ private:
 
 bool GetRequest::run(std::string_view body)
 {
+    mAnswer.reserve(kUsualAnswer);
     mAnswer = "<BODY>\n";
     if (!findDataSetPart(body, mDataSet))
         return stop(FC_BODY_ERROR);
@@ -125,7 +127,7 @@ bool GetRequest::run(std::string_view body)
     std::string_view element;
     std::size_t end = 0;
     const std::string_view tag = findFirstElement(mDataSet.text, element, end);
-    if (tag.empty() || !addElements(tag))
+    if (tag.empty() || !addElements(tag, element, end))
         return stop(FC_BODY_ERROR);
     if (mUnreadable > kMaxUnreadableItems) {
         DBG_LOG(SEV_ERROR) << "treatDataMsg: Too many items that cannot be read, in:\n" << body;
@@ -141,13 +143,15 @@ bool GetRequest::run(std::string_view body)
     return true;
 }
 
-bool GetRequest::addElements(std::string_view tag)
+/// The first element, and those behind its end.
+bool GetRequest::addElements(std::string_view tag, std::string_view first, std::size_t end)
 {
-    SegmentIterator elements(mDataSet.text, tag);
-    std::string_view element;
-    while (!isLimitReached() && elements.next(element))
+    SegmentIterator others(mDataSet.text, tag, end);
+    std::string_view element = first;
+    do
         if (!addElement(element, tag == kTableTag))
             return false;
+    while (!isLimitReached() && others.next(element));
     return true;
 }
 
@@ -165,23 +169,18 @@ bool GetRequest::addElement(std::string_view element, bool isTable)
         mDataSet.id.clear();
         mResult = mHolder.findDataSetWithComponent(mDataSet.id, mName);
     }
+    SegmentIterator rows(element, "Row");
     std::string_view row;
-    if (findSegment(element, 0, "Row", row) != npos)
-        addRows(element);
+    std::string_view id;
+    if (rows.next(row))
+        do
+            if (findPropertyValue(row, 0, "ID", id) != npos)
+                addRow(std::string(id), readItemNames(row));
+        while (!isLimitReached() && rows.next(row));
     else
         addInstances(element);
     mAnswer.append(isTable ? "\t</Table>\n" : "\t\t</Component>\n");
     return true;
-}
-
-void GetRequest::addRows(std::string_view element)
-{
-    SegmentIterator rows(element, "Row");
-    std::string_view row;
-    std::string_view id;
-    while (!isLimitReached() && rows.next(row))
-        if (findPropertyValue(row, 0, "ID", id) != npos)
-            addRow(std::string(id), readItemNames(row));
 }
 
 void GetRequest::addInstances(std::string_view element)
