@@ -29,14 +29,6 @@ constexpr int kSocketTimeout = 1;     // seconds that one transfer may block
 constexpr int kSendBuffer = 64 << 20; // bytes; a bound, not a reservation
 constexpr int kNoWaiting = -1;
 
-/// The receive buffer of this thread. What is received is copied out before anything else runs: a
-/// command may itself ask a peer and so receive on the same thread.
-char* receiveBuffer()
-{
-    thread_local const auto buffer = std::make_unique_for_overwrite<char[]>(kMessageSizeLimit);
-    return buffer.get();
-}
-
 [[noreturn]] void endProcess()
 {
     // Kept on purpose: supervisors count on status 0 when the sockets cannot be made; they would
@@ -140,11 +132,26 @@ Fcodes DataCommunicator::reportUnread(WaitResult waited, int socket, int timeout
     return FC_COMM_ERROR;
 }
 
+/// The receive buffer of this thread. What is received is copied out before anything else runs: a
+/// command may itself ask a peer and so receive on the same thread.
+char* DataCommunicator::receiveBuffer()
+{
+    thread_local const auto buffer = std::make_unique_for_overwrite<char[]>(kMessageSizeLimit);
+    return buffer.get();
+}
+
 Fcodes DataCommunicator::receiveMsg(int socket, MessageHeader& header, std::string& body,
-                                    SocketAddress& sender, ucred* credentials)
+                                    SocketAddress& sender)
 {
     char* const buffer = receiveBuffer();
-    const ssize_t count = receiveDatagram(socket, buffer, kMessageSizeLimit, sender, credentials);
+    const ssize_t count = receiveDatagram(socket, buffer, kMessageSizeLimit, sender);
+    return takeDatagram(buffer, count, header, body, sender);
+}
+
+/// Reads what receiveDatagram() has left in the buffer, and in errno.
+Fcodes DataCommunicator::takeDatagram(const char* buffer, ssize_t count, MessageHeader& header,
+                                      std::string& body, const SocketAddress& sender)
+{
     DBG_LOG(SEV_INFO) << "readMsg: recvfrom sock=" << sender.path()
                       << " senderlen=" << sender.length() << " readSize=" << count;
     if (count >= static_cast<ssize_t>(kMessageSizeLimit)) {
@@ -173,7 +180,7 @@ Fcodes DataCommunicator::parseMsg(std::string_view text, MessageHeader& header, 
         return FC_HEADER_ERROR;
     }
     DBG_LOG(SEV_INFO) << "readMsg: Msg Header:\n" << element;
-    const Fcodes result = header.initFromString(std::string(element));
+    const Fcodes result = header.initFromString(element);
     if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "readMsg: Header init failed from:\n"
                            << element << " from sock=" << sender.path();

@@ -206,7 +206,7 @@ private:
     void openReceiveSocket();
     void setTimeouts(DatagramSocket& socket);
 
-    void serveNext();
+    bool serveNext(bool waits);
     bool mayRequest(const MessageHeader& header, const std::string& body,
                     const SocketAddress& sender, const ucred& credentials);
     void logRefused();
@@ -224,8 +224,10 @@ private:
 
     Fcodes readMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender,
                    int timeout);
-    Fcodes receiveMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender,
-                      ucred* credentials = nullptr);
+    Fcodes receiveMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender);
+    Fcodes takeDatagram(const char* buffer, ssize_t count, MessageHeader& header, std::string& body,
+                        const SocketAddress& sender);
+    static char* receiveBuffer();
     static Fcodes reportUnread(WaitResult waited, int socket, int timeout);
     Fcodes parseMsg(std::string_view text, MessageHeader& header, std::string& body,
                     const SocketAddress& sender);

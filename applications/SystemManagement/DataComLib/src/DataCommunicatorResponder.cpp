@@ -181,7 +181,10 @@ void DataCommunicator::doWork()
         const int wait = mRefused->isEmpty() ? kResponderWait : kRefusedWait;
         switch (waitReadable(mReceiveSocket->descriptor(), wait)) {
         case WaitResult::READABLE:
-            serveNext();
+            // While requests come the read itself waits for the next one: a call less for each.
+            for (bool waits = false; serveNext(waits); waits = true)
+                if (!mRefused->isEmpty())
+                    logRefused();
             break;
         case WaitResult::TIMED_OUT:
             break;
@@ -195,14 +198,19 @@ void DataCommunicator::doWork()
     }
 }
 
-void DataCommunicator::serveNext()
+/// False when no datagram came; unless it waits that is an error.
+bool DataCommunicator::serveNext(bool waits)
 {
     MessageHeader header;
     std::string body;
     SocketAddress sender;
     ucred credentials{};
-    const Fcodes result =
-        receiveMsg(mReceiveSocket->descriptor(), header, body, sender, &credentials);
+    char* const buffer = receiveBuffer();
+    const ssize_t count = receiveDatagram(mReceiveSocket->descriptor(), buffer, kMessageSizeLimit,
+                                          sender, &credentials, waits);
+    if (count < 0 && waits)
+        return false;
+    const Fcodes result = takeDatagram(buffer, count, header, body, sender);
     const bool isAllowed = result == FC_OK && mayRequest(header, body, sender, credentials);
     if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "doWork: readMsg failed from sock=" << sender.path()
@@ -224,6 +232,7 @@ void DataCommunicator::serveNext()
     } else {
         serveRequest(header, std::move(body), sender, isAllowed);
     }
+    return count >= 0;
 }
 
 bool DataCommunicator::mayRequest(const MessageHeader& header, const std::string& body,

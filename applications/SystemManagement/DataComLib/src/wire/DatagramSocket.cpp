@@ -153,7 +153,7 @@ WaitResult waitReadable(int descriptor, std::chrono::steady_clock::time_point un
 }
 
 ssize_t receiveDatagram(int socket, char* buffer, std::size_t size, SocketAddress& sender,
-                        ucred* credentials)
+                        ucred* credentials, bool waits)
 {
     struct {
         sockaddr_un address;
@@ -174,7 +174,7 @@ ssize_t receiveDatagram(int socket, char* buffer, std::size_t size, SocketAddres
     }
 
     errno = 0; // so that an empty datagram is not reported with an old reason
-    const ssize_t count = recvmsg(socket, &message, MSG_DONTWAIT);
+    const ssize_t count = recvmsg(socket, &message, waits ? 0 : MSG_DONTWAIT);
     sender = count < 0 ? SocketAddress() : SocketAddress(raw.address, message.msg_namelen);
     const cmsghdr* const first = count < 0 ? nullptr : CMSG_FIRSTHDR(&message);
     if (first != nullptr && first->cmsg_level == SOL_SOCKET &&

@@ -86,11 +86,12 @@ WaitResult waitReadable(int descriptor, int timeout);
 /// The same until a time of the steady clock; its greatest value is no limit.
 WaitResult waitReadable(int descriptor, std::chrono::steady_clock::time_point until);
 
-/// Takes one datagram, its first `size` bytes at most, without waiting; the count, or -1 with
-/// errno, which is 0 when a datagram came. Credentials are to be asked for only on a socket that
-/// passes them: the kernel then names the sender, with pid 0 for one in another name space.
+/// Takes one datagram, its first `size` bytes at most; the count, or -1 with errno, which is 0 when
+/// a datagram came. With `waits` it waits as long as the socket's time-out, else not. Credentials
+/// are to be asked for only on a socket that passes them: the kernel then names the sender, with
+/// pid 0 for one in another name space.
 ssize_t receiveDatagram(int socket, char* buffer, std::size_t size, SocketAddress& sender,
-                        ucred* credentials = nullptr);
+                        ucred* credentials = nullptr, bool waits = false);
 
 /// Sends the text as one datagram; false with errno. Unless it may wait, a full receiver is EAGAIN
 /// at once.
