@@ -4,9 +4,9 @@
 #include "base/AtomicFile.h"
 #include "base/Descriptor.h"
 #include "base/RegularFile.h"
+#include "store/CommittedTree.h"
 #include "store/DatasetUpdate.h"
 #include "store/DocumentText.h"
-#include "store/InstanceRef.h"
 
 #include <algorithm>
 #include <iostream>
@@ -35,7 +35,7 @@ bool parseText(const std::string& text, Json::Value& root, std::string& errors)
 
 } // namespace
 
-DataSets::DataSets()
+DataSets::DataSets() : mDataSets(std::make_unique<CommittedTree>())
 {
     pthread_mutexattr_t attributes;
     if (const int error = pthread_mutexattr_init(&attributes); error != 0)
@@ -131,7 +131,7 @@ Fcodes DataSets::parseDocument(int file, const std::string& path, Json::Value& r
 void DataSets::replaceDocument(const std::string& dataset, Json::Value& document)
 {
     const std::lock_guard guard(*this);
-    mDataSets[dataset].swap(document);
+    mDataSets->reshape()[dataset].swap(document);
 }
 
 Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& path)
@@ -140,7 +140,7 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
     std::uint64_t number = 0;
     {
         const std::lock_guard guard(*this);
-        if (const Json::Value* document = member(&mDataSets, dataset);
+        if (const Json::Value* document = member(&mDataSets->get(), dataset);
             document != nullptr && !document->isNull())
             copy = documentText(*document, mLongestText + mLongestText / 16);
         mLongestText = std::max(mLongestText, copy.size());
@@ -178,14 +178,14 @@ Fcodes DataSets::addDataSet(const std::string& dataset)
     Json::Value document(Json::objectValue);
     document["dataset"] = dataset;
     document["components"] = Json::Value(Json::objectValue);
-    mDataSets[dataset].swap(document);
+    mDataSets->reshape()[dataset].swap(document);
     return FC_OK;
 }
 
 Fcodes DataSets::deleteDataSet(const std::string& dataset)
 {
     const std::lock_guard guard(*this);
-    removeMember(&mDataSets, dataset);
+    removeMember(&mDataSets->reshape(), dataset);
     return FC_OK;
 }
 
@@ -195,13 +195,13 @@ Fcodes DataSets::updateDataSet(const std::string& src, const std::string& ref, b
     const std::lock_guard guard(*this);
     DBG_LOG(SEV_ERROR) << "updateDataSet: src=" << src << " ref=" << ref;
     try {
-        Json::Value* srcDataSet = member(&mDataSets, src);
+        Json::Value* srcDataSet = member(&mDataSets->reshape(), src);
         if (srcDataSet == nullptr) {
             DBG_LOG(SEV_ERROR) << "updateDataSet: Not found src=" << src;
             return FC_NO_SUCH_NAME;
         }
         Json::Value* srcComponents = member(srcDataSet, "components");
-        const Json::Value* refComponents = member(member(&mDataSets, ref), "components");
+        const Json::Value* refComponents = member(member(&mDataSets->get(), ref), "components");
         if (srcComponents == nullptr || !srcComponents->isObject() || refComponents == nullptr) {
             DBG_LOG(SEV_ERROR) << "updateDataSet: Not found Components in src=" << src
                                << " OR ref=" << ref;
@@ -220,7 +220,7 @@ Fcodes DataSets::updateDataSet(const std::string& src, const std::string& ref, b
 Fcodes DataSets::findDataSetWithComponent(std::string& dataset, const std::string& component)
 {
     const std::lock_guard guard(*this);
-    for (auto it = mDataSets.begin(); it != mDataSets.end(); ++it) {
+    for (auto it = mDataSets->get().begin(); it != mDataSets->get().end(); ++it) {
         if (member(member(&*it, "components"), component) != nullptr) {
             dataset = it.name();
             return FC_OK;
@@ -232,13 +232,13 @@ Fcodes DataSets::findDataSetWithComponent(std::string& dataset, const std::strin
 Fcodes DataSets::addComponent(const std::string& dataset, const std::string& component)
 {
     const std::lock_guard guard(*this);
-    if (member(&mDataSets, dataset) == nullptr && addDataSet(dataset) != FC_OK) {
+    if (member(&mDataSets->get(), dataset) == nullptr && addDataSet(dataset) != FC_OK) {
         // Kept on purpose: callers count on the store staying locked once more when a derived
         // store refuses the new dataset; they unlock it.
         lock();
         return FC_NO_SUCH_NAME;
     }
-    Json::Value* slot = findOrCreateComponent(mDataSets, dataset, component);
+    Json::Value* slot = findOrCreateComponent(mDataSets->reshape(), dataset, component);
     if (slot == nullptr)
         return FC_WRONG_TYPE;
     *slot = Json::Value(Json::objectValue);
@@ -249,9 +249,9 @@ Fcodes DataSets::addComponent(const std::string& dataset, const std::string& com
 Fcodes DataSets::deleteComponent(const std::string& dataset, const std::string& component)
 {
     const std::lock_guard guard(*this);
-    if (findComponent(mDataSets, dataset, component) == nullptr)
+    if (findComponent(mDataSets->get(), dataset, component) == nullptr)
         return FC_NO_SUCH_NAME;
-    removeMember(member(member(&mDataSets, dataset), "components"), component);
+    removeMember(member(member(&mDataSets->reshape(), dataset), "components"), component);
     return FC_OK;
 }
 
@@ -266,9 +266,9 @@ Fcodes DataSets::loadComponent(const std::string& dataset, const std::string& co
     }
 
     const std::lock_guard guard(*this);
-    if (member(&mDataSets, dataset) == nullptr)
+    if (member(&mDataSets->get(), dataset) == nullptr)
         addDataSet(dataset);
-    Json::Value* slot = findOrCreateComponent(mDataSets, dataset, component);
+    Json::Value* slot = findOrCreateComponent(mDataSets->reshape(), dataset, component);
     if (slot == nullptr)
         return FC_WRONG_TYPE;
     slot->swap(root);
@@ -280,7 +280,7 @@ Fcodes DataSets::getComponentSize(const std::string& dataset, const std::string&
 {
     const std::lock_guard guard(*this);
     const Json::Value* instances =
-        member(findComponent(mDataSets, dataset, component), "instances");
+        member(findComponent(mDataSets->get(), dataset, component), "instances");
     if (instances == nullptr)
         return FC_NO_SUCH_NAME;
     size = static_cast<int>(instances->size());

@@ -17,10 +17,12 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <pthread.h>
 #include <shared_mutex>
 
+class CommittedTree;
 class InstanceFilter;
 class InstanceRef;
 struct ParamRef;
@@ -233,9 +235,9 @@ private:
     void commitInstance(const std::string& dataset, const std::string& component,
                         const InstanceRef& instance, const Json::Value& copy);
 
-    Json::Value mDataSets;           // committed documents, by dataset name
-    Json::Value mChanges;            // working copies, of the same shape
-    pthread_mutex_t mMutex;          // recursive; guards both trees and the two below
+    std::unique_ptr<CommittedTree> mDataSets; // committed documents, by dataset name
+    Json::Value mChanges;                     // working copies, of the same shape
+    pthread_mutex_t mMutex;                   // recursive; guards both trees and the two below
     std::shared_mutex mChangesMutex; // taken after mMutex to change mChanges; alone by isChanged…()
     std::uint64_t mLastSnapshot = 0; // numbers the copies that are made to be stored
     std::size_t mLongestText = 0;    // of a document read or stored, in bytes

@@ -2,7 +2,7 @@
 
 #include "DataSets.h"
 #include "DbgLine.h"
-#include "store/InstanceRef.h"
+#include "store/CommittedTree.h"
 
 #include <mutex>
 #include <shared_mutex>
@@ -18,7 +18,7 @@ void DataSets::touchDataSet(const std::string& dataset)
 {
     const std::lock_guard guard(*this);
     const std::unique_lock changesGuard(mChangesMutex);
-    if (const Json::Value* committed = member(&mDataSets, dataset))
+    if (const Json::Value* committed = member(&mDataSets->get(), dataset))
         mChanges[dataset] = *committed;
 }
 
@@ -32,7 +32,7 @@ void DataSets::untouchDataSet(const std::string& dataset)
 void DataSets::touchComponent(const std::string& dataset, const std::string& component)
 {
     const std::lock_guard guard(*this);
-    const Json::Value* committed = findComponent(mDataSets, dataset, component);
+    const Json::Value* committed = findComponent(mDataSets->get(), dataset, component);
     if (committed == nullptr)
         return;
     const std::unique_lock changesGuard(mChangesMutex);
@@ -150,7 +150,7 @@ void DataSets::commitInstance(const std::string& dataset, const std::string& com
     if (!copy.isObject() || copy.empty())
         return;
     Json::Value* committed =
-        instance.findOrCreate(findOrCreateComponent(mDataSets, dataset, component));
+        instance.findOrCreate(findOrCreateComponent(mDataSets->grow(), dataset, component));
     for (auto it = copy.begin(); it != copy.end(); ++it) {
         Json::Value* value = findOrCreateMember(committed, it.name());
         if (value == nullptr) {

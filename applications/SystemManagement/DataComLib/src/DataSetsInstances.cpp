@@ -3,8 +3,8 @@
 
 #include "DataSets.h"
 #include "DbgLine.h"
+#include "store/CommittedTree.h"
 #include "store/InstanceFilter.h"
-#include "store/InstanceRef.h"
 #include "store/PropertyRule.h"
 
 namespace
@@ -52,7 +52,7 @@ Fcodes DataSets::addInstance(const std::string& dataset, const std::string& comp
                              const std::string& key)
 {
     const std::lock_guard guard(*this);
-    Json::Value* found = findComponent(mDataSets, dataset, component);
+    Json::Value* found = findComponent(mDataSets->grow(), dataset, component);
     if (found == nullptr) {
         DBG_LOG(SEV_ERROR) << "addInstance: No such name dataset=" << dataset
                            << " comp=" << component;
@@ -73,7 +73,7 @@ Fcodes DataSets::appendInstance(const std::string& dataset, const std::string& c
                                 int& index)
 {
     const std::lock_guard guard(*this);
-    Json::Value* found = findComponent(mDataSets, dataset, component);
+    Json::Value* found = findComponent(mDataSets->grow(), dataset, component);
     if (found == nullptr)
         return FC_NO_SUCH_NAME;
     Json::Value* instances = findOrCreateMember(found, "instances");
@@ -91,7 +91,7 @@ Fcodes DataSets::appendInstance(const std::string& dataset, const std::string& c
 Fcodes DataSets::removeInstance(const std::string& dataset, const std::string& component, int index)
 {
     const std::lock_guard guard(*this);
-    Json::Value* found = findComponent(mDataSets, dataset, component);
+    Json::Value* found = findComponent(mDataSets->reshape(), dataset, component);
     if (InstanceRef(index).find(found) == nullptr)
         return FC_NO_SUCH_NAME;
     Json::Value& instances = *member(found, "instances");
@@ -106,7 +106,7 @@ Fcodes DataSets::removeInstance(const std::string& dataset, const std::string& c
                                 const std::string& key)
 {
     const std::lock_guard guard(*this);
-    Json::Value* found = findComponent(mDataSets, dataset, component);
+    Json::Value* found = findComponent(mDataSets->reshape(), dataset, component);
     if (found == nullptr) {
         DBG_LOG(SEV_ERROR) << "removeInstance: No such name dataset=" << dataset
                            << " comp=" << component;
@@ -127,7 +127,7 @@ Fcodes DataSets::removeInstance(const std::string& dataset, const std::string& c
 Fcodes DataSets::clearComponent(const std::string& dataset, const std::string& component)
 {
     const std::lock_guard guard(*this);
-    Json::Value* found = findComponent(mDataSets, dataset, component);
+    Json::Value* found = findComponent(mDataSets->reshape(), dataset, component);
     if (found == nullptr) {
         DBG_LOG(SEV_ERROR) << "clearComponent: No such name dataset=" << dataset
                            << " comp=" << component;
@@ -142,16 +142,14 @@ bool DataSets::hasInstance(const std::string& dataset, const std::string& compon
                            const std::string& key)
 {
     const std::lock_guard guard(*this);
-    const Json::Value* instance =
-        InstanceRef(key).find(findComponent(mDataSets, dataset, component));
+    const Json::Value* instance = mDataSets->find(dataset, component, InstanceRef(key));
     return instance != nullptr && (key.empty() ? instance->isObject() : !instance->isNull());
 }
 
 bool DataSets::hasInstance(const std::string& dataset, const std::string& component, int index)
 {
     const std::lock_guard guard(*this);
-    const Json::Value* instance =
-        InstanceRef(index).find(findComponent(mDataSets, dataset, component));
+    const Json::Value* instance = mDataSets->find(dataset, component, InstanceRef(index));
     return instance != nullptr && !instance->isNull();
 }
 
@@ -160,7 +158,7 @@ Fcodes DataSets::getProperties(const std::string& dataset, const std::string& co
 {
     const std::lock_guard guard(*this);
     const Json::Value* properties =
-        member(findComponent(mDataSets, dataset, component), "properties");
+        member(findComponent(mDataSets->get(), dataset, component), "properties");
     if (properties == nullptr || !(properties->isObject() || properties->isNull()))
         return FC_NO_SUCH_NAME;
     names = properties->getMemberNames();
@@ -172,7 +170,7 @@ Fcodes DataSets::getInstances(const std::string& dataset, const std::string& com
 {
     const std::lock_guard guard(*this);
     const bool any = forEachInstance(
-        findComponent(mDataSets, dataset, component),
+        findComponent(mDataSets->get(), dataset, component),
         [&names](const std::string& text, const Json::Value&) { names.push_back(text); });
     return any ? FC_OK : FC_NO_SUCH_NAME;
 }
@@ -202,7 +200,7 @@ std::vector<std::string> DataSets::findInstances(const std::string& dataset,
 {
     const std::lock_guard guard(*this);
     std::vector<std::string> found;
-    forEachInstance(findComponent(mDataSets, dataset, component),
+    forEachInstance(findComponent(mDataSets->get(), dataset, component),
                     [&](const std::string& text, const Json::Value& instance) {
                         if (filter.selects(member(&instance, property)))
                             found.push_back(text);
@@ -218,7 +216,7 @@ std::vector<std::string> DataSets::getInstancesByKey(const std::string& dataset,
     const InstanceFilter filter(condition, operand);
     const std::lock_guard guard(*this);
     std::vector<std::string> found;
-    forEachInstance(findComponent(mDataSets, dataset, component),
+    forEachInstance(findComponent(mDataSets->get(), dataset, component),
                     [&](const std::string& text, const Json::Value&) {
                         if (filter.selectsText(text))
                             found.push_back(text);
@@ -233,7 +231,7 @@ Fcodes DataSets::getComponentProperty(const std::string& dataset, const std::str
 {
     const std::lock_guard guard(*this);
     const Json::Value* definition =
-        member(member(findComponent(mDataSets, dataset, component), "properties"), property);
+        member(member(findComponent(mDataSets->get(), dataset, component), "properties"), property);
     if (definition == nullptr)
         return FC_NO_SUCH_NAME;
     access = textOf(member(definition, "access"));
@@ -252,9 +250,9 @@ Fcodes DataSets::getComponentPropertyDefault(const std::string& dataset,
                                              const std::string& property, std::string& defaultValue)
 {
     const std::lock_guard guard(*this);
-    const Json::Value* value =
-        member(member(member(findComponent(mDataSets, dataset, component), "properties"), property),
-               "default");
+    const Json::Value* value = member(
+        member(member(findComponent(mDataSets->get(), dataset, component), "properties"), property),
+        "default");
     if (value == nullptr)
         return FC_NO_SUCH_NAME;
     defaultValue = textOf(value);

@@ -3,7 +3,7 @@
 
 #include "DataSets.h"
 #include "DbgLine.h"
-#include "store/InstanceRef.h"
+#include "store/CommittedTree.h"
 #include "store/PropertyRule.h"
 
 #include <json/writer.h>
@@ -17,6 +17,22 @@ constexpr Json::ValueType jsonTypeOf(int) { return Json::intValue; }
 constexpr Json::ValueType jsonTypeOf(bool) { return Json::booleanValue; }
 Json::ValueType jsonTypeOf(const std::string&) { return Json::stringValue; }
 
+template <typename Value>
+void read(const Json::Value& current, Value& value)
+{
+    value = current.as<Value>();
+}
+
+void read(const Json::Value& current, std::string& value)
+{
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    if (current.isString() && current.getString(&begin, &end))
+        value.assign(begin, end); // into what it has
+    else
+        value = current.asString();
+}
+
 } // namespace
 
 template <typename Value>
@@ -28,7 +44,7 @@ Fcodes DataSets::convert(const char* prefix, const ParamRef& at, const Json::Val
                            << " param=" << at.property << " ind=" << at.instance << " wrong type.";
         return FC_WRONG_TYPE;
     }
-    value = current.as<Value>();
+    read(current, value);
     return FC_OK;
 }
 
@@ -36,7 +52,7 @@ template <typename Value>
 Fcodes DataSets::readParam(const char* prefix, const ParamRef& at, Value& value)
 {
     const std::lock_guard guard(*this);
-    const Json::Value* current = at.find(mDataSets);
+    const Json::Value* current = mDataSets->find(at);
     if (current == nullptr) {
         DBG_LOG(SEV_WARN) << prefix << at.dataset << " comp=" << at.component
                           << " param=" << at.property << " ind=" << at.instance << " No such name.";
@@ -58,7 +74,7 @@ template <typename Value>
 Fcodes DataSets::writeParam(const WriteOperation& operation, const ParamRef& at, const Value& value)
 {
     const std::lock_guard guard(*this);
-    Json::Value* component = findComponent(mDataSets, at.dataset, at.component);
+    Json::Value* component = findComponent(mDataSets->grow(), at.dataset, at.component);
     Json::Value* current = member(at.instance.find(component), at.property);
     if (current == nullptr)
         return logMissing(operation, at, value);

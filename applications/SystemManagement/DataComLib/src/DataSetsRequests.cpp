@@ -2,6 +2,7 @@
 
 #include "DataSets.h"
 #include "DbgLine.h"
+#include "store/CommittedTree.h"
 #include "store/NamesFetch.h"
 #include "store/ParamsReader.h"
 #include "store/ParamsWriter.h"
@@ -42,7 +43,7 @@ Fcodes DataSets::setParams(const Json::Value& request, Json::Value& reply)
     const std::lock_guard guard(*this);
     return answerRequest("setParams: Exc: Couldn't set request parameters=", request, reply,
                          [&](Json::Value&) {
-                             ParamsWriter writer(mDataSets, mChanges, request);
+                             ParamsWriter writer(mDataSets->get(), mChanges, request);
                              const Fcodes result = writer.check();
                              if (result == FC_OK) {
                                  const std::unique_lock changesGuard(mChangesMutex);
@@ -55,9 +56,10 @@ Fcodes DataSets::setParams(const Json::Value& request, Json::Value& reply)
 Fcodes DataSets::getParams(const Json::Value& request, Json::Value& reply)
 {
     const std::lock_guard guard(*this);
-    return answerRequest(
-        "getParams: Exc: Couldn't get request parameters=", request, reply,
-        [&](Json::Value& answer) { return ParamsReader(*this, mDataSets, request, answer).run(); });
+    return answerRequest("getParams: Exc: Couldn't get request parameters=", request, reply,
+                         [&](Json::Value& answer) {
+                             return ParamsReader(*this, mDataSets->get(), request, answer).run();
+                         });
 }
 
 // Kept on purpose: log readers count on the word "set" in the two operations that fetch names.
@@ -68,7 +70,7 @@ Fcodes DataSets::fetchPropertyNames(const Json::Value& request, Json::Value& rep
     return answerRequest(
         "fetchPropertyNames: Exc: Couldn't set request parameters=", request, reply,
         [&](Json::Value& answer) {
-            return NamesFetch(NamesFetch::kPropertyNames, mDataSets, request, answer).run();
+            return NamesFetch(NamesFetch::kPropertyNames, mDataSets->grow(), request, answer).run();
         });
 }
 
@@ -78,6 +80,6 @@ Fcodes DataSets::fetchComponentKeys(const Json::Value& request, Json::Value& rep
     return answerRequest(
         "fetchComponentKeys: Exc: Couldn't set request parameters=", request, reply,
         [&](Json::Value& answer) {
-            return NamesFetch(NamesFetch::kComponentKeys, mDataSets, request, answer).run();
+            return NamesFetch(NamesFetch::kComponentKeys, mDataSets->grow(), request, answer).run();
         });
 }
