@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <concepts>
+#include <system_error>
+#include <type_traits>
 
 namespace
 {
@@ -52,9 +54,9 @@ public:
     void field(Number& value)
     {
         const std::string_view text = next();
-        long long number = 0;
-        const auto end = text.data() + text.size();
-        mGood = mGood && std::from_chars(text.data(), end, number).ptr == end && !text.empty();
+        std::conditional_t<std::same_as<Number, bool>, int, Number> number = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+        mGood = mGood && error == std::errc() && end == text.data() + text.size();
         value = static_cast<Number>(number);
     }
 
