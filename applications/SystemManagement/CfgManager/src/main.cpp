@@ -84,6 +84,7 @@ void serve(const Options& options)
         writeStartFile(*options.startFile);
 
     manager.init();
+    malloc_trim(0); // what only the start needed
     while (pause() == -1 && errno == EINTR) {
     }
 }

@@ -74,11 +74,11 @@ template <typename Value>
 Fcodes DataSets::writeParam(const WriteOperation& operation, const ParamRef& at, const Value& value)
 {
     const std::lock_guard guard(*this);
-    Json::Value* component = findComponent(mDataSets->grow(), at.dataset, at.component);
-    Json::Value* current = member(at.instance.find(component), at.property);
+    Json::Value* current = mDataSets->findToOverwrite(at);
     if (current == nullptr)
         return logMissing(operation, at, value);
 
+    const Json::Value* component = findComponent(mDataSets->get(), at.dataset, at.component);
     const PropertyRule rule(member(member(component, "properties"), at.property));
     Json::Value converted;
     if (const Fcodes result = rule.accept(value, *current, converted); result != FC_OK) {

@@ -9,32 +9,31 @@ Json::Value& CommittedTree::reshape()
 const Json::Value* CommittedTree::find(const std::string& dataset, const std::string& component,
                                        const InstanceRef& instance)
 {
-    const bool isKeyed = !instance.byIndex() && !instance.key().empty();
-    if (const Json::Value* const known =
-            isKeyed ? remembered(dataset, component, instance.key()) : nullptr)
-        return known;
+    if (instance.byIndex() || instance.key().empty())
+        return instance.find(findComponent(mTree, dataset, component));
+
+    InstancePlaces* places = placesOf(dataset, component);
+    if (places != nullptr)
+        if (const Json::Value* const known = places->find(instance.key()))
+            return known;
 
     const Json::Value* const searched = findComponent(mTree, dataset, component);
     const Json::Value* const found = instance.find(searched);
-    if (!isKeyed || found == nullptr)
-        return found;
-    Places& places = mPlaces[dataset][component];
-    if (places.empty())
-        places.reserve(member(searched, "instances")->size()); // else it would grow in large steps
-    places.emplace(instance.key(), found);
+    if (found == nullptr)
+        return nullptr;
+    if (places == nullptr)
+        places = &mPlaces[dataset]
+                      .try_emplace(component, member(searched, "instances")->size())
+                      .first->second;
+    places->add(instance.key(), *found);
     return found;
 }
 
-const Json::Value* CommittedTree::remembered(const std::string& dataset,
-                                             const std::string& component,
-                                             const std::string& key) const
+InstancePlaces* CommittedTree::placesOf(const std::string& dataset, const std::string& component)
 {
     const auto components = mPlaces.find(dataset);
     if (components == mPlaces.end())
         return nullptr;
     const auto places = components->second.find(component);
-    if (places == components->second.end())
-        return nullptr;
-    const auto place = places->second.find(key);
-    return place == places->second.end() ? nullptr : place->second;
+    return places == components->second.end() ? nullptr : &places->second;
 }

@@ -5,11 +5,11 @@
 //
 // Not for several threads at once: the store's lock is held around it.
 
+#include "store/InstancePlaces.h"
 #include "store/InstanceRef.h"
 
 #include <map>
 #include <string>
-#include <unordered_map>
 
 class CommittedTree
 {
@@ -30,14 +30,14 @@ public:
         return member(find(at.dataset, at.component, at.instance), at.property);
     }
 
-private:
-    using Places = std::unordered_map<std::string, const Json::Value*>;
+    /// The same value, to be overwritten in its place.
+    Json::Value* findToOverwrite(const ParamRef& at) { return const_cast<Json::Value*>(find(at)); }
 
-    const Json::Value* remembered(const std::string& dataset, const std::string& component,
-                                  const std::string& key) const;
+private:
+    InstancePlaces* placesOf(const std::string& dataset, const std::string& component);
 
     Json::Value mTree;
 
-    /// Of the instances that have been asked for: by dataset, component and key.
-    std::map<std::string, std::map<std::string, Places>> mPlaces;
+    /// Of the instances that have been asked for: by dataset and component.
+    std::map<std::string, std::map<std::string, InstancePlaces>> mPlaces;
 };
