@@ -7,8 +7,11 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <future>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace
@@ -79,12 +82,49 @@ TEST(CfgFilesTest, MovesNothingThatCouldHoldTheMoveUpAndKnowsOneThatIsUnderWay)
     signal(SIGIO, SIG_IGN); // that somebody wants the file
     for (const std::string path : {"/proc/version", "/data/.cfg_changes/journal", "/tmp/leased"})
         EXPECT_FALSE(importMove(path, "name").isAllowed()) << path;
-    {
-        const Descriptor move(open(kCfgDir, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        ASSERT_EQ(0, flock(move.get(), LOCK_SH));
-        EXPECT_FALSE(waitForMoves(std::chrono::milliseconds(20)));
-    }
+
+    // Of a stranger's lock nobody takes notice; where records can be kept is nobody else's.
+    const Descriptor stranger(open(kCfgDir, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(0, flock(stranger.get(), LOCK_EX));
+    ASSERT_EQ(0, chmod(kChangesBeside, 0700));
+    writeFile("/tmp/moved", "x");
+    FileMove move = importMove("/tmp/moved", "name");
+    move.command = "sleep 0.5; " + move.command;
+    std::time_t modified = 0;
+    auto moving = std::async(std::launch::async, [&] { return move.run(modified); });
+    const Descriptor late(open("/tmp/moved", O_RDWR | O_CLOEXEC));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(-1, fcntl(late.get(), F_SETLEASE, F_WRLCK)) << "a lease taken after the look";
+    EXPECT_FALSE(waitForMoves(std::chrono::milliseconds(20)));
+    EXPECT_TRUE(moving.get());
     EXPECT_TRUE(waitForMoves(std::chrono::milliseconds(20)));
+}
+
+TEST(CfgFilesTest, AMoveCountsWhenTheFileHasArrivedWholeAndIsNoOther)
+{
+    std::filesystem::create_directories(kCfgDir);
+    writeFile("/tmp/stranger", "other");
+    const std::string to = configurationPath("name");
+    const struct {
+        const char* command;
+        bool arrives;
+    } cases[] = {
+        {"echo more >>/tmp/file; mv -f /tmp/file ", true}, // its writer is not done
+        {"cp /tmp/file /data/cfg/name; rm /tmp/file; echo more >>", true},
+        {"cp /tmp/file ", true}, // the source may not be deleted
+        {"head -c 1 /tmp/file >", false},
+        {"rm /tmp/file; ln -s /tmp/stranger ", false},
+        {"rm /tmp/file; mkdir ", false},
+        {": ", false},
+    };
+    for (const auto& [command, arrives] : cases) {
+        writeFile("/tmp/file", "whole");
+        FileMove move = importMove("/tmp/file", "name");
+        move.command = command + to;
+        std::time_t modified = 0;
+        EXPECT_EQ(arrives, move.run(modified)) << move.command;
+        std::filesystem::remove(to);
+    }
 }
 
 } // namespace

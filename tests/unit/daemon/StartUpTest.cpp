@@ -101,6 +101,16 @@ TEST_F(StartUpTest, UnreadableCatalogueIsReplacedAndTheFilesComeBackAsRows)
     EXPECT_THAT(readFile(copy), testing::EndsWith("\"comp"));
 }
 
+TEST_F(StartUpTest, WhatIsNotThisCatalogueIsKeptAsideAndTheFactorysServes)
+{
+    const std::string other = R"({"dataset":"DeviceDataSet","components":{}})";
+    writeFile("/data/cfg/a", "channels");
+    writeFile(kStoredCatalogue, other);
+    mManager.init();
+    EXPECT_EQ(other, readFile(kDamagedCatalogue));
+    EXPECT_THAT(catalogue(), ElementsAre(StartsWith("a="), "starts "));
+}
+
 TEST_F(StartUpTest, MissingFileRemovesItsRowAndThoseMatchedBeforeIt)
 {
     placeCatalogue({"a", "b", "c", "d", "e"});

@@ -117,8 +117,7 @@ void CatalogueChange::confirmAnswer()
 /// of the file that was to be moved.
 void CatalogueChange::removeArrived(const std::string& path) const
 {
-    std::time_t modified = 0;
-    if (!findRegularFile(path, modified))
+    if (!isRegularFile(path))
         putAside(path, kObstacle);
     else if (stampOf(mRecord.file) == mRecord.moved)
         unlink(path.c_str());

@@ -79,7 +79,7 @@ CatalogueStore::Identity CatalogueStore::identify()
     if (stat(kStoredCatalogue.c_str(), &info) == -1)
         return {};
     return {info.st_dev, info.st_ino, info.st_size,
-            info.st_ctim.tv_sec * 1000000000L + info.st_ctim.tv_nsec};
+            info.st_mtim.tv_sec * 1000000000L + info.st_mtim.tv_nsec}; // not for a link or a mode
 }
 
 void CatalogueStore::startThread()
@@ -93,9 +93,12 @@ void CatalogueStore::startThread()
     }
     try {
         std::thread(&CatalogueStore::work, this).detach();
-    } catch (const std::system_error&) {
+    } catch (const std::system_error& error) {
+        DBG_LOG(SEV_ERROR) << "storeCatalogue: Couldn't start a thread, tried again with the next"
+                              " change errno="
+                           << error.code().value();
         const std::lock_guard guard(mMutex);
-        mHasThread = false; // the next need tries again
+        mHasThread = false;
     }
 }
 

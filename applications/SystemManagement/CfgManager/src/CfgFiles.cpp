@@ -147,6 +147,12 @@ bool findRegularFile(const std::string& path, std::time_t& modified)
     return true;
 }
 
+bool isRegularFile(const std::string& path)
+{
+    struct stat info;
+    return look(path, info) && S_ISREG(info.st_mode);
+}
+
 std::string bootId()
 {
     std::string id;
@@ -189,12 +195,12 @@ bool copyWhole(const std::string& path, const std::string& target)
     return !error;
 }
 
-std::string putAside(const std::string& path, const std::string& target)
+std::string putAside(const std::string& path, const std::string& target, bool linkStays)
 {
     struct stat info;
-    if (!lookBehindLinks(path, info)) // a link whose target is not mounted yet stays
+    if (linkStays && !lookBehindLinks(path, info)) // its target is not mounted yet
         return "";
-    const bool isLink = look(path, info) && S_ISLNK(info.st_mode);
+    const bool isLink = linkStays && look(path, info) && S_ISLNK(info.st_mode);
     std::string aside = target;
     for (char number = '2'; number <= '9' && pathExists(aside); ++number)
         aside = target + '.' + number;
@@ -207,8 +213,13 @@ std::string putAside(const std::string& path, const std::string& target)
 namespace
 {
 
+int openToRead(const std::string& path)
+{
+    return open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW);
+}
+
 /// False for what would hold a copy up, like the kernel's own log or a file that another process
-/// has a lease on, and for the records of changes.
+/// has a lease on, and for the records of changes and the suite's settings.
 bool canBeRead(const std::string& path)
 {
     struct statfs info;
@@ -219,14 +230,28 @@ bool canBeRead(const std::string& path)
                 return false;
     std::error_code noPath;
     const auto directory = std::filesystem::canonical(path, noPath).parent_path();
-    if (directory == kChangesBeside || directory == kChangesInside)
+    if (directory == kChangesBeside || directory == kChangesInside ||
+        directory == std::filesystem::path(kPolicyFile).parent_path())
         return false;
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW));
+    const Descriptor file(openToRead(path));
     return file.isOpen() || errno != EWOULDBLOCK;
 }
 
-/// Held by a move under way, also when it outlives the daemon that has begun it.
-int openMoveLock(int flags) { return open(kCfgDir, O_RDONLY | O_DIRECTORY | flags); }
+/// Held by a move under way, also when it outlives the daemon that has begun it: the directory of
+/// the records, of which each such move has one. Nobody else can open that, and so lock it.
+int openMoveLock(int flags)
+{
+    for (const char* const place : {kChangesBeside, kChangesInside}) {
+        const int lock = open(place, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | flags);
+        struct stat info;
+        if (lock != -1 && fstat(lock, &info) == 0 && info.st_uid == geteuid() &&
+            (info.st_mode & (S_IRWXG | S_IRWXO)) == 0)
+            return lock;
+        if (lock != -1)
+            close(lock);
+    }
+    return -1;
+}
 
 } // namespace
 
@@ -258,21 +283,33 @@ bool FileMove::isAllowed() const
 
 bool FileMove::run(std::time_t& modified) const
 {
+    if (!isAllowed())
+        return false;
+    // A file that is held open gets no lease any more, which would hold the command up.
+    const Descriptor held(mayMoveLinks ? -1 : openToRead(from));
+    if (!held.isOpen() && !mayMoveLinks && errno == EWOULDBLOCK)
+        return false;
     const auto moved = stampOf(from);
+    const Identity source(from);
     const Identity before(to);
-    const bool inPlace = before.isSameFile(Identity(from));
     syncFile(from); // its name must not reach the disk before its bytes
     {
         const Descriptor lock(openMoveLock(0)); // the command inherits it
         if (lock.isOpen())
-            flock(lock.get(), LOCK_SH);
+            flock(lock.get(), LOCK_SH | LOCK_NB);
         std::ignore = std::system(command.c_str()); // the files tell whether it worked
     }
-    if (!findRegularFile(to, modified) || !(inPlace || Identity(to) != before))
+    struct stat info;
+    if (!look(to, info) || !(S_ISREG(info.st_mode) || mayMoveLinks) ||
+        !findRegularFile(to, modified))
         return false;
-    const auto arrived = stampOf(to);
-    if (!moved || !arrived || arrived->size != moved->size)
-        return false; // a copy to another file system that was cut off
+    const Identity arrived(info);
+    if (!before.isSameFile(source) && arrived == before)
+        return false;
+    // A copy to another file system was cut off when it is shorter and the source still there.
+    if (!arrived.isSameFile(source) && Identity(from).isSameFile(source) &&
+        (!moved || info.st_size != moved->size))
+        return false;
     syncFile(to);
     syncFile(kCfgDir); // a row must not be there before its file
     return true;

@@ -33,6 +33,9 @@ bool pathExists(const std::string& path);
 /// True when a regular file, or a link to one, stands at `path`; `modified` is then its time.
 bool findRegularFile(const std::string& path, std::time_t& modified);
 
+/// True when a regular file itself stands at `path`.
+bool isRegularFile(const std::string& path);
+
 /// What stays of a file when it is moved, also to another file system: its size in bytes, and when
 /// it was last changed, in seconds.
 struct FileStamp {
@@ -59,9 +62,10 @@ void syncFile(const std::string& path);
 bool copyWhole(const std::string& path, const std::string& target);
 
 /// Moves what stands at `path` out of the way: to `target`, or `target` with ".2" to ".9" behind it
-/// where that is taken; the last one is replaced. A file that cannot be moved there is copied. The
-/// path it has got; "" when there is nothing at `path` or no way to keep it.
-std::string putAside(const std::string& path, const std::string& target);
+/// where that is taken; the last one is replaced. A file that cannot be moved there is copied; with
+/// `linkStays` so is what a link leads to. The path it has got; "" when there is nothing at `path`
+/// or no way to keep it.
+std::string putAside(const std::string& path, const std::string& target, bool linkStays = false);
 
 /// Returns when no move of an earlier run of the daemon is under way; false when one still is after
 /// the limit.
@@ -75,14 +79,15 @@ struct FileMove {
     std::string command;
 
     /// True when there is something to move, which the command would move to `to` and nowhere else:
-    /// an import takes a regular file that is stored on a disk and can be read at once, a rename
-    /// what the scan takes for a configuration, and at the target there may be a file or link, but
-    /// nothing else.
+    /// an import takes a regular file that is stored on a disk and can be read at once, and none of
+    /// the suite's own, a rename what the scan takes for a configuration, and at the target there
+    /// may be a file or link, but nothing else.
     bool isAllowed() const;
 
-    /// Runs the command, waits for its end and until the file is on the disk. True when it has
-    /// arrived whole, or is the one that was there already; an older file of that name, which the
-    /// move has left alone, does not count. `modified` is the time of the file that arrived.
+    /// Where it is allowed, runs the command, waits for its end and until the file is on the disk.
+    /// True when it has arrived whole, or is the one that was there already; an older file of that
+    /// name, which the move has left alone, does not count, nor for an import what was put in the
+    /// place of the file meanwhile. `modified` is the time of the file that arrived.
     bool run(std::time_t& modified) const;
 
     bool mayMoveLinks = false;

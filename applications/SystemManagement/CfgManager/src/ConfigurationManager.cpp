@@ -329,7 +329,7 @@ Fcodes ConfigurationManager::importConfiguration(const std::string& command)
     std::time_t modified = 0;
     CatalogueChange change =
         CatalogueChange::import(catalogue(), name, source, description, becomesAutoStart);
-    if (!move.isAllowed() || !move.run(modified)) {
+    if (!move.run(modified)) {
         DBG_LOG(SEV_ERROR) << "importConfiguration: Couldn't stat filename=" << move.to;
         change.abandon();
         return FC_UNAVAILABLE;
@@ -397,7 +397,7 @@ Fcodes ConfigurationManager::moveConfiguration(const std::string& name, const st
     bool moved = false;
     if (isInCfgDir(file)) {
         DBG_LOG(SEV_INFO) << "renameConfiguration: command=" << move.command;
-        moved = move.isAllowed() && move.run(modified);
+        moved = move.run(modified);
     }
     if (!moved) {
         DBG_LOG(SEV_ERROR) << "renameConfiguration: Couldn't stat filename=" << move.to;

@@ -27,17 +27,19 @@ CatalogueSource ConfigurationsTable::load(std::string& copy)
         std::ignore = std::system((std::string("rm -rf ") + kCfgDir + "/*").c_str());
 
     // No result is looked at: without a catalogue the daemon serves what it can.
-    const bool isStored = mHolder.loadDataSet(kStoredCatalogue) == FC_OK;
+    bool isStored = mHolder.loadDataSet(kStoredCatalogue) == FC_OK;
     if (isStored) {
         constexpr char kDefaults[] = "Default Dataset";
-        mHolder.loadDataSet(kDefaults, kFactoryCatalogue);
-        mHolder.updateDataSet(kCfgDataSet, kDefaults, false, true, false);
+        const bool isFactoryThere = mHolder.loadDataSet(kDefaults, kFactoryCatalogue) == FC_OK;
+        const Fcodes result = mHolder.updateDataSet(kCfgDataSet, kDefaults, false, true, false);
         mHolder.deleteDataSet(kDefaults);
-    } else {
-        copy = putAside(kStoredCatalogue, kDamagedCatalogue);
+        isStored = !isFactoryThere || result != FC_NO_SUCH_NAME; // some other data set's file
+    }
+    if (!isStored) {
+        copy = putAside(kStoredCatalogue, kDamagedCatalogue, true);
         if (copy.empty() && access(kStoredCatalogue.c_str(), F_OK) == 0) {
             mkdir(kChangesInside, 0700);
-            copy = putAside(kStoredCatalogue, std::string(kChangesInside) + "/damaged");
+            copy = putAside(kStoredCatalogue, std::string(kChangesInside) + "/damaged", true);
         }
         mHolder.loadDataSet(kFactoryCatalogue);
     }

@@ -5,6 +5,7 @@
 #include "DbgPrintClient.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <malloc.h>
@@ -94,6 +95,9 @@ void serve(const Options& options)
 int main(int argc, char** argv)
 {
     const Options options = parse(argc, argv);
+
+    // A catalogue larger than the system allows a file to be is a store that fails, not the end.
+    std::signal(SIGXFSZ, SIG_IGN);
 
     // Texts of whole catalogues are large and short-lived: their memory goes back to the device at
     // once, and is not kept for the next one.

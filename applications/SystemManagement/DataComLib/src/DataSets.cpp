@@ -9,6 +9,7 @@
 #include "store/DocumentText.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <iostream>
 #include <json/reader.h>
 #include <stdexcept>
@@ -156,7 +157,9 @@ Fcodes DataSets::storeDataSet(const std::string& dataset, const std::string& pat
     if (number < stored.number)
         return FC_OK; // the file already holds a later state
     const auto [error, inPlace] =
-        replaceFileAtomically(path, [&copy](std::ostream& file) { file << copy; });
+        copy.size() > static_cast<std::size_t>(kLargestFile)
+            ? FileWrite{.error = EFBIG} // no load would take it
+            : replaceFileAtomically(path, [&copy](std::ostream& file) { file << copy; });
     if (inPlace != 0)
         DBG_LOG(SEV_ERROR) << "storeDataSet: Written in place file=" << path
                            << " errno=" << inPlace;

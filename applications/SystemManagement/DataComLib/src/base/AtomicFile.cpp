@@ -423,6 +423,8 @@ FileWrite replaceFileAtomically(const std::string& path, const Write& write)
         result.inPlace = 0;
     if (result.inPlace != 0)
         result.error = writeInPlace(target.path, write);
+    if (result.error == EROFS)
+        result.inPlace = 0; // not even that was possible
     return result;
 }
 
