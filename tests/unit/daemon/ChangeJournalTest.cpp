@@ -3,6 +3,7 @@
 #include "ChangeJournal.h"
 #include "CfgPaths.h"
 #include "Device.h"
+#include "SavedCatalogue.h"
 #include "ScriptedPeer.h"
 
 #include <filesystem>
@@ -116,6 +117,48 @@ TEST(ChangeJournalTest, OfANewSaveThatThePowerCutOffNothingIsLeft)
         EXPECT_EQ(*boot == 0, stored.find("/data/cfg/b") != std::string::npos);
         EXPECT_NE(std::string::npos, stored.find("/data/cfg/a"));
     }
+}
+
+TEST(ChangeJournalTest, ACutOffCopyOrADirectoryIsNotTakenForTheFileOfAnEarlierSave)
+{
+    Device device;
+    for (const bool isAnswered : {true, false})
+        for (const bool isImported : {true, false}) {
+            placeCatalogue({"a", "n", "z"}, isAnswered ? "a" : "n");
+            writeFile("/tmp/in/n", "the whole of it");
+            std::filesystem::remove_all("/data/cfg/n");
+            std::vector<ChangeRecord> records(1);
+            ChangeRecord& save = records[0];
+            save.name = "n";
+            save.answered = isAnswered;
+            save.autoStartBefore = "a";
+            save.autoStartAfter = "n";
+            if (isImported) {
+                writeFile("/data/cfg/n", "the");
+                ChangeRecord import = save;
+                import.kind = ChangeRecord::Kind::IMPORT;
+                import.number = 1;
+                import.file = "/tmp/in/n";
+                import.boot = kNoOneReplaced;
+                import.moved = *stampOf(import.file);
+                import.before = CatalogueRow{{ "File Name", "/data/cfg/n" }};
+                import.after = CatalogueRow{{ "Description", "" }};
+                records.push_back(import);
+            } else if (!isAnswered) {
+                std::filesystem::create_directory("/data/cfg/n");
+            }
+            writeFile(std::string(kChangesBeside) + "/journal", journalHalf(1, toText(records)));
+            std::filesystem::permissions(kChangesBeside, std::filesystem::perms::owner_all);
+            device.start("CfgManager", {"-v", "5"});
+            device.cut("CfgManager");
+            EXPECT_FALSE(std::filesystem::is_regular_file("/data/cfg/n"));
+            EXPECT_EQ("the whole of it", readFile("/tmp/in/n"));
+            std::filesystem::remove_all("/data/cfg/n");
+            const Catalogue found = storedCatalogue();
+            EXPECT_EQ("a", found.autoStart);
+            EXPECT_THAT(found.rows, testing::SizeIs(2)) << describe(found, {});
+            EXPECT_EQ("kept", found.rows.at("a").first);
+        }
 }
 
 TEST(ChangeJournalTest, AChangeThatHasEndedIsSettledNeitherAloneNorUnderALaterOne)

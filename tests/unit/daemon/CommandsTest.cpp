@@ -115,6 +115,47 @@ TEST_F(CommandsTest, SaveThatFailsOverAConfigurationPutsItBackWithTheCodeAndNoMo
     EXPECT_THAT(readFile(kStoredCatalogue), HasSubstr("kept"));
 }
 
+TEST_F(CommandsTest, TheAutoStartOfAFailedSaveIsNotTakenOverByALaterChangeOfItsName)
+{
+    startWith({"b", "c", "17"});
+    writeFile("/tmp/in/a", "imported");
+    std::filesystem::create_directory("/data/cfg/18"); // no file of the save either
+    const std::tuple<std::string, std::function<Fcodes()>, std::string> table[] = {
+        {"a",
+         [&] {
+             return run("SAVE_CFG", {{"Name", "a"}});
+         },
+         "b"},
+        {"d", [&] { return remove("d"); }, "b"},
+        {"18", [&] { return deleteRow(18); }, "b"},
+        {"e", [&] { return rename("b", "e"); }, "e"},
+        {"f",
+         [&] {
+             return run("SAVE_CFG", {{"Name", "f"}, {"AutoStart", "true"}});
+         },
+         "f"},
+        {"g", [&] { return rename("c", "g"); }, "f"},
+        {"h",
+         [&] {
+             remove("f");
+             return run("SAVE_CFG", {{"Name", "h"}});
+         },
+         ""},
+    };
+    setAutoStart("b", "true");
+    for (const auto& [name, later, expected] : table) {
+        mManager.writesFile = false;
+        mManager.channelsResult = FC_ACCESS_DENIED;
+        for (int tries = 0; tries < 2; ++tries)
+            run("SAVE_CFG", {{"Name", name}, {"AutoStart", "true"}});
+        EXPECT_EQ("starts " + name, catalogue().back());
+        mManager.writesFile = true;
+        mManager.channelsResult = FC_OK;
+        EXPECT_EQ(FC_OK, later()) << name;
+        EXPECT_EQ("starts " + expected, catalogue().back()) << name;
+    }
+}
+
 TEST_F(CommandsTest, ValueThatIsPendingForARowGoesWithTheRow)
 {
     startWith({"12", "a", "b", "c"});

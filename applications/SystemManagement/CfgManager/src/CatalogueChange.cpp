@@ -37,13 +37,29 @@ void reportUnrecorded(const std::string& name, int error)
                            << " errno=" << error;
 }
 
+/// A save of a new name has failed, and another change now makes the name a configuration, or takes
+/// its row away: that one has not asked for the auto-start. On the disk before the change begins,
+/// which could be settled without the earlier one.
+void forgetFailedSave(ConfigurationsTable table, const std::string& name)
+{
+    const ChangeRecord failed = journal().findFailedSave(name);
+    std::string before;
+    std::string after;
+    table.readAutoStart(before);
+    putBackAutoStart(table, failed);
+    table.readAutoStart(after);
+    if (before == after)
+        return;
+    table.store();
+    if (!CatalogueStore::ofProcess().isOnDisk())
+        recordUnstored(table, 0, {name});
+}
+
 } // namespace
 
 CatalogueChange::CatalogueChange(ConfigurationsTable table, ChangeRecord record,
                                  const std::string& replaced)
-    : mTable(table), mRecord(std::move(record)),
-      mIsNewFile(mRecord.kind == ChangeRecord::Kind::IMPORT &&
-                 !pathExists(configurationPath(mRecord.name)))
+    : mTable(table), mRecord(std::move(record)), mIsNewFile(mRecord.boot == kNoOneReplaced)
 {
     const auto [number, error] = journal().begin(mRecord, replaced);
     mRecord.number = number;
@@ -54,6 +70,7 @@ CatalogueChange::CatalogueChange(ConfigurationsTable table, ChangeRecord record,
 CatalogueChange CatalogueChange::save(ConfigurationsTable table, const std::string& name,
                                       bool becomesAutoStart)
 {
+    forgetFailedSave(table, name);
     ChangeRecord record = recordOf(ChangeRecord::Kind::SAVE, table, name);
     const std::string replaced = isInCfgDir(record.file) ? record.file : "";
     record.boot = bootId();
@@ -67,10 +84,13 @@ CatalogueChange CatalogueChange::import(ConfigurationsTable table, const std::st
                                         const std::string& source, const std::string& description,
                                         bool becomesAutoStart)
 {
+    forgetFailedSave(table, name);
     ChangeRecord record = recordOf(ChangeRecord::Kind::IMPORT, table, name);
     record.file = source;
     record.moved = stampOf(source).value_or(FileStamp{});
     record.after = CatalogueRow{{"Description", description}};
+    if (!pathExists(configurationPath(name)))
+        record.boot = kNoOneReplaced;
     if (becomesAutoStart)
         record.autoStartAfter = name;
     return {table, std::move(record), configurationPath(name)};
@@ -80,6 +100,7 @@ CatalogueChange CatalogueChange::rename(ConfigurationsTable table, const std::st
                                         const std::string& newName, const std::string& file,
                                         const std::string& description)
 {
+    forgetFailedSave(table, newName);
     ChangeRecord record = recordOf(ChangeRecord::Kind::RENAME, table, name);
     record.newName = newName;
     record.file = file;
@@ -90,6 +111,7 @@ CatalogueChange CatalogueChange::rename(ConfigurationsTable table, const std::st
 
 CatalogueChange CatalogueChange::remove(ConfigurationsTable table, const std::string& name)
 {
+    forgetFailedSave(table, name);
     return {table, recordOf(ChangeRecord::Kind::REMOVE, table, name), ""};
 }
 

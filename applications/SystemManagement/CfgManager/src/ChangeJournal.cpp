@@ -55,6 +55,13 @@ bool writeAll(int file, std::string_view text, off_t offset)
 /// On the disk, or on a file system that has none.
 bool isSynced(int result) { return result == 0 || errno == EINVAL; }
 
+/// What else stands at its path has not come by a save.
+bool hasConfigurationFile(const std::string& name)
+{
+    std::time_t modified = 0;
+    return findRegularFile(configurationPath(name), modified);
+}
+
 bool syncDirectory(const std::string& path)
 {
     const Descriptor directory(
@@ -263,7 +270,7 @@ std::vector<std::string> ChangeJournal::supersede(ChangeRecord& record)
         }
         if (!isNewSave || record.name != earlier.name)
             return false;
-        if (access(configurationPath(earlier.name).c_str(), F_OK) == 0)
+        if (hasConfigurationFile(earlier.name))
             return true; // its file has come after all
         if (record.kind != earlier.kind)
             return false;
@@ -310,7 +317,7 @@ void ChangeJournal::end(std::uint64_t number)
             (earlier.concerns(change.name) || earlier.concerns(change.newName)))
             ended.push_back(earlier.number);
     mOver.insert(ended.begin(), ended.end());
-    const bool followed = followRename(change);
+    const bool followed = followAutoStart(change);
     if (ended.size() == 1 && !followed)
         drop(number);
     else
@@ -337,12 +344,13 @@ void ChangeJournal::dropOver()
     removeLinks(links);
 }
 
-/// An auto-start that is to come back goes along with its name.
-bool ChangeJournal::followRename(const ChangeRecord& change)
+/// An auto-start that is to come back goes along with its name, and with its configuration.
+bool ChangeJournal::followAutoStart(const ChangeRecord& change)
 {
     bool followed = false;
     for (ChangeRecord& other : mRecords) {
-        if (change.newName.empty() || other.autoStartBefore != change.name)
+        const bool isGone = !change.newName.empty() || change.kind == ChangeRecord::Kind::REMOVE;
+        if (!isGone || other.number == change.number || other.autoStartBefore != change.name)
             continue;
         other.autoStartBefore = change.newName;
         followed = true;
@@ -375,7 +383,7 @@ bool ChangeJournal::endUnstored(std::uint64_t number, const UnstoredRows& rows,
     }
     const auto change = std::ranges::find(mRecords, number, &ChangeRecord::number);
     if (change != mRecords.end())
-        followRename(ChangeRecord(*change));
+        followAutoStart(ChangeRecord(*change));
     if (number != 0)
         for (const ChangeRecord& earlier : mRecords)
             if (earlier.kind != ChangeRecord::Kind::UNSTORED && earlier.number <= number &&
@@ -421,6 +429,16 @@ ChangeRecord ChangeJournal::find(std::uint64_t number) const
     const std::lock_guard guard(mMutex);
     const auto found = std::ranges::find(mRecords, number, &ChangeRecord::number);
     return found == mRecords.end() ? ChangeRecord{} : *found;
+}
+
+ChangeRecord ChangeJournal::findFailedSave(const std::string& name) const
+{
+    const std::lock_guard guard(mMutex);
+    for (const ChangeRecord& record : mRecords)
+        if (record.kind == ChangeRecord::Kind::SAVE && record.name == name && !record.replaces() &&
+            !record.answered && !hasConfigurationFile(name))
+            return record;
+    return {};
 }
 
 std::chrono::milliseconds ChangeJournal::tidy()

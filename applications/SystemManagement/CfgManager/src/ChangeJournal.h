@@ -76,6 +76,10 @@ public:
     /// link may be moved away.
     ChangeRecord find(std::uint64_t number) const;
 
+    /// The save of a new name that has failed and has brought no file; one without a name when
+    /// there is none.
+    ChangeRecord findFailedSave(const std::string& name) const;
+
     /// Removes the directory when it has held nothing for a second. How long until it should be
     /// called again; zero when there is nothing to remove.
     std::chrono::milliseconds tidy();
@@ -91,7 +95,7 @@ private:
     bool makeDirectory();
     bool linkReplaced(ChangeRecord& record, const std::string& replaced);
     std::vector<std::string> supersede(ChangeRecord& record);
-    bool followRename(const ChangeRecord& change);
+    bool followAutoStart(const ChangeRecord& change);
     void drop(std::uint64_t number);
     void dropOver();
     void removeFiles();

@@ -16,6 +16,9 @@
 /// A row of the catalogue: its properties, each as text.
 using CatalogueRow = std::map<std::string, std::string>;
 
+/// In the record of an import: nothing stood in the place of its file.
+inline constexpr char kNoOneReplaced[] = "none";
+
 struct ChangeRecord {
     enum class Kind {
         SAVE,    ///< The file at `file` is deleted, the channel manager writes a new one.
@@ -32,6 +35,7 @@ struct ChangeRecord {
     std::string file;
     bool answered = false; ///< SAVE: the channel manager said OK, nothing is put back.
     std::string boot;      ///< SAVE: of the system, while the outcome is open, else "".
+                           ///< IMPORT: kNoOneReplaced, else "".
     std::string kept;      ///< Second link to the file that is replaced, "" for none.
     FileStamp moved;       ///< Of the file that is moved, or that a SAVE finds.
     std::optional<CatalogueRow> before; ///< The row of `name` (IMPORT: that it replaces), if any.

@@ -38,21 +38,13 @@ bool isTorn(const ChangeRecord& save)
            save.boot != bootId();
 }
 
-/// Unless somebody has set another one since, or has removed the one before.
-Fcodes putBackAutoStart(ConfigurationsTable& table, const ChangeRecord& save)
-{
-    std::string autoStart;
-    if (save.autoStartBefore == save.autoStartAfter || table.readAutoStart(autoStart) != FC_OK ||
-        autoStart != save.autoStartAfter)
-        return FC_OK;
-    return table.writeAutoStart(table.has(save.autoStartBefore) ? save.autoStartBefore : "");
-}
-
 } // namespace
 
 void ChangeSettlement::run(const std::vector<ChangeRecord>& records)
 {
     mRecords = &records;
+    if (mSource == CatalogueSource::STORED) // or earlier saves would take them for their files
+        std::ranges::for_each(records, [this](const auto& record) { removeCutOffCopy(record); });
     for (const ChangeRecord& record : records) {
         if (mSource == CatalogueSource::STORED && settle(record))
             continue;
@@ -103,7 +95,8 @@ bool ChangeSettlement::settleSave(ChangeRecord save)
     mTable.readText(save.name, "File Name", file);
     if (isTorn(save) && file == configurationPath(save.name))
         unlink(file.c_str());
-    if (pathExists(file))
+    std::time_t modified = 0;
+    if (findRegularFile(file, modified)) // a directory has not come by the save
         return save.replaces();
     takeRowAway(save.name);
     putBackAutoStart(mTable, save);
@@ -134,11 +127,7 @@ bool ChangeSettlement::completeSave(const ChangeRecord& save)
 bool ChangeSettlement::settleImport(const ChangeRecord& import)
 {
     const std::string path = configurationPath(import.name);
-    // With the end of the import its second link goes.
-    const bool hasEnded = import.kept.empty()
-                              ? !haveSameContent(mTable.readRow(import.name), import.before)
-                              : !pathExists(import.kept);
-    if (hasEnded)
+    if (hasEnded(import))
         return false;
     std::time_t modified = 0;
     if (stampOf(path) == import.moved && !isSameFile(import.kept, path) &&
@@ -150,14 +139,23 @@ bool ChangeSettlement::settleImport(const ChangeRecord& import)
         DBG_LOG(SEV_INFO) << "settleChanges: Completed import of rowId=" << import.name;
         return true;
     }
-    if (!import.kept.empty())
-        return putBackFile(import, path);
-    // A copy that was cut off. What it was made from is still there.
-    if (!import.before && pathExists(path) && stampOf(import.file) == import.moved) {
-        unlink(path.c_str());
-        return true;
-    }
-    return false;
+    return import.kept.empty() ? removeCutOffCopy(import) : putBackFile(import, path);
+}
+
+/// With the end of an import its second link goes.
+bool ChangeSettlement::hasEnded(const ChangeRecord& import) const
+{
+    return import.kept.empty() ? !haveSameContent(mTable.readRow(import.name), import.before)
+                               : !pathExists(import.kept);
+}
+
+/// What it was made from is still there.
+bool ChangeSettlement::removeCutOffCopy(const ChangeRecord& import) const
+{
+    const std::string path = configurationPath(import.name);
+    return import.kind == ChangeRecord::Kind::IMPORT && import.boot == kNoOneReplaced &&
+           !hasEnded(import) && stampOf(path) != import.moved &&
+           stampOf(import.file) == import.moved && unlink(path.c_str()) == 0;
 }
 
 bool ChangeSettlement::settleRename(const ChangeRecord& rename)
@@ -242,6 +240,15 @@ bool putBackFile(const ChangeRecord& record, const std::string& path)
     const bool isInTheWay = error == EISDIR || error == ENOTEMPTY || error == EEXIST;
     errno = error;
     return isInTheWay && !putAside(path, kObstacle).empty() && put() == 0;
+}
+
+Fcodes putBackAutoStart(ConfigurationsTable table, const ChangeRecord& save)
+{
+    std::string autoStart;
+    if (save.autoStartBefore == save.autoStartAfter || table.readAutoStart(autoStart) != FC_OK ||
+        autoStart != save.autoStartAfter)
+        return FC_OK;
+    return table.writeAutoStart(table.has(save.autoStartBefore) ? save.autoStartBefore : "");
 }
 
 Fcodes putBackRow(ConfigurationsTable table, const ChangeRecord& save, Fcodes code)

@@ -26,6 +26,8 @@ private:
     bool settleSave(ChangeRecord save);
     bool completeSave(const ChangeRecord& save);
     bool settleImport(const ChangeRecord& import);
+    bool hasEnded(const ChangeRecord& import) const;
+    bool removeCutOffCopy(const ChangeRecord& import) const;
     bool settleRename(const ChangeRecord& rename);
     bool settleRemoval(const ChangeRecord& removal);
     bool applyUnstored(const ChangeRecord& change);
@@ -41,6 +43,10 @@ private:
 /// Puts the file that a change has replaced back in its place, when the journal has kept it; false
 /// with errno when it could not be put there. Nothing kept is no failure.
 bool putBackFile(const ChangeRecord& record, const std::string& path);
+
+/// The auto-start as it was before a change, unless somebody has set another one since, or has
+/// removed the one before.
+Fcodes putBackAutoStart(ConfigurationsTable table, const ChangeRecord& save);
 
 /// The row and the auto-start of a save that has failed, as they were before, with `code` as the
 /// row's last outcome; the results joined.
