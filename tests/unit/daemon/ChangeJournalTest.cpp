@@ -161,6 +161,48 @@ TEST(ChangeJournalTest, ACutOffCopyOrADirectoryIsNotTakenForTheFileOfAnEarlierSa
         }
 }
 
+TEST(ChangeJournalTest, OfARemovalThatTheDiskRefusesTheOldWholeIsLeft)
+{
+    ASSERT_EQ(0, mount("data", "/data", "tmpfs", 0, nullptr));
+    Device device;
+    Channels channels;
+    channels.mode = Channels::Mode::REFUSE_AND_WRITE;
+    RequestingHolder client;
+    const char file[] = "/data/cfg/z";
+    for (const std::string cause : {"mounted", "saved later", "imported later", "read-only"}) {
+        placeCatalogue({"a", "z"}, "z");
+        writeFile("/tmp/in/z", "imported");
+        Catalogue expected = storedCatalogue();
+        if (cause == "read-only")
+            ASSERT_EQ(0, mount(nullptr, "/data", nullptr, MS_REMOUNT | MS_RDONLY, nullptr));
+        else
+            ASSERT_EQ(0, mount(file, file, nullptr, MS_BIND, nullptr));
+        device.start("CfgManager", {"-v", "5"});
+        EXPECT_EQ(FC_UNAVAILABLE, client.command(kCfgSocket, "REMOVE_CFG", {{"RowID", "z"}}));
+        if (cause == "read-only") {
+            ASSERT_EQ(0, mount(nullptr, "/data", nullptr, MS_REMOUNT, nullptr));
+            client.command(kCfgSocket, "SET_AUTOSTART_CFG",
+                           {{"RowID", "a"}, {"AutoStart", "true"}});
+            expected.autoStart = "a";
+        } else {
+            umount(file);
+            EXPECT_TRUE(storedCatalogue().rows.at("z").first.empty());
+        }
+        if (cause == "saved later") {
+            EXPECT_EQ(FC_ACCESS_DENIED, client.command(kCfgSocket, "SAVE_CFG", {{"Name", "z"}}));
+            EXPECT_EQ(expected, storedCatalogue()) << describe(storedCatalogue(), expected);
+        } else if (cause == "imported later") {
+            client.command(kCfgSocket, "Import Configuration", {{"File", "/tmp/in/z"}});
+            expected.rows["z"] = {" ", "imported"};
+            expected.autoStart = "";
+        }
+        device.cut("CfgManager");
+        startThrice(device);
+        const Catalogue found = storedCatalogue();
+        EXPECT_EQ(expected, found) << cause << '\n' << describe(found, expected);
+    }
+}
+
 TEST(ChangeJournalTest, AChangeThatHasEndedIsSettledNeitherAloneNorUnderALaterOne)
 {
     writeFile("/data/cfg/b", "old");

@@ -72,11 +72,18 @@ CatalogueChange CatalogueChange::save(ConfigurationsTable table, const std::stri
 {
     forgetFailedSave(table, name);
     ChangeRecord record = recordOf(ChangeRecord::Kind::SAVE, table, name);
+    if (becomesAutoStart)
+        record.autoStartAfter = name;
+    const ChangeRecord refused = journal().findRefusedRemoval(name);
+    if (!record.before && refused.before) { // its file is still there
+        record.before = refused.before;
+        record.file = refused.file;
+        if (record.autoStartBefore == refused.autoStartAfter)
+            record.autoStartBefore = refused.autoStartBefore;
+    }
     const std::string replaced = isInCfgDir(record.file) ? record.file : "";
     record.boot = bootId();
     record.moved = stampOf(configurationPath(name)).value_or(FileStamp{});
-    if (becomesAutoStart)
-        record.autoStartAfter = name;
     return {table, std::move(record), replaced};
 }
 
@@ -109,10 +116,14 @@ CatalogueChange CatalogueChange::rename(ConfigurationsTable table, const std::st
     return {table, std::move(record), ""};
 }
 
-CatalogueChange CatalogueChange::remove(ConfigurationsTable table, const std::string& name)
+CatalogueChange CatalogueChange::remove(ConfigurationsTable table, const std::string& name,
+                                        bool autoStartStays)
 {
     forgetFailedSave(table, name);
-    return {table, recordOf(ChangeRecord::Kind::REMOVE, table, name), ""};
+    ChangeRecord record = recordOf(ChangeRecord::Kind::REMOVE, table, name);
+    if (!autoStartStays && record.autoStartBefore == name)
+        record.autoStartAfter = "";
+    return {table, std::move(record), ""};
 }
 
 bool CatalogueChange::moveAway(const std::string& file)
@@ -156,6 +167,15 @@ void CatalogueChange::end()
     if (!mRecord.newName.empty())
         names.push_back(mRecord.newName);
     recordUnstored(mTable, mRecord.number, names);
+}
+
+void CatalogueChange::endRemoval()
+{
+    std::time_t modified = 0;
+    if (!mRecord.before)
+        journal().cancel(mRecord.number); // there was nothing to remove
+    else if (!isInCfgDir(mRecord.file) || !findRegularFile(mRecord.file, modified))
+        end();
 }
 
 void CatalogueChange::fail(Fcodes code)

@@ -25,8 +25,10 @@ public:
                                   const std::string& newName, const std::string& file,
                                   const std::string& description);
 
-    /// Row and file are to be deleted.
-    static CatalogueChange remove(ConfigurationsTable table, const std::string& name);
+    /// Row and file are to be deleted, and the auto-start cleared if it names the row and is not to
+    /// stay.
+    static CatalogueChange remove(ConfigurationsTable table, const std::string& name,
+                                  bool autoStartStays);
 
     CatalogueChange(const CatalogueChange&) = delete;
     CatalogueChange& operator=(const CatalogueChange&) = delete;
@@ -44,6 +46,10 @@ public:
     /// All is done, and stored; where the disk has refused that, the rows stay recorded until a
     /// store succeeds.
     void end();
+
+    /// The end of a removal. Where the file could not be deleted it stays recorded: the next start
+    /// brings the configuration back as it was, or another change of the name takes its place.
+    void endRemoval();
 
     /// A save that the channel manager has refused: what was there before comes back, file, row and
     /// auto-start, with `code` as the outcome. A new row stays without a file; the next start takes

@@ -31,6 +31,7 @@ CatalogueStore& CatalogueStore::ofProcess()
 Fcodes CatalogueStore::store(DataHolder& holder)
 {
     const std::lock_guard storing(mStoring);
+    ChangeJournal::ofProcess().writeAgain();
     const Fcodes result = holder.storeDataSet(kCfgDataSet, kStoredCatalogue);
     const int error = holder.lastStoreError(kStoredCatalogue);
     bool recovered = false;

@@ -263,7 +263,9 @@ std::vector<std::string> ChangeJournal::supersede(ChangeRecord& record)
             record.autoStartAfter != record.autoStartBefore)
             record.autoStartBefore = earlier.autoStartBefore;
         if (!record.kept.empty()) {
-            const bool isOver = earlier.concerns(record.name);
+            const bool isOver =
+                earlier.concerns(record.name) && (earlier.kind != ChangeRecord::Kind::REMOVE ||
+                                                  record.kind == ChangeRecord::Kind::SAVE);
             if (isOver && earlier.answered)
                 links.push_back(earlier.kept);
             return isOver;
@@ -344,15 +346,19 @@ void ChangeJournal::dropOver()
     removeLinks(links);
 }
 
-/// An auto-start that is to come back goes along with its name, and with its configuration.
+/// An auto-start that is to come back goes along with its name, and with its configuration. One
+/// that a refused removal has cleared does not come back when another has been set since.
 bool ChangeJournal::followAutoStart(const ChangeRecord& change)
 {
     bool followed = false;
     for (ChangeRecord& other : mRecords) {
         const bool isGone = !change.newName.empty() || change.kind == ChangeRecord::Kind::REMOVE;
-        if (!isGone || other.number == change.number || other.autoStartBefore != change.name)
+        const bool isSet = change.autoStartBefore != change.autoStartAfter &&
+                           other.kind == ChangeRecord::Kind::REMOVE;
+        if (other.number == change.number || other.autoStartBefore == other.autoStartAfter ||
+            !(isSet || (isGone && other.autoStartBefore == change.name)))
             continue;
-        other.autoStartBefore = change.newName;
+        other.autoStartBefore = isSet ? other.autoStartAfter : change.newName;
         followed = true;
     }
     return followed;
@@ -394,6 +400,13 @@ bool ChangeJournal::endUnstored(std::uint64_t number, const UnstoredRows& rows,
         return false;
     dropOver();
     return true;
+}
+
+void ChangeJournal::writeAgain()
+{
+    const std::lock_guard guard(mMutex);
+    if (mIsUnwritten)
+        write();
 }
 
 void ChangeJournal::stored()
@@ -441,6 +454,16 @@ ChangeRecord ChangeJournal::findFailedSave(const std::string& name) const
     return {};
 }
 
+ChangeRecord ChangeJournal::findRefusedRemoval(const std::string& name) const
+{
+    const std::lock_guard guard(mMutex);
+    for (const ChangeRecord& record : mRecords)
+        if (record.kind == ChangeRecord::Kind::REMOVE && record.name == name &&
+            !mOver.contains(record.number) && hasConfigurationFile(name))
+            return record;
+    return {};
+}
+
 std::chrono::milliseconds ChangeJournal::tidy()
 {
     const std::lock_guard guard(mMutex);
@@ -463,12 +486,14 @@ bool ChangeJournal::isFirstFailure()
 /// Twice at most: what the disk refuses once it may take in a new file.
 bool ChangeJournal::write()
 {
+    mIsUnwritten = false;
     if (tryToWrite())
         return true;
     if (mFile != -1)
         close(std::exchange(mFile, -1));
     releaseReserve();
-    return tryToWrite();
+    mIsUnwritten = !tryToWrite();
+    return !mIsUnwritten;
 }
 
 bool ChangeJournal::tryToWrite()

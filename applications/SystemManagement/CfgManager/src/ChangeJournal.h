@@ -62,6 +62,9 @@ public:
     using UnstoredRows = std::map<std::string, std::optional<CatalogueRow>>;
     bool endUnstored(std::uint64_t number, const UnstoredRows& rows, const std::string& autoStart);
 
+    /// Before the catalogue is stored: what could not be recorded so far must not be found without.
+    void writeAgain();
+
     /// The catalogue is on the disk, with all that open() found and that endUnstored() recorded.
     void stored();
 
@@ -79,6 +82,9 @@ public:
     /// The save of a new name that has failed and has brought no file; one without a name when
     /// there is none.
     ChangeRecord findFailedSave(const std::string& name) const;
+
+    /// The removal whose file could not be deleted.
+    ChangeRecord findRefusedRemoval(const std::string& name) const;
 
     /// Removes the directory when it has held nothing for a second. How long until it should be
     /// called again; zero when there is nothing to remove.
@@ -113,6 +119,7 @@ private:
     int mFile = -1;
     std::size_t mCapacity = 0; // bytes of a half
     int mReserve = -1;
+    bool mIsUnwritten = false; // after a write that has failed
     bool mFailureReported = false;
     std::chrono::steady_clock::time_point mIdleSince;
 };

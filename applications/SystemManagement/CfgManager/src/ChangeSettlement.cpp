@@ -69,6 +69,8 @@ bool ChangeSettlement::settle(const ChangeRecord& record)
     default:
         break;
     }
+    if (record.kind == ChangeRecord::Kind::REMOVE && putBackRemoved(record))
+        return true;
     if (!mTable.has(record.name))
         return false;
     if (record.kind == ChangeRecord::Kind::SAVE)
@@ -173,6 +175,19 @@ bool ChangeSettlement::settleRename(const ChangeRecord& rename)
         mTable.writeAutoStart(rename.newName);
     DBG_LOG(SEV_INFO) << "settleChanges: Completed rename of rowId=" << rename.name
                       << " to=" << rename.newName;
+    return true;
+}
+
+/// A removal whose file could not be deleted, though its row has gone.
+bool ChangeSettlement::putBackRemoved(const ChangeRecord& removal)
+{
+    std::time_t modified = 0;
+    if (!removal.before || mTable.has(removal.name) ||
+        !(findRegularFile(removal.file, modified) || isChangedLater(removal)))
+        return false;
+    mTable.writeRow(removal.name, *removal.before);
+    putBackAutoStart(mTable, removal);
+    DBG_LOG(SEV_INFO) << "settleChanges: Put back rowId=" << removal.name;
     return true;
 }
 

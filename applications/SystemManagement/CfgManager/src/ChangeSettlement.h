@@ -29,6 +29,7 @@ private:
     bool hasEnded(const ChangeRecord& import) const;
     bool removeCutOffCopy(const ChangeRecord& import) const;
     bool settleRename(const ChangeRecord& rename);
+    bool putBackRemoved(const ChangeRecord& removal);
     bool settleRemoval(const ChangeRecord& removal);
     bool applyUnstored(const ChangeRecord& change);
     void takeRowAway(const std::string& rowId);

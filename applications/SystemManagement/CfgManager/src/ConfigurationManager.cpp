@@ -229,6 +229,8 @@ Fcodes ConfigurationManager::addConfiguration(const std::string& command)
     CatalogueChange change = CatalogueChange::save(catalogue(), name, autoStart == "true");
     if (catalogue().has(name))
         removeOverwritten(name, change);
+    else
+        change.keepCopy();
     Fcodes result = catalogue().add(name);
     if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "addConfiguration: Couldn't add to dataset=CfgDataSet "
@@ -448,7 +450,7 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
 
     commit(); // as for a save
     const auto noRetry = CatalogueStore::ofProcess().holdRetries();
-    CatalogueChange change = CatalogueChange::remove(catalogue(), rowId);
+    CatalogueChange change = CatalogueChange::remove(catalogue(), rowId, false);
     Fcodes result = FC_OK;
     std::string file;
     if (const Fcodes readResult = catalogue().readText(rowId, "File Name", file);
@@ -470,7 +472,7 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
     if (catalogue().readAutoStart(autoStart) == FC_OK && autoStart == rowId)
         result |= catalogue().writeAutoStart("");
     result |= acceptChanges();
-    change.end();
+    change.endRemoval();
     return result;
 }
 
@@ -487,7 +489,7 @@ Fcodes ConfigurationManager::deleteRow(const std::string& table, int row)
 
     commit(); // as for a save
     const auto noRetry = CatalogueStore::ofProcess().holdRetries();
-    CatalogueChange change = CatalogueChange::remove(catalogue(), rowId);
+    CatalogueChange change = CatalogueChange::remove(catalogue(), rowId, true);
     Fcodes result = FC_OK;
     std::string file;
     if (const Fcodes readResult = catalogue().readText(rowId, "File Name", file);
@@ -503,7 +505,7 @@ Fcodes ConfigurationManager::deleteRow(const std::string& table, int row)
     Fcodes removeResult = catalogue().remove(rowId);
     running().removed(rowId);
     removeResult |= acceptChanges();
-    change.end();
+    change.endRemoval();
     if (removeResult == FC_OK) {
         DBG_LOG(SEV_INFO) << "deleteRow: CFG removed row=" << row << " fcode=" << removeResult;
         sendEvent("Configuration Removed", rowId, FC_OK);
@@ -536,9 +538,8 @@ Fcodes ConfigurationManager::setAutoStart(const std::string& command)
     // Kept on purpose: peers count on exactly "false", and nothing else, clearing the auto-start.
     Fcodes result = catalogue().writeAutoStart(value == "false" ? "" : rowId);
     result |= catalogue().store();
-    if (CatalogueStore::ofProcess().isOnDisk())
-        ChangeJournal::ofProcess().forgetAutoStart();
-    else
+    if (!CatalogueStore::ofProcess().isOnDisk())
         recordUnstored(catalogue(), 0, {rowId});
+    ChangeJournal::ofProcess().forgetAutoStart();
     return result;
 }

@@ -82,8 +82,9 @@ public:
 
     /// REMOVE_CFG: "RowID". Deletes file and row, and clears an auto-start of that name.
     /// FC_BODY_ERROR without a RowID, FC_NO_SUCH_NAME for a row that does not exist. A file that
-    /// could not be deleted and is still there adds FC_UNAVAILABLE; its row has gone all the same
-    /// and comes back at the next start-up if the file lies in the directory. No event.
+    /// could not be deleted and is still there adds FC_UNAVAILABLE; its row has gone all the same,
+    /// and comes back with the auto-start at the next start-up if the file lies in the directory.
+    /// No event.
     Fcodes removeConfiguration(const std::string& command);
 
     /// START_CFG: "RowID". Has the channel manager load the file. FC_BODY_ERROR without a RowID,
