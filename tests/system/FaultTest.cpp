@@ -162,6 +162,7 @@ protected:
                                       [&] { return error == 0 && daemon.wasReached(); });
             }
             wasReached = daemon.wasReached();
+            daemon.arm(-1, 0);
             mDevice.cut("CfgManager");
         }
         startThrice(mDevice);
