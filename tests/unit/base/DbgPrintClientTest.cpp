@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <iomanip>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -51,6 +52,17 @@ TEST(DbgPrintClientTest, WritesLabelDateTaskPidUnitLineAndMessageAsOneLine)
         DBG_LOG(SEV_INFO) << "from a child";
         _exit(0);
     }
+}
+
+TEST(DbgPrintClientTest, AnOlderApplicationsStreamsBecomeLinesToo)
+{
+    LogCapture log;
+    setTaskName(currentTaskId(), "tMain");
+    std::ostringstream line;
+    *fillInOss(SEV_WARN, &line) << "fcode=" << std::setw(8) << std::hex << 0x10020 << '\n';
+    debugReport(&line);
+    EXPECT_THAT(log.text(),
+                MatchesRegex("WARN [0-9/]+ [0-9:.]+ tMain\\([0-9]+\\)fcode=00010020\n"));
 }
 
 TEST(DbgPrintClientTest, LevelIsAThresholdAndAClosedSiteEvaluatesNothing)

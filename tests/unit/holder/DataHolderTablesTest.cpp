@@ -3,12 +3,14 @@
 #include "DataColumn.h"
 #include "DataSet.h"
 #include "DataTable.h"
-#include "LogCapture.h"
+#include "Device.h"
+#include "ScriptedPeer.h"
 #include "TableHolder.h"
 
 #include <functional>
 #include <gmock/gmock.h>
 #include <sstream>
+#include <thread>
 #include <tuple>
 
 namespace
@@ -93,6 +95,7 @@ TEST_F(DataHolderTablesTest, TablesComeFromTheFirstDataSetByNameThatHasThem)
                          mHolder.getParamType("Fans", "Mode", type));
     EXPECT_EQ(std::pair(std::string("5"), int{DataColumn::ENUM}), std::pair(text, type));
     EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.getParamType("Fans", "Colour", type));
+    EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.getParamType("Pumps", "Speed", type));
     EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.getDefValue("Pumps", "Speed", text));
     EXPECT_EQ(FC_NO_SUCH_NAME, mHolder.getDefValue("Fans", "Colour", text));
     EXPECT_THAT(mLog.entries(), ElementsAre("ERROR DataHolder:getDefValue: No such table=Pumps",
@@ -209,6 +212,53 @@ TEST_F(DataHolderTablesTest, ServedTableIsLookedUpOnceAndItsRowIdsAreDecimal)
         EXPECT_EQ(dataSet, text);
     }
     EXPECT_EQ(6, mHolder.mLookUps);
+}
+
+TEST_F(DataHolderTablesTest, WhatIsNoTableIsServedFromTheStore)
+{
+    Tables& h = *new Tables; // its worker never ends
+    h.init("tTables");
+    writeFile("/tmp/S", R"({"components": {"Pumps": {
+        "properties": {"Flow": {"type": "integer"}}, "instances": {"left": {"Flow": 4}}}}})");
+    EXPECT_EQ(FC_OK, h.loadDataSet("S", "/tmp/S"));
+    std::string dataSet, text;
+    std::vector<std::string> rows, columns;
+    EXPECT_EQ(FC_OK, h.findDataSetWithComponent(dataSet, "Pumps") |
+                         h.getProperties("S", "Pumps", columns) |
+                         h.getInstances("S", "Pumps", rows) |
+                         h.setTextParam("S", "Pumps", "Flow", "5", "left") |
+                         h.getTextParam("S", "Pumps", "Flow", text, "left"));
+    EXPECT_EQ("S Flow left 4", dataSet + ' ' + columns.at(0) + ' ' + rows.at(0) + ' ' + text);
+    EXPECT_TRUE(h.isChangedProperty("S", "Pumps", "Flow", "left"));
+}
+
+TEST(RemoteRowsTest, TheRowIsTheOneThatTheAnswerNames)
+{
+    LogCapture log;
+    RequestingHolder holder;
+    ScriptedPeer peer("/tmp/peer");
+    const auto command = [](const std::string& id, const std::string& parameters) {
+        return "<BODY><Command" + id + " >" + parameters + "</Command></BODY>";
+    };
+    const std::string row = "<Parameter Name=\"Row\" Value=\"12\" />", id = " ID=\"Add Row\"";
+    const std::tuple<Fcodes, std::string, Fcodes, int> cases[] = {
+        {FC_OK, command(id, row), FC_OK, 12},        {FC_OK, command(id, ""), FC_OK, 7},
+        {FC_OK, command("", row), FC_BODY_ERROR, 7}, {FC_OK, "", FC_OK, 7},
+        {FC_LOS, command(id, row), FC_LOS, 7},
+    };
+    for (const auto& [fcode, body, result, expected] : cases) {
+        int answered = 7;
+        const std::jthread peers([&] {
+            peer.receive();
+            peer.answer("ACK", fcode, body);
+        });
+        EXPECT_EQ(result, holder.requestAddRow("/tmp/peer", "T", 5, answered, 10, 1)) << body;
+        EXPECT_EQ(expected, answered) << body;
+    }
+    int number = 7;
+    unlink("/tmp/peer");
+    EXPECT_EQ(FC_COMM_ERROR, holder.requestGetIntParam("/tmp/peer", "D", "C", "i", number, "r"));
+    EXPECT_EQ(7, number);
 }
 
 } // namespace

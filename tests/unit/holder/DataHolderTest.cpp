@@ -76,6 +76,19 @@ TEST(DataHolderTest, WorkerServesTheQueueInOrderAndCarriesOutTwoExactCommands)
                             "WARN rollback"));
 }
 
+TEST(DataHolderTest, AnApplicationWithoutAStoreIsToldSo)
+{
+    struct Storeless : DataHolder {
+        IDataSets* createDataSets() override { return nullptr; }
+        Fcodes doHandle(MessageEvent*) override { return FC_OK; }
+    };
+    LogCapture log;
+    static Storeless& holder = *new Storeless; // its worker is never stopped
+    holder.init("tWorker");
+    EXPECT_THAT(log.entries(), ElementsAre("FATAL DataHolder:DataHolder::init Couldn't create "
+                                           "dataSets_json Object"));
+}
+
 TEST(DataHolderTest, EachStoreOperationIsForwardedToTheStore)
 {
     LogCapture log;

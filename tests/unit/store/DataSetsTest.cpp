@@ -223,6 +223,13 @@ TEST_F(DataSetsTest, TheFileHoldsTheCommittedStateAlsoAfterAFailedLoad)
     mkdir("/tmp/no such dir", 0755);
     EXPECT_EQ(FC_OK, store.storeDataSet("D", "/tmp/no such dir/file"));
     EXPECT_EQ(0, store.lastStoreError("/tmp/no such dir/file"));
+
+    writeFile("/tmp/target", "");
+    ASSERT_EQ(0, mount("/tmp/target", "/tmp/f", nullptr, MS_BIND, nullptr)); // cannot be replaced
+    logged();
+    EXPECT_EQ(FC_OK, store.storeDataSet("D", "/tmp/f"));
+    EXPECT_EQ(readFile("/tmp/committed.json"), readFile("/tmp/target"));
+    EXPECT_EQ(Lines{"ERROR storeDataSet: Written in place file=/tmp/f errno=16"}, logged());
 }
 
 TEST_F(DataSetsTest, AddsFindsAndDeletesDatasetsAndComponents)

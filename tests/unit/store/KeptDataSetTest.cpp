@@ -3,6 +3,7 @@
 #include "ChildProcess.h"
 #include "StoreFixture.h"
 
+#include <filesystem>
 #include <sys/stat.h>
 
 namespace
@@ -56,8 +57,18 @@ TEST_F(KeptDataSetTest, ComesBackWithItsValuesAndTheDefinitionsOfTheNextRelease)
     store.deleteDataSet("D");
     EXPECT_EQ(FC_OK, KeptDataSet("D", kFile, FactoryFile{"/tmp/factory"}).load(store));
     EXPECT_TRUE(store.hasInstance("D", "New", kSingleInstance));
-    for (const char* broken : {"", "{", "[]", R"({"components": {"Fans": []}})"})
+    for (const std::string& broken :
+         {std::string(), std::string("{"), std::string("[]"), std::string("{}"),
+          std::string(2000, '['), std::string(R"({"components": []})"),
+          std::string(R"({"components": {"Fans": []}})")})
         EXPECT_EQ(R"(Fans{"left":{"Speed":900}}Gone{})", loadAgain(broken, FC_BODY_ERROR));
+    write("/tmp/damaged", "{");
+    truncate("/tmp/damaged", off_t{1} << 40); // a damaged size
+    for (const char* factory : {"/tmp/none", "/tmp", "/tmp/damaged"}) {
+        store.deleteDataSet("D");
+        EXPECT_EQ(FC_BODY_ERROR, KeptDataSet("D", kFile, FactoryFile{factory}).load(store));
+        EXPECT_TRUE(store.hasInstance("D", "Fans", "left")) << factory;
+    }
     EXPECT_NE("", readFile(kFile));
 }
 
@@ -70,6 +81,12 @@ TEST_F(KeptDataSetTest, AFileThatCannotBeUsedIsSetAsideForTheFactorys)
         EXPECT_EQ(text, readFile(std::string(kFile) + ".damaged"));
         EXPECT_EQ(-1, access(kFile, F_OK)) << text;
     }
+    std::filesystem::remove("/tmp/kept.json.damaged");
+    std::filesystem::create_directories("/tmp/kept.json.damaged/in the way");
+    writeFile(kFile, "{");
+    EXPECT_EQ(FC_BODY_ERROR | FC_UNAVAILABLE, KeptDataSet("D", kFile, "{").load(store));
+    EXPECT_EQ("{", readFile(kFile));
+    EXPECT_THAT(log.text(), testing::HasSubstr("nor rename file=/tmp/kept.json errno=21\n"));
 }
 
 TEST_F(KeptDataSetTest, AStoreThatTheDiskRefusesIsTriedUntilItSucceeds)
@@ -79,6 +96,10 @@ TEST_F(KeptDataSetTest, AStoreThatTheDiskRefusesIsTriedUntilItSucceeds)
     ASSERT_EQ(FC_OK, kept.load(lasting));
     EXPECT_EQ(FC_UNAVAILABLE, kept.store());
     EXPECT_EQ(FC_UNAVAILABLE, kept.store());
+    KeptDataSet gone("Gone", "/tmp/disk/gone.json", kFactory);
+    gone.load(lasting);
+    lasting.deleteDataSet("Gone");
+    EXPECT_EQ(FC_NO_SUCH_NAME, gone.store()); // nothing to try again
     ASSERT_EQ(0, mkdir("/tmp/disk", 0700));
     EXPECT_TRUE(log.waitFor("store: Stored again file=/tmp/disk/kept.json"));
     EXPECT_NE("", readFile("/tmp/disk/kept.json"));

@@ -36,6 +36,47 @@ TEST_F(DataObjectTest, EmptyKeyAddressesAnInstance)
     EXPECT_EQ("\t\t\t<Row ID=\"3\" >\n\t\t\t</Row>\n", textOf(*table.getRows(3)));
 }
 
+TEST_F(DataObjectTest, TheCycleOfItsChangesIsThatOfATable)
+{
+    fan.setName("Blower");
+    EXPECT_EQ("Blower", fan.getName());
+    EXPECT_EQ(FC_OK, fan.touch());
+    EXPECT_EQ(STATE_MODIFIED, fan.getState() & fan.getInstance("left")->getState());
+    EXPECT_EQ(FC_OK, fan.untouch());
+    EXPECT_EQ(STATE_CLEAN, fan.getState() | fan.getInstance("left")->getState());
+
+    DataRow pattern(0);
+    pattern.addDataItem("Mode", new DataItem(fan.getParameter("Mode")));
+    pattern.getDataItem("Mode")->initValue(3);
+    fan.newInstance("10", &pattern, false); // exists: stays as it is
+    EXPECT_EQ("7", fan.getInstance("10")->getDataItem("Mode")->getStrVal_copy());
+    fan.newInstance("10", &pattern, true);
+    fan.newInstance("new", &pattern, true);
+    EXPECT_EQ("3", fan.getInstance("10")->getDataItem("Mode")->getStrVal_copy());
+    EXPECT_EQ("3", fan.getInstance("new")->getDataItem("Mode")->getStrVal_copy());
+    fan.newInstance("left", nullptr, true);
+    EXPECT_EQ(FC_OK, fan.rollbackChanges());
+    EXPECT_EQ((Names{"10", "left"}), fan.getInstances());
+
+    EXPECT_EQ(FC_NO_SUCH_NAME, fan.deleteInstance("right"));
+    EXPECT_EQ(FC_OK, fan.deleteInstance("left"));
+    EXPECT_EQ(2U, fan.getInstances().size());
+    EXPECT_EQ(FC_OK, fan.acceptChanges());
+    EXPECT_EQ((Names{"10"}), fan.getInstances());
+
+    DataColumn foreign;
+    EXPECT_EQ(nullptr, fan.removeParameter(&foreign));
+    EXPECT_EQ("Mode", fan.removeParameter(fan.getParameter("Mode"))->getName());
+    EXPECT_EQ(nullptr, fan.removeParameter("Mode"));
+    EXPECT_EQ(nullptr, fan.getInstance("10")->getDataItem("Mode"));
+    delete fan.getInstance("10"); // leaves the object
+    fan.addInstance("x", nullptr);
+    fan.addInstance("x", new DataRow(0));
+    EXPECT_EQ(FC_OK, fan.doDeleteInstance("y"));
+    EXPECT_EQ(FC_OK, fan.doDeleteInstance("x"));
+    EXPECT_EQ(Names{}, fan.getInstances());
+}
+
 TEST_F(DataObjectTest, ChangedParametersAndCopiedInstancesAreLogged)
 {
     DataObject reference("Reference");

@@ -4,6 +4,7 @@
 #include "TableFixture.h"
 
 #include <memory>
+#include <sys/mount.h>
 
 namespace
 {
@@ -131,6 +132,13 @@ TEST_F(DataSetTest, StoreLogsWhatCannotBeWrittenOrReadBackAndIsNoError)
          "INFO DataSet:store: stored in file=/data/sensors.xml", error + "dataset=a>b version=0",
          "ERROR DataSet:store: Couldn't write file=/data/none/file errno=2",
          "INFO DataSet:store: stored in file=/data/none/file"});
+
+    writeFile("/data/target", "");
+    ASSERT_EQ(0, mount("/data/target", kFile, nullptr, MS_BIND, nullptr)); // cannot be replaced
+    EXPECT_EQ(FC_OK, DataSet("plain").store(kFile));
+    EXPECT_EQ("<DataSet ID=\"plain\" Version=\"0\">\n</DataSet>\n", readFile("/data/target"));
+    expectLogged({"ERROR DataSet:store: Written in place file=/data/sensors.xml errno=16",
+                  "INFO DataSet:store: stored in file=/data/sensors.xml"});
 }
 
 TEST_F(DataSetTest, CellsAndRowsAreFoundByTableRowAndItem)
@@ -183,6 +191,14 @@ TEST_F(DataSetTest, UpdateAddsMergesAndDropsTablesAsItsFlagsSay)
                   "ERROR DataTable:initFromString: error in row=1 fcode10008",
                   "ERROR DataSet:update: Error in initializing table fcode=10008"});
     EXPECT_EQ("Fans ", names(set));
+
+    DataTable foreign;
+    set.addTable("none", nullptr);
+    set.addTableList(nullptr);
+    EXPECT_EQ(nullptr, set.removeTableList(&foreign));
+    set.addTableList(new DataTable("Last"));
+    EXPECT_EQ("Fans", set.removeTable(set.getTable("Fans"))->getId());
+    EXPECT_EQ("Last ", names(set));
 }
 
 } // namespace

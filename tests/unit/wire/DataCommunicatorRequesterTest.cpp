@@ -1,6 +1,8 @@
 #include "CommunicatorFixture.h"
 #include "wire/PendingRequests.h"
 
+#include <filesystem>
+#include <fstream>
 #include <latch>
 #include <thread>
 #include <unistd.h>
@@ -378,6 +380,36 @@ TEST_F(DataCommunicatorRequesterTest, WhatHasComeForARequestIsNotPushedOut)
     EXPECT_TRUE(read.answer() && read.answer()->body == kAnswer);
 }
 
+TEST_F(DataCommunicatorRequesterTest,
+       AMalformedAnswerEndsTheTryItNumbersElseTheReadersElseTheOldest)
+{
+    // The number, who has read it, and whose tries have failed by then.
+    const std::tuple<int, int, std::string> cases[] = {{8, 0, "01 "}, {8, 1, "01 "}, {0, 1, "01 "},
+                                                       {0, 0, "10 "}, {0, 2, "10 "}, {9, 2, "10 "}};
+    for (const auto& [id, reader, failed] : cases) {
+        PendingRequests pending;
+        PendingRequest requests[] = {
+            {pending, 7, kPeer, 1}, {pending, 8, kPeer, 1}, {pending, 9, "/tmp/other", 1}};
+        PendingRequests::Lock lock = pending.lock();
+        std::string found;
+        for (int time = 0; time < 3; ++time, found += ' ') { // the second ends the other one
+            pending.endTry(FC_HEADER_ERROR, kPeer, id, requests[reader]);
+            for (const PendingRequest& request : {std::cref(requests[0]), std::cref(requests[1])})
+                found += request.failure() == FC_OK ? '0' : '1';
+        }
+        EXPECT_EQ(failed + "11 11 ", found) << id << ' ' << reader;
+        EXPECT_EQ(FC_OK, requests[2].failure());
+        EXPECT_EQ(std::nullopt, pending.wait(lock, requests[0], -1));
+        lock.unlock();
+    }
+    PendingRequests pending;
+    PendingRequest none(pending, 7, kPeer, -2);
+    PendingRequests::Lock lock = pending.lock();
+    EXPECT_EQ(WaitResult::FAILED, pending.wait(lock, none, -1));
+    EXPECT_EQ(EINVAL, errno);
+    lock.unlock();
+}
+
 TEST_F(DataCommunicatorRequesterTest, OnlyRootTheOwnUserAndTheRespondersOwnerMayAnswer)
 {
     PendingRequests pending;
@@ -392,6 +424,12 @@ TEST_F(DataCommunicatorRequesterTest, OnlyRootTheOwnUserAndTheRespondersOwnerMay
     EXPECT_FALSE(may(1, kNobody));
     ASSERT_EQ(0, chown(kPeer, kStrangersUid, 0));
     EXPECT_TRUE(may(1, kStrangersUid));
+    std::filesystem::rename(kPeer, "/tmp/elsewhere");
+    EXPECT_FALSE(may(1, kStrangersUid));
+    std::ofstream(kPeer) << "no socket";
+    ASSERT_EQ(0, chown(kPeer, kStrangersUid, 0));
+    EXPECT_FALSE(may(1, kStrangersUid));
+    std::filesystem::rename("/tmp/elsewhere", kPeer);
     EXPECT_FALSE(may(1, kStrangersUid, 8) || may(1, kStrangersUid + 1));
     EXPECT_TRUE(asStranger([&] { EXPECT_TRUE(may(1, 0, 8) && may(1, kStrangersUid, 8)); }));
 }

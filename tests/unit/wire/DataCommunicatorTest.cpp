@@ -1,5 +1,6 @@
 #include "CommunicatorFixture.h"
 #include "DbgPrintClient.h"
+#include "Refusal.h"
 
 #include <filesystem>
 #include <thread>
@@ -66,6 +67,28 @@ TEST_F(DataCommunicatorTest, ASocketThatCannotBeMadeEndsTheProcessWithStatusZero
     EXPECT_THAT(logged(), Contains(line + "/tmp/no/dir errno=2"));
     EXPECT_EXIT(DataCommunicator().init(&mHolder, "/tmp/r", tooLong, "t"), end, "");
     EXPECT_THAT(logged(), Contains(line + tooLong + " errno=36"));
+    const auto refuseSockets = [] { refuse(SYS_socket, 0, 0, EMFILE); };
+    EXPECT_EXIT((refuseSockets(), DataCommunicator().init(&mHolder, "/tmp/r", "/tmp/s", "t")), end,
+                "");
+    EXPECT_THAT(logged(), Contains("FATAL init: Send Socket create failed"));
+}
+
+TEST_F(DataCommunicatorTest, SocketsWithoutTheirOptionsServeAllTheSame)
+{
+    static FakeDataHolder& holder = *new FakeDataHolder; // its responder never ends
+    std::jthread([] {                                    // one that the kernel refuses every option
+        refuse(SYS_setsockopt, 0, 0, EPERM);
+        refuse(SYS_getsockopt, 0, 0, EPERM);
+        holder.getDataCommunicator().init(&holder, "/tmp/r", "/tmp/s", "t");
+        holder.getDataCommunicator().start();
+    })
+        .join();
+    const std::string line = "ERROR init: setsockopt SO_";
+    EXPECT_THAT(logged(), IsSupersetOf({line + "RCVTIMEO failed", line + "SNDTIMEO failed",
+                                        line + "PASSCRED failed", line + "RCVTIMEO failed",
+                                        line + "SNDTIMEO failed"}));
+    mPeer.send("/tmp/r", message("PUT", ""));
+    EXPECT_EQ("NACK", mPeer.receive().header.Type);
 }
 
 // Transfers

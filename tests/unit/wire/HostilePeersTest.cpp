@@ -116,8 +116,13 @@ TEST_F(HostilePeersTest, ThreadsThatCannotBeMadeAreTriedAgainEachSecond)
     });
     pthread_setattr_default_np(&impossible);
     holder.init("tWorkerB");
+    ScriptedPeer kept("/tmp/kept");
+    EXPECT_FALSE(holder.getDataCommunicator().keepSubscribed("/tmp/kept", nullptr));
     EXPECT_FALSE(holder.getDataCommunicator().start());
     holder.startMissingThreads();
+    EXPECT_EQ("COMMAND", kept.receive().header.Type);
+    kept.answer("ACK");
+    EXPECT_TRUE(mLog.waitFor("keepSubscribed: Subscribed to sock=/tmp/kept"));
 
     ScriptedPeer client("/tmp/client");
     client.send("/tmp/sockB", message("PUT", ""));

@@ -34,8 +34,7 @@ Fcodes DataHolder::acceptChanges()
 {
     Fcodes result = FC_OK;
     for (const auto& [name, dataSet] : mDataSets)
-        if (dataSet != nullptr)
-            result |= dataSet->acceptChanges();
+        result |= dataSet->acceptChanges();
     return result;
 }
 
@@ -69,7 +68,7 @@ DataTable* DataHolder::findDataTable(const std::string& table)
 DataSet* DataHolder::findDataSetWithTable(const std::string& table)
 {
     for (const auto& [name, dataSet] : mDataSets)
-        if (dataSet != nullptr && dataSet->getTable(table) != nullptr)
+        if (dataSet->getTable(table) != nullptr)
             return dataSet;
     return nullptr;
 }
@@ -255,8 +254,7 @@ int DataHolder::newRow(const std::string& table, int rowId)
         if (rowId == 0)
             return rows.newRow();
         const std::lock_guard guard(rows);
-        const DataRow* const row = rows.newRow(rowId, nullptr, false);
-        return row == nullptr ? 0 : row->getId();
+        return rows.newRow(rowId, nullptr, false)->getId();
     });
 }
 
