@@ -3,12 +3,14 @@
 #include "ChangeJournal.h"
 #include "CfgPaths.h"
 #include "Device.h"
+#include "Refusal.h"
 #include "SavedCatalogue.h"
 #include "ScriptedPeer.h"
 
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <sys/mount.h>
+#include <thread>
 
 namespace
 {
@@ -226,6 +228,66 @@ TEST(ChangeJournalTest, AChangeThatHasEndedIsSettledNeitherAloneNorUnderALaterOn
             EXPECT_EQ(ChangeRecord::Kind::UNSTORED, left.kind);
         journal.stored();
     }
+}
+
+TEST(ChangeJournalTest, WhatCannotBeRecordedIsSaidSoAndTakesNothingAway)
+{
+    using Kind = ChangeRecord::Kind;
+    const std::tuple<long, int, Kind, bool, bool> cases[] = {
+        // whether it fails, and keeps the old
+        {SYS_mkdir, ENOSPC, Kind::SAVE, true, false},
+        {SYS_pwrite64, EIO, Kind::SAVE, true, true},
+        {SYS_rename, EIO, Kind::SAVE, true, true},
+        {SYS_fsync, EIO, Kind::SAVE, true, false},
+        {SYS_statx, EACCES, Kind::SAVE, true, false},
+        {SYS_fsync, EINVAL, Kind::SAVE, false, true}, // a file system without a disk
+        {SYS_link, EPERM, Kind::SAVE, false, false},  // is moved there in place of its deletion
+        {SYS_link, EPERM, Kind::IMPORT, false, true}, // is copied
+    };
+    writeFile("/data/cfg/b", "old");
+    for (const auto& [call, error, kind, fails, keeps] : cases) {
+        ChangeJournal journal;
+        ChangeRecord change;
+        change.kind = kind;
+        change.name = "b";
+        ChangeJournal::Begun begun{};
+        std::thread([&, call = call, error = error] {
+            refuse(call, 0, 0, static_cast<unsigned>(error));
+            begun = journal.begin(change, "/data/cfg/b");
+        }).join();
+        EXPECT_EQ(fails ? error : 0, begun.error) << call;
+        const std::string kept = journal.find(begun.number).kept;
+        EXPECT_EQ(keeps ? "old" : "", kept.empty() ? "" : readFile(kept)) << call << ' ' << error;
+        EXPECT_EQ("old", readFile("/data/cfg/b"));
+        journal.forgetAutoStart();
+        journal.cancel(begun.number);
+        EXPECT_EQ("", journal.find(begun.number).name);
+        journal.confirmFailure(begun.number);
+        journal.end(begun.number);
+        std::filesystem::remove_all(kChangesBeside);
+    }
+}
+
+TEST(ChangeJournalTest, ASaveOfANewNameTakesThePlaceOfAnEarlierOneThatNeverCame)
+{
+    ChangeJournal journal;
+    ChangeRecord save;
+    save.name = "b";
+    save.autoStartBefore = "a";
+    save.autoStartAfter = "b";
+    const auto first = journal.begin(save).number;
+    save.autoStartBefore = "b"; // the first's
+    const auto second = journal.begin(save).number;
+    EXPECT_EQ("", journal.find(first).name);
+    EXPECT_EQ("a", journal.find(second).autoStartBefore); // is no auto-start to go back to
+    ChangeRecord remove;
+    remove.kind = ChangeRecord::Kind::REMOVE;
+    remove.name = "b";
+    journal.begin(remove);
+    EXPECT_EQ("b", journal.find(second).name);
+    writeFile("/data/cfg/b", "has come after all");
+    journal.begin(remove);
+    EXPECT_EQ("", journal.find(second).name);
 }
 
 TEST(ChangeJournalTest, NothingIsLeftOfASaveWhoseFileNeverCameWhenAnotherComes)

@@ -5,6 +5,7 @@
 #include "base/LocalTime.h"
 
 #include <filesystem>
+#include <functional>
 #include <sys/stat.h>
 #include <thread>
 
@@ -232,6 +233,19 @@ TEST_F(CommandsTest, BadCommandsAreRefusedAndLoggedAndChangeNothing)
     std::string response;
     EXPECT_EQ(FC_BODY_ERROR, mManager.execute("<Command >", response));
     EXPECT_THAT(logged(), ElementsAre("ERROR execute: Not found tags ID in:\n<Command >"));
+    using Manager = ConfigurationManager; // an application of the daemon's own may call these
+    const std::string error = ": Error in command:\n<Command >";
+    for (const auto& [handler, line] : {
+             std::pair(&Manager::addConfiguration, "addConfiguration" + error),
+             {&Manager::importConfiguration, "importConfiguration" + error},
+             {&Manager::renameConfiguration, "renameConfiguration" + error},
+             {&Manager::removeConfiguration, "removeConfiguration" + error},
+             {&Manager::setAutoStart, "setAutoStart" + error},
+             {&Manager::startConfiguration, "startConfiguration: Not Found tag RowID"},
+         }) {
+        EXPECT_EQ(FC_BODY_ERROR, std::invoke(handler, mManager, "<Command >"));
+        EXPECT_EQ("ERROR " + line, logged().front());
+    }
     EXPECT_EQ(FC_OK, run("save_cfg", {{"Name", "b"}})); // not the manager's own: the worker's
     EXPECT_THAT(catalogue(), ElementsAre(rowLine("a"), "starts "));
 }
@@ -468,9 +482,37 @@ TEST_F(CommandsTest, RenameAndSaveReportPropertiesThatTheCatalogueLacks)
     EXPECT_THAT(logged(),
                 Contains("ERROR importConfiguration: Couldn't replace name=a with new=b"));
     EXPECT_THAT(catalogue(), ElementsAre(testing::StartsWith("b="), "starts "));
+    EXPECT_EQ(FC_NO_SUCH_NAME, start("b"));
+    EXPECT_THAT(logged(), Contains("ERROR startConfiguration: Not found State field in Cfg row=b"));
 
     EXPECT_EQ(FC_NO_SUCH_NAME, run("SAVE_CFG", {{"Name", "c"}}));
     EXPECT_THAT(logged(), Contains("ERROR addConfiguration: Failed accept changes fcode=65544"));
+
+    writeFile("/tmp/lacking.json", R"({"dataset":"CfgDataSet","components":{
+        "AutoStart":{"instance":{"Name":""},"properties":{"Name":{"type":"string"}}},
+        "ConfigurationsTable":{"properties":{"State":{"type":"string","default":""}},
+            "instances":{"a":{"State":"Available"},"b":{"State":"Available"},"7":{}}}}})");
+    ASSERT_EQ(FC_OK, mManager.loadDataSet("/tmp/lacking.json"));
+    const std::string lacks = " in table=ConfigurationsTable row=";
+    EXPECT_EQ(FC_NO_SUCH_NAME, start("a"));
+    EXPECT_EQ(FC_NO_SUCH_NAME, run("SAVE_CFG", {{"Name", "a"}}));
+    EXPECT_EQ(FC_NO_SUCH_NAME, remove("b"));
+    EXPECT_EQ(FC_BAD_VALUE, deleteRow(7));
+    EXPECT_THAT(logged(),
+                IsSupersetOf(Lines{
+                    "ERROR startConfiguration: Not Found Filename" + lacks + "a fcode=65544",
+                    "ERROR addConfiguration: Not Found File Name" + lacks + "a fcode=65544",
+                    "ERROR addConfiguration: Failed Setting filename=/data/cfg/a to "
+                    "table=ConfigurationsTable rowId=a fcode=65544",
+                    "ERROR removeConfiguration: Not Found File Name" + lacks + "b fcode=65544",
+                    "ERROR deleteRow: Not Found File Name" + lacks + "7 fcode=65544"}));
+
+    writeFile("/tmp/lacking.json", R"({"dataset":"CfgDataSet","components":{}})");
+    ASSERT_EQ(FC_OK, mManager.loadDataSet("/tmp/lacking.json"));
+    EXPECT_EQ(FC_NO_SUCH_NAME, run("SAVE_CFG", {{"Name", "a"}}));
+    EXPECT_EQ("ERROR addConfiguration: Couldn't add to dataset=CfgDataSet comp=ConfigurationsTable "
+              "new rowId=a",
+              logged().back());
 }
 
 TEST_F(CommandsTest, OnlyDateAndTimeUpdatedSetsTheZone)

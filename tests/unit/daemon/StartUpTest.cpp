@@ -5,6 +5,7 @@
 #include "ManagerFixture.h"
 
 #include <filesystem>
+#include <sys/mount.h>
 
 namespace
 {
@@ -109,6 +110,20 @@ TEST_F(StartUpTest, WhatIsNotThisCatalogueIsKeptAsideAndTheFactorysServes)
     mManager.init();
     EXPECT_EQ(other, readFile(kDamagedCatalogue));
     EXPECT_THAT(catalogue(), ElementsAre(StartsWith("a="), "starts "));
+}
+
+TEST_F(StartUpTest, CatalogueThatIsNoFileAndCannotBeMovedIsServedWithoutACopy)
+{
+    for (const std::string& directory : {std::string("/tmp/mounted"), kStoredCatalogue})
+        std::filesystem::create_directories(directory);
+    ASSERT_EQ(0, mount("/tmp/mounted", kStoredCatalogue.c_str(), nullptr, MS_BIND, nullptr));
+    mManager.init();
+    EXPECT_THAT(logged(),
+                Contains("ERROR init: Couldn't load the stored catalogue, nor keep a copy "
+                         "of file=" +
+                         kStoredCatalogue));
+    EXPECT_THAT(catalogue(), ElementsAre("starts "));
+    umount(kStoredCatalogue.c_str());
 }
 
 TEST_F(StartUpTest, MissingFileRemovesItsRowAndThoseMatchedBeforeIt)
