@@ -71,6 +71,13 @@ TEST(ChangeJournalTest, WhatWasAcknowledgedOnAFullDiskIsThereAtTheNextStart)
     run("Rename Configuration", {{"Name", "d"}, {"New Name", "e"}, {"Description", "moved"}});
     EXPECT_TRUE(device.log().waitFor("storeDataSet: Couldn't write file=/data/cfg/cfg_stored_set"));
     device.cut("CfgManager");
+    writeFile("/data/filler", std::string(4 << 20, 'x')); // with what was in reserve
+    device.start("CfgManager");
+    EXPECT_TRUE(device.log().waitFor("init: Couldn't reserve space"));
+    run("Rename Configuration", {{"Name", "e"}, {"New Name", "f"}});
+    for (const char* row : {"a", "f", "b"})
+        run("SET_AUTOSTART_CFG", {{"RowID", row}, {"AutoStart", "true"}});
+    device.cut("CfgManager");
     std::filesystem::remove("/data/filler");
     for (int boot = 0; boot < 3; ++boot) {
         device.start("CfgManager");
@@ -80,8 +87,8 @@ TEST(ChangeJournalTest, WhatWasAcknowledgedOnAFullDiskIsThereAtTheNextStart)
     const std::string stored = readFile(kStoredCatalogue);
     using testing::HasSubstr;
     EXPECT_THAT(stored, testing::AllOf(HasSubstr("\"Name\" : \"b\""), HasSubstr("moved"),
-                                       HasSubstr("/data/cfg/e"), HasSubstr("kept")));
-    for (const char* gone : {"/data/cfg/c", "/data/cfg/d"})
+                                       HasSubstr("/data/cfg/f"), HasSubstr("kept")));
+    for (const char* gone : {"/data/cfg/c", "/data/cfg/d", "/data/cfg/e"})
         EXPECT_THAT(stored, testing::Not(HasSubstr(gone)));
     EXPECT_FALSE(std::filesystem::exists(kChangesBeside));
 }

@@ -220,6 +220,11 @@ void recordUnstored(ConfigurationsTable table, std::uint64_t number,
     ChangeJournal::UnstoredRows rows;
     for (const std::string& name : names)
         rows[name] = table.readRow(name);
-    if (!journal().endUnstored(number, rows, autoStart))
-        reportUnrecorded(names.front(), errno);
+    if (!journal().endUnstored(number, rows, autoStart)) {
+        const int error = errno;
+        DBG_LOG(SEV_ERROR)
+            << "recordChange: Neither stored nor recorded, until a store succeeds, the "
+               "change of rowId="
+            << names.front() << " errno=" << error;
+    }
 }

@@ -69,7 +69,8 @@ private:
     bool mIsNewFile; // of an import
 };
 
-/// Rows that have changed, and the auto-start, while the disk refused the catalogue: they stay
-/// recorded until a store succeeds, in place of the record `number` (0: of none).
+/// Rows that have changed (none: an empty name), and the auto-start, while the disk refused the
+/// catalogue: they stay recorded until a store succeeds, in place of the record `number` (0: of
+/// none).
 void recordUnstored(ConfigurationsTable table, std::uint64_t number,
                     const std::vector<std::string>& names);

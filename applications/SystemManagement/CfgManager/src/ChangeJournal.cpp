@@ -21,6 +21,7 @@ namespace
 
 constexpr std::size_t kHalfSize = std::size_t{32} << 10;
 constexpr off_t kReserveSize = 24 * kHalfSize; // two files with two rows as long as a message
+constexpr std::size_t kRoomToGrow = 25;        // percent of a half
 constexpr std::string_view kMagic = "cfg-changes 1 ";
 constexpr char kJournal[] = "/journal";
 constexpr char kNewJournal[] = "/journal.new";
@@ -125,8 +126,14 @@ bool isUnsound(const ChangeRecord& record)
            (isMove && !(record.after && record.after->contains("Description")));
 }
 
-/// The newer of the two halves that is whole.
-std::vector<ChangeRecord> readJournal(const std::string& place, std::uint64_t& lastWrite)
+/// The newer of the two halves that is whole; where none is, its write has the number 0.
+struct NewestHalf {
+    std::vector<ChangeRecord> records;
+    std::uint64_t write = 0;
+    std::size_t index = 0;
+};
+
+NewestHalf readJournal(const std::string& place)
 {
     if (!isOurs(place))
         return {};
@@ -134,15 +141,14 @@ std::vector<ChangeRecord> readJournal(const std::string& place, std::uint64_t& l
     std::string text;
     if (const Descriptor file(openRegularFile(path)); file.isOpen())
         readToEnd(file.get(), text);
-    std::vector<ChangeRecord> newest;
-    for (const std::size_t start : {std::size_t{0}, text.size() / 2}) {
+    NewestHalf newest;
+    for (const std::size_t index : {std::size_t{0}, std::size_t{1}}) {
         std::uint64_t write = 0;
-        const auto half = readJournalHalf(std::string_view(text).substr(start), write);
+        const auto half =
+            readJournalHalf(std::string_view(text).substr(index * (text.size() / 2)), write);
         auto records = half ? readChangeRecords(*half) : std::nullopt;
-        if (records && write > lastWrite) {
-            newest = std::move(*records);
-            lastWrite = write;
-        }
+        if (records && write > newest.write)
+            newest = {std::move(*records), write, index};
     }
     return newest;
 }
@@ -209,16 +215,16 @@ std::vector<ChangeRecord> ChangeJournal::open()
     mRecords.clear();
     mLastNumber = mLastFound = 0;
     for (const std::string& place : kPlaces) {
-        std::uint64_t lastWrite = 0;
-        std::vector<ChangeRecord> records = readJournal(place, lastWrite);
-        const bool isWhole = lastWrite != 0 && std::erase_if(records, isUnsound) == 0;
+        NewestHalf newest = readJournal(place);
+        std::vector<ChangeRecord>& records = newest.records;
+        const bool isWhole = newest.write != 0 && std::erase_if(records, isUnsound) == 0;
         if (isWhole)
             removeEnded(place, records);
         for (const char* const prefix : {kKept, kSpared}) // no number is given twice
             for (const std::string& path : filesIn(place, prefix))
                 mLastNumber = std::max(mLastNumber, numberOf(path));
         std::ranges::move(records, std::back_inserter(mRecords));
-        mLastWrite = std::max(mLastWrite, lastWrite);
+        mLastWrite = std::max(mLastWrite, newest.write);
     }
     std::ranges::sort(mRecords, {}, &ChangeRecord::number);
     if (!mRecords.empty())
@@ -424,6 +430,7 @@ void ChangeJournal::stored()
         removeFiles();
     else if (!ended.empty())
         write();
+    reserve(); // for there is space again
 }
 
 void ChangeJournal::forgetAutoStart()
@@ -487,16 +494,19 @@ bool ChangeJournal::isFirstFailure()
 bool ChangeJournal::write()
 {
     mIsUnwritten = false;
-    if (tryToWrite())
+    const bool isNeeded = !mRecords.empty() || !mDirectory.empty();
+    if (isNeeded && mFile == -1 && makeDirectory())
+        reopen();
+    if (tryToWrite(kRoomToGrow))
         return true;
     if (mFile != -1)
         close(std::exchange(mFile, -1));
     releaseReserve();
-    mIsUnwritten = !tryToWrite();
+    mIsUnwritten = !tryToWrite(0);
     return !mIsUnwritten;
 }
 
-bool ChangeJournal::tryToWrite()
+bool ChangeJournal::tryToWrite(std::size_t room)
 {
     if (mRecords.empty() && mDirectory.empty())
         return true;
@@ -505,13 +515,33 @@ bool ChangeJournal::tryToWrite()
     const std::string half = journalHalf(++mLastWrite, toText(mRecords));
     if (mFile != -1 && half.size() <= mCapacity)
         return overwrite(half);
-    return create(half, std::max(kHalfSize, half.size() + half.size() / 4));
+    return create(half, std::max(kHalfSize, half.size() + half.size() * room / 100));
 }
 
 bool ChangeJournal::overwrite(const std::string& half)
 {
-    const auto offset = static_cast<off_t>(mLastWrite % 2 * mCapacity);
-    return writeAll(mFile, half, offset) && isSynced(fdatasync(mFile));
+    if (!writeAll(mFile, half, static_cast<off_t>(mNextHalf * mCapacity)) ||
+        !isSynced(fdatasync(mFile)))
+        return false;
+    mNextHalf = 1 - mNextHalf;
+    return true;
+}
+
+/// The file of an earlier run goes on: its blocks are there, also on a disk that has no more.
+void ChangeJournal::reopen()
+{
+    const std::string path = mDirectory + kJournal;
+    const Descriptor file(openRegularFile(path));
+    struct stat info;
+    if (!file.isOpen() || fstat(file.get(), &info) == -1 || info.st_nlink != 1 ||
+        info.st_size % 2 != 0 || info.st_blocks * 512 < info.st_size)
+        return;
+    const NewestHalf newest = readJournal(mDirectory);
+    if (newest.write == 0)
+        return;
+    mFile = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+    mCapacity = static_cast<std::size_t>(info.st_size) / 2;
+    mNextHalf = 1 - newest.index;
 }
 
 bool ChangeJournal::create(const std::string& half, std::size_t capacity)
@@ -521,14 +551,14 @@ bool ChangeJournal::create(const std::string& half, std::size_t capacity)
     if (file == -1)
         return false;
     // Zeros, not holes: a block that has been written before is overwritten in place.
-    const auto offset = static_cast<off_t>(mLastWrite % 2 * capacity);
-    if (writeAll(file, std::string(2 * capacity, '\0'), 0) && writeAll(file, half, offset) &&
+    if (writeAll(file, std::string(2 * capacity, '\0'), 0) && writeAll(file, half, 0) &&
         isSynced(fsync(file)) && rename(path.c_str(), (mDirectory + kJournal).c_str()) == 0 &&
         syncDirectory(mDirectory)) {
         if (mFile != -1)
             close(mFile);
         mFile = file;
         mCapacity = capacity;
+        mNextHalf = 1;
         return true;
     }
     const int error = errno;
@@ -640,10 +670,21 @@ void ChangeJournal::reserve()
         if (!isOneMount(parentOf(place), kCfgDir))
             continue;
         mReserve = ::open(parentOf(place).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-        if (mReserve != -1 && posix_fallocate(mReserve, 0, kReserveSize) == 0)
+        mReserveError = mReserve == -1 ? errno : posix_fallocate(mReserve, 0, kReserveSize);
+        if (mReserveError == 0)
             return;
+        // What there is.
+        for (off_t size = kReserveSize / 2; mReserve != -1 && size >= kReserveSize / 8; size /= 2)
+            if (posix_fallocate(mReserve, 0, size) == 0)
+                return;
         releaseReserve();
     }
+}
+
+int ChangeJournal::reserveError() const
+{
+    const std::lock_guard guard(mMutex);
+    return mReserveError;
 }
 
 void ChangeJournal::releaseReserve()

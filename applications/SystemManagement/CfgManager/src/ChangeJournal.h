@@ -90,13 +90,17 @@ public:
     /// called again; zero when there is nothing to remove.
     std::chrono::milliseconds tidy();
 
+    /// Why the space could not be reserved as a whole, an errno value, or 0.
+    int reserveError() const;
+
     /// True once a start: that nothing can be recorded is said once.
     bool isFirstFailure();
 
 private:
     bool write();
-    bool tryToWrite();
+    bool tryToWrite(std::size_t room);
     bool overwrite(const std::string& half);
+    void reopen();
     bool create(const std::string& half, std::size_t capacity);
     bool makeDirectory();
     bool linkReplaced(ChangeRecord& record, const std::string& replaced);
@@ -118,7 +122,9 @@ private:
     bool mIsClean = true;   // nothing of ours is on the disk
     int mFile = -1;
     std::size_t mCapacity = 0; // bytes of a half
+    std::size_t mNextHalf = 0; // to be written, 0 or 1
     int mReserve = -1;
+    int mReserveError = 0;
     bool mIsUnwritten = false; // after a write that has failed
     bool mFailureReported = false;
     std::chrono::steady_clock::time_point mIdleSince;

@@ -90,7 +90,11 @@ void ConfigurationManager::loadCatalogue()
                            << kStoredCatalogue;
     if (!waitForMoves(kMoveLimit))
         DBG_LOG(SEV_ERROR) << "init: A move of the last run is still under way";
-    ChangeSettlement(catalogue(), source).run(ChangeJournal::ofProcess().open());
+    const std::vector<ChangeRecord> changes = ChangeJournal::ofProcess().open();
+    if (const int error = ChangeJournal::ofProcess().reserveError(); error != 0)
+        DBG_LOG(SEV_ERROR) << "init: Couldn't reserve space for the records of changes errno="
+                           << error;
+    ChangeSettlement(catalogue(), source).run(changes);
     running().forget();
 }
 
@@ -539,7 +543,7 @@ Fcodes ConfigurationManager::setAutoStart(const std::string& command)
     Fcodes result = catalogue().writeAutoStart(value == "false" ? "" : rowId);
     result |= catalogue().store();
     if (!CatalogueStore::ofProcess().isOnDisk())
-        recordUnstored(catalogue(), 0, {rowId});
+        recordUnstored(catalogue(), 0, {""}); // no row has changed
     ChangeJournal::ofProcess().forgetAutoStart();
     return result;
 }
