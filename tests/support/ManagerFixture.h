@@ -32,13 +32,16 @@ protected:
                 writeFile(file, "channels");
             if (request.ID == "LOAD_CHANNELS")
                 duringLoad();
+            else
+                duringStore();
             return channelsResult;
         }
 
         Fcodes channelsResult = FC_OK;
         bool writesFile = true;                   ///< by STORE_CHANNELS
         std::function<void()> duringLoad = [] {}; ///< called by LOAD_CHANNELS
-        Lines requests;                           ///< each as "target ID file timeout tries"
+        std::function<void()> duringStore = [] {};
+        Lines requests; ///< each as "target ID file timeout tries"
     };
 
     /// The factory catalogue is in place; init() has not been called.

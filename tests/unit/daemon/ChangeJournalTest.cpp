@@ -212,6 +212,46 @@ TEST(ChangeJournalTest, OfARemovalThatTheDiskRefusesTheOldWholeIsLeft)
     }
 }
 
+TEST(ChangeJournalTest, WhatIsKeptOfASaveThatWasCutOffSurvivesWhatOthersDoBeforeTheStart)
+{
+    Device device;
+    const std::string kept = std::string(kChangesBeside) + "/kept.3";
+    for (const std::string others : {"mounted", "have opened it to all", "have taken its row"}) {
+        placeCatalogue({"a", "b"}, "b");
+        ChangeRecord save;
+        save.name = others == "have taken its row" ? "c" : "b";
+        save.number = 3;
+        save.file = "/data/cfg/" + save.name;
+        save.kept = kept;
+        save.before = CatalogueRow{{"File Name", save.file}, {"Description", "old"}};
+        writeFile(std::string(kChangesBeside) + "/journal", journalHalf(1, toText({save})));
+        writeFile(kept, "old");
+        std::filesystem::remove(save.file);
+        using std::filesystem::perms;
+        const bool isOpen = others == "have opened it to all";
+        std::filesystem::permissions(kChangesBeside, isOpen ? perms::owner_all | perms::group_exec
+                                                            : perms::owner_all);
+        if (others == "mounted") {
+            ASSERT_EQ(0, mount(kCfgDir, kCfgDir, nullptr, MS_BIND, nullptr));
+        }
+        device.start("CfgManager");
+        if (others == "mounted") {
+            device.cut("CfgManager");
+            umount(kCfgDir);
+            const Catalogue found = storedCatalogue();
+            EXPECT_EQ((std::pair<std::string, std::string>("old", "old")), found.rows.at("b"));
+            EXPECT_EQ("b", found.autoStart);
+        } else if (isOpen) {
+            EXPECT_TRUE(device.log().waitFor("in dir=/data/.cfg_changes, which is open to others"));
+            EXPECT_EQ("old", readFile(kept));
+        } else {
+            const std::string spared = std::string(kChangesBeside) + "/spared.3";
+            EXPECT_TRUE(device.log().waitFor("Has no row rowId=c, kept as file=" + spared));
+            EXPECT_EQ("old", readFile(spared));
+        }
+    }
+}
+
 TEST(ChangeJournalTest, AChangeThatHasEndedIsSettledNeitherAloneNorUnderALaterOne)
 {
     writeFile("/data/cfg/b", "old");

@@ -114,6 +114,21 @@ TEST_F(CommandsTest, SaveThatFailsOverAConfigurationPutsItBackWithTheCodeAndNoMo
     EXPECT_THAT(catalogue(), ElementsAre(rowLine("a", "kept", "10040"), rowLine("b"), "starts b"));
     EXPECT_EQ("worth keeping", readFile("/data/cfg/a"));
     EXPECT_THAT(readFile(kStoredCatalogue), HasSubstr("kept"));
+
+    mManager.duringStore = [] { writeFile(kStoredCatalogue, "of a daemon that has taken over"); };
+    EXPECT_EQ(FC_COMM_ERROR, run("SAVE_CFG", {{"Name", "a"}}));
+    EXPECT_EQ("of a daemon that has taken over", readFile(kStoredCatalogue));
+    EXPECT_THAT(logged().back(), HasSubstr("Not put back, others have changed file="));
+}
+
+TEST_F(CommandsTest, OneFileWithTwoNamesIsRenamedToOne)
+{
+    startWith({"a"});
+    std::filesystem::create_hard_link("/data/cfg/a", "/data/cfg/z");
+    EXPECT_EQ(FC_OK, rename("a", "z"));
+    EXPECT_EQ(FC_OK, rename("z", "z"));
+    EXPECT_FALSE(std::filesystem::exists("/data/cfg/a"));
+    EXPECT_EQ("channels", readFile("/data/cfg/z"));
 }
 
 TEST_F(CommandsTest, TheAutoStartOfAFailedSaveIsNotTakenOverByALaterChangeOfItsName)

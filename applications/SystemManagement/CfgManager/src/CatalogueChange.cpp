@@ -187,6 +187,12 @@ void CatalogueChange::fail(Fcodes code)
         return;
     }
     const auto noRetry = CatalogueStore::ofProcess().holdRetries();
+    if (CatalogueStore::ofProcess().isChangedByOthers()) {
+        // Another daemon has taken over while this one was waiting, and has put back itself.
+        DBG_LOG(SEV_ERROR) << "putBack: Not put back, others have changed file="
+                           << kStoredCatalogue;
+        return;
+    }
     const bool isBack = putBackFile(record, record.file);
     putBackRow(mTable, record, code);
     mTable.store();

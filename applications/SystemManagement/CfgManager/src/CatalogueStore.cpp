@@ -58,6 +58,12 @@ bool CatalogueStore::isOnDisk() const
     return mFailedFor == nullptr;
 }
 
+bool CatalogueStore::isChangedByOthers() const
+{
+    const std::lock_guard guard(mMutex);
+    return identify() != mFile;
+}
+
 void CatalogueStore::watch()
 {
     const std::lock_guard guard(mMutex);

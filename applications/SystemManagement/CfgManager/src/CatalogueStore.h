@@ -33,6 +33,9 @@ public:
     /// Whether the last store reached the disk.
     bool isOnDisk() const;
 
+    /// Whether somebody else has changed the file since it was loaded or stored.
+    bool isChangedByOthers() const;
+
     /// Takes note of the file as it is, for telling it from one that others put there.
     void watch();
 

@@ -236,6 +236,18 @@ std::vector<ChangeRecord> ChangeJournal::open()
     return mRecords;
 }
 
+std::map<std::string, std::string> ChangeJournal::notBelieved()
+{
+    std::map<std::string, std::string> reasons;
+    struct stat info;
+    for (const std::string& place : kPlaces)
+        if (!isOurs(place) && lstat(place.c_str(), &info) == 0)
+            reasons[place] = !S_ISDIR(info.st_mode)     ? "no directory"
+                             : info.st_uid != geteuid() ? "another user's"
+                                                        : "open to others";
+    return reasons;
+}
+
 ChangeJournal::Begun ChangeJournal::begin(ChangeRecord record, const std::string& replaced)
 {
     const std::lock_guard guard(mMutex);

@@ -17,6 +17,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <set>
 #include <string>
@@ -32,6 +33,9 @@ public:
     /// What an earlier run has left, in the order of the changes; and reserves the space. For the
     /// start-up, which settles what it gets before the first begin(). It stays until stored().
     std::vector<ChangeRecord> open();
+
+    /// The directories whose records are not believed, and why not.
+    static std::map<std::string, std::string> notBelieved();
 
     /// Records a change under a new number, and before that a second link to the file at `replaced`
     /// if one is there; both are on the disk when it returns. Earlier changes of a name whose file

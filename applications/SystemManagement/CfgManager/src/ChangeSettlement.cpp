@@ -4,11 +4,15 @@
 #include "CfgPaths.h"
 #include "ChangeJournal.h"
 #include "DbgLine.h"
+#include "base/AtomicFile.h"
 #include "base/Descriptor.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <fstream>
+#include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace
@@ -38,6 +42,30 @@ bool isTorn(const ChangeRecord& save)
            save.boot != bootId();
 }
 
+/// From a place that another mount has put out of reach of links meanwhile.
+bool copyBack(const std::string& kept, const std::string& path)
+{
+    struct stat info;
+    std::ifstream file(kept, std::ios::binary);
+    if (isSameFile(kept, path))
+        return true;
+    if (!file.is_open() || stat(kept.c_str(), &info) == -1)
+        return false;
+    const FileWrite write = replaceFileAtomically(path, [&](std::ostream& out) {
+        file.clear();
+        file.seekg(0);
+        if (info.st_size > 0)
+            out << file.rdbuf();
+    });
+    errno = write.error;
+    if (write.error != 0)
+        return false;
+    std::ignore = lchown(path.c_str(), info.st_uid, info.st_gid);
+    std::ignore = chmod(path.c_str(), info.st_mode & 07777);
+    unlink(kept.c_str());
+    return true;
+}
+
 } // namespace
 
 void ChangeSettlement::run(const std::vector<ChangeRecord>& records)
@@ -50,6 +78,10 @@ void ChangeSettlement::run(const std::vector<ChangeRecord>& records)
             continue;
         DBG_LOG(SEV_INFO) << "settleChanges: Dropped record of rowId=" << record.name
                           << " file=" << record.file;
+        if (isLastCopy(record))
+            DBG_LOG(SEV_ERROR) << "settleChanges: Has no row rowId=" << record.name
+                               << ", kept as file="
+                               << ChangeJournal::ofProcess().spare(record.number);
         // Without the catalogue nobody knows what the file was; but it was there.
         const std::string path = record.kind == ChangeRecord::Kind::IMPORT
                                      ? configurationPath(record.name)
@@ -57,6 +89,16 @@ void ChangeSettlement::run(const std::vector<ChangeRecord>& records)
         if (mSource == CatalogueSource::FACTORY && !record.answered && !pathExists(path))
             putBackFile(record, path);
     }
+}
+
+/// True for the file of a save that was cut off, and whose row has gone by no command: a start that
+/// did not believe the record has missed the file, or somebody has put another catalogue there.
+bool ChangeSettlement::isLastCopy(const ChangeRecord& record) const
+{
+    struct stat info;
+    return mSource == CatalogueSource::STORED && record.kind == ChangeRecord::Kind::SAVE &&
+           !record.answered && !mTable.has(record.name) && !isChangedLater(record) &&
+           !pathExists(record.file) && lstat(record.kept.c_str(), &info) == 0 && info.st_nlink == 1;
 }
 
 bool ChangeSettlement::settle(const ChangeRecord& record)
@@ -252,6 +294,8 @@ bool putBackFile(const ChangeRecord& record, const std::string& path)
     if (persistently(put) == 0)
         return true;
     const int error = errno;
+    if (error == EXDEV)
+        return copyBack(record.kept, path);
     const bool isInTheWay = error == EISDIR || error == ENOTEMPTY || error == EEXIST;
     errno = error;
     return isInTheWay && !putAside(path, kObstacle).empty() && put() == 0;

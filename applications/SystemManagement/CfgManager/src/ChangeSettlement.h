@@ -32,6 +32,7 @@ private:
     bool putBackRemoved(const ChangeRecord& removal);
     bool settleRemoval(const ChangeRecord& removal);
     bool applyUnstored(const ChangeRecord& change);
+    bool isLastCopy(const ChangeRecord& record) const;
     void takeRowAway(const std::string& rowId);
     bool isChangedLater(const ChangeRecord& change) const;
     void followRenames(ChangeRecord& save) const;

@@ -94,6 +94,9 @@ void ConfigurationManager::loadCatalogue()
     if (const int error = ChangeJournal::ofProcess().reserveError(); error != 0)
         DBG_LOG(SEV_ERROR) << "init: Couldn't reserve space for the records of changes errno="
                            << error;
+    for (const auto& [directory, reason] : ChangeJournal::notBelieved())
+        DBG_LOG(SEV_ERROR) << "init: Didn't believe the records of changes in dir=" << directory
+                           << ", which is " << reason;
     ChangeSettlement(catalogue(), source).run(changes);
     running().forget();
 }
@@ -409,6 +412,11 @@ Fcodes ConfigurationManager::moveConfiguration(const std::string& name, const st
         DBG_LOG(SEV_ERROR) << "renameConfiguration: Couldn't stat filename=" << move.to;
         change.abandon();
         return FC_UNAVAILABLE;
+    }
+
+    if (file != move.to && isSameFile(file, move.to)) { // links to one file, which mv may leave
+        removeConfigurationFile(file);
+        syncFile(kCfgDir);
     }
 
     // The new row first: a failure to add it must not cost the old one.
