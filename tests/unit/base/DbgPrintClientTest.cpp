@@ -3,6 +3,7 @@
 #include "DbgLine.h"
 #include "Fcodes.h"
 #include "LogCapture.h"
+#include "Refusal.h"
 #include "base/LocalTime.h"
 
 #include <cerrno>
@@ -116,19 +117,23 @@ TEST(DbgPrintClientTest, LinesFollowTheZoneFromTheVeryNextLine)
 TEST(DbgPrintClientTest, LinesWithoutAReaderAreLostAndANewReaderGetsTheNext)
 {
     const auto handler = std::signal(SIGPIPE, SIG_DFL);
-    {
-        LogCapture first;
-        DBG_LOG(SEV_INFO) << "read";
+    for (const bool oldKernel : {false, true}) {
+        if (oldKernel)
+            refuse(SYS_pwritev2, 0, 0, EOPNOTSUPP); // older than Linux 6.18
+        {
+            LogCapture first;
+            DBG_LOG(SEV_INFO) << "read";
+        }
+        DBG_LOG(SEV_INFO) << "lost"; // would raise SIGPIPE
+        {
+            const DbgBurst burst;
+            for (int i = 0; i < 3; ++i)
+                DBG_LOG(SEV_INFO) << "lost, one of many";
+        }
+        LogCapture second;
+        DBG_LOG(SEV_INFO) << "read again";
+        EXPECT_THAT(second.entries(), ElementsAre("INFO SomeUnit:read again"));
     }
-    DBG_LOG(SEV_INFO) << "lost"; // would raise SIGPIPE
-    {
-        const DbgBurst burst;
-        for (int i = 0; i < 3; ++i)
-            DBG_LOG(SEV_INFO) << "lost, one of many";
-    }
-    LogCapture second;
-    DBG_LOG(SEV_INFO) << "read again";
-    EXPECT_THAT(second.entries(), ElementsAre("INFO SomeUnit:read again"));
 
     sigset_t pending;
     sigpending(&pending);

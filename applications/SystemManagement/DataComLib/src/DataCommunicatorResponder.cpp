@@ -18,9 +18,11 @@
 #include <cerrno>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <sys/prctl.h>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace
 {
@@ -205,6 +207,8 @@ bool DataCommunicator::serveNext(bool waits)
     std::string body;
     SocketAddress sender;
     ucred credentials{};
+    // Until a command or an event is carried out, which may start processes.
+    std::optional<DbgBurst> burst(std::in_place);
     char* const buffer = receiveBuffer();
     const ssize_t count = receiveDatagram(mReceiveSocket->descriptor(), buffer, kMessageSizeLimit,
                                           sender, &credentials, waits);
@@ -212,6 +216,8 @@ bool DataCommunicator::serveNext(bool waits)
         return false;
     const Fcodes result = takeDatagram(buffer, count, header, body, sender);
     const bool isAllowed = result == FC_OK && mayRequest(header, body, sender, credentials);
+    if (header.Type == kTypeCommand || header.Type == kTypeEvent)
+        burst.reset();
     if (result != FC_OK) {
         DBG_LOG(SEV_ERROR) << "doWork: readMsg failed from sock=" << sender.path()
                            << " fcode=" << Hex{result};
@@ -407,7 +413,6 @@ Fcodes DataCommunicator::treatMsg(const MessageHeader& header, const std::string
 Fcodes DataCommunicator::treatDataMsg(const MessageHeader& header, const std::string& body,
                                       MessageHeader& responseHeader, std::string& responseBody)
 {
-    const DbgBurst burst;
     IDataHolder* const holder = mDataHolder;
     if (holder != nullptr)
         return treatDataRequest(*holder, header, body, responseHeader, responseBody, mSendLimit);

@@ -95,6 +95,20 @@ pid_t processId()
     return pid;
 }
 
+std::atomic<bool> mustHoldBack{false}; // the kernel cannot leave SIGPIPE out
+
+/// False when the line is yet to be written.
+bool reportWithoutSigpipe(int pipe, std::string_view text)
+{
+    if (mustHoldBack.load(std::memory_order_relaxed))
+        return false;
+    // Full, or without a reader: such a line is lost.
+    if (writeWithoutSigpipe(pipe, text) != -1 || errno == EAGAIN || errno == EPIPE)
+        return true;
+    mustHoldBack.store(true, std::memory_order_relaxed);
+    return false;
+}
+
 /// The FIFO, or a file at its very path, open for writing; -1 with errno. Anybody may put a link
 /// into /tmp, and this process may write what they may not: one is followed to a FIFO only.
 int openLog()
@@ -198,7 +212,7 @@ void DbgPrintClient::doReport(std::ostringstream* oss) { report(oss->view()); }
 void DbgPrintClient::report(std::string_view text)
 {
     const int savedErrno = errno;
-    {
+    if (!reportWithoutSigpipe(mPipe, text)) {
         const DbgBurst line;
         if (!burst.holdsSigpipe) {
             burst.wasPending = holdSigpipe(burst.maskBefore);

@@ -2,6 +2,11 @@
 
 #include <cerrno>
 #include <ctime>
+#include <sys/uio.h>
+
+#ifndef RWF_NOSIGNAL
+#define RWF_NOSIGNAL 0x100 // since Linux 6.18
+#endif
 
 namespace
 {
@@ -15,6 +20,12 @@ sigset_t onlySigpipe()
 }
 
 } // namespace
+
+ssize_t writeWithoutSigpipe(int fd, std::string_view text)
+{
+    const iovec only{.iov_base = const_cast<char*>(text.data()), .iov_len = text.size()};
+    return pwritev2(fd, &only, 1, -1, RWF_NOSIGNAL);
+}
 
 bool holdSigpipe(sigset_t& before)
 {
