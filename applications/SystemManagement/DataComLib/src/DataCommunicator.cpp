@@ -224,6 +224,13 @@ bool DataCommunicator::isReserveFree()
     return mBeforeReserve >= 0;
 }
 
+/// Counts what is about to be sent from the receive socket; false as fitsDatagram().
+bool DataCommunicator::admit(const std::string& text)
+{
+    mBeforeReserve -= 2 * static_cast<std::int64_t>(text.size()) + 1024; // the kernel charges less
+    return fitsDatagram(text);
+}
+
 /// Tries until the text is sent: 0, or the errno of the last try.
 int DataCommunicator::sendText(int socket, const std::string& text, const SocketAddress& receiver,
                                int retryDelay, int tries)
@@ -248,14 +255,13 @@ int DataCommunicator::sendText(int socket, const std::string& text, const Socket
 int DataCommunicator::sendOnce(int socket, const std::string& text, const SocketAddress& receiver,
                                bool mayWait)
 {
-    if (socket == mReceiveSocket->descriptor()) // more than the kernel charges for it
-        mBeforeReserve -= 2 * static_cast<std::int64_t>(text.size()) + 1024;
-    if (fitsDatagram(text) && sendDatagram(socket, text, receiver, mayWait))
+    const bool isAdmitted =
+        socket == mReceiveSocket->descriptor() ? admit(text) : fitsDatagram(text);
+    if (isAdmitted && sendDatagram(socket, text, receiver, mayWait))
         return 0;
     const int error = errno;
     if (error != EAGAIN)
-        DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
-                           << " errno=" << error << " Stop sending.";
+        logStopped(receiver, error);
     return error;
 }
 
@@ -265,6 +271,12 @@ void DataCommunicator::logSending(int socket, const std::string& text,
     DBG_LOG(SEV_INFO) << "sendMessage: Sending msg via sockfd=" << socket
                       << " to sock=" << receiver.path() << " :\n"
                       << text;
+}
+
+void DataCommunicator::logStopped(const SocketAddress& receiver, int error)
+{
+    DBG_LOG(SEV_ERROR) << "sendMessage: in writing msg body to sock=" << receiver.path()
+                       << " errno=" << error << " Stop sending.";
 }
 
 void DataCommunicator::logFull(const SocketAddress& receiver, int triesLeft)

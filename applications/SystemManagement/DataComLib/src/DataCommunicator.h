@@ -237,9 +237,10 @@ private:
                  int tries);
     int sendOnce(int socket, const std::string& text, const SocketAddress& receiver, bool mayWait);
     static void logSending(int socket, const std::string& text, const SocketAddress& receiver);
+    bool admit(const std::string& text);
+    static void logStopped(const SocketAddress& receiver, int error);
     static void logFull(const SocketAddress& receiver, int triesLeft);
-    Fcodes sendEventText(const SocketAddress* subscriber, const std::string& text, int timeout,
-                         int tries);
+    static Fcodes logUnsent(const std::string& event);
 
     bool mayBeAsked(const std::string& responderPath);
     Fcodes awaitResponse(PendingRequest& request, const MessageHeader& requestHeader,

@@ -21,7 +21,6 @@ namespace
 {
 
 constexpr char kUnit[] = "DataCommunicator";
-constexpr int kNoWaiting = -1;
 constexpr int kSubscribeTimeout = 10;
 constexpr int kSubscribeTries = 3;
 
@@ -201,17 +200,16 @@ Fcodes DataCommunicator::requestEvent(const std::string& subscriberPath, const M
                                       int timeout, int tries)
 {
     SocketAddress subscriber;
-    const bool isValidPath = subscriber.assign(subscriberPath);
-    return sendEventText(isValidPath ? &subscriber : nullptr, eventMessage(event), timeout, tries);
+    const std::string text = eventMessage(event);
+    if (subscriber.assign(subscriberPath) &&
+        sendText(mReceiveSocket->descriptor(), text, subscriber, timeout, tries) == 0)
+        return FC_OK;
+    return logUnsent(text);
 }
 
-Fcodes DataCommunicator::sendEventText(const SocketAddress* subscriber, const std::string& text,
-                                       int timeout, int tries)
+Fcodes DataCommunicator::logUnsent(const std::string& event)
 {
-    if (subscriber != nullptr &&
-        sendText(mReceiveSocket->descriptor(), text, *subscriber, timeout, tries) == 0)
-        return FC_OK;
-    DBG_LOG(SEV_ERROR) << "requestEvent: Failed to sendMessage:\n" << text;
+    DBG_LOG(SEV_ERROR) << "requestEvent: Failed to sendMessage:\n" << event;
     DBG_LOG(SEV_ERROR) << "requestEvent: FCODE=" << FC_COMM_ERROR;
     return FC_COMM_ERROR;
 }
@@ -220,15 +218,26 @@ void DataCommunicator::notify(MessageEvent& event)
 {
     timeToString(std::time(nullptr), event.Time);
 
-    std::vector<SocketAddress> subscribers;
+    std::shared_ptr<const SubscriberList::Addresses> subscribers;
     {
         const std::lock_guard guard(mSubscribersMutex);
         subscribers = mSubscribers->addresses();
     }
     const std::string text = eventMessage(event);
-    for (const SocketAddress& subscriber : subscribers) {
+    const int socket = mReceiveSocket->descriptor();
+    for (const SocketAddress& subscriber : *subscribers) {
         DBG_LOG(SEV_INFO) << "notify: event=" << event.ID << " to observer=" << subscriber.path();
-        sendEventText(&subscriber, text, kNoWaiting, 1);
+        if (dbgEnabled(SEV_INFO))
+            logSending(socket, text, subscriber);
+        // From here, not below sendText(): right behind a system call each return is slow.
+        const bool isFree = isReserveFree();
+        if (isFree && admit(text) && sendDatagram(socket, text, subscriber, false))
+            continue;
+        if (const int error = isFree ? errno : EAGAIN; error == EAGAIN)
+            logFull(subscriber, 1);
+        else
+            logStopped(subscriber, error);
+        logUnsent(text);
     }
 }
 

@@ -16,7 +16,7 @@ constexpr std::string_view kVariable = "TZ=";
 constexpr std::size_t kMaxZone = 255; // bytes
 
 std::mutex setterMutex; // taken before the other, and while the file system is looked at
-std::mutex zoneMutex;   // every log line takes it
+std::mutex zoneMutex;   // guards the zone and the text below
 std::atomic<unsigned> zoneGeneration{0};
 
 /// The path with its links and ".." resolved, and `end`; empty where it leads to nothing.
@@ -79,6 +79,21 @@ bool makeSafe(std::string& zone)
     return true;
 }
 
+/// The text of the second that was asked for last: events come several in a second.
+struct KeptText {
+    std::time_t time = 0;
+    std::size_t length = 0; // 0: to be made
+    std::array<char, 32> text{};
+};
+KeptText keptText;
+
+/// Reads the zone again; the caller holds its lock.
+void readZone()
+{
+    tzset();
+    keptText.length = 0;
+}
+
 } // namespace
 
 std::tm toLocalTime(std::time_t time)
@@ -91,10 +106,15 @@ std::tm toLocalTime(std::time_t time)
 
 std::string toLocalTimeText(std::time_t time)
 {
-    const std::tm local = toLocalTime(time);
-    std::array<char, 32> text;
-    const std::size_t length = std::strftime(text.data(), text.size(), "%d-%b-%y  %T", &local);
-    return std::string(text.data(), length);
+    const std::lock_guard guard(zoneMutex);
+    KeptText& kept = keptText;
+    if (kept.length == 0 || kept.time != time) {
+        std::tm local{};
+        localtime_r(&time, &local);
+        kept.length = std::strftime(kept.text.data(), kept.text.size(), "%d-%b-%y  %T", &local);
+        kept.time = time;
+    }
+    return std::string(kept.text.data(), kept.length);
 }
 
 bool setTimeZone(std::string zone)
@@ -111,7 +131,7 @@ bool setTimeZone(std::string zone)
     std::array<char, kVariable.size() + kMaxZone + 1>& variable = variables[next++ % 2];
     variable[std::string(kVariable).append(zone).copy(variable.data(), variable.size() - 1)] = '\0';
     putenv(variable.data());
-    tzset();
+    readZone();
     zoneGeneration.fetch_add(1, std::memory_order_release);
     return true;
 }
@@ -119,7 +139,7 @@ bool setTimeZone(std::string zone)
 void refreshTimeZone()
 {
     const std::lock_guard guard(zoneMutex);
-    tzset();
+    readZone();
 }
 
 unsigned timeZoneGeneration() { return zoneGeneration.load(std::memory_order_acquire); }

@@ -11,10 +11,15 @@ namespace
 
 constexpr int kPlaceholderId = 100;
 constexpr std::size_t kHeaderReserve = 128;
+constexpr std::size_t kUsualEvent = 512;
 
 std::string join(std::initializer_list<std::string_view> pieces)
 {
+    std::size_t size = 0;
+    for (const std::string_view piece : pieces)
+        size += piece.size();
     std::string text;
+    text.reserve(size);
     for (const std::string_view piece : pieces)
         text.append(piece);
     return text;
@@ -117,10 +122,17 @@ std::string itemElement(const std::string& item, const std::string& value)
 
 std::string eventMessage(const MessageEvent& event)
 {
+    constexpr std::string_view kStart = "<BODY>\n";
+    constexpr std::string_view kEnd = "</BODY>\n";
     std::string element;
+    element.reserve(kUsualEvent);
     event.toString(element);
-    const std::string body = join({"<BODY>\n", element, "</BODY>\n"});
-    MessageHeader header = requestHeaderFor(kTypeEvent, body);
+    MessageHeader header;
+    header.ID = kPlaceholderId;
+    header.Type = kTypeEvent;
     header.Fcode = event.Fcode;
-    return messageText(header, body);
+    header.Size = static_cast<int>(kStart.size() + element.size() + kEnd.size());
+    std::string text;
+    text.reserve(kHeaderReserve + kStart.size() + element.size() + kEnd.size());
+    return header.toString(text).append(kStart).append(element).append(kEnd);
 }

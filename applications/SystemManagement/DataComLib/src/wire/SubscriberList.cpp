@@ -4,6 +4,7 @@
 
 bool SubscriberList::add(const SocketAddress& subscriber)
 {
+    mCopy.reset();
     if (const auto listed = mIndex.find(subscriber.bytes()); listed != mIndex.end()) {
         mAddresses.splice(mAddresses.end(), mAddresses, listed->second);
         return true;
@@ -13,4 +14,11 @@ bool SubscriberList::add(const SocketAddress& subscriber)
     mAddresses.push_back(subscriber);
     mIndex.emplace(mAddresses.back().bytes(), std::prev(mAddresses.end()));
     return true;
+}
+
+std::shared_ptr<const SubscriberList::Addresses> SubscriberList::addresses()
+{
+    if (mCopy == nullptr)
+        mCopy = std::make_shared<Addresses>(mAddresses.begin(), mAddresses.end());
+    return mCopy;
 }

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <list>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -17,13 +18,17 @@ class SubscriberList
 public:
     static constexpr std::size_t kMaxSubscribers = 20000;
 
+    using Addresses = std::vector<SocketAddress>;
+
     /// Adds the socket at the end; one that is listed already moves there. False when the list is
     /// full.
     bool add(const SocketAddress& subscriber);
 
-    std::vector<SocketAddress> addresses() const { return {mAddresses.begin(), mAddresses.end()}; }
+    /// What is listed now; a later add() does not change it.
+    std::shared_ptr<const Addresses> addresses();
 
 private:
+    std::shared_ptr<const Addresses> mCopy; // null when the list has changed since
     std::list<SocketAddress> mAddresses;
     std::unordered_map<std::string_view, std::list<SocketAddress>::iterator>
         mIndex; // by their bytes
