@@ -179,12 +179,12 @@ TEST_F(DataRequestHandlerTest, AnAnswerThatCannotBeSentIsNotBuiltFurther)
         EXPECT_EQ(FC_OK, ask("GET", "<Table Name=\"Table\" >" + items + "</Table>")) << mSendLimit;
 }
 
-TEST_F(DataRequestHandlerTest, AGetOfMoreThanTenThousandUnreadableItemsIsRefused)
+TEST_F(DataRequestHandlerTest, AGetOfMoreThanFourThousandUnreadableItemsIsRefused)
 {
     mSendLimit = 1 << 30;
-    mHolder.instances["Set/Table"].assign(10000, "a");
+    mHolder.instances["Set/Table"].assign(4000, "a");
     EXPECT_EQ(FC_NO_SUCH_NAME, ask("GET", "<Table Name=\"Table\" ><Item Name=\"?\" /></Table>"));
-    mHolder.instances["Set/Table"].assign(10001, "a");
+    mHolder.instances["Set/Table"].assign(4001, "a");
     EXPECT_EQ(FC_UNAVAILABLE | FC_NO_SUCH_NAME,
               ask("GET", "<Table Name=\"Table\" ><Item Name=\"?\" /></Table>"));
     EXPECT_EQ(0, mHeader.Size);

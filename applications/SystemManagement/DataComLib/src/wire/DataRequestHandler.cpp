@@ -16,7 +16,7 @@ constexpr std::string_view kTableTag = "Table";
 
 /// Reading items that do not exist adds nothing to an answer, so its length does not bound such
 /// work: one request can name thousands of items for thousands of rows.
-constexpr int kMaxUnreadableItems = 10000;
+constexpr int kMaxUnreadableItems = 4000;
 
 constexpr std::size_t kUsualAnswer = 512; // bytes that hold most answers of one item
 
