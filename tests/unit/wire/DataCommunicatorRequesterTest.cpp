@@ -413,25 +413,62 @@ TEST_F(DataCommunicatorRequesterTest,
 TEST_F(DataCommunicatorRequesterTest, OnlyRootTheOwnUserAndTheRespondersOwnerMayAnswer)
 {
     PendingRequests pending;
-    const PendingRequest asked(pending, 7, kPeer, 1);
     const auto may = [&](pid_t pid, uid_t uid, int id = 7) {
-        return pending.mayAnswer(id, {.pid = pid, .uid = uid, .gid = 0});
+        const ucred sender{.pid = pid, .uid = uid, .gid = 0};
+        const bool answers = pending.mayAnswer(id, sender);
+        EXPECT_EQ(answers, pending.maySpeakFor(id == 7 ? kPeer : "/x", sender));
+        return answers;
     };
+    const PendingRequest own(pending, 7, kPeer, 1);
     EXPECT_TRUE(may(1, 0) && may(1, geteuid()) && may(1, geteuid(), 8));
     EXPECT_FALSE(may(0, 0) || may(1, kNobody) || may(1, kStrangersUid));
     if (chown(kPeer, kNobody, 0) != 0)
         return; // only root has more than one user
-    EXPECT_FALSE(may(1, kNobody));
-    ASSERT_EQ(0, chown(kPeer, kStrangersUid, 0));
-    EXPECT_TRUE(may(1, kStrangersUid));
+    {
+        const PendingRequest nobodys(pending, 7, kPeer, 1);
+        EXPECT_FALSE(may(1, kNobody));
+        ASSERT_EQ(0, chown(kPeer, kStrangersUid, 0));
+        EXPECT_FALSE(may(1, kStrangersUid)); // who owns it now was not asked
+    }
     std::filesystem::rename(kPeer, "/tmp/elsewhere");
-    EXPECT_FALSE(may(1, kStrangersUid));
+    const PendingRequest absent(pending, 7, kPeer, 1);
     std::ofstream(kPeer) << "no socket";
     ASSERT_EQ(0, chown(kPeer, kStrangersUid, 0));
+    const PendingRequest file(pending, 7, kPeer, 1);
     EXPECT_FALSE(may(1, kStrangersUid));
     std::filesystem::rename("/tmp/elsewhere", kPeer);
+    const PendingRequest asked(pending, 7, kPeer, 1);
+    EXPECT_TRUE(may(1, kStrangersUid));
     EXPECT_FALSE(may(1, kStrangersUid, 8) || may(1, kStrangersUid + 1));
     EXPECT_TRUE(asStranger([&] { EXPECT_TRUE(may(1, 0, 8) && may(1, kStrangersUid, 8)); }));
+}
+
+TEST_F(DataCommunicatorRequesterTest, WhoBearsTheRespondersPathAndIsNotItIsIgnored)
+{
+    ScriptedPeer heir(kPeer); // mPeer still sends under the path
+    if (chown("/tmp/stranger", kStrangersUid, 0) != 0)
+        GTEST_SKIP() << "needs root for a second user";
+    std::jthread watcher([&] {
+        std::string body;
+        EXPECT_EQ(FC_UNAVAILABLE, mCom.requestCommand("/tmp/stranger", "C", body, 0, 1));
+    });
+    mStranger.receive();
+    const std::jthread peer([&] {
+        const int id = heir.receive().header.ID;
+        EXPECT_TRUE(asStranger([&] {
+            mPeer.send(kSendSock, "garbage");
+            for (int i = 0; i < 11; ++i) // as many as push out what is filed
+                mPeer.send(kSendSock, message("ACK", "", id + i));
+        }));
+        EXPECT_TRUE(mLog.waitFor("sendRequest: answer ignored from sock=/tmp/peer id=" +
+                                 std::to_string(id + 10) + " uid=1000"));
+        EXPECT_TRUE(asStranger([&] { mStranger.answer("ACK", FC_UNAVAILABLE); }));
+        watcher.join();
+        heir.answer("ACK", FC_LOS);
+    });
+    mCom.storeResponse(5000, "", "", "");
+    EXPECT_EQ(FC_LOS, mCom.requestCommand(kPeer, "C", mBody, kSeconds, 1));
+    EXPECT_TRUE(mCom.getResponse(5000, mValue, mValue, mValue));
 }
 
 TEST_F(DataCommunicatorRequesterTest, AForgedAnswerIsIgnoredAndPushesNoneOut)

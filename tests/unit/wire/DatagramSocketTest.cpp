@@ -1,6 +1,7 @@
 #include "wire/DatagramSocket.h"
 #include "ScriptedPeer.h"
 
+#include <atomic>
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -20,6 +21,26 @@ TEST(DatagramSocketTest, APathThatFillsAnAddressIsAnsweredAndALongerOneIsNotCut)
     peer.answer("ACK"); // the kernel reports such an address as longer than it is
     EXPECT_EQ("ACK", longest.receive().header.Type);
     EXPECT_FALSE(SocketAddress().assign("/tmp/" + std::string(104, 'p')));
+}
+
+TEST(DatagramSocketTest, APathIsTakenOverAlsoWhileAnotherTakesItAgainAndAgain)
+{
+    SocketAddress path;
+    ASSERT_TRUE(path.assign("/tmp/raced"));
+    std::atomic<int> taken = 0;
+    const std::jthread other([&](const std::stop_token& stop) {
+        for (DatagramSocket socket; !stop.stop_requested();)
+            if (socket.descriptor() == -1)
+                socket.open();
+            else if (bind(socket.descriptor(), path.raw(), path.length()) == 0) {
+                ++taken;
+                socket.close();
+            }
+    });
+    for (int i = 0; i < 200 || (taken < 50 && i < 100000); ++i) {
+        DatagramSocket socket;
+        ASSERT_TRUE(socket.open() && socket.bind("/tmp/raced")) << i << " errno=" << errno;
+    }
 }
 
 TEST(DatagramSocketTest, ATimeoutOfMinusOneDoesNotWaitAndZeroWaitsWithoutLimit)

@@ -73,6 +73,8 @@ void DataCommunicator::openSendSocket()
         DBG_LOG(SEV_FATAL) << "init: Send Socket create failed";
         endProcess();
     }
+    if (!mSendSocket->passCredentials())
+        DBG_LOG(SEV_ERROR) << "init: setsockopt SO_PASSCRED failed";
     setTimeouts(*mSendSocket);
     if (!mSendSocket->bind(mSendSockName)) {
         DBG_LOG(SEV_FATAL) << "init: Socket bind failed to " << mSendSockName << " errno=" << errno;
@@ -141,10 +143,10 @@ char* DataCommunicator::receiveBuffer()
 }
 
 Fcodes DataCommunicator::receiveMsg(int socket, MessageHeader& header, std::string& body,
-                                    SocketAddress& sender)
+                                    SocketAddress& sender, ucred* credentials)
 {
     char* const buffer = receiveBuffer();
-    const ssize_t count = receiveDatagram(socket, buffer, kMessageSizeLimit, sender);
+    const ssize_t count = receiveDatagram(socket, buffer, kMessageSizeLimit, sender, credentials);
     return takeDatagram(buffer, count, header, body, sender);
 }
 

@@ -190,7 +190,8 @@ public:
     /// asked, else the last one. getResponse() gives the last one, or is false when nothing is
     /// stored under the ID, and the outputs are then untouched; what is read stays stored.
     /// The responder stores an answer only when its sender is root, this process's user or the
-    /// owner of the socket to which the request went.
+    /// owner of the socket to which the request went. So do requests with what they read for
+    /// others, and no other answer completes one.
     void storeResponse(int id, const std::string& headerText, const std::string& body,
                        const std::string& sender);
     bool getResponse(int id, std::string& headerText, std::string& body, std::string& sender) const;
@@ -209,6 +210,7 @@ private:
     bool serveNext(bool waits);
     bool mayRequest(const MessageHeader& header, const std::string& body,
                     const SocketAddress& sender, const ucred& credentials);
+    bool mayAnswer(int id, const ucred& credentials);
     void logRefused();
     void serveRequest(const MessageHeader& header, std::string body, const SocketAddress& sender,
                       bool isAllowed);
@@ -224,7 +226,8 @@ private:
 
     Fcodes readMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender,
                    int timeout);
-    Fcodes receiveMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender);
+    Fcodes receiveMsg(int socket, MessageHeader& header, std::string& body, SocketAddress& sender,
+                      ucred* credentials = nullptr);
     Fcodes takeDatagram(const char* buffer, ssize_t count, MessageHeader& header, std::string& body,
                         const SocketAddress& sender);
     static char* receiveBuffer();

@@ -105,12 +105,20 @@ bool DataCommunicator::readResponse(const PendingRequest& request, MessageHeader
     MessageHeader header;
     std::string body;
     SocketAddress from;
-    const Fcodes result = receiveMsg(mSendSocket->descriptor(), header, body, from);
+    ucred credentials{};
+    const Fcodes result = receiveMsg(mSendSocket->descriptor(), header, body, from, &credentials);
     // Without a datagram the read itself has failed: that is nobody's but the reader's.
     const bool isReadError = result == FC_COMM_ERROR && errno != 0;
     const std::string sender = isReadError ? request.responder() : from.path();
+    const bool isResponder = isReadError || mPending->maySpeakFor(sender, credentials);
     if (result != FC_OK) {
-        mPending->endTry(result, sender, isReadError ? request.id() : header.ID, request);
+        if (isResponder)
+            mPending->endTry(result, sender, isReadError ? request.id() : header.ID, request);
+        return false;
+    }
+    if (!isResponder && !mPending->mayAnswer(header.ID, credentials)) {
+        DBG_LOG(SEV_ERROR) << "sendRequest: answer ignored from sock=" << sender
+                           << " id=" << header.ID << " uid=" << credentials.uid;
         return false;
     }
     if (sender == request.responder() && header.ID == request.id()) {

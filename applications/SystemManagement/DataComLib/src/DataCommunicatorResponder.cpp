@@ -228,7 +228,7 @@ bool DataCommunicator::serveNext(bool waits)
         DBG_LOG(SEV_INFO) << "doWork: msg body:\n" << body;
         if (isAllowed)
             treatEventMsg(header, body);
-    } else if (isAnswer(header.Type) && !mPending->mayAnswer(header.ID, credentials)) {
+    } else if (isAnswer(header.Type) && !mayAnswer(header.ID, credentials)) {
         DBG_LOG(SEV_ERROR) << "doWork: answer ignored from sock=" << sender.path()
                            << " id=" << header.ID << " uid=" << credentials.uid;
     } else if (isAnswer(header.Type)) {
@@ -253,6 +253,12 @@ bool DataCommunicator::mayRequest(const MessageHeader& header, const std::string
         return true;
     mRefused->add(credentials.uid, sender.path(), type, command);
     return false;
+}
+
+bool DataCommunicator::mayAnswer(int id, const ucred& credentials)
+{
+    const PendingRequests::Lock lock = mPending->lock();
+    return mPending->mayAnswer(id, credentials);
 }
 
 void DataCommunicator::logRefused()

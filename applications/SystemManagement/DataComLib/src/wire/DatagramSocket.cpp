@@ -19,6 +19,7 @@ namespace
 {
 
 constexpr std::size_t kFamilySize = sizeof(sa_family_t);
+constexpr int kTakeOverTries = 100;
 constexpr int kDatagramOverhead = 32; // what the kernel keeps of the send buffer
 
 } // namespace
@@ -64,8 +65,15 @@ bool DatagramSocket::bind(const std::string& path)
     SocketAddress address;
     if (!address.assign(path))
         return false;
-    unlink(path.c_str()); // left by an earlier run, or in use: the path is ours now
-    return ::bind(mDescriptor, address.raw(), address.length()) == 0;
+    for (int tries = kTakeOverTries;; --tries) {
+        // Left by an earlier run, or in use: the path is ours now. Somebody else may take it again
+        // before we do, and could keep us from starting.
+        const bool isFree = unlink(path.c_str()) == 0 || errno == ENOENT;
+        if (::bind(mDescriptor, address.raw(), address.length()) == 0)
+            return true;
+        if (errno != EADDRINUSE || !isFree || tries == 1)
+            return false;
+    }
 }
 
 bool DatagramSocket::setTimeout(int option, int seconds)

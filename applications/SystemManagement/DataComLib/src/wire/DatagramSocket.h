@@ -52,8 +52,8 @@ public:
     DatagramSocket(const DatagramSocket&) = delete;
     DatagramSocket& operator=(const DatagramSocket&) = delete;
 
-    /// The steps to a usable socket; open() comes first. bind() takes the path over
-    /// from an earlier owner. False, with errno, on failure.
+    /// The steps to a usable socket; open() comes first. bind() takes the path over from an earlier
+    /// owner, and from whoever takes it meanwhile. False, with errno, on failure.
     bool open();
     bool bind(const std::string& path);
     bool setTimeout(int option, int seconds); ///< SO_RCVTIMEO or SO_SNDTIMEO

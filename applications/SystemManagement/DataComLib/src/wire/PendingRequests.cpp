@@ -17,17 +17,22 @@ constexpr int kNoWaiting = -1;
 constexpr Clock::time_point kNever = Clock::time_point::max();
 constexpr std::chrono::milliseconds kLastReading{250};
 
-bool ownsSocket(uid_t uid, const std::string& path)
+std::optional<uid_t> socketOwner(const std::string& path)
 {
     struct stat socket {
     };
-    return stat(path.c_str(), &socket) == 0 && S_ISSOCK(socket.st_mode) && socket.st_uid == uid;
+    if (stat(path.c_str(), &socket) != 0 || !S_ISSOCK(socket.st_mode))
+        return std::nullopt;
+    return socket.st_uid;
 }
+
+bool isRootOrOwn(const ucred& sender) { return sender.uid == 0 || sender.uid == geteuid(); }
 
 } // namespace
 
 PendingRequest::PendingRequest(PendingRequests& all, int id, std::string responder, int timeout)
-    : mAll(all), mId(id), mResponder(std::move(responder)), mTimeout(timeout)
+    : mAll(all), mId(id), mResponder(std::move(responder)), mTimeout(timeout),
+      mOwner(socketOwner(mResponder))
 {
     const PendingRequests::Lock lock = mAll.lock();
     mAll.mRequests.push_back(this);
@@ -150,19 +155,20 @@ void PendingRequests::endTry(Fcodes failure, const std::string& sender, int id,
     mChanged.notify_all();
 }
 
-bool PendingRequests::mayAnswer(int id, const ucred& sender)
+bool PendingRequests::mayAnswer(int id, const ucred& sender) const
 {
-    if (!isKnownSender(sender))
-        return false;
-    if (sender.uid == 0 || sender.uid == geteuid())
-        return true;
-    std::string responder;
-    {
-        const Lock guard = lock();
-        const auto asked = std::ranges::find(mRequests, id, &PendingRequest::mId);
-        if (asked == mRequests.end())
-            return false;
-        responder = (*asked)->mResponder;
-    }
-    return ownsSocket(sender.uid, responder);
+    return isKnownSender(sender) &&
+           (isRootOrOwn(sender) ||
+            std::ranges::any_of(mRequests, [&](const PendingRequest* request) {
+                return request->mId == id && request->mOwner == sender.uid;
+            }));
+}
+
+bool PendingRequests::maySpeakFor(const std::string& path, const ucred& sender) const
+{
+    return isKnownSender(sender) &&
+           (isRootOrOwn(sender) ||
+            std::ranges::any_of(mRequests, [&](const PendingRequest* request) {
+                return request->mResponder == path && request->mOwner == sender.uid;
+            }));
 }

@@ -19,6 +19,7 @@
 #include <optional>
 #include <string>
 #include <sys/socket.h>
+#include <sys/types.h>
 #include <vector>
 
 class PendingRequests;
@@ -57,6 +58,9 @@ private:
     const std::string mResponder;
     const int mTimeout;
 
+    const std::optional<uid_t>
+        mOwner; // of the responder's socket when it is asked; none: no socket
+
     // Guarded by the lock of mAll.
     Clock::time_point mSent;
     Clock::time_point mDeadline;                  // the greatest value: none
@@ -72,7 +76,7 @@ public:
 
     Lock lock() { return Lock(mMutex); }
 
-    // What follows is called with the lock held, but for mayAnswer().
+    // What follows is called with the lock held.
 
     /// Waits, without the lock, for something to do: READABLE says that a datagram is to be read
     /// before the lock is released, no value that others may have read the answer. What is queued
@@ -90,9 +94,13 @@ public:
     /// else the reader's, else the oldest one. Anybody else's ends none.
     void endTry(Fcodes failure, const std::string& sender, int id, const PendingRequest& reader);
 
-    /// Whether an answer on the receive socket counts: when it comes from root, from this process's
-    /// user, or from the owner of the socket to which the pending request of this number went.
-    bool mayAnswer(int id, const ucred& sender);
+    /// Whether an answer counts: when it comes from root, from this process's user, or from whoever
+    /// owned the socket to which the pending request of this number goes when it was asked.
+    bool mayAnswer(int id, const ucred& sender) const;
+
+    /// The same for what comes from the path to which pending requests go, whatever its number.
+    /// Anybody may bear that path who had it earlier, or has it in a name space of his own.
+    bool maySpeakFor(const std::string& path, const ucred& sender) const;
 
 private:
     friend class PendingRequest;
