@@ -13,6 +13,7 @@ namespace
 using namespace testing;
 using namespace std::chrono_literals;
 
+constexpr uid_t kStranger = 1000;
 constexpr char kCommand[] = "<BODY><Command ID=\"Do\" /></BODY>";
 
 class HostilePeersTest : public CommunicatorFixture
@@ -44,12 +45,16 @@ TEST_P(UnreadAnswersTest, PeersThatDoNotReadHoldNobodyAndGetTheirAnswersInOrder)
         ask(*mutes.back(), 1, 10);
     }
     ScriptedPeer client("/tmp/client");
-    const auto begin = std::chrono::steady_clock::now();
+    int lateAnswers = 0;
     for (int id = 3; id <= 60; id += 3) {
+        const auto begin = std::chrono::steady_clock::now();
         ask(client, id, id);
         EXPECT_EQ(id, client.receive().header.ID);
+        const auto passed = std::chrono::steady_clock::now() - begin;
+        EXPECT_GT(500ms, passed); // whoever waits for a peer waits a second
+        lateAnswers += passed > 100ms ? 1 : 0;
     }
-    EXPECT_GT(20 * 100ms, std::chrono::steady_clock::now() - begin);
+    EXPECT_GE(1, lateAnswers); // the machine may be late once
     mutes.clear();
     for (int id = 1; id <= 64; ++id)
         EXPECT_EQ(id, impatient.receive().header.ID);
@@ -96,6 +101,58 @@ TEST_F(HostilePeersTest, SubscribersThatCannotExistOrAreTooManyAreNotKept)
         mCom.subscribe(path);
     EXPECT_THAT(logged(),
                 ElementsAre("ERROR subscribe: too many observers, not added sockName=/tmp/20000"));
+}
+
+TEST_F(HostilePeersTest, WhoIsNotOfTheSuiteHasAHundredSubscriptionsOfSocketsThatAreThere)
+{
+    SubscriberList list;
+    const auto add = [&](const std::string& path, std::optional<uid_t> user = kStranger) {
+        SocketAddress address;
+        EXPECT_TRUE(address.assign(path));
+        return list.add(address, user);
+    };
+    using enum SubscriberList::Result;
+    for (int i = 0; i < 250; ++i) // none of them is there
+        EXPECT_EQ(LISTED, add("/tmp/gone" + std::to_string(i)));
+    EXPECT_GE(100u, list.addresses()->size());
+    for (int i = 0; i < 100; ++i) {
+        writeFile("/tmp/there" + std::to_string(i), "");
+        EXPECT_EQ(LISTED, add("/tmp/there" + std::to_string(i)));
+    }
+    EXPECT_EQ(USER_FULL, add("/tmp/more"));
+    EXPECT_EQ(LISTED, add("/tmp/there1"));
+    EXPECT_EQ(LISTED, add("/tmp/there2", kStranger + 1)); // counts for the first still
+    EXPECT_EQ(USER_FULL, add("/tmp/more"));
+    EXPECT_EQ(LISTED, add("/tmp/there3", std::nullopt)); // counts for nobody now
+    EXPECT_EQ(LISTED, add("/tmp/more"));
+    EXPECT_EQ(LISTED, add("/tmp/others", kStranger + 1));
+    EXPECT_EQ(102u, list.addresses()->size());
+    EXPECT_EQ("/tmp/others", list.addresses()->back().path());
+}
+
+TEST_F(HostilePeersTest, AnEventCostsAHundredSendingsHoweverManyAUserSubscribes)
+{
+    if (!asUser(kStranger, 0, [] {}))
+        GTEST_SKIP() << "needs root for a second user";
+    for (int i = 0; i < 150; ++i)
+        writeFile("/tmp/" + std::to_string(i), "");
+    startResponder();
+    asUser(kStranger, 0, [&] {
+        ScriptedPeer stranger("/tmp/stranger");
+        for (int i = 0; i < 150; ++i) {
+            const std::string path = "\"/tmp/" + std::to_string(i) + "\"";
+            stranger.send(kSock, message("COMMAND", "<BODY><Command ID=\"SUBSCRIBE\" ><Parameter "
+                                                    "Name=\"SockName\" Value=" +
+                                                        path + " /></Command></BODY>"));
+            EXPECT_EQ(FC_OK, stranger.receive().header.Fcode) << i;
+        }
+    });
+    EXPECT_THAT(logged(), Contains("ERROR subscribe: too many observers of a user, not added "
+                                   "sockName=/tmp/149 uid=1000"));
+    mCom.subscribe("/tmp/own");
+    MessageEvent event;
+    mCom.notify(event);
+    EXPECT_THAT(logged(), Contains(StartsWith("INFO notify: ")).Times(101));
 }
 
 TEST_F(HostilePeersTest, ThreadsThatCannotBeMadeAreTriedAgainEachSecond)

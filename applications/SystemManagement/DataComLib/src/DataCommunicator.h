@@ -29,6 +29,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
@@ -148,7 +149,9 @@ public:
 
     /// Adds a subscriber's receive socket at the end of the list; a path that is listed already
     /// moves there. There is no way off the list. A path that no socket can have is not kept, and
-    /// beyond 20000 none is added, which is logged.
+    /// beyond 20000 none is added, which is logged. Of what the requests of one user add no more
+    /// than 100 are kept, unless the kernel names root, this process's user or the owner of a
+    /// socket that has been asked; paths where nothing is any more make room for others then.
     void subscribe(const std::string& sockName);
 
     /// What the responder does with a message, on the calling thread. treatMsg() serves a request
@@ -211,6 +214,7 @@ private:
     bool mayRequest(const MessageHeader& header, const std::string& body,
                     const SocketAddress& sender, const ucred& credentials);
     bool mayAnswer(int id, const ucred& credentials);
+    std::optional<uid_t> limitedUser(const ucred& sender);
     void logRefused();
     void serveRequest(const MessageHeader& header, std::string body, const SocketAddress& sender,
                       bool isAllowed);

@@ -33,6 +33,9 @@ constexpr std::size_t npos = std::string::npos;
 constexpr int kResponderWait = 10;
 constexpr int kRefusedWait = 1; // while a line may be due
 constexpr std::size_t kShortAnswer = 4096;
+/// Who has sent the request that this thread serves; null on any other thread.
+thread_local const ucred* requester = nullptr;
+
 constexpr int kPrintEverything = 0;
 constexpr int kPrintNothing = 5;
 
@@ -236,7 +239,9 @@ bool DataCommunicator::serveNext(bool waits)
         DBG_LOG(SEV_SYS) << "doWork: **** stored in history *** id=" << header.ID
                          << " sender=" << sender.path() << " msg=" << body;
     } else {
+        requester = &credentials;
         serveRequest(header, std::move(body), sender, isAllowed);
+        requester = nullptr;
     }
     return count >= 0;
 }
@@ -499,7 +504,26 @@ void DataCommunicator::subscribe(const std::string& sockName)
     SocketAddress subscriber;
     if (!subscriber.assign(sockName))
         return; // no socket can have this path
+    const std::optional<uid_t> user = requester == nullptr ? std::nullopt : limitedUser(*requester);
     const std::lock_guard guard(mSubscribersMutex);
-    if (!mSubscribers->add(subscriber))
+    switch (mSubscribers->add(subscriber, user)) {
+    case SubscriberList::Result::LISTED:
+        break;
+    case SubscriberList::Result::LIST_FULL:
         DBG_LOG(SEV_ERROR) << "subscribe: too many observers, not added sockName=" << sockName;
+        break;
+    case SubscriberList::Result::USER_FULL:
+        DBG_LOG(SEV_ERROR) << "subscribe: too many observers of a user, not added sockName="
+                           << sockName << " uid=" << *user;
+        break;
+    }
+}
+
+/// The user for whom subscriptions count; none for those without a limit.
+std::optional<uid_t> DataCommunicator::limitedUser(const ucred& sender)
+{
+    const PendingRequests::Lock lock = mPending->lock();
+    if (mPending->isSibling(sender))
+        return std::nullopt;
+    return sender.uid;
 }

@@ -15,6 +15,7 @@ using Clock = PendingRequest::Clock;
 
 constexpr int kNoWaiting = -1;
 constexpr Clock::time_point kNever = Clock::time_point::max();
+constexpr std::size_t kMaxSiblings = 16;
 constexpr std::chrono::milliseconds kLastReading{250};
 
 std::optional<uid_t> socketOwner(const std::string& path)
@@ -53,6 +54,11 @@ void PendingRequest::startTimeout()
     const PendingRequests::Lock lock = mAll.lock();
     mSent = Clock::now();
     mDeadline = mTimeout == 0 ? kNever : mSent + std::chrono::seconds(std::max(mTimeout, 0));
+    if (mOwner && std::ranges::find(mAll.mSiblings, *mOwner) == mAll.mSiblings.end()) {
+        if (mAll.mSiblings.size() == kMaxSiblings)
+            mAll.mSiblings.erase(mAll.mSiblings.begin());
+        mAll.mSiblings.push_back(*mOwner);
+    }
 }
 
 void PendingRequest::renew(Clock::time_point now)
@@ -171,4 +177,10 @@ bool PendingRequests::maySpeakFor(const std::string& path, const ucred& sender) 
             std::ranges::any_of(mRequests, [&](const PendingRequest* request) {
                 return request->mResponder == path && request->mOwner == sender.uid;
             }));
+}
+
+bool PendingRequests::isSibling(const ucred& sender) const
+{
+    return isKnownSender(sender) &&
+           (isRootOrOwn(sender) || std::ranges::find(mSiblings, sender.uid) != mSiblings.end());
 }

@@ -102,6 +102,9 @@ public:
     /// Anybody may bear that path who had it earlier, or has it in a name space of his own.
     bool maySpeakFor(const std::string& path, const ucred& sender) const;
 
+    /// Whether the sender owned a socket that has been asked, of any request so far.
+    bool isSibling(const ucred& sender) const;
+
 private:
     friend class PendingRequest;
 
@@ -112,4 +115,5 @@ private:
     std::condition_variable mChanged;
     std::vector<PendingRequest*> mRequests; // oldest first
     const PendingRequest* mWatcher = nullptr;
+    std::vector<uid_t> mSiblings; // the last few owners of sockets that have been asked
 };
