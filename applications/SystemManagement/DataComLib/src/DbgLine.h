@@ -93,12 +93,7 @@ private:
     std::string mLong;       // the whole text of a line that has not found room there
 };
 
-/// Gives both branches of DBG_LOG the type void.
-struct DbgLineEnd {
-    /// Takes the finished line and does nothing.
-    void operator&(const DbgLine&) const {}
-};
-
 /// A log site, see the top of this file; `severity` is a DbgSeverity.
 #define DBG_LOG(severity)                                                                          \
-    !dbgEnabled(severity) ? (void)0 : DbgLineEnd() & DbgLine((severity), kUnit, __LINE__)
+    for (bool dbgLogsHere = dbgEnabled(severity); dbgLogsHere; dbgLogsHere = false)                \
+    DbgLine((severity), kUnit, __LINE__)
