@@ -5,8 +5,11 @@
 #include <string>
 
 inline constexpr char kCfgDir[] = "/data/cfg";
-inline const std::string kStoredCatalogue = std::string(kCfgDir) + "/cfg_stored_set.json";
-inline const std::string kLegacyCatalogue = std::string(kCfgDir) + "/cfg_stored_set.xml";
+// Never destroyed: a thread may store until the process has gone.
+inline const std::string& kStoredCatalogue =
+    *new std::string(std::string(kCfgDir) + "/cfg_stored_set.json");
+inline const std::string& kLegacyCatalogue =
+    *new std::string(std::string(kCfgDir) + "/cfg_stored_set.xml");
 inline constexpr char kDamagedCatalogue[] = "/data/cfg_stored_set.json.damaged"; // copies
 inline constexpr char kObstacle[] = "/data/cfg_obstacle";      // what stood in the way of a file
 inline constexpr char kChangesBeside[] = "/data/.cfg_changes"; // records of changes under way

@@ -29,7 +29,8 @@ constexpr char kKept[] = "/kept.";
 constexpr char kSpared[] = "/spared.";
 constexpr std::chrono::seconds kIdleTime{1};
 
-const std::array<std::string, 2> kPlaces = {kChangesBeside, kChangesInside};
+/// Never destroyed, as the journal: a thread may tidy until the process has gone.
+const auto& kPlaces = *new std::array<std::string, 2>{kChangesBeside, kChangesInside};
 
 std::uint64_t checksum(std::string_view text)
 {
