@@ -63,7 +63,7 @@ TEST_F(KeptDataSetTest, ComesBackWithItsValuesAndTheDefinitionsOfTheNextRelease)
           std::string(R"({"components": {"Fans": []}})")})
         EXPECT_EQ(R"(Fans{"left":{"Speed":900}}Gone{})", loadAgain(broken, FC_BODY_ERROR));
     write("/tmp/damaged", "{");
-    truncate("/tmp/damaged", off_t{1} << 40); // a damaged size
+    std::filesystem::resize_file("/tmp/damaged", std::uintmax_t{1} << 40); // a damaged size
     for (const char* factory : {"/tmp/none", "/tmp", "/tmp/damaged"}) {
         store.deleteDataSet("D");
         EXPECT_EQ(FC_BODY_ERROR, KeptDataSet("D", kFile, FactoryFile{factory}).load(store));
