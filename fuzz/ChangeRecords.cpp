@@ -1,7 +1,7 @@
 // The records of changes under way: what is read of any text is written so that it reads the same.
 
-#include "ChangeJournal.h"
 #include "FuzzTarget.h"
+#include "JournalFiles.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -1,27 +1,20 @@
 #pragma once
 
-// Keeps the records of the changes under way on the disk, and second links to the files that they
-// replace: in "/data/.cfg_changes", or in "/data/cfg/.cfg_changes" where the other is not on the
-// same file system or cannot be written. The directory is there while it holds a record, and about
-// a second longer: a burst of changes finds its file in place. Every other name in it stays.
-//
-// The file has two halves, which are overwritten in turn, each with all records, a number and a
-// checksum: a write that is cut off leaves the other half. Its blocks are allocated before, so that
-// recording a change costs one synchronous write and no new metadata; as many are held in reserve
-// from the start on for the day on which the disk is full.
+// Knows which changes are under way, and keeps their records on the disk (JournalFiles) from before
+// their first effect to their end. The directory of the records is there while it holds one, and
+// about a second longer: a burst of changes finds its file in place.
 //
 // Any thread may call. Nothing is logged here.
 
 #include "ChangeRecord.h"
+#include "JournalFiles.h"
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
 #include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 class ChangeJournal
@@ -35,7 +28,7 @@ public:
     std::vector<ChangeRecord> open();
 
     /// The directories whose records are not believed, and why not.
-    static std::map<std::string, std::string> notBelieved();
+    static std::map<std::string, std::string> notBelieved() { return JournalFiles::notBelieved(); }
 
     /// Records a change under a new number, and before that a second link to the file at `replaced`
     /// if one is there; both are on the disk when it returns. Earlier changes of a name whose file
@@ -101,40 +94,17 @@ public:
     bool isFirstFailure();
 
 private:
-    bool write();
-    bool tryToWrite(std::size_t room);
-    bool overwrite(const std::string& half);
-    void reopen();
-    bool create(const std::string& half, std::size_t capacity);
-    bool makeDirectory();
-    bool linkReplaced(ChangeRecord& record, const std::string& replaced);
     std::vector<std::string> supersede(ChangeRecord& record);
     bool followAutoStart(const ChangeRecord& change);
     void drop(std::uint64_t number);
     void dropOver();
-    void removeFiles();
-    void reserve();
-    void releaseReserve();
 
     mutable std::mutex mMutex; // guards everything below
     std::vector<ChangeRecord> mRecords;
     std::set<std::uint64_t> mOver; // of those the ones that the disk must know as ended first
     std::uint64_t mLastNumber = 0;
     std::uint64_t mLastFound = 0; // by open()
-    std::uint64_t mLastWrite = 0;
-    std::string mDirectory; // empty until one is needed
-    bool mIsClean = true;   // nothing of ours is on the disk
-    int mFile = -1;
-    std::size_t mCapacity = 0; // bytes of a half
-    std::size_t mNextHalf = 0; // to be written, 0 or 1
-    int mReserve = -1;
-    int mReserveError = 0;
-    bool mIsUnwritten = false; // after a write that has failed
+    JournalFiles mFiles;
     bool mFailureReported = false;
     std::chrono::steady_clock::time_point mIdleSince;
 };
-
-/// What one half of the file holds, from its beginning; nothing for one that was cut off. `write`
-/// is the number of the write.
-std::string journalHalf(std::uint64_t write, std::string_view records);
-std::optional<std::string_view> readJournalHalf(std::string_view half, std::uint64_t& write);
