@@ -121,6 +121,23 @@ TEST_F(CommandsTest, SaveThatFailsOverAConfigurationPutsItBackWithTheCodeAndNoMo
     EXPECT_THAT(logged().back(), HasSubstr("Not put back, others have changed file="));
 }
 
+TEST_F(CommandsTest, ADirectoryInThePlaceOfAConfigurationStaysWhatBecomesOfTheRow)
+{
+    startWith({"17", "a", "b"});
+    for (const char* path : {"/data/cfg/17", "/data/cfg/a", "/data/cfg/b"}) {
+        std::filesystem::remove(path);
+        std::filesystem::create_directory(path);
+    }
+    mManager.channelsResult = FC_ACCESS_DENIED;
+    mManager.writesFile = false;
+    EXPECT_EQ(FC_OK, remove("a"));
+    EXPECT_EQ(FC_OK, deleteRow(17));
+    EXPECT_EQ(FC_ACCESS_DENIED, run("SAVE_CFG", {{"Name", "b"}}));
+    for (const char* path : {"/data/cfg/17", "/data/cfg/a", "/data/cfg/b"})
+        EXPECT_TRUE(std::filesystem::is_directory(path)) << path;
+    EXPECT_THAT(catalogue(), testing::SizeIs(2)); // b's row and the auto-start
+}
+
 TEST_F(CommandsTest, OneFileWithTwoNamesIsRenamedToOne)
 {
     startWith({"a"});

@@ -129,7 +129,7 @@ bool removeConfigurationFile(const std::string& path)
         errno = EPERM;
         return false;
     }
-    return persistently([&] { return std::remove(path.c_str()); }) == 0;
+    return persistently([&] { return unlink(path.c_str()); }) == 0;
 }
 
 bool pathExists(const std::string& path)
@@ -151,6 +151,12 @@ bool isRegularFile(const std::string& path)
 {
     struct stat info;
     return look(path, info) && S_ISREG(info.st_mode);
+}
+
+bool isDirectory(const std::string& path)
+{
+    struct stat info;
+    return look(path, info) && S_ISDIR(info.st_mode);
 }
 
 std::string bootId()

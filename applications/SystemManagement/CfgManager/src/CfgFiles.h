@@ -22,9 +22,9 @@ std::string configurationPath(std::string_view name);
 /// catalogue files. Wider than the rule for names: files that were dropped in by hand count too.
 bool isInCfgDir(std::string_view path);
 
-/// Deletes the file, or the empty directory, of a configuration; false, with errno, when that
-/// fails. A path outside the configuration directory is refused with EPERM: the path comes from
-/// the catalogue, which peers can write.
+/// Deletes the file of a configuration; false, with errno, when that fails. A directory is none: it
+/// stays. A path outside the configuration directory is refused with EPERM: the path comes from the
+/// catalogue, which peers can write.
 bool removeConfigurationFile(const std::string& path);
 
 /// True when anything stands at `path`, a dangling link included.
@@ -33,8 +33,9 @@ bool pathExists(const std::string& path);
 /// True when a regular file, or a link to one, stands at `path`; `modified` is then its time.
 bool findRegularFile(const std::string& path, std::time_t& modified);
 
-/// True when a regular file itself stands at `path`.
+/// True when a regular file, or a directory, itself stands at `path`.
 bool isRegularFile(const std::string& path);
+bool isDirectory(const std::string& path);
 
 /// What stays of a file when it is moved, also to another file system: its size in bytes, and when
 /// it was last changed, in seconds.

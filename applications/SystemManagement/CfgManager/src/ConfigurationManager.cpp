@@ -473,7 +473,7 @@ Fcodes ConfigurationManager::removeConfiguration(const std::string& command)
     } else if (!removeConfigurationFile(file)) {
         DBG_LOG(SEV_ERROR) << "removeConfiguration: Failed to remove file=" << file
                            << " errno=" << errno;
-        if (pathExists(file))
+        if (pathExists(file) && !isDirectory(file)) // which is nobody's configuration
             result |= FC_UNAVAILABLE;
     } else {
         syncFile(kCfgDir); // its row must not go before it
