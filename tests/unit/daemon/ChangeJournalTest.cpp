@@ -212,6 +212,35 @@ TEST(ChangeJournalTest, OfARemovalThatTheDiskRefusesTheOldWholeIsLeft)
     }
 }
 
+TEST(ChangeJournalTest, WhatWasRefusedOnAReadOnlyDiskIsNotStoredOnceItTakesAStore)
+{
+    ASSERT_EQ(0, mount("data", "/data", "tmpfs", 0, nullptr));
+    Device device;
+    Channels channels;
+    channels.mode = Channels::Mode::REFUSE;
+    RequestingHolder client;
+    for (const bool isEdited : {false, true}) {
+        placeCatalogue({"a", "b"}, "a");
+        Catalogue expected = storedCatalogue();
+        ASSERT_EQ(0, mount(nullptr, "/data", nullptr, MS_REMOUNT | MS_RDONLY, nullptr));
+        device.start("CfgManager");
+        const Parameters save = {{"Name", "b"}, {"Description", "new"}, {"AutoStart", "true"}};
+        EXPECT_EQ(FC_ACCESS_DENIED, client.command(kCfgSocket, "SAVE_CFG", save));
+        ASSERT_EQ(0, mount(nullptr, "/data", nullptr, MS_REMOUNT, nullptr));
+        if (isEdited) { // by somebody else
+            placeCatalogue({"a", "b"}, "b");
+            expected.autoStart = "b";
+        }
+        EXPECT_TRUE(device.log().waitFor(
+            isEdited ? "storeCatalogue: Not stored again, others have changed file="
+                     : "storeCatalogue: Stored again file="));
+        EXPECT_EQ(expected, storedCatalogue()) << describe(storedCatalogue(), expected);
+        device.cut("CfgManager");
+        startThrice(device);
+        EXPECT_EQ(expected, storedCatalogue()) << describe(storedCatalogue(), expected);
+    }
+}
+
 TEST(ChangeJournalTest, WhatIsKeptOfASaveThatWasCutOffSurvivesWhatOthersDoBeforeTheStart)
 {
     Device device;

@@ -89,6 +89,14 @@ TEST_F(ChangeSettlementTest, EachRecordOfASaveOrImportEndsInTheOldOrInTheNew)
              record.autoStartAfter = "b";
          },
          "old", "imported", "new Available imported"},
+        {"import that has arrived while its source still grew",
+         [](ChangeRecord& record) {
+             record.kind = Kind::IMPORT;
+             record.file = "/tmp/moved";
+             record.moved = *stampOf("/data/cfg/b");
+             --record.moved.size;
+         },
+         "old", "imported", "new Available imported"},
         {"import that has ended",
          [](ChangeRecord& record) {
              record.kind = Kind::IMPORT;

@@ -181,7 +181,7 @@ void CatalogueChange::endRemoval()
 void CatalogueChange::fail(Fcodes code)
 {
     const ChangeRecord record = journal().find(mRecord.number);
-    if (!record.replaces()) {
+    if (!comesBack(record)) {
         mTable.writeFcode(mRecord.name, code);
         journal().confirmFailure(mRecord.number);
         return;
@@ -223,6 +223,8 @@ void recordUnstored(ConfigurationsTable table, std::uint64_t number,
 {
     std::string autoStart;
     table.readAutoStart(autoStart);
+    // Kept on purpose: peers count on a SET being pending, not stored. What others had pending for
+    // further rows is not recorded with these.
     ChangeJournal::UnstoredRows rows;
     for (const std::string& name : names)
         rows[name] = table.readRow(name);

@@ -125,7 +125,8 @@ bool ChangeSettlement::settleSave(ChangeRecord save)
     if (save.answered)
         return completeSave(save);
     followRenames(save);
-    if (save.replaces()) {
+    const bool isBack = comesBack(save);
+    if (isBack) {
         if (!putBackFile(save, save.file)) {
             const int error = errno;
             DBG_LOG(SEV_ERROR) << "settleChanges: Couldn't put back file=" << save.file
@@ -141,7 +142,7 @@ bool ChangeSettlement::settleSave(ChangeRecord save)
         unlink(file.c_str());
     std::time_t modified = 0;
     if (findRegularFile(file, modified)) // a directory has not come by the save
-        return save.replaces();
+        return isBack;
     takeRowAway(save.name);
     putBackAutoStart(mTable, save);
     return true;
@@ -174,8 +175,7 @@ bool ChangeSettlement::settleImport(const ChangeRecord& import)
     if (hasEnded(import))
         return false;
     std::time_t modified = 0;
-    if (stampOf(path) == import.moved && !isSameFile(import.kept, path) &&
-        findRegularFile(path, modified)) {
+    if (hasArrived(import) && findRegularFile(path, modified)) {
         mTable.add(import.name);
         mTable.fillFileRow(import.name, import.after->at("Description"), modified);
         if (import.autoStartAfter != import.autoStartBefore)
@@ -184,6 +184,20 @@ bool ChangeSettlement::settleImport(const ChangeRecord& import)
         return true;
     }
     return import.kept.empty() ? removeCutOffCopy(import) : putBackFile(import, path);
+}
+
+/// A file that its writer still extends is no longer what the record tells of, but neither is it
+/// where it was.
+bool ChangeSettlement::hasArrived(const ChangeRecord& import)
+{
+    const std::string path = configurationPath(import.name);
+    const auto stamp = stampOf(path);
+    if (!stamp || isSameFile(import.kept, path))
+        return false;
+    const bool mayBeOld = import.kept.empty() && import.boot != kNoOneReplaced;
+    const bool hasGrown =
+        stamp->size >= import.moved.size && stamp->modified >= import.moved.modified;
+    return *stamp == import.moved || (hasGrown && !mayBeOld && !pathExists(import.file));
 }
 
 /// With the end of an import its second link goes.
@@ -283,6 +297,13 @@ void ChangeSettlement::takeRowAway(const std::string& rowId)
     mTable.remove(rowId);
     DBG_LOG(SEV_INFO) << "scanForCfgs: file=" << file
                       << " not found. Deleted cfg entry rowId=" << rowId;
+}
+
+bool comesBack(const ChangeRecord& save)
+{
+    return save.replaces() ||
+           (save.before && save.kept.empty() && save.file == configurationPath(save.name) &&
+            isRegularFile(save.file) && stampOf(save.file) == save.moved);
 }
 
 bool putBackFile(const ChangeRecord& record, const std::string& path)

@@ -26,6 +26,7 @@ private:
     bool settleSave(ChangeRecord save);
     bool completeSave(const ChangeRecord& save);
     bool settleImport(const ChangeRecord& import);
+    static bool hasArrived(const ChangeRecord& import);
     bool hasEnded(const ChangeRecord& import) const;
     bool removeCutOffCopy(const ChangeRecord& import) const;
     bool settleRename(const ChangeRecord& rename);
@@ -41,6 +42,10 @@ private:
     ConfigurationsTable mTable;
     CatalogueSource mSource;
 };
+
+/// Whether the configuration that a save is over comes back when it fails: its file is kept, or
+/// could be neither kept nor deleted and is still as the save has found it.
+bool comesBack(const ChangeRecord& save);
 
 /// Puts the file that a change has replaced back in its place, when the journal has kept it; false
 /// with errno when it could not be put there. Nothing kept is no failure.
