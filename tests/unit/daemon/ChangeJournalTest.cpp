@@ -109,6 +109,15 @@ TEST(ChangeJournalTest, AFileWithoutARecordIsRemovedOnlyBesideAJournalThatCanBeR
     EXPECT_EQ(10U, ChangeJournal::ofProcess().begin({}, "").number); // no number is given twice
 }
 
+TEST(ChangeJournalTest, ACopyThatWasCutOffBeforeItsRecordDoesNotKeepTheDirectory)
+{
+    writeFile(std::string(kChangesBeside) + "/kept.1.new", "the first par");
+    std::filesystem::permissions(kChangesBeside, std::filesystem::perms::owner_all);
+    ChangeJournal::ofProcess().open();
+    ChangeJournal::ofProcess().stored();
+    EXPECT_FALSE(std::filesystem::exists(kChangesBeside));
+}
+
 TEST(ChangeJournalTest, OfANewSaveThatThePowerCutOffNothingIsLeft)
 {
     Device device;

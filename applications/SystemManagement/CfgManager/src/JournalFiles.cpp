@@ -28,6 +28,7 @@ constexpr char kJournal[] = "/journal";
 constexpr char kNewJournal[] = "/journal.new";
 constexpr char kKept[] = "/kept.";
 constexpr char kSpared[] = "/spared.";
+constexpr std::string_view kUnfinished = ".new"; // of a copy
 
 /// Never destroyed, as the journal: a thread may tidy until the process has gone.
 const auto& kPlaces = *new std::array<std::string, 2>{kChangesBeside, kChangesInside};
@@ -385,7 +386,8 @@ void JournalFiles::remove()
             continue;
         struct stat info;
         for (const std::string& path : filesIn(place, kKept))
-            if (lstat(path.c_str(), &info) == 0 && info.st_nlink > 1)
+            if (path.ends_with(kUnfinished) ||
+                (lstat(path.c_str(), &info) == 0 && info.st_nlink > 1))
                 removeFile(path);
         syncDirectory(place); // before the journal, which says that those links have ended
         for (const std::string& path : filesIn(place, kJournal))
