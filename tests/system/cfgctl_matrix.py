@@ -402,6 +402,28 @@ def try_slow(daemons):
         check("Configurations: 2000" in done.out, f"an archive of 2,000, delay {delay}", done.err)
         slow and slow.end()
 
+    # Names that no message carries: none is missing, and none is another's.
+    daemons[-1].kill(), daemons[-1].wait()
+    for name in names[2:] + ["cfg_stored_set.json"]:
+        os.unlink("/data/cfg/" + name)
+    for name in (names[0] + '"b', 'k" >', "c<d", "e\nf"):
+        Path("/data/cfg", name).touch()
+    os.unlink(CFG_SOCKET)
+    daemons[-1] = subprocess.Popen(["CfgManager", "-v", "2"], stderr=subprocess.DEVNULL)
+    wait_until(lambda: os.path.exists(CFG_SOCKET) and run("status -t 9").returncode == 4, "odd names")
+    text, listed, told = run("list"), json.loads(run("list --json").out), json.loads(run("status --json").out)
+    check(text.returncode == 4 and re.findall(r"^(\S+)  +Available ", text.out, re.M) ==
+          ["c<d", *names[:2], r"e\x0af"] and f"left out '{names[0]}\"b', 'k\" >'" in text.err,
+          "a list with odd names", text.out, text.err)
+    check([each["name"] for each in listed["leftOut"]] == [names[0] + '"b', 'k" >'] and
+          told["configurationCount"] == 6, "JSON with odd names", listed, told)
+    check_json(json.dumps(listed), "list", 4), check_json(json.dumps(told), "status", 4)
+    doctor, done = run("doctor"), run("export /tmp/odd.tar")
+    check(all(name in doctor.out and name in done.err for name in ('"b', "c<d", "e\\x0af")) and
+          doctor.returncode == 5 and done.returncode == 4, "odd names are told", doctor.out, done.err)
+    done = run("restore --yes /tmp/odd.tar")
+    check(done.returncode == 0 and "Configurations: 2" in done.out, "the others are restored", done.err)
+
 
 def try_log():
     """Whatever the collector wrote before it found that its file was renamed."""
@@ -422,11 +444,16 @@ def try_log():
     client.wait(10)
 
 
+def row(name, items=()):
+    """A row of an answer, to the byte."""
+    values = "".join(f'\t\t\t\t<Item Name="{item}" Value="{value}" />\n' for item, value in items)
+    return f'\t\t\t<Row ID="{name}" >\n{values}\t\t\t</Row>\n'
+
+
 def runs(text, name):
     """The answer of a manager on which the configuration runs, and every start but one is refused."""
     if "RunningConfiguration" in text:
-        items = f'<Item Name="Name" Value="{name}" /><Item Name="Fallback" Value="false" />'
-        return "RESPONSE", 10000, f'<BODY><Row ID="" >{items}</Row></BODY>'
+        return "RESPONSE", 10000, row("", (("Name", name), ("Fallback", "false")))
     if "START_CFG" in text:
         return ("ACK", 10000, "") if 'Value="new"' in text else ("NACK", 10100, "")
     return rows(text)
@@ -473,17 +500,24 @@ def rows(text, limit=10**6):
     names = [f"c{i}" for i in range(150)]
     wanted = re.findall('<Row ID="([^"]*)"', text)
     if wanted == [""]:
-        return "RESPONSE", 10000, '<Row ID="" ><Item Name="Name" Value="" /></Row>'
+        return "RESPONSE", 10000, row("", [("Name", "")])
     if len(wanted) > limit:
         return "NACK", 10100, ""
-    body = "".join(f'<Row ID="{n}" ><Item Name="State" Value="Available" /></Row>'
-                   for n in wanted or names)
-    return "RESPONSE", 10000, f"<BODY>{body}</BODY>"
+    return "RESPONSE", 10000, "".join(row(n, [("State", "Available")]) for n in wanted or names)
 
 
 def try_peers():
     """Daemons that are slow, stuck, dying or odd."""
     asked_rows = lambda text: text.count("<Row") > 1
+    asked_names = []
+
+    def without_c77(text):
+        kind, code, body = rows(text)
+        if "<Row" not in text:
+            asked_names.append(text)
+            body = body.replace(row("c77", [("State", "Available")]), "" if len(asked_names) > 1 else row("c77"))
+        return kind, code, body
+
     for name, script, status, said in (
             ("too long answers", lambda text: rows(text, 7), 0, ""),
             ("silent", lambda text: None, 3, "in 2 s"),
@@ -492,7 +526,11 @@ def try_peers():
              "Unsupported Request (0x10080)"),
             ("refuses single rows", lambda t: rows(t, 0) if "c77" in t else rows(t), 5,
              "Unavailable (0x10100)"),
-            ("rows vanish", lambda t: ("NACK", 10008, "") if "c77" in t else rows(t), 0, ""),
+            ("rows vanish", lambda t: ("NACK", 10008, "") if "c77" in t else without_c77(t), 0, ""),
+            ("rows that nobody can ask for", lambda t: ("NACK", 10008, "") if "c77" in t else rows(t), 4,
+             "left out 'c77'"),
+            ("another form", lambda t: ("RESPONSE", 10000, '<Row ID="c1" ><Item Name="State"'), 7,
+             "Message Body Error (0x10002): the daemon answers in a form"),
             ("joined codes", lambda t: ("NACK", 10148, ""), 4,
              "No Such Name, Communication Error, Unavailable (0x10148)")):
         peer = Peer(script)
@@ -560,13 +598,13 @@ def try_peers():
     check(client.wait(30) == 0 and time.monotonic() - begin < 10, "--for ends a new subscription")
     peer.end()
 
-    names = b'<BODY><Row ID="\xff\x1b[31m\xc2\x9b\xe2\x80\xae" ><Item Name="State" Value="A" /></Row></BODY>'
+    name = b"\xff\x1b[31m\xc2\x9b\xe2\x80\xae".decode("utf-8", "surrogateescape")
     peer = Peer(lambda text: rows(text) if 'ID=""' in text else
-                ("RESPONSE", 10000, names.decode("utf-8", "surrogateescape")))
+                ("RESPONSE", 10000, row(name, [("State", "A")])))
     text = run("list").stdout + run("list --json").stdout
     check(not re.search(rb"[\x00-\x09\x0b-\x1f\x7f-\xff]", text), "nothing reaches a terminal", text)
-    row = json.loads(run("list --json").out)["configurations"][0]
-    check(row["name"].startswith("\ufffd") and row["nameBytes"].startswith("ff1b"), "bytes", row)
+    shown = json.loads(run("list --json").out)["configurations"][0]
+    check(shown["name"].startswith("\ufffd") and shown["nameBytes"].startswith("ff1b"), "bytes", shown)
     peer.end()
 
 

@@ -13,19 +13,28 @@
 namespace
 {
 
-ArchiveManifest manifestOf(Session& session)
+/// What a restore can bring back: the names of the others are added to `leftOut`.
+ArchiveManifest manifestOf(Session& session, std::vector<std::string>& leftOut)
 {
     Catalogue catalogue(session.peer());
     ArchiveManifest manifest;
     manifest.autoStart = catalogue.readAutoStart();
-    for (const DataRow& row :
-         catalogue.readAll({"Description", "File Name", "Time", "State", "Fcode"})) {
+    Listing listing = catalogue.readAll({"Description", "File Name", "Time", "State", "Fcode"});
+    leftOut = std::move(listing.leftOut);
+    for (const DataRow& row : listing.rows) {
+        const std::string* const text = row.find("Description");
+        if (!isValidText(row.key) || (text != nullptr && !isValidText(*text))) {
+            leftOut.push_back(row.key);
+            continue;
+        }
         ArchivedConfiguration configuration;
         configuration.name = row.key;
         configuration.row = {row.properties.begin(), row.properties.end()};
         configuration.file = configuration.row["File Name"];
         manifest.configurations.push_back(std::move(configuration));
     }
+    if (std::ranges::find(leftOut, manifest.autoStart) != leftOut.end())
+        manifest.autoStart.clear();
     return manifest;
 }
 
@@ -145,12 +154,16 @@ void runExport(Session& session)
     if (!session.isDryRun() && isThere)
         session.confirm("The file " + inQuotes(path) + " is there, and will be overwritten.");
     try {
-        ArchiveManifest manifest = manifestOf(session);
+        std::vector<std::string> leftOut;
+        ArchiveManifest manifest = manifestOf(session, leftOut);
         measureFiles(manifest);
-        if (!haveSameRows(manifest, manifestOf(session)))
+        if (!haveSameRows(manifest, manifestOf(session, leftOut)))
             throw Failure(EXIT_STATE_OR_RIGHT, "the configurations have changed meanwhile");
         writeArchive(path, manifest);
         show(session, manifest);
+        session.out.document()["leftOut"] = namesAsJson(leftOut);
+        if (!leftOut.empty())
+            throw leftOutFailure("the archive is made, but leaves out", leftOut);
     } catch (Failure& failure) {
         if (failure.next.empty() && failure.code == FC_OK)
             failure.next = "cfgctl " + session.call.typed();

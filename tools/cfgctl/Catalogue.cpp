@@ -1,11 +1,14 @@
 #include "Catalogue.h"
 
 #include "CfgPaths.h"
+#include "CommandLine.h"
 #include "DataSets.h"
 #include "Refusals.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <map>
+#include <set>
 #include <unistd.h>
 
 namespace
@@ -40,16 +43,41 @@ std::vector<std::string> storedNames()
 
 } // namespace
 
-std::vector<DataRow> Catalogue::readAll(const std::vector<std::string>& properties)
+Listing Catalogue::readAll(const std::vector<std::string>& properties)
 {
     std::string items;
     for (const std::string& property : properties)
         items += itemElement(property);
     const std::vector<std::string> names = readNames();
+    std::vector<std::string> wanted = names;
+    const auto odd = std::stable_partition(wanted.begin(), wanted.end(), isValidText);
+    std::span<const std::string> plain(wanted.begin(), odd);
     std::vector<DataRow> rows;
-    for (std::size_t first = 0; first < names.size(); first += kRowsPerRequest)
-        readRows(names, first, std::min(kRowsPerRequest, names.size() - first), items, rows);
-    return rows;
+    for (; !plain.empty(); plain = plain.subspan(std::min(kRowsPerRequest, plain.size())))
+        readRows(plain.first(std::min(kRowsPerRequest, plain.size())), items, rows);
+    for (auto name = odd; name != wanted.end(); ++name)
+        if (name->find('"') == std::string::npos)
+            readRows({&*name, 1}, items, rows); // alone, since it may cut its request short
+    return inOrder(names, rows);
+}
+
+Listing Catalogue::inOrder(const std::vector<std::string>& names, std::vector<DataRow>& rows)
+{
+    std::map<std::string, DataRow> read;
+    for (DataRow& row : rows)
+        read.emplace(row.key, std::move(row));
+    Listing listing;
+    for (const std::string& name : names)
+        if (auto row = read.extract(name); !row.empty())
+            listing.rows.push_back(std::move(row.mapped()));
+        else
+            listing.leftOut.push_back(name);
+    if (!listing.leftOut.empty()) { // unless they have been removed meanwhile
+        const std::vector<std::string> now = readNames();
+        const std::set<std::string> there(now.begin(), now.end());
+        std::erase_if(listing.leftOut, [&](const auto& name) { return !there.contains(name); });
+    }
+    return listing;
 }
 
 std::vector<std::string> Catalogue::readNames()
@@ -121,22 +149,43 @@ std::optional<Running> Catalogue::readRunning()
 
 /// One row that has been removed since makes the whole request fail, and rows of very long texts do
 /// not fit into one answer: then the batch is read in halves. Only an answer that came says so.
-void Catalogue::readRows(const std::vector<std::string>& names, std::size_t first,
-                         std::size_t count, const std::string& items, std::vector<DataRow>& rows)
+void Catalogue::readRows(std::span<const std::string> names, const std::string& items,
+                         std::vector<DataRow>& rows)
 {
     std::string elements;
-    for (std::size_t i = first; i < first + count; ++i)
-        elements += rowElement(names[i], items);
+    for (const std::string& name : names)
+        elements += rowElement(name, items);
     const Answer answer = mPeer.get(dataBody(kTable, elements));
     if (answer.ok()) {
         for (DataRow& row : parseRows(answer.body))
             if (!row.properties.empty()) // else it has been removed since
                 rows.push_back(std::move(row));
-    } else if (count > 1 && (isMissing(answer) || isTooLong(answer))) {
-        const std::size_t half = count / 2;
-        readRows(names, first, half, items, rows);
-        readRows(names, first + half, count - half, items, rows);
+    } else if (names.size() > 1 && (isMissing(answer) || isTooLong(answer))) {
+        readRows(names.first(names.size() / 2), items, rows);
+        readRows(names.subspan(names.size() / 2), items, rows);
     } else if (!isMissing(answer)) {
         throw refusal(answer.code);
     }
+}
+
+Failure leftOutFailure(const std::string& problem, const std::vector<std::string>& names)
+{
+    constexpr std::size_t kShown = 5;
+    std::string shown;
+    for (const std::string& name : std::span(names).first(std::min(kShown, names.size())))
+        shown += (shown.empty() ? "" : ", ") + inQuotes(name);
+    if (names.size() > kShown)
+        shown += " and " + std::to_string(names.size() - kShown) + " more";
+    Failure failure(EXIT_NAME_OR_VALUE, problem + ' ' + shown, std::string("ls -lb ") + kCfgDir);
+    failure.cause = "double quotes, angle brackets and control characters in a name or description "
+                    "fit no message; root can give the file another name";
+    return failure;
+}
+
+Json::Value namesAsJson(const std::vector<std::string>& names)
+{
+    Json::Value list(Json::arrayValue);
+    for (const std::string& name : names)
+        list.append(Json::objectValue)["name"] = name;
+    return list;
 }

@@ -6,7 +6,9 @@
 #include "DataRequest.h"
 #include "Peer.h"
 
+#include <json/value.h>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -14,6 +16,13 @@
 struct Running {
     std::string name; ///< "" for none, or before a load has been answered
     bool isFallback = false;
+};
+
+/// The catalogue's rows, in its order, and the names of those that are there and cannot be read: no
+/// request can name them.
+struct Listing {
+    std::vector<DataRow> rows;
+    std::vector<std::string> leftOut;
 };
 
 class Catalogue
@@ -24,9 +33,8 @@ public:
     // All throw Failure: of the peer, and with the manager's code when it refuses. What comes back
     // is whole.
 
-    /// All rows with the named properties, in the catalogue's order; one that has been removed
-    /// since is left out.
-    std::vector<DataRow> readAll(const std::vector<std::string>& properties);
+    /// All rows with the named properties.
+    Listing readAll(const std::vector<std::string>& properties);
 
     std::vector<std::string> readNames();
 
@@ -47,8 +55,15 @@ public:
     std::optional<Running> readRunning();
 
 private:
-    void readRows(const std::vector<std::string>& names, std::size_t first, std::size_t count,
-                  const std::string& items, std::vector<DataRow>& rows);
+    void readRows(std::span<const std::string> names, const std::string& items,
+                  std::vector<DataRow>& rows);
+    Listing inOrder(const std::vector<std::string>& names, std::vector<DataRow>& rows);
 
     Peer& mPeer;
 };
+
+/// The failure of a verb that did what it could without the configurations of these names.
+Failure leftOutFailure(const std::string& problem, const std::vector<std::string>& names);
+
+/// The same names for JSON.
+Json::Value namesAsJson(const std::vector<std::string>& names);

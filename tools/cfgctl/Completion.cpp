@@ -56,7 +56,9 @@ std::vector<std::string> liveNames()
     const std::string what;
     try {
         Peer peer(kCfgSocket, "CfgManager", deadline, what, false);
-        return Catalogue(peer).readNames();
+        std::vector<std::string> names = Catalogue(peer).readNames();
+        std::erase_if(names, [](const std::string& name) { return !isValidText(name); });
+        return names;
     } catch (const Failure&) {
         return {}; // nobody would read why
     }

@@ -1,8 +1,36 @@
 #include "DataRequest.h"
 
-#include "MessageText.h"
+#include "Refusals.h"
 
 #include <algorithm>
+#include <string_view>
+
+namespace
+{
+
+// An answer's elements. Texts stand in it as they are, so what ends one is not its quote alone.
+constexpr std::string_view kRow = "\t\t\t<Row ID=\"";
+constexpr std::string_view kRowTagEnd = "\" >\n";
+constexpr std::string_view kRowEnd = "\t\t\t</Row>\n";
+constexpr std::string_view kItem = "\t\t\t\t<Item Name=\"";
+constexpr std::string_view kValue = "\" Value=\"";
+constexpr std::string_view kItemEnd = "\" />\n";
+
+/// Takes the text up to the first such end that an item, or the row's end, stands behind.
+std::string takeText(std::string_view& rest, std::string_view end)
+{
+    for (std::size_t at = 0; (at = rest.find(end, at)) != std::string_view::npos; ++at) {
+        const std::string_view behind = rest.substr(at + end.size());
+        if (!behind.starts_with(kItem) && !behind.starts_with(kRowEnd))
+            continue;
+        std::string text(rest.substr(0, at));
+        rest = behind;
+        return text;
+    }
+    throw refusal(FC_BODY_ERROR);
+}
+
+} // namespace
 
 const std::string* DataRow::find(const std::string& property) const
 {
@@ -39,21 +67,25 @@ std::string dataBody(const DataPlace& place, const std::string& rows)
 
 std::vector<DataRow> parseRows(const std::string& body)
 {
-    // Attributes only: a value is free to hold an angle bracket, which ends no attribute.
+    std::string_view rest = body;
+    if (const std::size_t first = rest.find(kRow); first != std::string_view::npos)
+        rest.remove_prefix(first);
     std::vector<DataRow> rows;
-    DataRow row;
-    std::size_t position = getPropertyValue(body, 0, "<Row ID", row.key);
-    while (position != std::string::npos) {
-        DataRow following;
-        const std::size_t next = getPropertyValue(body, position, "<Row ID", following.key);
-        std::string property;
-        std::string value;
-        while ((position = getPropertyValue(body, position, "<Item Name", property)) < next &&
-               (position = getPropertyValue(body, position, "Value", value)) < next)
-            row.properties.emplace_back(property, value);
-        rows.push_back(std::move(row));
-        row = std::move(following);
-        position = next;
+    while (rest.starts_with(kRow)) {
+        DataRow& row = rows.emplace_back();
+        rest.remove_prefix(kRow.size());
+        row.key = takeText(rest, kRowTagEnd);
+        while (rest.starts_with(kItem)) {
+            auto& [property, value] = row.properties.emplace_back();
+            rest.remove_prefix(kItem.size());
+            const std::size_t end = std::min(rest.find(kValue), rest.size());
+            property = rest.substr(0, end);
+            rest.remove_prefix(std::min(end + kValue.size(), rest.size()));
+            value = takeText(rest, kItemEnd);
+        }
+        rest.remove_prefix(kRowEnd.size());
     }
+    if (rest.find("<Row ") != std::string_view::npos)
+        throw refusal(FC_BODY_ERROR);
     return rows;
 }

@@ -30,5 +30,6 @@ std::string rowElement(const std::string& key, const std::string& items = {});
 /// before (requireValidText()).
 std::string dataBody(const DataPlace& place, const std::string& rows);
 
-/// The rows of a GET's answer. Values may hold anything but a double quote.
+/// The rows of a GET's answer. Names and values may hold anything, double quotes too, but what
+/// looks like the next element of an answer. Throws Failure when the answer has another form.
 std::vector<DataRow> parseRows(const std::string& body);

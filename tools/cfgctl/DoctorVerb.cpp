@@ -17,11 +17,19 @@ void checkRows(Session& session, Findings& found)
 {
     Catalogue catalogue(session.peer());
     const std::string autoStart = catalogue.readAutoStart();
-    const std::vector<DataRow> rows = catalogue.readAll({"File Name"});
+    const auto [rows, leftOut] = catalogue.readAll({"File Name"});
     if (!autoStart.empty() && std::ranges::find(rows, autoStart, &DataRow::key) == rows.end())
         found.push_back({true,
                          "the auto-start names " + inQuotes(autoStart) + ", which is not there",
                          "cfgctl autostart NAME, or cfgctl autostart --off"});
+    std::vector<std::string> odd = leftOut;
+    for (const DataRow& row : rows)
+        if (!isValidText(row.key))
+            odd.push_back(row.key);
+    if (!odd.empty()) {
+        const Failure failure = leftOutFailure("no verb reaches", odd);
+        found.push_back({true, failure.problem + ": " + failure.cause, failure.next});
+    }
     for (const DataRow& row : rows) {
         const std::string* const file = row.find("File Name");
         struct stat status;

@@ -95,8 +95,9 @@ void askForStatus(Session& session, Json::Value& status)
         status["running"] = running->name;
         status["fallback"] = running->isFallback;
     }
-    const std::vector<DataRow> rows = catalogue.readAll({"File Name"});
-    status["configurationCount"] = static_cast<Json::UInt64>(rows.size());
+    const Listing listing = catalogue.readAll({"File Name"});
+    const std::vector<DataRow>& rows = listing.rows;
+    status["configurationCount"] = static_cast<Json::UInt64>(rows.size() + listing.leftOut.size());
     bool isSound =
         autoStart.empty() || std::ranges::find(rows, autoStart, &DataRow::key) != rows.end();
     Json::Value& missing = status["withoutFile"] = Json::arrayValue;
@@ -106,6 +107,9 @@ void askForStatus(Session& session, Json::Value& status)
             isSound = isSound && row.key != autoStart;
         }
     status["autoStartIsSound"] = isSound;
+    status["leftOut"] = namesAsJson(listing.leftOut);
+    if (!listing.leftOut.empty())
+        throw leftOutFailure("nobody can ask for", listing.leftOut);
 }
 
 std::string untilWhen(int count, int seconds)
@@ -137,10 +141,10 @@ bool subscribeAgain(Session& session, const std::function<void()>& subscribe)
 void runList(Session& session)
 {
     Catalogue catalogue(session.peer());
-    const std::vector<DataRow> rows = catalogue.readAll({"State", "Time", "Description"});
+    const Listing listing = catalogue.readAll({"State", "Time", "Description"});
     const std::string autoStart = catalogue.readAutoStart();
     Json::Value list(Json::arrayValue);
-    for (const DataRow& row : rows)
+    for (const DataRow& row : listing.rows)
         list.append(asJson(row, autoStart));
     constexpr Column kColumns[] = {{"NAME", "name"},
                                    {"STATE", "state"},
@@ -148,7 +152,10 @@ void runList(Session& session)
                                    {"AT BOOT", "atBoot"},
                                    {"DESCRIPTION", "description"}};
     session.out.table("configurations", kColumns, list);
-    if (rows.empty())
+    session.out.document()["leftOut"] = namesAsJson(listing.leftOut);
+    if (!listing.leftOut.empty())
+        throw leftOutFailure("left out", listing.leftOut);
+    if (listing.rows.empty())
         session.out.note("no configurations yet; cfgctl save NAME makes one");
 }
 

@@ -29,6 +29,11 @@ bool waitFor(int descriptor, short what, std::chrono::milliseconds limit)
     return poll(&waiting, 1, static_cast<int>(limit.count())) > 0;
 }
 
+bool breaksMessages(unsigned char c)
+{
+    return c < ' ' || c == 0x7f || c == '"' || c == '<' || c == '>';
+}
+
 } // namespace
 
 Peer::Peer(std::string socket, std::string name, const Deadline& deadline, std::string waitsFor,
@@ -209,12 +214,11 @@ Failure Peer::noAnswer(const std::string& problem, const std::string& cause) con
     return failure;
 }
 
+bool isValidText(const std::string& value) { return std::ranges::none_of(value, breaksMessages); }
+
 void requireValidText(const std::string& value)
 {
-    const auto breaksMessages = [](unsigned char c) {
-        return c < ' ' || c == 0x7f || c == '"' || c == '<' || c == '>';
-    };
-    const auto bad = std::find_if(value.begin(), value.end(), breaksMessages);
+    const auto bad = std::ranges::find_if(value, breaksMessages);
     if (bad != value.end())
         throw Failure(EXIT_USAGE, inQuotes(value) +
                                       " cannot be sent: names and texts cannot hold "

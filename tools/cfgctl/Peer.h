@@ -79,6 +79,9 @@ private:
     ClientSocket mSocket;
 };
 
-/// Throws Failure(EXIT_USAGE) when the message format cannot carry the value: it has no escaping,
-/// and its elements are found by their angle brackets.
+/// False when the message format cannot carry the value: it has no escaping, and its elements are
+/// found by their angle brackets.
+bool isValidText(const std::string& value);
+
+/// Throws Failure(EXIT_USAGE) for such a one.
 void requireValidText(const std::string& value);

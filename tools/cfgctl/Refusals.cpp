@@ -40,6 +40,8 @@ struct Cause {
     const char* next;
 };
 
+constexpr Fcodes kOtherForm = FC_HEADER_ERROR | FC_BODY_ERROR;
+
 constexpr Cause kCauses[] = {
     {"show start autostart remove rename", FC_NO_SUCH_NAME,
      "no configuration has this name; names are exact", "cfgctl list"},
@@ -67,7 +69,7 @@ constexpr Cause kCauses[] = {
     {"set", FC_WRONG_TYPE, "the property is of another type", "cfgctl PLACE"},
     {"", FC_UNAVAILABLE, "the daemon cannot do it now", "cfgctl status"},
     {"", FC_COMM_ERROR, "a peer behind the daemon is silent", "cfgctl status"},
-    {"", FC_HEADER_ERROR, "the daemon answers in a form that is none here: is it of this suite?",
+    {"", kOtherForm, "the daemon answers in a form that is none here: is it of this suite?",
      "ls -l /tmp/sock*"},
 };
 
