@@ -240,7 +240,34 @@ def try_manners():
     os.chmod("/tmp/stick/lab", 0o664)
     run("import /tmp/stick/lab -y")
     check(os.stat("/data/cfg/lab").st_mode & 0o777 == 0o664, "an import changes the file's mode")
+    os.unlink("/data/cfg/lab")
+    gone = run("start lab"), run("start lab --confirm-within 60"), run("start nothing")
+    check(all(done.returncode == 4 and "its file /data/cfg/lab is gone. Try: cfgctl doctor" in done.err
+              for done in gone[:2]) and "names are exact" in gone[2].err, "a start without its file", *gone)
+    done = run("export ''")
+    check(done.returncode == 2 and "wants its FILE" in done.err, "export ''", done.err)
+    Path("/data/cfg/lab").write_text("Channel=1 Frequency=474000\n")
+    if subprocess.run("mount -t tmpfs -o size=1100k full /data/cfg", shell=True).returncode == 0:
+        subprocess.run("head -c 2000k /dev/zero 2>/dev/null >/data/cfg/.fill", shell=True)
+        done = run("save more"), run("import /tmp/stick/lab -y --description much")
+        check(all("the disk of /data/cfg is full. Try: df -h" in each.err for each in done),
+              "a full disk", *(each.err for each in done))
+        subprocess.run(["umount", "/data/cfg"])
+        run("remove more --yes")
+    if subprocess.run("mount -t tmpfs -o size=4k full /run/sysmgt/import", shell=True).returncode == 0:
+        Path("/tmp/stick/large").write_text("x" * 40000)
+        done = run("import /tmp/stick/large")
+        check(done.returncode == 5 and "into /run/sysmgt/import/: No space left" in done.err and
+              not os.listdir("/run/sysmgt/import"), "a full staging directory", done.err)
+        subprocess.run(["umount", "/run/sysmgt/import"])
     try:
+        done = run("confirm", user=1, group=1, extra_groups=[])
+        check(done.returncode == 5 and "Try: usermod -aG root " in done.err, "who may confirm", done.err)
+        os.chmod("/tmp/stick/lab", 0o600), os.chmod("/run/sysmgt/import", 0o777)
+        done = run("import /tmp/stick/lab -y", user=1, group=1, extra_groups=[])
+        check(done.returncode == 5 and "cannot read /tmp/stick/lab: Permission" in done.err,
+              "import of what one may not read", done.err)
+        os.chmod("/tmp/stick/lab", 0o664), os.chmod("/run/sysmgt/import", 0o770)
         done = run("import /tmp/stick/lab -y", user=1, group=1, extra_groups=[])
         check(done.returncode == 5 and "only the group 'root'" in done.err and
               "Try: usermod -aG root " in done.err, "import by somebody else", done.err)
@@ -291,7 +318,7 @@ def try_terminal():
     check(all(len(line) <= 60 for line in shown.splitlines()) and "…" in shown, "a record is cut", shown)
     Path("/tmp/lines").write_text("ERROR05/03/24 14:07:09.042 tCfg(812)Unit:131:init: " + "long " * 20 + "\n")
     shown, _ = on_terminal("log /tmp/lines --for 1")
-    check(re.fullmatch(r"05/03/24 14:07:09.042  \x1b\[31merror\x1b\[0m +tCfg +init: long[long ]*…\n", shown),
+    check(re.search(r"^05/03/24 14:07:09.042  \x1b\[31merror\x1b\[0m +tCfg +init: long[long ]*…$", shown, re.M),
           "an entry is cut and red", shown)
     check("\x1b" not in on_terminal("log /tmp/lines --for 1", environment="NO_COLOR=1")[0], "NO_COLOR")
     check("long " * 20 in run("log /tmp/lines --for 1").out and
@@ -427,11 +454,22 @@ def try_slow(daemons):
 
 def try_log():
     """Whatever the collector wrote before it found that its file was renamed."""
+    lines = ["%s05/03/24 14:07:09.042 tCfg(812)Unit:131:init: line %d\n" %
+             ("ERROR" if i in (7, 8, 20000) else "INFO ", i) for i in range(30000)]
+    lines.insert(9, "the rest of it\n")
+    Path("/tmp/long").write_text("".join(lines))
+    for options, shown, said in (
+            ("", lines[-100:], "the last 100 entries, then what comes for 1 s"),
+            ("--severity error", lines[7:10] + [lines[20001]], ": 3 such entries so far, then"),
+            ("--severity fatal", [], "no such entry so far; following for 1 s")):
+        done = run("log /tmp/long --for 1 " + options)
+        check(done.out == "".join(shown) and said in done.err, "log " + options, done.out[:300], done.err)
     shown = Path("/tmp/shown")
     line = "INFO 05/03/24 14:07:09.042 tCfg(812)Unit:131:init: %s\n"
     Path("/tmp/rotated").write_text(line % "first")
     with open("/tmp/rotated", "a", buffering=1) as held:
-        client = subprocess.Popen(["cfgctl", "log", "/tmp/rotated"], stdout=shown.open("w"))
+        client = subprocess.Popen(["cfgctl", "log", "/tmp/rotated"], stdout=shown.open("w"),
+                                  stderr=subprocess.DEVNULL)
         wait_until(lambda: "first" in shown.read_text(), "the first line")
         os.rename("/tmp/rotated", "/tmp/rotated.1")
         Path("/tmp/rotated").touch()

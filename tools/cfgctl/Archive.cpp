@@ -138,7 +138,7 @@ void readFile(const ArchivedConfiguration& configuration, struct stat& status, c
                           "the configuration " + inQuotes(configuration.name) + " has no file " +
                               path + ", and an archive holds whole ones only",
                           "cfgctl remove " + quotedArgument(configuration.name));
-        throw fileFailure("cannot read", path, errno);
+        throw groupFailure("cannot read", path, errno, "read configurations");
     };
     const Descriptor file(openRegularFile(path));
     if (!file.isOpen() || fstat(file.get(), &status) == -1)

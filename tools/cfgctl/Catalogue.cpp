@@ -32,7 +32,8 @@ std::vector<std::string> storedNames()
     store.lock(); // its destructor unlocks
     std::vector<std::string> names;
     if (access(kStoredCatalogue.c_str(), R_OK) == -1)
-        throw fileFailure("the names fit no answer; cannot read", kStoredCatalogue, errno);
+        throw groupFailure("the names fit no answer; cannot read", kStoredCatalogue, errno,
+                           "read the catalogue");
     if (store.loadDataSet(kTable.dataset, kStoredCatalogue) != FC_OK ||
         store.getInstances(kTable.dataset, kTable.component, names) != FC_OK)
         throw Failure(EXIT_NAME_OR_VALUE,

@@ -21,6 +21,27 @@ void confirmOverwriting(Session& session, const std::string& name)
                         " is there, and will be overwritten.");
 }
 
+/// "No Such Name" is the channel manager's answer too, where the configuration is there.
+void blameFile(Session& session, Failure& failure)
+{
+    if (!holds(failure.code, FC_NO_SUCH_NAME) || session.deadline.isOver())
+        return;
+    std::optional<DataRow> row;
+    try {
+        row = Catalogue(session.peer()).findQuietly(session.call.argument(0));
+    } catch (const Failure&) {
+        return; // the first one counts
+    }
+    const std::string* const file = row ? row->find("File Name") : nullptr;
+    if (file == nullptr)
+        return;
+    std::error_code error;
+    const bool isGone = !std::filesystem::exists(*file, error) && !error;
+    failure.cause = isGone ? "its file " + *file + " is gone"
+                           : "the channel manager did not find or take what is in " + *file;
+    failure.next = isGone ? "cfgctl doctor" : "cfgctl log --severity error";
+}
+
 std::string trueOrFalse(bool value) { return value ? "true" : "false"; }
 
 } // namespace
@@ -37,11 +58,16 @@ void runSave(Session& session)
 
 void runStart(Session& session)
 {
-    if (session.call.has("confirm-within") && !session.isDryRun()) {
-        runGuardedStart(session);
-        return;
+    try {
+        if (session.call.has("confirm-within") && !session.isDryRun()) {
+            runGuardedStart(session);
+            return;
+        }
+        session.carryOut("START_CFG", {{"RowID", session.call.argument(0)}});
+    } catch (Failure& failure) {
+        blameFile(session, failure);
+        throw;
     }
-    session.carryOut("START_CFG", {{"RowID", session.call.argument(0)}});
     sayDone(session);
 }
 

@@ -114,6 +114,9 @@ void checkVerb(const Invocation& call)
         throw usage(std::string(verb.name) + " wants its " +
                         argumentWord(verb, call.arguments.size()),
                     &verb);
+    for (std::size_t i = 0; i < call.arguments.size(); ++i)
+        if (argumentWord(verb, i) == "FILE" && call.arguments[i].empty())
+            throw usage(std::string(verb.name) + " wants its FILE, and that is empty", &verb);
     if (call.arguments.size() > most && !isOpen)
         throw usage(std::string(verb.name) + " takes no " + inQuotes(call.arguments[most]), &verb);
 }
@@ -164,7 +167,7 @@ std::string Invocation::asked() const
 {
     std::string text = verb == nullptr ? "" : verb->name;
     for (const std::string& argument : arguments)
-        text += ' ' + argument;
+        text += argument.empty() ? " ''" : ' ' + argument;
     return cutToColumns(printableText(text), kShownColumns);
 }
 

@@ -2,7 +2,7 @@
 #include "Guardian.h"
 #include "Session.h"
 
-#include <cstring>
+#include <cerrno>
 
 namespace
 {
@@ -15,11 +15,14 @@ std::string wayBack(const GuardedStart& start, int limit)
 
 void require(const Confirmation& shared)
 {
-    if (!shared.isOpen())
-        throw Failure(EXIT_STATE_OR_RIGHT,
-                      std::string("no start can be guarded, cannot open ") + kConfirmDirectory +
-                          ": " + std::strerror(shared.error()),
-                      "systemd-tmpfiles --create");
+    if (shared.isOpen())
+        return;
+    Failure failure = groupFailure("no start can be guarded, cannot open", kConfirmDirectory,
+                                   shared.error(), "guard a start, or confirm it");
+    failure.exit = EXIT_STATE_OR_RIGHT;
+    if (shared.error() == ENOENT)
+        failure.next = "systemd-tmpfiles --create";
+    throw Failure(failure);
 }
 
 /// True when a start of this name is guarded already: its deadline is another now.

@@ -61,3 +61,8 @@ struct Failure : std::exception {
 /// Of a file that cannot be used, after "cannot read" or so: EXIT_STATE_OR_RIGHT where a right is
 /// missing, else EXIT_NAME_OR_VALUE.
 Failure fileFailure(const std::string& what, const std::string& path, int error);
+
+/// The same of a file, or what is to be in a directory, that a group may use: where it is the group
+/// that is missing, who can give it. `use` stands behind "may": "read it".
+Failure groupFailure(const std::string& what, const std::string& path, int error,
+                     const std::string& use);

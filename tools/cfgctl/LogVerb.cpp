@@ -1,4 +1,5 @@
 #include "Session.h"
+#include "SystemChecks.h"
 
 #include "dbgcollect/LogEntries.h"
 #include "terminal/TerminalText.h"
@@ -7,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <deque>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -17,7 +19,8 @@ namespace
 {
 
 constexpr char kLogFile[] = "/var/log/sysmgt.log";
-constexpr off_t kEarlier = 16384; // bytes of what was there before
+constexpr std::size_t kEarlier = 100; // entries of what was there before
+constexpr off_t kFirstLook = 65536;   // bytes of the file's end in which they are looked for first
 constexpr std::chrono::milliseconds kPoll = std::chrono::milliseconds(200);
 constexpr const char* kSeverities[] = {"info", "warning", "error", "fatal", "system"};
 constexpr std::string_view kContinuation = "\n  | "; // as the collector marks further lines
@@ -54,6 +57,31 @@ Json::Value asJson(const LogEntry& entry)
     return line;
 }
 
+/// What the user wants to see.
+class EntryFilter
+{
+public:
+    explicit EntryFilter(const Invocation& call)
+        : mTask(call.get("task")),
+          mLeast(std::ranges::find(kSeverities, call.get("severity", kSeverities[0])) -
+                 std::begin(kSeverities)),
+          mTakesAll(!call.has("task") && !call.has("severity"))
+    {
+    }
+
+    bool takes(const LogEntry& entry) const
+    {
+        return entry.severity >= mLeast && (mTask.empty() || entry.task == mTask);
+    }
+
+    bool takesAll() const { return mTakesAll; }
+
+private:
+    std::string mTask;
+    std::ptrdiff_t mLeast;
+    bool mTakesAll;
+};
+
 /// A file that a collector appends to, and that is renamed away from time to time.
 class GrowingFile
 {
@@ -63,6 +91,22 @@ public:
 
     GrowingFile(const GrowingFile&) = delete;
     GrowingFile& operator=(const GrowingFile&) = delete;
+
+    /// Begins with the last wanted entries that are there, looking back as far as it takes; how
+    /// many they are.
+    std::size_t beginWithLast(const EntryFilter& wanted)
+    {
+        struct stat held;
+        fstat(mFile, &held);
+        for (off_t look = kFirstLook;; look *= 4) {
+            const off_t begin = std::max<off_t>(held.st_size - look, 0);
+            const std::deque<off_t> found = findEntries(wanted, begin, held.st_size);
+            if (begin > 0 && found.size() <= kEarlier)
+                continue;
+            lseek(mFile, found.front(), SEEK_SET);
+            return found.size() - 1;
+        }
+    }
 
     /// Appends what is new; false when nothing is, for now.
     bool readNext(LogEntries& entries)
@@ -105,76 +149,102 @@ private:
         mFile = openFile();
         struct stat held;
         if (mFile == -1 && errno == EACCES)
-            throw fileFailure("cannot read", mPath, errno);
+            throw groupFailure("cannot read", mPath, errno, "read it");
         if (mFile == -1 || fstat(mFile, &held) != 0 || !S_ISREG(held.st_mode))
             throw Failure(EXIT_NAME_OR_VALUE,
                           "cannot read " + mPath + ": " +
                               (mFile == -1 ? std::strerror(errno) : "it is no regular file") +
-                              "; a collector writes it",
-                          "dbgcollect -o " + shellQuoted(mPath));
-        if (held.st_size > kEarlier) { // from the next line on
-            std::array<char, kEarlier> earlier;
-            const ssize_t got =
-                pread(mFile, earlier.data(), earlier.size(), held.st_size - kEarlier);
-            const std::string_view text(earlier.data(),
-                                        static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-            const std::size_t line = std::min(text.find('\n'), text.size() - 1) + 1;
-            lseek(mFile, held.st_size - kEarlier + static_cast<off_t>(line), SEEK_SET);
+                              (isCollecting() ? "; the collector that runs writes elsewhere"
+                                              : "; a collector writes it"),
+                          isCollecting() ? "ps -C dbgcollect -o args"
+                                         : "dbgcollect -o " + shellQuoted(mPath));
+    }
+
+    /// Where the last wanted entries from `begin` on begin, the last behind them all. An entry
+    /// whose header stands before `begin` is none.
+    std::deque<off_t> findEntries(const EntryFilter& wanted, off_t begin, off_t size) const
+    {
+        std::deque<off_t> found;
+        LogEntries entries;
+        LogEntry entry;
+        off_t at = begin;
+        const auto look = [&] {
+            const bool isWhole = begin == 0 || at != begin || headerSeverity(entry.text) != -1;
+            if (isWhole && wanted.takes(entry))
+                found.push_back(at);
+            if (found.size() > kEarlier)
+                found.pop_front();
+            at += static_cast<off_t>(entry.text.size());
+        };
+        std::array<char, 65536> chunk;
+        for (off_t read = begin; read < size;) {
+            const auto most = std::min<off_t>(size - read, chunk.size());
+            const ssize_t got = pread(mFile, chunk.data(), static_cast<std::size_t>(most), read);
+            if (got <= 0)
+                break;
+            read += got;
+            entries.append({chunk.data(), static_cast<std::size_t>(got)});
+            while (entries.next(entry))
+                look();
         }
+        if (entries.last(entry, false))
+            look();
+        found.push_back(at);
+        return found;
     }
 
     std::string mPath;
     int mFile = -1;
 };
 
-class EntryPrinter
+void print(Session& session, const LogEntry& entry)
 {
-public:
-    explicit EntryPrinter(Session& session)
-        : mSession(session), mTask(session.call.get("task")),
-          mLeast(std::ranges::find(kSeverities, session.call.get("severity", kSeverities[0])) -
-                 std::begin(kSeverities))
-    {
-    }
+    constexpr Column kColumns[] = {
+        {"", "time", kDateSize}, {"", "severity", 7}, {"", "task", 10}, {"", "message"}};
+    if (session.out.isJson() || session.out.isTerminal())
+        session.out.line(kColumns, asJson(entry));
+    else
+        session.out.text(printableLines(entry.text));
+}
 
-    void print(const LogEntry& entry) const
-    {
-        const Json::Value line = asJson(entry);
-        if (entry.severity < mLeast || (!mTask.empty() && entry.task != mTask))
-            return;
-        constexpr Column kColumns[] = {
-            {"", "time", kDateSize}, {"", "severity", 7}, {"", "task", 10}, {"", "message"}};
-        if (mSession.out.isJson() || mSession.out.isTerminal()) {
-            mSession.out.line(kColumns, line);
-            return;
-        }
-        mSession.out.text(printableLines(entry.text));
-    }
-
-private:
-    Session& mSession;
-    std::string mTask;
-    std::ptrdiff_t mLeast;
-};
+std::string whatComes(const EntryFilter& filter, std::size_t count, int limit)
+{
+    const std::string kind = filter.takesAll() ? "" : " such";
+    const std::string entries = kind + (count == 1 ? " entry" : " entries");
+    const std::string until =
+        limit == 0 ? ", until it is interrupted" : " for " + std::to_string(limit) + " s";
+    if (count == 0)
+        return "no" + kind + " entry so far; following" + until;
+    return (count < kEarlier ? "" : "the last ") + std::to_string(count) + entries +
+           (count < kEarlier ? " so far" : "") + ", then what comes" + until;
+}
 
 } // namespace
 
 void runLog(Session& session)
 {
     const std::string argument = session.call.argument(0);
-    GrowingFile file(argument.empty() ? kLogFile : argument);
-    const EntryPrinter printer(session);
-    const Deadline end(session.call.number("for", 0));
+    const std::string path = argument.empty() ? kLogFile : argument;
+    GrowingFile file(path);
+    const EntryFilter filter(session.call);
+    const int limit = session.call.number("for", 0);
+    const std::size_t earlier = file.beginWithLast(filter);
+    session.out.note(path + ": " + whatComes(filter, earlier, limit));
+    const Deadline end(limit);
     LogEntries entries;
     LogEntry entry;
+    const auto printWanted = [&] {
+        if (filter.takes(entry))
+            print(session, entry);
+    };
     while (true) {
         while (file.readNext(entries))
             while (entries.next(entry))
-                printer.print(entry);
+                printWanted();
         while (entries.next(entry))
-            printer.print(entry);
+            printWanted();
         if (entries.last(entry, false))
-            printer.print(entry);
+            printWanted();
         if (end.isOver())
             return;
         if (session.deadline.isOver())

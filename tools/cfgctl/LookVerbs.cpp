@@ -4,6 +4,7 @@
 #include "MessageText.h"
 #include "Refusals.h"
 #include "Session.h"
+#include "SystemChecks.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,7 +21,6 @@ namespace
 using std::chrono::milliseconds;
 
 constexpr milliseconds kPoll = milliseconds(300);
-constexpr char kDbgFifo[] = "/tmp/sockDbg";
 constexpr const char* kStates[] = {"Available", "Inprogress", "Unavailable"};
 
 /// JSON members of a row, by the catalogue's properties.
@@ -51,14 +51,6 @@ Json::Value fileIsThere(const DataRow& row)
     if (file != nullptr && stat(file->c_str(), &status) == 0)
         return true;
     return file == nullptr || errno == ENOENT ? Json::Value(false) : Json::Value();
-}
-
-bool isCollecting()
-{
-    const int fifo = open(kDbgFifo, O_WRONLY | O_NONBLOCK | O_CLOEXEC); // fails without a reader
-    if (fifo != -1)
-        close(fifo);
-    return fifo != -1;
 }
 
 /// Null where this user may not ask.

@@ -2,6 +2,7 @@
 
 #include "CfgPaths.h"
 #include "ClientSocket.h"
+#include "SystemChecks.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -45,6 +46,8 @@ constexpr Fcodes kOtherForm = FC_HEADER_ERROR | FC_BODY_ERROR;
 constexpr Cause kCauses[] = {
     {"show start autostart remove rename", FC_NO_SUCH_NAME,
      "no configuration has this name; names are exact", "cfgctl list"},
+    {"save", FC_NO_SUCH_NAME, "the channel manager did not write the file",
+     "cfgctl log --severity error"},
     {"save rename import", FC_BAD_VALUE,
      "the name is refused, or its file could not be written or moved",
      "cfgctl log --severity error"},
@@ -55,6 +58,7 @@ constexpr Cause kCauses[] = {
     {"import restore", FC_UNAVAILABLE,
      "the manager could not take the file: it has to be able to read and to move it",
      "cfgctl log --severity error"},
+    {"rename", FC_UNAVAILABLE, "its file could not be moved; it may be gone", "cfgctl show NAME"},
     {"remove", FC_UNAVAILABLE, "its file could not be deleted, and is still there",
      "cfgctl show NAME"},
     {"", FC_ACCESS_DENIED,
@@ -82,6 +86,20 @@ std::string typedPlace(Invocation call)
         return option.first != "table" && option.first != "socket";
     });
     return call.typed();
+}
+
+/// A manager that cannot write has no code for it.
+void blameDisk(Failure& failure, const std::string& verb)
+{
+    const bool writes = holdsWord("import restore rename remove", verb) &&
+                        (holds(failure.code, FC_BAD_VALUE) || holds(failure.code, FC_UNAVAILABLE));
+    if (verb != "save" && !writes)
+        return;
+    const auto trouble = diskTrouble();
+    if (!trouble || !trouble->isFault)
+        return;
+    failure.cause = trouble->what;
+    failure.next = std::string("df -h ") + kCfgDir;
 }
 
 void addCause(Failure& failure, const Invocation& call)
@@ -114,6 +132,8 @@ void addCause(Failure& failure, const Invocation& call)
     }
     if (row->bit == FC_COMM_ERROR && holdsWord("save start", name))
         failure.cause = silentPeer();
+    if (!failure.cause.empty() && failure.cause == row->cause)
+        blameDisk(failure, name);
 }
 
 } // namespace

@@ -1,12 +1,15 @@
 #include "StagedFile.h"
 
 #include "CommandLine.h"
+#include "base/Descriptor.h"
+#include "base/RegularFile.h"
 
+#include <array>
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
-#include <grp.h>
-#include <pwd.h>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -17,43 +20,61 @@ namespace
 // Made at boot, for the group of the suite; elsewhere a manager of root's can move from /tmp.
 constexpr char kImportDir[] = "/run/sysmgt/import";
 constexpr char kOtherDir[] = "/tmp";
+constexpr std::size_t kChunk = 65536;
 
 Failure cannotStage(const std::string& directory, int error)
 {
-    Failure failure = fileFailure("cannot make the directory", directory, error);
+    const std::string shared = fs::path(directory).parent_path().string() + '/';
+    Failure failure =
+        groupFailure("cannot put a copy into", shared, error, "hand files to the manager");
     failure.exit = EXIT_STATE_OR_RIGHT;
-    struct stat status;
-    if (error != EACCES || stat(kImportDir, &status) != 0)
-        return failure;
-    const group* const owner = getgrgid(status.st_gid);
-    const passwd* const user = getpwuid(geteuid());
-    const auto shown = [](const char* name, unsigned id) {
-        return name == nullptr ? std::to_string(id) : std::string(name);
-    };
-    const std::string name = shown(owner == nullptr ? nullptr : owner->gr_name, status.st_gid);
-    failure.cause = "only the group '" + name +
-                    "' may hand files to the manager: have root add you, then log in again";
-    failure.next = "usermod -aG " + shellQuoted(name) + ' ' +
-                   shellQuoted(shown(user == nullptr ? nullptr : user->pw_name, geteuid()));
     return failure;
+}
+
+/// Says which of the two files it is.
+void copyFile(const std::string& from, const std::string& to)
+{
+    const Descriptor source(openRegularFile(from));
+    if (!source.isOpen())
+        throw fileFailure("cannot read", from, errno);
+    const Descriptor copy(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!copy.isOpen())
+        throw cannotStage(fs::path(to).parent_path().string(), errno);
+    struct stat status;
+    std::array<char, kChunk> chunk;
+    for (;;) {
+        const ssize_t got =
+            uninterrupted([&] { return read(source.get(), chunk.data(), chunk.size()); });
+        if (got == -1)
+            throw fileFailure("cannot read", from, errno);
+        if (got == 0)
+            break;
+        for (ssize_t done = 0; done < got;) {
+            const ssize_t written = uninterrupted([&] {
+                return write(copy.get(), chunk.data() + done, static_cast<std::size_t>(got - done));
+            });
+            if (written == -1)
+                throw cannotStage(fs::path(to).parent_path().string(), errno);
+            done += written;
+        }
+    }
+    if (fstat(source.get(), &status) == 0)
+        std::ignore = fchmod(copy.get(), status.st_mode & 07777);
 }
 
 } // namespace
 
 StagedFile::StagedFile(const std::string& file, bool isToGo, bool isDryRun)
-    : mPath(fs::absolute(file).lexically_normal().string()) // the manager runs in "/"
 {
     std::error_code error;
+    mPath = fs::absolute(file, error).lexically_normal().string(); // the manager runs in "/"
     if (!fs::is_regular_file(mPath, error))
         throw error ? fileFailure("cannot find", mPath, error.value())
                     : Failure(EXIT_NAME_OR_VALUE, "it is no file", "ls -ld " + shellQuoted(mPath));
     if (isToGo)
         return;
-    stage(fs::path(mPath).filename().string(), isDryRun, [from = mPath](const std::string& path) {
-        std::error_code failure;
-        if (!fs::copy_file(from, path, failure))
-            throw fileFailure("cannot copy the file to", path, failure.value());
-    });
+    stage(fs::path(mPath).filename().string(), isDryRun,
+          [from = mPath](const std::string& path) { copyFile(from, path); });
 }
 
 StagedFile::StagedFile(const std::string& name, bool isDryRun,

@@ -140,18 +140,8 @@ void checkCatalogues(Findings& found)
 
 void checkDisk(Findings& found)
 {
-    struct statvfs disk;
-    if (statvfs(kCfgDir, &disk) == -1) {
-        found.push_back({errno != EACCES, std::string("cannot look at ") + kCfgDir + reason(errno),
-                         errno == EACCES ? "run as root" : "mount the disk, restart CfgManager"});
-        return;
-    }
-    if ((disk.f_flag & ST_RDONLY) != 0)
-        found.push_back({true, std::string(kCfgDir) + " is read-only: nothing can be saved",
-                         "see why (dmesg), then mount it writable"});
-    else if (disk.f_bavail * disk.f_frsize < kLeastFree || (disk.f_files > 0 && disk.f_favail == 0))
-        found.push_back({true, std::string("the disk of ") + kCfgDir + " is full",
-                         "remove what is not needed; CfgManager stores again by itself"});
+    if (const auto trouble = diskTrouble())
+        found.push_back(*trouble);
 }
 
 /// Who the daemon is: the owner of its socket.
@@ -225,4 +215,25 @@ Findings checkSystem()
     for (const auto check : kChecks)
         check(found);
     return found;
+}
+
+std::optional<Finding> diskTrouble()
+{
+    struct statvfs disk;
+    if (statvfs(kCfgDir, &disk) == -1)
+        return Finding{errno != EACCES, std::string("cannot look at ") + kCfgDir + reason(errno),
+                       errno == EACCES ? "run as root" : "mount the disk, restart CfgManager"};
+    if ((disk.f_flag & ST_RDONLY) != 0)
+        return Finding{true, std::string(kCfgDir) + " is read-only: nothing can be saved",
+                       "see why (dmesg), then mount it writable"};
+    if (disk.f_bavail * disk.f_frsize < kLeastFree || (disk.f_files > 0 && disk.f_favail == 0))
+        return Finding{true, std::string("the disk of ") + kCfgDir + " is full",
+                       "remove what is not needed; CfgManager stores again by itself"};
+    return std::nullopt;
+}
+
+bool isCollecting()
+{
+    const Descriptor fifo(open(kFifo, O_WRONLY | O_NONBLOCK | O_CLOEXEC)); // not without a reader
+    return fifo.isOpen();
 }

@@ -3,6 +3,7 @@
 // What can be wrong on a device, seen from its files and sockets: nothing is asked of a daemon, and
 // nothing changes. No state; any thread.
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,3 +17,9 @@ using Findings = std::vector<Finding>;
 
 /// Everything that this process can see; what it may not look at is a warning.
 Findings checkSystem();
+
+/// What keeps the manager from storing files; nothing when it is not the disk.
+std::optional<Finding> diskTrouble();
+
+/// True when somebody reads the daemons' log.
+bool isCollecting();

@@ -57,7 +57,7 @@ constexpr Verb kVerbs[] = {
     {"Look", "watch", "", "Print events as they come", "count for",
      "cfgctl watch\ncfgctl watch --for 60 --json\ncfgctl watch --socket /tmp/sockDev",
      Effect::READS, kUsual, kManager, runWatch, true},
-    {"Look", "log", "[FILE]", "Print the collector's file and what comes on top",
+    {"Look", "log", "[FILE]", "Print the last 100 entries of the collector's file, then what comes",
      "severity task for",
      "cfgctl log --severity error\ncfgctl log /tmp/device.log --task tCfgCom --for 10",
      Effect::READS, 0, "lines", runLog, true},

@@ -33,10 +33,18 @@ std::string_view headerTask(std::string_view line)
     return end == std::string_view::npos ? "" : line.substr(kHeaderSize, end - kHeaderSize);
 }
 
+void LogEntries::append(std::string_view bytes)
+{
+    mBytes.erase(0, mTaken);
+    mTaken = 0;
+    mBytes.append(bytes);
+}
+
 bool LogEntries::next(LogEntry& entry)
 {
-    for (std::size_t end; (end = mPending.find('\n', mSearched)) != std::string::npos;) {
-        const std::string_view rest = std::string_view(mPending).substr(end + 1);
+    const std::string_view text = pending();
+    for (std::size_t end; (end = text.find('\n', mSearched)) != std::string::npos;) {
+        const std::string_view rest = text.substr(end + 1);
         if (rest.size() < kHeaderSize)
             return false; // a header may be under way
         if (headerSeverity(rest) != -1) {
@@ -50,7 +58,7 @@ bool LogEntries::next(LogEntry& entry)
 
 bool LogEntries::last(LogEntry& entry, bool atEnd)
 {
-    const std::size_t length = atEnd ? mPending.size() : mPending.rfind('\n') + 1;
+    const std::size_t length = atEnd ? pending().size() : pending().rfind('\n') + 1;
     if (length == 0)
         return false;
     take(length, entry);
@@ -59,14 +67,15 @@ bool LogEntries::last(LogEntry& entry, bool atEnd)
 
 void LogEntries::take(std::size_t length, LogEntry& entry)
 {
-    const int severity = headerSeverity(mPending);
+    const std::string_view text = pending();
+    const int severity = headerSeverity(text);
     if (severity != -1) {
         mSeverity = severity;
-        mTask = headerTask(mPending);
+        mTask = headerTask(text);
     }
     entry.severity = mSeverity;
     entry.task = mTask;
-    entry.text = mPending.substr(0, length);
-    mPending.erase(0, length);
+    entry.text = text.substr(0, length);
+    mTaken += length;
     mSearched = 0;
 }

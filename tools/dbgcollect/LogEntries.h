@@ -16,7 +16,7 @@ struct LogEntry {
 class LogEntries
 {
 public:
-    void append(std::string_view bytes) { mPending.append(bytes); }
+    void append(std::string_view bytes);
 
     /// Takes the next entry that is known to be whole because another header follows it.
     bool next(LogEntry& entry);
@@ -27,8 +27,11 @@ public:
 private:
     void take(std::size_t length, LogEntry& entry);
 
-    std::string mPending;
-    std::size_t mSearched = 0; // no further header begins before this byte
+    std::string_view pending() const { return std::string_view(mBytes).substr(mTaken); }
+
+    std::string mBytes;
+    std::size_t mTaken = 0;    // of them, by entries before
+    std::size_t mSearched = 0; // no further header begins before this byte of what is pending
     int mSeverity = 0;         // of the entry under way; lines without a header belong to it
     std::string mTask;         // likewise
 };
