@@ -3,8 +3,10 @@
 #include "ChannelManager.h"
 #include "DbgPrintClient.h"
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
+#include <cstdlib>
+#include <getopt.h>
+#include <iostream>
 #include <string>
 #include <unistd.h>
 
@@ -14,25 +16,57 @@ namespace
 constexpr char kSocket[] = "/tmp/sockChan";
 constexpr char kSendSocket[] = "/tmp/sockSendChan";
 
+constexpr char kUsage[] = R"(Usage: ChanManager [OPTION ...]
+Sample channel manager: stores and loads the device's channels.
+
+  -v LEVEL        lines of this severity and worse are logged; 5 logs nothing
+  --socket PATH   serve this path instead of /tmp/sockChan
+  --delay-ms N    simulate: wait before each channel command
+  --refuse        simulate: answer channel commands Unavailable
+  --silent        simulate: hang in the first channel command
+)";
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    int level = 0;
-    int delay = 0;
     std::string socket = kSocket;
     Simulation simulation;
 
-    CLI::App app("Sample channel manager: stores and loads the device's channels.", "ChanManager");
-    app.add_option("-v", level, "Lines of this severity and worse are logged; 5 logs nothing");
-    app.add_option("--socket", socket, "Serve this path instead of /tmp/sockChan");
-    app.add_option("--delay-ms", delay, "Simulate: wait before each channel command");
-    app.add_flag("--refuse", simulation.refuse, "Simulate: answer channel commands Unavailable");
-    app.add_flag("--silent", simulation.silent, "Simulate: hang in the first channel command");
-    CLI11_PARSE(app, argc, argv);
+    const option names[] = {
+        {"help", no_argument, nullptr, 'h'},           {"socket", required_argument, nullptr, 'p'},
+        {"delay-ms", required_argument, nullptr, 'd'}, {"refuse", no_argument, nullptr, 'r'},
+        {"silent", no_argument, nullptr, 's'},         {}};
+    for (int name; (name = getopt_long(argc, argv, "v:h", names, nullptr)) != -1;) {
+        switch (name) {
+        case 'v':
+            gDbgLevel = std::atoi(optarg);
+            break;
+        case 'h':
+            std::cout << kUsage;
+            return 0;
+        case 'p':
+            socket = optarg;
+            break;
+        case 'd':
+            simulation.delay = std::chrono::milliseconds(std::atoi(optarg));
+            break;
+        case 'r':
+            simulation.refuse = true;
+            break;
+        case 's':
+            simulation.silent = true;
+            break;
+        default:
+            std::cerr << kUsage;
+            return 2;
+        }
+    }
+    if (optind != argc) {
+        std::cerr << kUsage;
+        return 2;
+    }
 
-    gDbgLevel = level;
-    simulation.delay = std::chrono::milliseconds(delay);
     ChannelManager manager(simulation);
     manager.start(socket, socket == kSocket ? kSendSocket : socket + ".send");
     while (pause() == -1 && errno == EINTR) {

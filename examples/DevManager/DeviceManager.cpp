@@ -4,7 +4,6 @@
 #include "IDataSets.h"
 #include "MessageCommand.h"
 #include "MessageEvent.h"
-#include "base/LocalTime.h"
 
 namespace
 {
@@ -57,7 +56,6 @@ void DeviceManager::start(const std::string& socket, const std::string& sendSock
         getTextParam(kDataSet, kComponent, kZone, zone, kSingleInstance);
     else
         initTextParam(kDataSet, kComponent, kZone, zone, kSingleInstance);
-    setTimeZone(zone);
     mSensors.initFromString(kSensors);
     mSensors.acceptChanges();
     addDataSet("SensorDataSet", &mSensors); // before any other thread asks for it
@@ -100,7 +98,6 @@ Fcodes DeviceManager::setZone(const std::string& command)
     const Fcodes result = initTextParam(kDataSet, kComponent, kZone, zone, kSingleInstance);
     if (result != FC_OK)
         return result;
-    setTimeZone(zone);
     announceZone(zone);
     return mKept.store();
 }

@@ -2,7 +2,9 @@
 
 // A device manager: it keeps the device's time zone, also over a reboot, serves it to peers and
 // announces each change to its subscribers; and it holds a table of sensors, whose limits peers may
-// set. A small application on DataComLib: one dataset, one table, two commands, one event.
+// set. A small application on DataComLib: one dataset, one table, two commands, one event. The
+// configuration manager takes the zone for its times; the log lines of this process keep the
+// system's.
 //
 // Made once by main() and never destroyed before the process ends. start() runs on the main thread;
 // execute() on the communicator's thread, one command at a time.

@@ -6,8 +6,9 @@
 #include "MessageCommand.h"
 #include "MessageText.h"
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
+#include <cstdlib>
+#include <getopt.h>
 #include <iostream>
 #include <string>
 #include <unistd.h>
@@ -20,6 +21,73 @@ constexpr char kSendSocket[] = "/tmp/sockSendDev";
 constexpr char kTable[] = "SensorTable";
 constexpr int kAnswerTimeout = 10; // seconds
 constexpr int kNoLogging = 5;
+
+constexpr char kUsage[] = R"(Usage: DevManager [OPTION ...]
+Sample device manager: the device's time zone and its sensors.
+
+  -v LEVEL           lines of this severity and worse are logged; 5 logs nothing
+  -z, --zone ZONE    the time zone at start, such as CET-1CEST; else the last one set, or UTC
+  --socket PATH      serve this path instead of /tmp/sockDev
+
+Of the device manager that is running, on that path:
+  --set-zone ZONE    change the zone
+  --sensor N         show a sensor's row
+  --limit DEGREES    before, set that sensor's limit
+)";
+
+struct Options {
+    std::string zone;
+    std::string newZone;
+    std::string socket = kSocket;
+    int sensor = 0; // none
+    std::string limit;
+};
+
+/// Ends the process where it is asked for help, or not understood.
+Options parse(int argc, char** argv)
+{
+    Options options;
+    const option names[] = {{"help", no_argument, nullptr, 'h'},
+                            {"zone", required_argument, nullptr, 'z'},
+                            {"socket", required_argument, nullptr, 'p'},
+                            {"set-zone", required_argument, nullptr, 'c'},
+                            {"sensor", required_argument, nullptr, 's'},
+                            {"limit", required_argument, nullptr, 'l'},
+                            {}};
+    for (int name; (name = getopt_long(argc, argv, "v:z:h", names, nullptr)) != -1;) {
+        switch (name) {
+        case 'v':
+            gDbgLevel = std::atoi(optarg);
+            break;
+        case 'h':
+            std::cout << kUsage;
+            std::exit(0);
+        case 'z':
+            options.zone = optarg;
+            break;
+        case 'p':
+            options.socket = optarg;
+            break;
+        case 'c':
+            options.newZone = optarg;
+            break;
+        case 's':
+            options.sensor = std::atoi(optarg);
+            break;
+        case 'l':
+            options.limit = optarg;
+            break;
+        default:
+            std::cerr << kUsage;
+            std::exit(2);
+        }
+    }
+    if (optind != argc || (!options.limit.empty() && options.sensor == 0)) {
+        std::cerr << kUsage;
+        std::exit(2);
+    }
+    return options;
+}
 
 /// A process that only sends requests needs no holder and no responder, only two sockets. It
 /// removes them at its end.
@@ -106,34 +174,17 @@ int setLimit(Client& manager, int sensor, const std::string& limit)
 
 int main(int argc, char** argv)
 {
-    int level = 0;
-    std::string zone;
-    std::string newZone;
-    std::string socket = kSocket;
-    int sensor = 0;
-    std::string limit;
-
-    CLI::App app("Sample device manager: the device's time zone and its sensors.", "DevManager");
-    app.add_option("-v", level, "Lines of this severity and worse are logged; 5 logs nothing");
-    app.add_option("-z,--zone", zone,
-                   "The time zone at start, such as CET-1CEST; else the last one set, or UTC");
-    app.add_option("--socket", socket, "Serve this path instead of /tmp/sockDev");
-    app.add_option("--set-zone", newZone,
-                   "Have the device manager that is running change the zone");
-    const auto* const sensorOption = app.add_option(
-        "--sensor", sensor, "Ask the device manager that is running for a sensor's row");
-    app.add_option("--limit", limit, "Set that sensor's limit")->needs("--sensor");
-    CLI11_PARSE(app, argc, argv);
-
-    if (!newZone.empty() || sensorOption->count() > 0) {
-        Client manager(socket);
-        if (!newZone.empty())
-            return setZone(manager, newZone);
-        return limit.empty() ? showSensor(manager, sensor) : setLimit(manager, sensor, limit);
+    const Options options = parse(argc, argv);
+    if (!options.newZone.empty() || options.sensor != 0) {
+        Client manager(options.socket);
+        if (!options.newZone.empty())
+            return setZone(manager, options.newZone);
+        return options.limit.empty() ? showSensor(manager, options.sensor)
+                                     : setLimit(manager, options.sensor, options.limit);
     }
-    gDbgLevel = level;
-    DeviceManager manager(zone);
-    manager.start(socket, socket == kSocket ? kSendSocket : socket + ".send");
+    DeviceManager manager(options.zone);
+    manager.start(options.socket,
+                  options.socket == kSocket ? kSendSocket : options.socket + ".send");
     while (pause() == -1 && errno == EINTR) {
     }
     return 0;
