@@ -14,7 +14,6 @@ constexpr char kDataSet[] = "DeviceDataSet";
 constexpr char kComponent[] = "DateTimeTable";
 constexpr char kZone[] = "TZ";
 
-constexpr char kFile[] = "/data/device_data_set.json";
 constexpr char kFactory[] = R"({"components" : {"DateTimeTable" : {
     "properties" : {
         "TZ" : {
@@ -42,8 +41,8 @@ constexpr char kSensors[] = R"(<DataSet ID="SensorDataSet" Version="1">
 
 } // namespace
 
-DeviceManager::DeviceManager(std::string zone)
-    : mFirstZone(std::move(zone)), mKept(kDataSet, kFile, kFactory)
+DeviceManager::DeviceManager(std::string zone, std::string file)
+    : mFirstZone(std::move(zone)), mKept(kDataSet, std::move(file), kFactory)
 {
 }
 

@@ -18,8 +18,8 @@
 class DeviceManager : public TableHolder
 {
 public:
-    /// An empty zone is the one that was kept, at first UTC.
-    explicit DeviceManager(std::string zone);
+    /// An empty zone is the one that was kept in the file, at first UTC.
+    DeviceManager(std::string zone, std::string file);
 
     /// Serves the two sockets from here on.
     void start(const std::string& socket, const std::string& sendSocket);

@@ -27,6 +27,7 @@ Sample device manager: the device's time zone and its sensors.
 
   -v LEVEL           lines of this severity and worse are logged; 5 logs nothing
   -z, --zone ZONE    the time zone at start, such as CET-1CEST; else the last one set, or UTC
+  --file PATH        keep the zone there instead of in /data/device_data_set.json
   --socket PATH      serve this path instead of /tmp/sockDev
 
 Of the device manager that is running, on that path:
@@ -38,6 +39,7 @@ Of the device manager that is running, on that path:
 struct Options {
     std::string zone;
     std::string newZone;
+    std::string file = "/data/device_data_set.json";
     std::string socket = kSocket;
     int sensor = 0; // none
     std::string limit;
@@ -47,13 +49,11 @@ struct Options {
 Options parse(int argc, char** argv)
 {
     Options options;
-    const option names[] = {{"help", no_argument, nullptr, 'h'},
-                            {"zone", required_argument, nullptr, 'z'},
-                            {"socket", required_argument, nullptr, 'p'},
-                            {"set-zone", required_argument, nullptr, 'c'},
-                            {"sensor", required_argument, nullptr, 's'},
-                            {"limit", required_argument, nullptr, 'l'},
-                            {}};
+    const option names[] = {
+        {"help", no_argument, nullptr, 'h'},           {"zone", required_argument, nullptr, 'z'},
+        {"file", required_argument, nullptr, 'f'},     {"socket", required_argument, nullptr, 'p'},
+        {"set-zone", required_argument, nullptr, 'c'}, {"sensor", required_argument, nullptr, 's'},
+        {"limit", required_argument, nullptr, 'l'},    {}};
     for (int name; (name = getopt_long(argc, argv, "v:z:h", names, nullptr)) != -1;) {
         switch (name) {
         case 'v':
@@ -64,6 +64,9 @@ Options parse(int argc, char** argv)
             std::exit(0);
         case 'z':
             options.zone = optarg;
+            break;
+        case 'f':
+            options.file = optarg;
             break;
         case 'p':
             options.socket = optarg;
@@ -182,7 +185,7 @@ int main(int argc, char** argv)
         return options.limit.empty() ? showSensor(manager, options.sensor)
                                      : setLimit(manager, options.sensor, options.limit);
     }
-    DeviceManager manager(options.zone);
+    DeviceManager manager(options.zone, options.file);
     manager.start(options.socket,
                   options.socket == kSocket ? kSendSocket : options.socket + ".send");
     while (pause() == -1 && errno == EINTR) {
