@@ -84,6 +84,9 @@ TEST_F(DataSetsInstancesTest, GetInstancesAppendsGetPropertiesReplacesAndSizesCo
     expectEach(FC_NO_SUCH_NAME,
                {store.getInstances("D", "E", names), store.getInstances("D", "X", names)});
     EXPECT_THAT(names, ElementsAre("before", "a", "b", "0", ""));
+    for (const std::size_t limit : {5u, 6u, 12u}) // the limit may be reached, not exceeded
+        expectEach(FC_OK, {store.listInstances("D", "K", names, 5, limit)});
+    EXPECT_THAT(names, ElementsAre("before", "a", "b", "0", "", "a", "a", "b", "a", "b"));
     const auto size = [this](const char* component) {
         int found = -1;
         return store.getComponentSize("D", component, found) == FC_OK ? found : -1;

@@ -15,6 +15,7 @@
 
 #include <ctime>
 #include <string>
+#include <vector>
 
 class CatalogueChange;
 class ConfigurationsTable;
@@ -131,6 +132,13 @@ public:
     void timeToString(std::time_t time, std::string& out);
 
 private:
+    Fcodes doListInstances(const std::string& dataset, const std::string& component,
+                           std::vector<std::string>& names, std::size_t perName,
+                           std::size_t limit) override
+    {
+        return listStoredInstances(dataset, component, names, perName, limit);
+    }
+
     ConfigurationsTable catalogue();
     RunningConfiguration running();
     void loadCatalogue();

@@ -296,6 +296,12 @@ public:
     void doWork();
 
 protected:
+    /// As of the store alone: for doListInstances() of an application that does not override
+    /// getInstances().
+    Fcodes listStoredInstances(const std::string& dataset, const std::string& component,
+                               std::vector<std::string>& names, std::size_t perName,
+                               std::size_t limit);
+
     /// One entry of the queue; it owns `data`. The worker refuses a type that it does not know.
     struct event_type {
         int type = 0;         ///< 1 for a command, 2 for an event.

@@ -86,6 +86,13 @@ Fcodes DataHolder::getInstances(const std::string& dataset, const std::string& c
     return mStore->getInstances(dataset, component, names);
 }
 
+Fcodes DataHolder::listStoredInstances(const std::string& dataset, const std::string& component,
+                                       std::vector<std::string>& names, std::size_t perName,
+                                       std::size_t limit)
+{
+    return mStore->listInstances(dataset, component, names, perName, limit);
+}
+
 std::vector<std::string> DataHolder::getInstancesByParameter(const std::string& dataset,
                                                              const std::string& component,
                                                              const std::string& property,

@@ -194,6 +194,9 @@ private:
     void doLock() override;
     void doUnlock() override;
     int doLastStoreError(const std::string& path) override;
+    Fcodes doListInstances(const std::string& dataset, const std::string& component,
+                           std::vector<std::string>& names, std::size_t perName,
+                           std::size_t limit) override;
 
     /// How a writer differs from the others.
     struct WriteOperation {

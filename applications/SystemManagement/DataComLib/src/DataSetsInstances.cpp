@@ -7,6 +7,8 @@
 #include "store/InstanceFilter.h"
 #include "store/PropertyRule.h"
 
+#include <limits>
+
 namespace
 {
 
@@ -24,19 +26,22 @@ Json::Value newInstance(const Json::Value& component)
 }
 
 /// Calls visit(text, instance) for each instance. The text is its key (ascending), its index in
-/// decimal, or empty for the single one. False when the component has no instances of any shape.
+/// decimal, or empty for the single one; visit() returns whether it goes on. False when the
+/// component has no instances of any shape.
 template <typename Visit>
 bool forEachInstance(const Json::Value* component, Visit visit)
 {
     const Json::Value* instances = member(component, "instances");
     if (instances != nullptr && instances->isObject()) {
         for (auto it = instances->begin(); it != instances->end(); ++it)
-            visit(it.name(), *it);
+            if (!visit(it.name(), *it))
+                break;
         return true;
     }
     if (instances != nullptr && instances->isArray()) {
         for (Json::ArrayIndex index = 0; index < instances->size(); ++index)
-            visit(std::to_string(index), (*instances)[index]);
+            if (!visit(std::to_string(index), (*instances)[index]))
+                break;
         return true;
     }
     const Json::Value* single = member(component, "instance");
@@ -168,10 +173,22 @@ Fcodes DataSets::getProperties(const std::string& dataset, const std::string& co
 Fcodes DataSets::getInstances(const std::string& dataset, const std::string& component,
                               std::vector<std::string>& names)
 {
+    constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+    return doListInstances(dataset, component, names, 0, kNoLimit);
+}
+
+Fcodes DataSets::doListInstances(const std::string& dataset, const std::string& component,
+                                 std::vector<std::string>& names, std::size_t perName,
+                                 std::size_t limit)
+{
     const std::lock_guard guard(*this);
-    const bool any = forEachInstance(
-        findComponent(mDataSets->get(), dataset, component),
-        [&names](const std::string& text, const Json::Value&) { names.push_back(text); });
+    std::size_t size = 0;
+    const bool any = forEachInstance(findComponent(mDataSets->get(), dataset, component),
+                                     [&](const std::string& text, const Json::Value&) {
+                                         names.push_back(text);
+                                         size += text.size() + perName;
+                                         return size <= limit;
+                                     });
     return any ? FC_OK : FC_NO_SUCH_NAME;
 }
 
@@ -204,6 +221,7 @@ std::vector<std::string> DataSets::findInstances(const std::string& dataset,
                     [&](const std::string& text, const Json::Value& instance) {
                         if (filter.selects(member(&instance, property)))
                             found.push_back(text);
+                        return true;
                     });
     return found;
 }
@@ -220,6 +238,7 @@ std::vector<std::string> DataSets::getInstancesByKey(const std::string& dataset,
                     [&](const std::string& text, const Json::Value&) {
                         if (filter.selectsText(text))
                             found.push_back(text);
+                        return true;
                     });
     return found;
 }

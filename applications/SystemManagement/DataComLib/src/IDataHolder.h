@@ -9,6 +9,7 @@
 
 #include "Fcodes.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -124,4 +125,22 @@ public:
 
     /// Makes the holder's store: a new one that the holder owns, or null.
     virtual IDataSets* createDataSets() = 0;
+
+    /// getInstances() for an answer of limited length: once the names listed, each with `perName`
+    /// bytes more, exceed `limit` bytes together, the others may be missing.
+    Fcodes listInstances(const std::string& dataset, const std::string& component,
+                         std::vector<std::string>& names, std::size_t perName, std::size_t limit)
+    {
+        return doListInstances(dataset, component, names, perName, limit);
+    }
+
+private:
+    // Last, so that the operations keep their places in the virtual table. To list all is right
+    // for every holder; one of many instances may do better.
+    virtual Fcodes doListInstances(const std::string& dataset, const std::string& component,
+                                   std::vector<std::string>& names, std::size_t /*perName*/,
+                                   std::size_t /*limit*/)
+    {
+        return getInstances(dataset, component, names);
+    }
 };

@@ -286,10 +286,24 @@ public:
     virtual Fcodes onGetComponentValue(const std::string& dataset, const std::string& component,
                                        const std::string& property, int index) = 0;
 
+    /// getInstances() until the names listed, each with `perName` bytes more, exceed `limit` bytes
+    /// together; the others may be missing.
+    Fcodes listInstances(const std::string& dataset, const std::string& component,
+                         std::vector<std::string>& names, std::size_t perName, std::size_t limit)
+    {
+        return doListInstances(dataset, component, names, perName, limit);
+    }
+
 private:
     // Last, so that the operations keep their places in the virtual table. A store without threads
     // needs no lock, and one without files never fails to write one.
     virtual void doLock() {}
     virtual void doUnlock() {}
     virtual int doLastStoreError(const std::string&) { return 0; }
+    virtual Fcodes doListInstances(const std::string& dataset, const std::string& component,
+                                   std::vector<std::string>& names, std::size_t /*perName*/,
+                                   std::size_t /*limit*/)
+    {
+        return getInstances(dataset, component, names);
+    }
 };

@@ -4,6 +4,7 @@
 #include "IDataHolder.h"
 #include "MessageHeader.h"
 
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -17,6 +18,12 @@ constexpr std::string_view kTableTag = "Table";
 /// Reading items that do not exist adds nothing to an answer, so its length does not bound such
 /// work: one request can name thousands of items for thousands of rows.
 constexpr int kMaxUnreadableItems = 4000;
+
+// What each row of an answer has.
+constexpr std::string_view kRowStart = "\t\t\t<Row ID=\"";
+constexpr std::string_view kRowItems = "\" >\n";
+constexpr std::string_view kRowEnd = "\t\t\t</Row>\n";
+constexpr std::size_t kEmptyRow = kRowStart.size() + kRowItems.size() + kRowEnd.size();
 
 constexpr std::size_t kUsualAnswer = 512; // bytes that hold most answers of one item
 
@@ -185,8 +192,10 @@ bool GetRequest::addElement(std::string_view element, bool isTable)
 
 void GetRequest::addInstances(std::string_view element)
 {
+    // Not those whose rows no answer has room for.
+    const std::size_t room = mSendLimit - std::min(mAnswer.size(), mSendLimit);
     std::vector<std::string> instances;
-    mResult = mHolder.getInstances(mDataSet.id, mName, instances);
+    mResult = mHolder.listInstances(mDataSet.id, mName, instances, kEmptyRow, room);
     const bool itemsNamed = readItemNames(element);
     for (const std::string& instance : instances) {
         if (isLimitReached())
@@ -197,13 +206,13 @@ void GetRequest::addInstances(std::string_view element)
 
 void GetRequest::addRow(const std::string& row, bool itemsNamed)
 {
-    mAnswer.append("\t\t\t<Row ID=\"").append(row).append("\" >\n");
+    mAnswer.append(kRowStart).append(row).append(kRowItems);
     for (const std::string& item : itemsNamed ? mItems : properties()) {
         if (isLimitReached())
             break;
         addItem(row, item);
     }
-    mAnswer.append("\t\t\t</Row>\n");
+    mAnswer.append(kRowEnd);
 }
 
 void GetRequest::addItem(const std::string& row, const std::string& item)
