@@ -128,6 +128,20 @@ TEST_F(DbgCollectTest, OpensItsFileAnewWhenItHasBeenRotatedAndKeepsTheOldOneWher
     EXPECT_EQ(entry("INFO ", "two"), readFile("/tmp/gone/log"));
 }
 
+TEST_F(DbgCollectTest, DropsWhatAFullDiskRefusesAndSaysHowMuchOnceItTakesLinesAgain)
+{
+    std::filesystem::create_symlink("/dev/full", "/tmp/log");
+    collect({"-o", "/tmp/log"});
+    log(entry("INFO ", "one") + entry("INFO ", "two\nand more"));
+    EXPECT_TRUE(collector->waitFor("dropping lines"));
+    std::filesystem::remove("/tmp/log");
+    collector->signal(SIGHUP);
+    EXPECT_TRUE(eventually([] { return std::filesystem::exists("/tmp/log"); }));
+    log(entry("INFO ", "three"));
+    EXPECT_TRUE(collector->waitFor("writing again, 3 lines are lost"));
+    EXPECT_EQ(entry("INFO ", "three"), readFile("/tmp/log"));
+}
+
 TEST_F(DbgCollectTest, EscapesWhatWouldChangeATerminalOrAViewer)
 {
     collect();

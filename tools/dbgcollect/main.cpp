@@ -24,7 +24,9 @@ namespace
 {
 
 constexpr char kFifo[] = "/tmp/sockDbg";
-constexpr mode_t kFifoMode = 0666; // daemons of any user log
+constexpr mode_t kFifoMode = 0666;   // daemons of any user log
+constexpr mode_t kOutputMode = 0666; // but for the umask
+constexpr std::size_t kMostBuffered = 65536;
 constexpr int kFifoSize = 1 << 20; // writers never wait: what does not fit is lost
 
 struct Options {
@@ -70,9 +72,9 @@ class Printer
 public:
     explicit Printer(const Options& options) : mOptions(options)
     {
-        if (!options.outputFile.empty() && (mOut = openOutput()) == nullptr)
+        if (!options.outputFile.empty() && (mOut = openOutput()) == -1)
             fail("cannot write " + options.outputFile, errno);
-        mColor = options.color || (isatty(fileno(mOut)) == 1 && !options.noColor);
+        mColor = options.color || (isatty(mOut) == 1 && !options.noColor);
     }
 
     void print(const LogEntry& entry)
@@ -87,31 +89,49 @@ public:
         }
         const std::string_view color = mColor ? kColors.at(severity) : std::string_view();
         if (color.empty()) {
-            std::fputs(text.c_str(), mOut);
+            put(text);
             return;
         }
         const std::string lines = text.substr(0, text.find_last_not_of('\n') + 1);
-        std::fprintf(mOut, "\033[%sm%s\033[0m\n", color.data(), lines.c_str());
+        put("\033[" + std::string(color) + 'm' + lines + "\033[0m\n");
     }
 
+    /// Writes what has been printed, or drops what is left of it: a disk that is full today is not
+    /// tomorrow, and the daemons go on.
     void flush()
     {
-        if (std::fflush(mOut) != 0)
-            fail("cannot write", errno);
+        if (mBytes.empty())
+            return;
+        std::string_view rest = mBytes;
+        while (!rest.empty()) {
+            const ssize_t written = write(mOut, rest.data(), rest.size());
+            if (written == -1 && errno == EINTR)
+                continue;
+            if (written <= 0)
+                break;
+            rest.remove_prefix(static_cast<std::size_t>(written));
+        }
+        const int error = errno;
+        if (rest.empty())
+            sayWritten();
+        else
+            drop(rest, error);
+        mBytes.clear();
     }
 
     /// The file has another name now, and its place is free for a new one.
     void reopen()
     {
-        std::FILE* const out = openOutput();
-        if (out == nullptr) {
+        const int out = openOutput();
+        if (out == -1) {
             std::fprintf(stderr,
                          "dbgcollect: cannot open %s anew, going on with the old file: %s\n",
                          mOptions.outputFile.c_str(), std::strerror(errno));
             return;
         }
-        std::fclose(mOut);
+        close(mOut);
         mOut = out;
+        mIsCut = false;
     }
 
 private:
@@ -120,7 +140,41 @@ private:
     static constexpr std::array<std::string_view, 5> kPriorities = {"<6>", "<4>", "<3>", "<2>",
                                                                     "<5>"};
 
-    std::FILE* openOutput() const { return std::fopen(mOptions.outputFile.c_str(), "ae"); }
+    int openOutput() const
+    {
+        return open(mOptions.outputFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC,
+                    kOutputMode);
+    }
+
+    /// Whoever was to read it has left, or there is no such descriptor: then nobody ever will.
+    void drop(std::string_view rest, int error)
+    {
+        if (error == EPIPE || error == EBADF)
+            fail("cannot write", error);
+        if (mDropped == 0)
+            std::fprintf(stderr, "dbgcollect: cannot write, dropping lines until it works: %s\n",
+                         std::strerror(error));
+        mDropped += static_cast<std::size_t>(std::ranges::count(rest, '\n'));
+        if (rest.size() < mBytes.size())
+            mIsCut = mBytes[mBytes.size() - rest.size() - 1] != '\n';
+    }
+
+    void sayWritten()
+    {
+        if (mDropped != 0)
+            std::fprintf(stderr, "dbgcollect: writing again, %zu lines are lost\n", mDropped);
+        mDropped = 0;
+        mIsCut = false;
+    }
+
+    void put(std::string_view text)
+    {
+        if (mBytes.empty() && mIsCut) // what could be written ended in a line
+            mBytes += '\n';
+        mBytes += text;
+        if (mBytes.size() >= kMostBuffered)
+            flush();
+    }
 
     bool isWanted(const LogEntry& entry) const
     {
@@ -134,14 +188,16 @@ private:
     {
         for (std::size_t end; !text.empty(); text.remove_prefix(end)) {
             end = std::min(text.find('\n'), text.size() - 1) + 1;
-            std::fwrite(prefix.data(), 1, prefix.size(), mOut);
-            std::fwrite(text.data(), 1, end, mOut);
+            put(std::string(prefix).append(text.substr(0, end)));
         }
     }
 
     const Options& mOptions;
-    std::FILE* mOut = stdout;
+    int mOut = STDOUT_FILENO;
     bool mColor = false;
+    std::string mBytes;       // printed, and not written
+    std::size_t mDropped = 0; // lines, since writing last worked
+    bool mIsCut = false;      // the last byte in the file ends no line
 };
 
 void printWaiting(int fifo, LogEntries& entries, Printer& printer, bool atEnd)
