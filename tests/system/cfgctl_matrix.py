@@ -100,7 +100,7 @@ def schema_faults(value, rule, where="document"):
     if isinstance(value, list) and "items" in rule:
         for member in value:
             found += schema_faults(member, rule["items"], where + "[]")
-    if "pattern" in rule and not re.search(rule["pattern"], value):
+    if "pattern" in rule and isinstance(value, str) and not re.search(rule["pattern"], value):
         found.append(f"{where}: not {rule['pattern']}")
     for choice in rule.get("allOf", []):
         if not schema_faults(value, choice["if"]):
@@ -174,6 +174,9 @@ def try_matrix():
             if form:
                 check_json(done.out, verb, 0)
                 check_json(bad.out, verb, status)
+                usage = run(f"--json {verb} --bogus")
+                check(len(usage.out.splitlines()) == 1 or verb not in ("watch", "log"), "a line", usage.out)
+                check_json(usage.out, verb, 2)
         text = run(f"help {verb}").out
         check("Usage: cfgctl " + verb in text and "Examples:\n  cfgctl " in text, f"help {verb}", text)
         check(run(f"{verb} --help").out == text, f"{verb} --help is not help {verb}")
@@ -214,6 +217,10 @@ def try_manners():
                            ("restore /tmp/all.tar", 'ID="SET_AUTOSTART_CFG"')):
         done = run("--dry-run " + command)
         check(done.returncode == 0 and holds in done.out, "dry run of " + command, done.out)
+    bytes_sent = json.loads(run("--dry-run --json save $(printf 'n\\377')").out)["datagramsBytes"]
+    check(b"n\xff" in bytes.fromhex(bytes_sent[0]), "the bytes of a dry run", bytes_sent)
+    check(run("get CfgDataSet").returncode == 2 and run("set --table Sensors 1 x").returncode == 2 and
+          "cfgctl get --table TABLE [ROW [ITEM]]" in run("help get").out, "what get and set want")
     check(run("show 'x ü'").returncode == 4, "a dry run has saved")
     check(Path("/tmp/stick/lab").exists(), "import has taken the user's file")
     check(run("import /tmp/stick/lab --move --yes").returncode == 0 and
@@ -223,6 +230,10 @@ def try_manners():
     check("Success" not in empty[0].err and re.search(r"^1 +1 ", empty[2].out, re.M),
           "validate: no file, an empty file", empty[0].err, empty[2].out)
     bad = run("validate /tmp/bad.json")
+    Path("/tmp/many.json").write_text('{"dataset": "X", "components": {%s}}' %
+                                      ",".join(f'"c{i}": 1' for i in range(60)))
+    done = run("validate /tmp/many.json")
+    check("the first 20 of 60 faults" in done.err, "validate: many faults", done.err)
     check(re.search(r"^3 +18 ", bad.out, re.M), "validate: line and column", bad.out)
     for name in ("wide one", "a:b", "c=d"):
         run(f"save '{name}'")
@@ -230,6 +241,11 @@ def try_manners():
                         ("show a:", "b\n"), ("wait c=", "d\nAvailable\nInprogress\nUnavailable\n"),
                         ("wait day=Av", "Available\n"), ("wait c=d=I", "Inprogress\n")):
         wait_until(lambda: complete(line) == whole, "completion of " + line)
+    odd = "\udcff\u202e\u009bx"  # nothing of it may reach a terminal that asks for completions
+    run(f"save '{odd}'"), run("save '\udcff'")
+    wait_until(lambda: complete("show $'") == "" and r"$'\xff\xe2\x80\xae\xc2\x9bx'" in complete("show "),
+               "completion of what changes a terminal")
+    check(run(f"show {odd}").returncode == 0 and run(f"remove {odd} -y").returncode == 0, "odd bytes")
     lines = Path(LOG).stat().st_size  # in bytes
     done = run("-t 1 wait gone=Available"), run("wait c=d=")
     check([each.returncode for each in done] == [6, 0], "wait", done[0].err, done[1].err)
@@ -280,12 +296,13 @@ def try_manners():
               "stale" not in done.out, "a doctor without rights", done.out, done.err)
         os.chmod(CFG_SOCKET, 0o777)
         shown = run("status", user=1, group=1, extra_groups=[]).out
+        check_json(run("--json status", user=1, group=1, extra_groups=[]).out, "status", 0)
         check(re.search("confirmed: +unknown", shown), "a start to confirm, to somebody else", shown)
     except PermissionError:
         pass  # no other users here
 
 
-def on_terminal(command, typed=b"", columns=60, environment=""):
+def on_terminal(command, typed=b"", columns=60, environment="", interrupt=None):
     """What a terminal gets, and the exit status."""
     pid, master = pty.fork()
     if pid == 0:
@@ -300,6 +317,9 @@ def on_terminal(command, typed=b"", columns=60, environment=""):
         if typed and b"[y/N]" in shown:
             os.write(master, typed)
             typed = b""
+        if interrupt and interrupt.encode() in shown:
+            os.write(master, b"\x03")
+            interrupt = None
     status = os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
     return shown.decode(errors="replace").replace("\r\n", "\n"), status
 
@@ -407,6 +427,11 @@ def try_slow(daemons):
             prepare(verb)
             done = run(f"{verb} {served}")
             check(done.returncode == 0, f"{verb} on a slow daemon: {done.returncode}", done.err)
+    slow.delay = 0.8
+    done = run("--json status -t 2")
+    told = json.loads(done.out)
+    check(told["busy"] and not told["answers"] and "autoStart" in told, "a status that is cut short", told)
+    check_json(done.out, "status", 3)
     slow.end()
 
     daemons[-1].kill(), daemons[-1].wait()
@@ -586,6 +611,17 @@ def try_peers():
     status = json.loads(run("status --json").out)
     check(not status["answers"] and not status["busy"] and status["exitCode"] == 3, "status", status)
 
+    # More names than one answer holds, and no right to read the file.
+    peer = Peer(lambda text: rows(text) if "<Row" in text else ("NACK", 10100, ""))
+    try:
+        os.chmod("/data/cfg", 0o700), os.chmod(CFG_SOCKET, 0o777)
+        done = [run(verb, user=1, group=1, extra_groups=[]) for verb in ("wait c7=Available", "list")]
+        check(done[0].returncode == 0, "a name among too many", done[0].err)
+        check("only the group" in done[1].err and done[1].returncode == 5, "who may read them", done[1].err)
+    except PermissionError:
+        pass
+    peer.end()
+
     peer = Peer(lambda text: ("NACK", 10080, ""))
     status = json.loads(run("status --json").out)
     check(not status["busy"] and status["exitCode"] == 7, "a daemon that refuses is not busy", status)
@@ -604,6 +640,17 @@ def try_peers():
     client.send_signal(signal.SIGINT)
     check(client.wait(10) == 128 + signal.SIGINT and os.listdir("/run/sysmgt/import") == staged,
           "an import that is interrupted leaves nothing")
+    check("still be done" not in run("-t 1 list").err, "a read leaves nothing to be done")
+    shown, status = on_terminal("start x", interrupt="2 of 130 s")
+    check(status == 128 + signal.SIGINT and
+          "CfgManager has been asked, and may still do it. Try: cfgctl status" in shown, "Ctrl-C", shown)
+    ignoring = subprocess.Popen(["sh", "-c", "trap '' HUP; exec cfgctl -t 9 list"], stderr=subprocess.DEVNULL)
+    wait_until(lambda: "Cfgctl" in "".join(os.listdir("/tmp")), "a client")
+    time.sleep(0.3)
+    ignoring.send_signal(signal.SIGHUP)
+    time.sleep(0.3)
+    check(ignoring.poll() is None, "nohup is heeded")
+    ignoring.kill(), ignoring.wait()
     shown, _ = on_terminal("-t 3 start x")
     check("waiting for the channel manager, 2 of 3 s" in shown, "what is waited for", shown)
     client = subprocess.Popen(["cfgctl", "start", "y"], stderr=subprocess.PIPE, text=True)
@@ -612,6 +659,7 @@ def try_peers():
     said = client.communicate(timeout=10)[1]
     check("has ended before it answered" in said and client.returncode == 3,
           "a daemon that dies is not waited for", said)
+    check("may be done or not" in said, "what a daemon that dies has done", said)
 
     peer = Peer(lambda text: ("ACK", 10000, ""))
     said = Path("/tmp/watching")

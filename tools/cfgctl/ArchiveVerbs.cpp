@@ -113,6 +113,7 @@ void restoreAll(Session& session, const ArchiveManifest& manifest)
     Json::Value& restored = session.out.document()["restored"] = Json::arrayValue;
     DryRun dryRun{session.socket(), {}};
     std::string where;
+    ProgressNote progress("restoring");
     const auto doOrTell = [&](const auto& step) {
         try {
             step();
@@ -125,6 +126,7 @@ void restoreAll(Session& session, const ArchiveManifest& manifest)
     try {
         while (const ArchivedConfiguration* const configuration = archive.next()) {
             where = inQuotes(configuration->name);
+            progress.show(restored.size(), manifest.configurations.size());
             if (doOrTell([&] { restore(session, archive, *configuration); }))
                 restored.append(Json::objectValue)["name"] = configuration->name;
         }
@@ -134,8 +136,11 @@ void restoreAll(Session& session, const ArchiveManifest& manifest)
         failure.problem = "at " + where + ", " + std::to_string(restored.size()) + " of " +
                           std::to_string(manifest.configurations.size()) +
                           " are restored: " + failure.problem;
-        if (failure.next.empty())
-            failure.next = "cfgctl " + session.call.typed();
+        Invocation again = session.call;
+        if (session.deadline.isOver())
+            again.options["timeout"] = std::to_string(2 * session.deadline.seconds());
+        if (failure.next.empty() || session.deadline.isOver())
+            failure.next = "cfgctl " + again.typed();
         throw;
     }
     if (session.isDryRun())

@@ -83,9 +83,15 @@ Listing Catalogue::inOrder(const std::vector<std::string>& names, std::vector<Da
 
 std::vector<std::string> Catalogue::readNames()
 {
+    auto names = askForNames();
+    return names ? std::move(*names) : storedNames();
+}
+
+std::optional<std::vector<std::string>> Catalogue::askForNames()
+{
     const Answer answer = mPeer.get(dataBody(kTable, kNoItem));
     if (isTooLong(answer))
-        return storedNames();
+        return std::nullopt;
     if (!answer.ok())
         throw refusal(answer.code);
     std::vector<std::string> names;
@@ -112,8 +118,12 @@ std::optional<DataRow> Catalogue::find(const std::string& name)
 
 std::optional<DataRow> Catalogue::findQuietly(const std::string& name)
 {
-    const std::vector<std::string> names = readNames();
-    return std::ranges::find(names, name) == names.end() ? std::nullopt : find(name);
+    auto names = askForNames();
+    if (!names && access(kStoredCatalogue.c_str(), R_OK) == 0)
+        names = storedNames();
+    if (names && std::ranges::find(*names, name) == names->end())
+        return std::nullopt;
+    return find(name);
 }
 
 DataRow Catalogue::read(const std::string& name)

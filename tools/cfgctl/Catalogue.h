@@ -57,6 +57,7 @@ public:
 private:
     void readRows(std::span<const std::string> names, const std::string& items,
                   std::vector<DataRow>& rows);
+    std::optional<std::vector<std::string>> askForNames(); // nothing: they fit no answer
     Listing inOrder(const std::vector<std::string>& names, std::vector<DataRow>& rows);
 
     Peer& mPeer;

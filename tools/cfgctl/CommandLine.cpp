@@ -105,17 +105,18 @@ void checkVerb(const Invocation& call)
     std::size_t least = 0;
     std::size_t most = 0;
     bool isOpen = false;
-    forEachWord(verb.arguments, [&](std::string_view word) {
+    const std::string_view words = argumentsOf(verb, call.has("table"));
+    forEachWord(words, [&](std::string_view word) {
         ++most;
         least += word.starts_with('[') ? 0 : 1;
         isOpen = isOpen || word.find("…") != std::string_view::npos;
     });
     if (call.arguments.size() < least)
         throw usage(std::string(verb.name) + " wants its " +
-                        argumentWord(verb, call.arguments.size()),
+                        argumentWord(words, call.arguments.size()),
                     &verb);
     for (std::size_t i = 0; i < call.arguments.size(); ++i)
-        if (argumentWord(verb, i) == "FILE" && call.arguments[i].empty())
+        if (argumentWord(words, i) == "FILE" && call.arguments[i].empty())
             throw usage(std::string(verb.name) + " wants its FILE, and that is empty", &verb);
     if (call.arguments.size() > most && !isOpen)
         throw usage(std::string(verb.name) + " takes no " + inQuotes(call.arguments[most]), &verb);
@@ -220,12 +221,11 @@ bool wantsJson(const std::vector<std::string>& words)
     return std::find(words.begin(), end, "--json") != end;
 }
 
-std::string usageLine(const Verb& verb)
+std::string usageLine(const Verb& verb, bool isTable)
 {
-    std::string line = std::string("cfgctl ") + verb.name;
-    if (*verb.arguments != '\0')
-        line += std::string(" ") + verb.arguments;
-    return line;
+    const std::string arguments(argumentsOf(verb, isTable));
+    return std::string("cfgctl ") + verb.name + (isTable ? " --table" : "") +
+           (arguments.empty() ? "" : " " + arguments);
 }
 
 std::string helpText()
@@ -250,6 +250,8 @@ std::string helpText()
 std::string helpText(const Verb& verb)
 {
     std::string text = std::string(verb.help) + ".\n\nUsage: " + usageLine(verb) + " [OPTIONS]\n";
+    if (verb.tableArguments != nullptr)
+        text += "       " + usageLine(verb, true) + " [OPTIONS]\n";
     if (verb.effect == Effect::OVERWRITES || verb.effect == Effect::DELETES)
         text += std::string("\nIt ") +
                 (verb.effect == Effect::DELETES ? "deletes" : "overwrites what has the name") +
@@ -285,11 +287,19 @@ std::string didYouMean(std::string_view word, const std::vector<std::string>& ca
     return nearest.empty() ? "" : ", did you mean '" + nearest + "'?";
 }
 
-std::string argumentWord(const Verb& verb, std::size_t index)
+const Verb* namedVerb(const std::vector<std::string>& words)
+{
+    const auto end = std::find(words.begin(), words.end(), "--");
+    const auto name = std::find_if(
+        words.begin(), end, [](const std::string& word) { return findVerb(word) != nullptr; });
+    return name == end ? nullptr : findVerb(*name);
+}
+
+std::string argumentWord(std::string_view arguments, std::size_t index)
 {
     std::string found;
     std::size_t position = 0;
-    forEachWord(verb.arguments, [&](std::string_view word) {
+    forEachWord(arguments, [&](std::string_view word) {
         const bool isOpen = word.find("…") != std::string_view::npos;
         if (position == index || (isOpen && index > position)) {
             found = word;
@@ -310,8 +320,10 @@ std::string inQuotes(std::string_view text)
 std::string shellQuoted(const std::string& word)
 {
     constexpr char kDigits[] = "0123456789abcdef";
-    const auto isControl = [](unsigned char c) { return c < ' ' || c == 0x7f; };
-    const bool hasControls = std::ranges::any_of(word, isControl);
+    const bool hasControls = printableText(word) != word;
+    const auto isControl = [hasControls](unsigned char c) {
+        return hasControls && (c < ' ' || c >= 0x7f);
+    };
     std::string out = word.empty() ? "''" : hasControls ? "$'" : "";
     for (const char c : word) {
         const auto byte = static_cast<unsigned char>(c);

@@ -39,19 +39,23 @@ bool wantsJson(const std::vector<std::string>& words);
 
 std::string helpText();
 std::string helpText(const Verb& verb);
-std::string usageLine(const Verb& verb);
+std::string usageLine(const Verb& verb, bool isTable = false);
 
 /// ", did you mean 'list'?" for the nearest of the candidates; "" when none is near.
 std::string didYouMean(std::string_view word, const std::vector<std::string>& candidates);
 
-/// The word that a verb's argument has in its help, without brackets: "NAME"; "" beyond the last.
-std::string argumentWord(const Verb& verb, std::size_t index);
+/// The word that one of a verb's arguments has in its help, without brackets: "NAME"; "" beyond the
+/// last.
+std::string argumentWord(std::string_view arguments, std::size_t index);
+
+/// The verb that the words of a command line name, whatever else is wrong with them, or null.
+const Verb* namedVerb(const std::vector<std::string>& words);
 
 /// A text of the user's as an error shows it: printable, in quotes, cut.
 std::string inQuotes(std::string_view text);
 
 /// A word as one types it to a shell: with a backslash before each character that the shell acts
-/// on, or as $'…' when it holds control characters.
+/// on, or as $'…' when a terminal must not get it as it is.
 std::string shellQuoted(const std::string& word);
 
 /// The same as the first argument of a verb: behind "--" where it would pass for an option.

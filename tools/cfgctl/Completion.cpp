@@ -3,9 +3,7 @@
 #include "Catalogue.h"
 #include "CfgPaths.h"
 #include "CommandLine.h"
-
-#include <algorithm>
-#include <cctype>
+#include "terminal/TerminalText.h"
 
 namespace
 {
@@ -125,7 +123,7 @@ std::vector<std::string> candidates(const std::vector<std::string>& before, cons
         return optionsOf(verb);
     if (plain == 0)
         return valuesOf("VERB", last);
-    std::string word = verb == nullptr ? "" : argumentWord(*verb, plain - 1);
+    std::string word = verb == nullptr ? "" : argumentWord(verb->arguments, plain - 1);
     return valuesOf(word, last);
 }
 
@@ -144,11 +142,10 @@ std::string completionsOf(const std::string& line, const std::string& replaced)
         isPart ? TypedLine(typed.raw.substr(0, typed.raw.size() - replaced.size())).last.size() : 0;
     std::string lines;
     for (const std::string& candidate : candidates(typed.before, typed.last)) {
-        const bool isOneLine = std::ranges::none_of(
-            candidate, [](char c) { return std::iscntrl(static_cast<unsigned char>(c)) != 0; });
+        const bool isShowable = typed.quote == 0 || printableText(candidate) == candidate;
         if (candidate == "<FILE>")
             lines += candidate + '\n';
-        else if (isOneLine && candidate.starts_with(typed.last) && candidate.size() > kept)
+        else if (isShowable && candidate.starts_with(typed.last) && candidate.size() > kept)
             lines +=
                 (typed.quote != 0 ? candidate.substr(kept) : shellQuoted(candidate.substr(kept))) +
                 '\n';

@@ -12,18 +12,12 @@ struct Address {
     std::vector<std::string> rest; ///< key and property, as far as given, and what follows
 };
 
-Address readAddress(const Invocation& call, std::size_t least)
+Address readAddress(const Invocation& call)
 {
     const bool isTable = call.has("table");
     for (const std::string& word : call.arguments)
         requireValidText(word);
     const std::size_t names = isTable ? 1 : 2;
-    if (call.arguments.size() < names + least || call.arguments.size() > names + 2 + (least / 3))
-        throw Failure(EXIT_USAGE,
-                      std::string(call.verb->name) + " wants " +
-                          (isTable ? "TABLE [ROW [ITEM" : "DATASET COMPONENT [KEY [PROPERTY") +
-                          (least == 0 ? "]]" : "]] VALUE, all of them"),
-                      std::string("cfgctl help ") + call.verb->name);
     Address address;
     address.place =
         isTable ? DataPlace{"", call.argument(0)} : DataPlace{call.argument(0), call.argument(1)};
@@ -36,7 +30,7 @@ Address readAddress(const Invocation& call, std::size_t least)
 
 void runGet(Session& session)
 {
-    const Address address = readAddress(session.call, 0);
+    const Address address = readAddress(session.call);
     std::string rows;
     if (!address.rest.empty())
         rows = rowElement(address.rest[0],
@@ -58,7 +52,7 @@ void runGet(Session& session)
 
 void runSet(Session& session)
 {
-    const Address address = readAddress(session.call, 3);
+    const Address address = readAddress(session.call);
     const std::string item = itemElement(address.rest[1], address.rest[2]);
     const Answer answer =
         session.peer().set(dataBody(address.place, rowElement(address.rest[0], item)));

@@ -59,10 +59,30 @@ public:
     WaitNote(const WaitNote&) = delete;
     WaitNote& operator=(const WaitNote&) = delete;
 
-    /// To be called about twice a second.
+    /// To be called at least twice a second; it writes once a second.
     void show(const Deadline& deadline);
 
 private:
     std::string mWhatFor;
+    std::chrono::seconds mShown{0};
+};
+
+/// On a terminal, how far something has come that takes long: "restoring, 120 of 2000". The line is
+/// taken away at the end.
+class ProgressNote
+{
+public:
+    explicit ProgressNote(std::string what) : mWhat(std::move(what)) {}
+    ~ProgressNote();
+
+    ProgressNote(const ProgressNote&) = delete;
+    ProgressNote& operator=(const ProgressNote&) = delete;
+
+    /// To be called with each step.
+    void show(std::size_t done, std::size_t all);
+
+private:
+    std::string mWhat;
+    Deadline::Clock::time_point mShown = Deadline::Clock::now();
     bool mIsShown = false;
 };

@@ -19,9 +19,9 @@ void checkRows(Session& session, Findings& found)
     const std::string autoStart = catalogue.readAutoStart();
     const auto [rows, leftOut] = catalogue.readAll({"File Name"});
     if (!autoStart.empty() && std::ranges::find(rows, autoStart, &DataRow::key) == rows.end())
-        found.push_back({true,
-                         "the auto-start names " + inQuotes(autoStart) + ", which is not there",
-                         "cfgctl autostart NAME, or cfgctl autostart --off"});
+        found.push_back(
+            {true, "the auto-start names " + inQuotes(autoStart) + ", which is not there",
+             "cfgctl autostart NAME, or cfgctl autostart --off", "cfgctl autostart --off"});
     std::vector<std::string> odd = leftOut;
     for (const DataRow& row : rows)
         if (!isValidText(row.key))
@@ -36,7 +36,8 @@ void checkRows(Session& session, Findings& found)
         if (file != nullptr && lstat(file->c_str(), &status) == -1 && errno == ENOENT)
             found.push_back({true, "the configuration " + inQuotes(row.key) + " has no file",
                              "cfgctl save " + quotedArgument(row.key) + ", or cfgctl remove " +
-                                 quotedArgument(row.key)});
+                                 quotedArgument(row.key),
+                             "cfgctl show " + quotedArgument(row.key)});
     }
 }
 
@@ -69,7 +70,8 @@ void runDoctor(Session& session)
         if (silence && isServed(session.socket()))
             found.push_back(
                 {true, "CfgManager runs, and does not answer: " + failure.problem,
-                 "wait for what it does (cfgctl log), then systemctl restart cfgmanager"});
+                 "wait for what it does (cfgctl log), then systemctl restart cfgmanager",
+                 "cfgctl log"});
     }
     Json::Value list(Json::arrayValue);
     for (const Finding& finding : found) {
@@ -83,8 +85,10 @@ void runDoctor(Session& session)
     session.out.text(found.empty() ? "doctor: OK\n" : textOf(found));
     if (silence)
         throw Failure(*silence);
-    if (faults > 0)
-        throw Failure(EXIT_STATE_OR_RIGHT,
-                      std::to_string(faults) + (faults == 1 ? " fault" : " faults"),
-                      std::ranges::find(found, true, &Finding::isFault)->advice);
+    if (faults == 0)
+        return;
+    const auto first = std::ranges::find(found, true, &Finding::isFault);
+    throw Failure(EXIT_STATE_OR_RIGHT,
+                  std::to_string(faults) + (faults == 1 ? " fault" : " faults"),
+                  first->next.empty() ? first->advice : first->next);
 }

@@ -274,6 +274,7 @@ void startGuarded(const GuardedStart& start, int seconds, const Deadline& deadli
     }
     close(ends[1]);
     const Descriptor report(ends[0]);
+    Leftover::sayAtSignal("the start goes on; to keep it, type: cfgctl confirm");
     WaitNote note(waitsFor);
     std::string text;
     std::array<char, 4096> chunk;
@@ -285,6 +286,7 @@ void startGuarded(const GuardedStart& start, int seconds, const Deadline& deadli
             break;
         text.append(chunk.data(), static_cast<std::size_t>(got));
     }
+    Leftover::sayAtSignal("");
     if (text.empty() && deadline.isOver())
         throw Failure(EXIT_NO_ANSWER,
                       std::string("no answer from ") + kPeerName + " on " + start.socket + " in " +

@@ -10,6 +10,8 @@ Json::Value asJson(const Verb& verb)
     Json::Value object;
     object["name"] = verb.name;
     object["usage"] = usageLine(verb);
+    if (verb.tableArguments != nullptr)
+        object["tableUsage"] = usageLine(verb, true);
     object["help"] = verb.help;
     object["effect"] = kEffects[static_cast<std::size_t>(verb.effect)];
     object["limit"] = verb.limit;

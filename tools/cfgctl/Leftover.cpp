@@ -5,6 +5,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstddef>
+#include <tuple>
 #include <unistd.h>
 
 namespace
@@ -15,6 +16,10 @@ namespace
 constexpr std::size_t kMost = 4; // a socket, a file, and their directories
 constexpr std::size_t kLongest = 512;
 std::array<std::array<char, kLongest>, kMost> gPaths;
+
+// What the handler says, and how long it is; 0 while it is written.
+std::array<char, kLongest> gWords;
+volatile std::sig_atomic_t gWordCount = 0;
 
 void removePath(const char* path)
 {
@@ -27,6 +32,8 @@ extern "C" void removeAllAndExit(int signal)
     for (std::size_t i = kMost; i-- > 0;)
         if (gPaths.at(i)[0] != '\0')
             removePath(gPaths.at(i).data());
+    if (gWordCount > 0 && signal != SIGPIPE)
+        std::ignore = write(STDERR_FILENO, gWords.data(), static_cast<std::size_t>(+gWordCount));
     _exit(128 + signal);
 }
 
@@ -35,7 +42,8 @@ extern "C" void removeAllAndExit(int signal)
 Leftover::Leftover(const std::string& path) : mPath(path)
 {
     for (const int ending : {SIGINT, SIGTERM, SIGHUP, SIGPIPE})
-        std::signal(ending, removeAllAndExit);
+        if (std::signal(ending, removeAllAndExit) == SIG_IGN)
+            std::signal(ending, SIG_IGN); // as nohup wants it
     const auto isFree = [](const auto& place) { return place[0] == '\0'; };
     const auto place = std::ranges::find_if(gPaths, isFree);
     if (place == gPaths.end() || path.size() >= kLongest)
@@ -60,8 +68,20 @@ void Leftover::leave()
     mPath.clear();
 }
 
+void Leftover::sayAtSignal(const std::string& words)
+{
+    gWordCount = 0;
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    const std::string line = words.empty() ? "" : "\ncfgctl: " + words + '\n';
+    const std::size_t count = std::min(line.size(), gWords.size());
+    std::copy_n(line.begin(), count, gWords.begin());
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    gWordCount = static_cast<std::sig_atomic_t>(count);
+}
+
 void Leftover::leaveAllToParent()
 {
+    gWordCount = 0;
     for (auto& place : gPaths)
         place[0] = '\0';
 }

@@ -81,7 +81,6 @@ void askForStatus(Session& session, Json::Value& status)
 {
     Catalogue catalogue(session.peer());
     const std::string autoStart = catalogue.readAutoStart();
-    status["answers"] = true;
     status["autoStart"] = autoStart;
     if (const auto running = catalogue.readRunning()) {
         status["running"] = running->name;
@@ -175,7 +174,6 @@ void runShow(Session& session)
 void runStatus(Session& session)
 {
     Json::Value status;
-    status["answers"] = false;
     std::optional<Failure> failure;
     try {
         askForStatus(session, status);
@@ -186,12 +184,13 @@ void runStatus(Session& session)
                         isServed(session.socket());
     if (failure && failure->exit == EXIT_NO_ANSWER)
         failure->next = isBusy ? "cfgctl -t 130 status" : "systemctl status cfgmanager";
+    status["answers"] = !failure || failure->exit != EXIT_NO_ANSWER;
     status["busy"] = isBusy;
     status["channelManager"] = servedOrUnknown(kChanSocket);
     status["deviceManager"] = servedOrUnknown(kDevSocket);
     status["collector"] = isCollecting();
     addConfirmation(status);
-    constexpr Column kLines[] = {{"CfgManager answers", "answers"},
+    std::vector<Column> lines = {{"CfgManager answers", "answers"},
                                  {"Busy", "busy"},
                                  {"Running", "running"},
                                  {"Fallback at boot", "fallback"},
@@ -203,7 +202,14 @@ void runStatus(Session& session)
                                  {"Channel manager there", "channelManager"},
                                  {"Device manager there", "deviceManager"},
                                  {"Log is collected", "collector"}};
-    session.out.record(kLines, status);
+    if (const std::string name = status.get("toConfirm", "").asString(); !name.empty()) {
+        const auto line = std::ranges::find(lines, std::string_view("toConfirm"), &Column::key);
+        lines.insert(line + 1,
+                     {{"Else comes back", "goesBackTo"}, {"Seconds left", "secondsLeft"}});
+        if (!session.out.isJson())
+            session.out.note("to keep " + inQuotes(name) + ", type: cfgctl confirm");
+    }
+    session.out.record(lines, status);
     if (failure)
         throw Failure(*failure);
 }

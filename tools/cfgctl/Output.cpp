@@ -127,8 +127,13 @@ Json::Value asUtf8(const Json::Value& value)
     for (auto member = value.begin(); member != value.end(); ++member) {
         const std::string name = toUtf8(member.name());
         object[name] = asUtf8(*member);
-        if (member->isString() && object[name] != *member)
+        if (object[name] == *member)
+            continue;
+        if (member->isString())
             object[name + "Bytes"] = hexBytes(member->asString());
+        else if (member->isArray() && (*member)[0].isString())
+            for (const Json::Value& element : *member)
+                object[name + "Bytes"].append(hexBytes(element.asString()));
     }
     return object;
 }

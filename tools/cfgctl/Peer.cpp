@@ -54,12 +54,13 @@ Answer Peer::command(const MessageCommand& command)
         requireValidText(param->second);
     }
     std::string text;
-    return request(kTypeCommand, kTypeAck, "<BODY>\n\t" + command.toString(text) + "\n</BODY>\n");
+    return request(kTypeCommand, "<BODY>\n\t" + command.toString(text) + "\n</BODY>\n",
+                   command.ID != kCommandSubscribe);
 }
 
-Answer Peer::get(const std::string& body) { return request(kTypeGet, kTypeResponse, body); }
+Answer Peer::get(const std::string& body) { return request(kTypeGet, body, false); }
 
-Answer Peer::set(const std::string& body) { return request(kTypeSet, kTypeResponse, body); }
+Answer Peer::set(const std::string& body) { return request(kTypeSet, body, true); }
 
 Answer Peer::subscribe()
 {
@@ -91,7 +92,8 @@ bool Peer::nextEvent(MessageEvent& event, std::chrono::milliseconds limit)
 
 bool Peer::hasStartedAnew() const { return !isStillThere() && isServed(mPath); }
 
-Answer Peer::request(const char* type, const char* answerType, const std::string& body)
+/// `mayBeDone`: the daemon changes something, also when nobody waits for its answer any more.
+Answer Peer::request(const char* type, const std::string& body, bool mayBeDone)
 {
     MessageHeader header;
     header.Type = type;
@@ -109,10 +111,16 @@ Answer Peer::request(const char* type, const char* answerType, const std::string
 
     WaitNote note(mWaitsFor);
     send(datagram, note);
-    return awaitAnswer(header.ID, answerType, note);
+    if (mayBeDone)
+        Leftover::sayAtSignal(mName + " has been asked, and may still do it" +
+                              (mPath == kCfgSocket ? ". Try: cfgctl status" : ""));
+    const char* const answerType = header.Type == kTypeCommand ? kTypeAck : kTypeResponse;
+    Answer answer = awaitAnswer(header.ID, answerType, mayBeDone, note);
+    Leftover::sayAtSignal("");
+    return answer;
 }
 
-Answer Peer::awaitAnswer(int id, const char* answerType, WaitNote& note)
+Answer Peer::awaitAnswer(int id, const char* answerType, bool mayBeDone, WaitNote& note)
 {
     std::string datagram;
     std::string problem;
@@ -134,15 +142,20 @@ Answer Peer::awaitAnswer(int id, const char* answerType, WaitNote& note)
         } else if (mDeadline.isOver()) {
             problem = "no answer from " + mName + " on " + mPath + " in " +
                       std::to_string(mDeadline.seconds()) + " s";
-            cause = "it is busy, or stuck; what was asked may still be done";
+            cause = "it is busy, or stuck";
+            if (mayBeDone)
+                cause += "; what was asked may still be done";
         } else if (!isStillThere()) {
             problem = mName + " has ended before it answered";
-            cause = "it was stopped, or has crashed; what was asked may be done or not";
+            cause = "it was stopped, or has crashed";
+            if (mayBeDone)
+                cause += "; what was asked may be done or not";
         }
         note.show(mDeadline);
     }
     Failure failure = noAnswer(problem, cause);
-    failure.mayBeDone = true;
+    failure.mayBeDone = mayBeDone;
+    Leftover::sayAtSignal("");
     throw Failure(failure);
 }
 
@@ -176,7 +189,8 @@ void Peer::connectToDaemon()
             throw fileFailure("cannot ask " + mName + " on", mPath, error);
         const bool isLeft = isKnown && error == ECONNREFUSED;
         throw noAnswer("no answer from " + mName + " on " + mPath,
-                       isLeft            ? "it does not run; an earlier one has left its socket"
+                       isLeft && !S_ISSOCK(mServed.st_mode) ? "that is no socket"
+                       : isLeft          ? "it does not run; an earlier one has left its socket"
                        : error == ENOENT ? "it does not run"
                                          : std::strerror(error));
     }

@@ -59,8 +59,8 @@ public:
     const Deadline& deadline() const { return mDeadline; }
 
 private:
-    Answer request(const char* type, const char* answerType, const std::string& body);
-    Answer awaitAnswer(int id, const char* answerType, WaitNote& note);
+    Answer request(const char* type, const std::string& body, bool mayBeDone);
+    Answer awaitAnswer(int id, const char* answerType, bool mayBeDone, WaitNote& note);
     void send(const std::string& datagram, WaitNote& note);
     void connectToDaemon();
     bool receive(std::string& datagram, std::chrono::milliseconds limit) const;

@@ -61,9 +61,11 @@ constexpr Cause kCauses[] = {
     {"rename", FC_UNAVAILABLE, "its file could not be moved; it may be gone", "cfgctl show NAME"},
     {"remove", FC_UNAVAILABLE, "its file could not be deleted, and is still there",
      "cfgctl show NAME"},
-    {"", FC_ACCESS_DENIED,
+    {"set", FC_ACCESS_DENIED,
      "the value is read-only, or the device's policy does not let you "
      "(/etc/sysmgt/cfg_policy.json)",
+     "cfgctl log --severity warning"},
+    {"", FC_ACCESS_DENIED, "the device's policy does not let you (/etc/sysmgt/cfg_policy.json)",
      "cfgctl log --severity warning"},
     {"get", FC_NO_SUCH_NAME, "the daemon has no such dataset, component, key or property",
      "cfgctl help get"},

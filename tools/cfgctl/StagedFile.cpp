@@ -65,9 +65,9 @@ void copyFile(const std::string& from, const std::string& to)
 } // namespace
 
 StagedFile::StagedFile(const std::string& file, bool isToGo, bool isDryRun)
+    : mPath(fs::absolute(file).lexically_normal().string()) // the manager runs in "/"
 {
     std::error_code error;
-    mPath = fs::absolute(file, error).lexically_normal().string(); // the manager runs in "/"
     if (!fs::is_regular_file(mPath, error))
         throw error ? fileFailure("cannot find", mPath, error.value())
                     : Failure(EXIT_NAME_OR_VALUE, "it is no file", "ls -ld " + shellQuoted(mPath));

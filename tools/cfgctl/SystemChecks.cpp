@@ -2,6 +2,7 @@
 
 #include "CfgPaths.h"
 #include "ClientSocket.h"
+#include "PolicyRules.h"
 #include "base/Descriptor.h"
 #include "base/RegularFile.h"
 
@@ -38,7 +39,8 @@ Finding cannotAsk(const char* socket, int error)
 {
     const bool isForbidden = error == EACCES || error == EPERM;
     return {!isForbidden, std::string("cannot ask on ") + socket + reason(error),
-            isForbidden ? "run as root" : std::string("see who serves it: fuser ") + socket};
+            isForbidden ? "run as root" : std::string("see who serves it: fuser ") + socket,
+            std::string("ls -l ") + socket};
 }
 
 void checkDaemonSocket(Findings& found)
@@ -47,14 +49,16 @@ void checkDaemonSocket(Findings& found)
     const int error = probe(kCfgSocket);
     if (!exists(kCfgSocket, status))
         found.push_back({true, std::string("CfgManager does not run: there is no ") + kCfgSocket,
-                         "start it: systemctl start cfgmanager"});
+                         "start it: systemctl start cfgmanager", "systemctl start cfgmanager"});
     else if (!S_ISSOCK(status.st_mode))
         found.push_back({true, std::string(kCfgSocket) + " is no socket, CfgManager cannot start",
-                         std::string("remove it, then systemctl restart cfgmanager")});
+                         "remove it, then systemctl restart cfgmanager",
+                         std::string("ls -ld ") + kCfgSocket});
     else if (error == ECONNREFUSED)
         found.push_back(
             {true, std::string(kCfgSocket) + " is stale: the CfgManager that made it has ended",
-             "see why in the log (cfgctl log), then systemctl restart cfgmanager"});
+             "see why in the log (cfgctl log), then systemctl restart cfgmanager",
+             "systemctl restart cfgmanager"});
     else if (error != 0)
         found.push_back(cannotAsk(kCfgSocket, error));
 }
@@ -68,7 +72,7 @@ void checkChannelManager(Findings& found)
         found.push_back({true,
                          std::string("no channel manager serves ") + kChanSocket +
                              ": nothing can be saved or started",
-                         "start the channel manager"});
+                         "start the channel manager", std::string("ls -l ") + kChanSocket});
 }
 
 /// A daemon that starts waits for a reader of the FIFO.
@@ -82,13 +86,15 @@ void checkLog(Findings& found)
                          "start dbgcollect, then the daemons anew"});
     else if (!S_ISFIFO(status.st_mode))
         found.push_back({true, std::string(kFifo) + " is no FIFO, daemons that start write into it",
-                         "remove it, start dbgcollect, then the daemons anew"});
+                         "remove it, start dbgcollect, then the daemons anew",
+                         std::string("ls -ld ") + kFifo});
     else if (!fifo.isOpen() && error == ENXIO)
         found.push_back({true,
                          std::string("nobody reads ") + kFifo +
                              ": daemons that start wait for a "
                              "reader",
-                         "start dbgcollect: systemctl start dbgcollect"});
+                         "start dbgcollect: systemctl start dbgcollect",
+                         "systemctl start dbgcollect"});
     else if (!fifo.isOpen())
         found.push_back(
             {false, std::string("cannot look into ") + kFifo + reason(error), "run as root"});
@@ -104,7 +110,7 @@ void checkCatalogue(const std::string& path, bool isRequired, const char* advice
         return;
     if (!file.isOpen()) {
         found.push_back({error != EACCES, "cannot read " + path + reason(error),
-                         error == EACCES ? "run as root" : advice});
+                         error == EACCES ? "run as root" : advice, "ls -l " + path});
         return;
     }
     std::string text;
@@ -121,7 +127,8 @@ void checkCatalogue(const std::string& path, bool isRequired, const char* advice
         catalogue["components"].isObject() &&
         catalogue["components"].isMember("ConfigurationsTable"))
         return;
-    found.push_back({true, path + " is no catalogue" + (isJson ? "" : ": it is no JSON"), advice});
+    found.push_back({true, path + " is no catalogue" + (isJson ? "" : ": it is no JSON"), advice,
+                     "cfgctl validate " + path});
 }
 
 void checkCatalogues(Findings& found)
@@ -203,9 +210,44 @@ void checkQueue(Findings& found)
                          kSetQueueLength});
 }
 
-constexpr void (*kChecks[])(Findings&) = {checkDaemonSocket, checkChannelManager, checkLog,
-                                          checkCatalogues,   checkDisk,           checkRights,
-                                          checkQueue};
+std::optional<uid_t> findUser(const std::string& name)
+{
+    const passwd* const account = getpwnam(name.c_str());
+    return account == nullptr ? std::nullopt : std::optional(account->pw_uid);
+}
+
+std::optional<GroupAccount> findGroup(const std::string& name)
+{
+    const group* const account = getgrnam(name.c_str());
+    return account == nullptr
+               ? std::nullopt
+               : std::optional(GroupAccount{account->gr_gid, {}}); // members: no fault
+}
+
+/// The daemon lets in nobody but root while it cannot read or understand the file.
+void checkPolicy(Findings& found)
+{
+    const Descriptor file(openRegularFile(kPolicyFile));
+    const int error = errno;
+    if (!file.isOpen() && error == ENOENT)
+        return;
+    std::string text, fault;
+    if (!file.isOpen())
+        fault = strerror(error);
+    else if (readToEnd(file.get(), text) == 0)
+        PolicyRules::parse(text, {findUser, findGroup}, fault);
+    std::ranges::replace(fault, '\n', ' ');
+    if (!fault.empty())
+        found.push_back({error != EACCES || file.isOpen(),
+                         std::string("the policy is broken, only root may do anything: ") +
+                             kPolicyFile + ": " + fault,
+                         std::string("mend it; it takes effect at once: ") + kPolicyFile,
+                         std::string("vi ") + kPolicyFile});
+}
+
+constexpr void (*kChecks[])(Findings&) = {checkDaemonSocket, checkPolicy,     checkChannelManager,
+                                          checkLog,          checkCatalogues, checkDisk,
+                                          checkRights,       checkQueue};
 
 } // namespace
 
@@ -222,13 +264,15 @@ std::optional<Finding> diskTrouble()
     struct statvfs disk;
     if (statvfs(kCfgDir, &disk) == -1)
         return Finding{errno != EACCES, std::string("cannot look at ") + kCfgDir + reason(errno),
-                       errno == EACCES ? "run as root" : "mount the disk, restart CfgManager"};
+                       errno == EACCES ? "run as root" : "mount the disk, restart CfgManager",
+                       std::string("ls -ld ") + kCfgDir};
     if ((disk.f_flag & ST_RDONLY) != 0)
         return Finding{true, std::string(kCfgDir) + " is read-only: nothing can be saved",
-                       "see why (dmesg), then mount it writable"};
+                       "see why (dmesg), then mount it writable", "dmesg"};
     if (disk.f_bavail * disk.f_frsize < kLeastFree || (disk.f_files > 0 && disk.f_favail == 0))
         return Finding{true, std::string("the disk of ") + kCfgDir + " is full",
-                       "remove what is not needed; CfgManager stores again by itself"};
+                       "remove what is not needed; CfgManager stores again by itself",
+                       std::string("df -h ") + kCfgDir};
     return std::nullopt;
 }
 

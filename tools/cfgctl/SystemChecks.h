@@ -12,6 +12,7 @@ struct Finding {
     bool isFault;
     std::string what;
     std::string advice; ///< what to do
+    std::string next{}; ///< a command that helps; "" where the advice is one
 };
 using Findings = std::vector<Finding>;
 

@@ -49,11 +49,13 @@ public:
             checkDocument(root);
     }
 
-    const Json::Value& faults() const { return mFaults; }
+    const Json::Value& faults() const { return mFaults; } ///< the first of them
+    std::size_t count() const { return mCount; }
 
 private:
     void add(std::ptrdiff_t offset, const std::string& problem)
     {
+        ++mCount;
         if (mFaults.size() >= kMostFaults)
             return;
         const std::string before = mText.substr(0, static_cast<std::size_t>(offset));
@@ -142,6 +144,7 @@ private:
 
     const std::string& mText;
     Json::Value mFaults{Json::arrayValue};
+    std::size_t mCount = 0;
 };
 
 } // namespace
@@ -164,6 +167,12 @@ void runValidate(Session& session)
     }
     constexpr Column kColumns[] = {{"LINE", "line"}, {"COLUMN", "column"}, {"PROBLEM", "problem"}};
     session.out.table("faults", kColumns, dataset.faults());
-    throw Failure(EXIT_NAME_OR_VALUE, "the daemon would not take it, or not all of it",
+    session.out.document()["faultCount"] = static_cast<Json::UInt64>(dataset.count());
+    const std::string shown = dataset.count() == dataset.faults().size()
+                                  ? ""
+                                  : "; these are the first " +
+                                        std::to_string(dataset.faults().size()) + " of " +
+                                        std::to_string(dataset.count()) + " faults";
+    throw Failure(EXIT_NAME_OR_VALUE, "the daemon would not take it, or not all of it" + shown,
                   "vi +" + dataset.faults()[0]["line"].asString() + ' ' + shellQuoted(path));
 }

@@ -35,8 +35,15 @@ struct Verb {
     int limit;            ///< seconds for all of it, without -t; 0 for none
     const char* waitsFor; ///< what it usually waits for
     void (*run)(Session&);
-    bool isStream = false; ///< prints line by line, as things happen
+    bool isStream = false;                ///< prints line by line, as things happen
+    const char* tableArguments = nullptr; ///< instead of `arguments` with --table
 };
+
+/// The words that the verb wants, with --table or without.
+inline std::string_view argumentsOf(const Verb& verb, bool isTable)
+{
+    return isTable && verb.tableArguments != nullptr ? verb.tableArguments : verb.arguments;
+}
 
 std::span<const Verb> verbs();
 std::span<const Option> options();

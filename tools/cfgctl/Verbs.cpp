@@ -32,7 +32,7 @@ constexpr Option kOptions[] = {
     {"task", 0, "TASK", "Lines of this task only, such as tCfg"},
     {"confirm-within", 0, "SECONDS", "Go back to what ran before, unless you confirm in time", 1,
      kLongest},
-    {"table", 0, nullptr, "A table of the older model: TABLE [ROW [ITEM]]"},
+    {"table", 0, nullptr, "A table of the older model"},
     {"timeout", 't', "SECONDS", "The one limit for all that the verb waits for", 1, kLongest},
     {"json", 0, nullptr, "One JSON document instead of text; an object a line for what goes on"},
     {"dry-run", 0, nullptr, "Print the datagram, send nothing"},
@@ -93,17 +93,18 @@ constexpr Verb kVerbs[] = {
      "cfgctl debug on\ncfgctl debug off --socket /tmp/sockDev", Effect::CHANGES, kUsual, kManager,
      runDebug},
 
-    {"Any daemon of the suite (--socket)", "get", "DATASET [COMPONENT] [KEY] [PROPERTY]",
+    {"Any daemon of the suite (--socket)", "get", "DATASET COMPONENT [KEY [PROPERTY]]",
      "Print values", "table",
      "cfgctl get CfgDataSet AutoStart\ncfgctl get CfgDataSet ConfigurationsTable evening State\n"
      "cfgctl get --socket /tmp/sockDev --table SensorTable 1 Limit",
-     Effect::READS, kUsual, kManager, runGet},
-    {"Any daemon of the suite (--socket)", "set", "DATASET COMPONENT KEY [PROPERTY] [VALUE]",
+     Effect::READS, kUsual, kManager, runGet, false, "TABLE [ROW [ITEM]]"},
+    {"Any daemon of the suite (--socket)", "set", "DATASET COMPONENT KEY PROPERTY VALUE",
      "Write a value, pending until the daemon commits", "table",
      "cfgctl set --socket /tmp/sockFan FanDataSet Fans left Speed 1200\n"
      "cfgctl set --socket /tmp/sockDev --table SensorTable 1 Limit 70",
-     Effect::CHANGES, kUsual, kManager, runSet},
-    {"Any daemon of the suite (--socket)", "call", "COMMAND [NAME=VALUE…]", "Send a command", "",
+     Effect::CHANGES, kUsual, kManager, runSet, false, "TABLE ROW ITEM VALUE"},
+    {"Any daemon of the suite (--socket)", "call", "COMMAND [NAME=VALUE…]",
+     "Send a command; most daemons answer OK to one that they do not know", "",
      "cfgctl call START_CFG RowID=evening", Effect::CHANGES, kStart, kManager, runCall},
 
     {"Help", "help", "[VERB]", "This help, or a verb's own", "", "cfgctl help save", Effect::READS,

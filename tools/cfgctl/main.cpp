@@ -64,6 +64,6 @@ int main(int argc, char** argv)
         Output out(call.has("json"), call.verb);
         return run(call, out);
     } catch (const Failure& failure) {
-        return Output(wantsJson(words), nullptr).fail(failure, "");
+        return Output(wantsJson(words), namedVerb(words)).fail(failure, "");
     }
 }
