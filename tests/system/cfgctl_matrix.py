@@ -202,7 +202,7 @@ def try_manners():
             ("-t 99999999999999999999999999 list", "a number from 1 to 1000000"),
             ("save 'a\"b'", "at byte 2"), ("save 'a<b'", "at byte 2"),
             ("remove day", "Not without --yes"), ("save day", "will be overwritten"),
-            ("wait day=Availble", "did you mean 'Available'?"),
+            ("wait day=Availble", "did you mean 'Available'? Try: cfgctl wait day\\=Available"),
             ("wait -- -a=b", "Try: cfgctl wait -- -a\\=b\\=")):
         done = run(command)
         check(done.returncode == 2 and said in done.err, command, done.err)

@@ -219,16 +219,19 @@ void runWait(Session& session)
     std::string name = session.call.argument(0);
     std::string state;
     if (const std::size_t at = name.rfind('='); at != std::string::npos) {
-        const std::string anyState = "cfgctl wait " + quotedArgument(name + '=');
+        std::string next = "cfgctl wait " + quotedArgument(name + '=');
         state = name.substr(at + 1); // none behind it: any state, for names that hold a '='
         name.resize(at);
+        for (const char* const known : kStates)
+            if (!didYouMean(state, {known}).empty())
+                next = "cfgctl wait " + quotedArgument(name + '=' + known);
         if (!state.empty() && std::ranges::find(kStates, state) == std::end(kStates))
             throw Failure(EXIT_USAGE,
                           inQuotes(state) + " is no state: " + kStates[0] + ", " + kStates[1] +
                               " or " + kStates[2] +
                               "; a name that holds a '=' wants one behind it" +
                               didYouMean(state, {std::begin(kStates), std::end(kStates)}),
-                          anyState);
+                          next);
     }
     requireValidText(name);
     session.waitsFor = session.call.argument(0);

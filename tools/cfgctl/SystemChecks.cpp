@@ -279,5 +279,6 @@ std::optional<Finding> diskTrouble()
 bool isCollecting()
 {
     const Descriptor fifo(open(kFifo, O_WRONLY | O_NONBLOCK | O_CLOEXEC)); // not without a reader
-    return fifo.isOpen();
+    struct stat status;
+    return fifo.isOpen() && fstat(fifo.get(), &status) == 0 && S_ISFIFO(status.st_mode);
 }

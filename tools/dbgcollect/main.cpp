@@ -169,7 +169,7 @@ private:
 
     void put(std::string_view text)
     {
-        if (mBytes.empty() && mIsCut) // what could be written ended in a line
+        if (mBytes.empty() && mIsCut) // what could be written ended within a line
             mBytes += '\n';
         mBytes += text;
         if (mBytes.size() >= kMostBuffered)
